@@ -1,0 +1,74 @@
+/*
+ * qom/writer.h - writing recordings.
+ *
+ * A writer appends records to a new file and never changes a byte that it has
+ * written. Every appended record reaches the kernel before the call returns, so a
+ * process that is killed loses nothing; about once a second, and at each flush, the
+ * bytes are forced to the disk. A file can be opened by readers at any moment.
+ *
+ * The first write or sync that fails is final: that call and every later one
+ * return -1 with its errno, and the file still opens with the records that were
+ * written whole. qom_reader_error() gives the reason in words.
+ */
+#ifndef QOM_WRITER_H
+#define QOM_WRITER_H
+
+#include "qom/qom.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct QomWriter QomWriter;
+
+/*
+ * Creates the file `path`, which must not exist, and writes the header; `header`
+ * stays the caller's and its `type` and `version` are not read. Returns null with
+ * errno on failure and leaves no file behind; EINVAL for a header that no reader
+ * would accept, EEXIST when the file exists.
+ */
+QOM_API QomWriter *qom_writer_create(const char *path, const QomHeader *header);
+
+/*
+ * Appends one typed record; the caller keeps it. What is appended is exactly what
+ * a reader gives back. Returns 0, or -1 with errno. EINVAL, with nothing written,
+ * when the timestamp lies below the last one (or below the header's), or above
+ * QOM_MAX_TIME, when sizes, lengths or formats disagree with each other or with
+ * the header, or when a limit of qom.h is exceeded; the writer can then go on.
+ */
+QOM_API int qom_writer_append(QomWriter *writer, const void *record);
+
+/* Forces everything appended so far to the disk. Returns 0, after which no crash
+   of the process or the machine loses it, or -1 with errno. */
+QOM_API int qom_writer_flush(QomWriter *writer);
+
+/*
+ * The records appended between these two calls are a checkpoint: they restate the
+ * whole state at their time, so that a reader may start from them. begin returns
+ * -1 with EINVAL when a checkpoint is open already. end returns -1 with EINVAL
+ * when none is open or when the run is not whole: a screen change, a full
+ * compressed image of that size at (0, 0), the cursor image and each footer text
+ * and the last input that were ever set; the records stay ordinary ones then.
+ */
+QOM_API int qom_writer_begin_checkpoint(QomWriter *writer);
+QOM_API int qom_writer_end_checkpoint(QomWriter *writer);
+
+/*
+ * Writes the index and the end mark, forces everything to the disk, closes the
+ * file and releases the writer, also when it fails. Returns 0, or -1 with errno.
+ * Null is ignored.
+ */
+QOM_API int qom_writer_close(QomWriter *writer);
+
+/* Compresses an image; null when it is malformed (EINVAL) or memory is short.
+   The caller keeps the image and owns the result. */
+QOM_API QomCompressedImage *qom_image_compress(const QomImage *image);
+
+/* Compresses image blocks together; null as above. */
+QOM_API QomCompressedImageBlocks *qom_image_blocks_compress(const QomImageBlocks *blocks);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* QOM_WRITER_H */
