@@ -22,7 +22,9 @@ struct Options {
 };
 
 // Whether the file ends and not the records: an unreadable record is told and passed over.
-bool output_failed() { return std::ferror(stdout) != 0; }
+bool output_failed() {
+  return std::ferror(stdout) != 0;
+}
 
 void tell_unreadable(Progress &progress, const Options &options, size_t index) {
   progress.clear();
@@ -80,8 +82,7 @@ class CheckpointMarks {
   size_t end_ = 0;
 };
 
-int dump_text(const Recording &recording, const Options &options, Range range,
-              Progress &progress) {
+int dump_text(const Recording &recording, const Options &options, Range range, Progress &progress) {
   int status = kGood;
   TextWriter writer(stdout, *recording.header);
   CheckpointMarks marks(recording, range, writer);
@@ -103,6 +104,10 @@ int dump(const Options &options) {
   const Recording recording = open_recording(options.file);
   if (!recording) return kUnreadable;
   const Range range = choose(recording, options.from, options.to);
+  if (range.begin == range.end && !(options.from.empty() && options.to.empty())) {
+    complain(options.file, "no record lies in the range that --from and --to give");
+    return kFailed;
+  }
   Progress progress("dumping", range.end - range.begin);
   return options.text ? dump_text(recording, options, range, progress)
                       : dump_lines(recording, options, range, progress);

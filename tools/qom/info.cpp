@@ -22,9 +22,12 @@ struct Options {
 
 const char *state_name(QomReaderState state) {
   switch (state) {
-    case QOM_STATE_FINISHED: return "finished";
-    case QOM_STATE_UNFINISHED: return "unfinished";
-    default: return "damaged";
+    case QOM_STATE_FINISHED:
+      return "finished";
+    case QOM_STATE_UNFINISHED:
+      return "unfinished";
+    default:
+      return "damaged";
   }
 }
 
@@ -54,7 +57,9 @@ void line(const char *name, const std::string &value) {
   std::printf("%-13s %s\n", name, value.c_str());
 }
 
-std::string number(uint64_t value) { return std::to_string(value); }
+std::string number(uint64_t value) {
+  return std::to_string(value);
+}
 
 void print_header(const QomHeader &header) {
   line("screen", number(header.width) + 'x' + number(header.height) + " pixels, depth " +
@@ -134,15 +139,17 @@ void print_table(const std::string &path, const Recording &recording, const Summ
     char share[32];
     std::snprintf(share, sizeof share, " (%.1f %% of the records)",
                   percent(info.checkpoint_bytes, info.record_bytes));
-    line("checkpoints", number(info.checkpoint_count) + ", " + bytes_text(info.checkpoint_bytes) +
-                            share);
+    line("checkpoints",
+         number(info.checkpoint_count) + ", " + bytes_text(info.checkpoint_bytes) + share);
   } else {
     line("checkpoints", "none");
   }
   print_types(summary);
 }
 
-Json json_text(const char *text) { return text ? Json(text) : Json(nullptr); }
+Json json_text(const char *text) {
+  return text ? Json(text) : Json(nullptr);
+}
 
 Json json_header(const QomHeader &header) {
   Json palette = Json::array();
@@ -200,8 +207,10 @@ void print_json(const std::string &path, const Recording &recording, const Summa
   json["duration_us"] = summary.duration;
   json["records"] = json_records(summary);
   const bool rate = summary.duration > 0;
-  json["records_per_second"] = rate ? Json(per_second(summary.total.count, summary.duration)) : Json();
-  json["bytes_per_second"] = rate ? Json(per_second(summary.total.bytes, summary.duration)) : Json();
+  json["records_per_second"] =
+      rate ? Json(per_second(summary.total.count, summary.duration)) : Json();
+  json["bytes_per_second"] =
+      rate ? Json(per_second(summary.total.bytes, summary.duration)) : Json();
   json["largest_gap"] = json_gap(recording, summary);
   json["checkpoints"] = {{"count", info.checkpoint_count}, {"bytes", info.checkpoint_bytes}};
   // Plain ASCII, so that no text of the recording can steer a terminal; bytes that are no UTF-8
@@ -213,8 +222,10 @@ int info(const Options &options) {
   const Recording recording = open_recording(options.file);
   if (!recording) return kUnreadable;
   const Summary summary = summarise(recording);
-  if (options.json) print_json(options.file, recording, summary);
-  else print_table(options.file, recording, summary);
+  if (options.json)
+    print_json(options.file, recording, summary);
+  else
+    print_table(options.file, recording, summary);
   return kGood;
 }
 

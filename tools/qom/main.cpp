@@ -21,7 +21,7 @@ std::string version_text() {
 // The usage of the subcommand that was being parsed, or of the program.
 std::string usage(const CLI::App &app) {
   const auto chosen = app.get_subcommands();
-  return chosen.empty() ? app.help() : chosen.front()->help();
+  return chosen.empty() ? app.help() : chosen.front()->help(app.get_name());
 }
 
 int refuse(const CLI::App &app, const CLI::ParseError &error) {
@@ -31,9 +31,13 @@ int refuse(const CLI::App &app, const CLI::ParseError &error) {
 }
 
 int run(int argc, char **argv) {
-  CLI::App app("Records, inspects, checks, repairs and makes recordings of desktop sessions", "qom");
+  CLI::App app("Records, inspects, checks, repairs and makes recordings of desktop sessions",
+               "qom");
   app.set_version_flag("--version", version_text());
   app.require_subcommand(1);
+  app.footer(
+      "qom SUBCOMMAND --help tells the options of a subcommand. Exit status: 0 good, 1 damage was\n"
+      "found or the work failed, 2 wrong usage, 3 not a recording or not readable.");
   int status = kGood;
   add_info_command(app, status);
   add_dump_command(app, status);

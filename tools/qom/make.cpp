@@ -72,9 +72,12 @@ uint64_t size_of(std::FILE *file) {
 
 int apply(QomWriter *writer, TextParser::Item item, const TextParser &parser) {
   switch (item) {
-    case TextParser::Item::checkpoint_begin: return qom_writer_begin_checkpoint(writer);
-    case TextParser::Item::checkpoint_end: return qom_writer_end_checkpoint(writer);
-    default: return qom_writer_append(writer, parser.record());
+    case TextParser::Item::checkpoint_begin:
+      return qom_writer_begin_checkpoint(writer);
+    case TextParser::Item::checkpoint_end:
+      return qom_writer_end_checkpoint(writer);
+    default:
+      return qom_writer_append(writer, parser.record());
   }
 }
 

@@ -47,8 +47,10 @@ std::string fault_of(const QomRecord *record, const QomHeader *header) {
       const BlocksPtr blocks(qom_image_blocks_uncompress(&as<QomCompressedImageBlocks>(record)));
       return blocks ? fault_of_blocks(*blocks, header) : qom_reader_error();
     }
-    case QOM_IMAGE_BLOCKS: return fault_of_blocks(as<QomImageBlocks>(record), header);
-    default: return "";
+    case QOM_IMAGE_BLOCKS:
+      return fault_of_blocks(as<QomImageBlocks>(record), header);
+    default:
+      return "";
   }
 }
 

@@ -73,12 +73,21 @@ int Surveyor::visit(const QomScanEvent &event) {
       }
       ++survey.records;
       break;
-    case QOM_SCAN_DAMAGE: visit_damage(event); break;
-    case QOM_SCAN_CHECKPOINT: visit_checkpoint(event); break;
-    case QOM_SCAN_UNKNOWN: ++survey.unknown; break;
-    case QOM_SCAN_TORN: survey.torn_bytes += event.length; break;
+    case QOM_SCAN_DAMAGE:
+      visit_damage(event);
+      break;
+    case QOM_SCAN_CHECKPOINT:
+      visit_checkpoint(event);
+      break;
+    case QOM_SCAN_UNKNOWN:
+      ++survey.unknown;
+      break;
+    case QOM_SCAN_TORN:
+      survey.torn_bytes += event.length;
+      break;
     case QOM_SCAN_INDEX:
-    case QOM_SCAN_END: break;
+    case QOM_SCAN_END:
+      break;
   }
   progress_.update((static_cast<uint64_t>(event.position) + event.length) / 2);
   return 0;
@@ -98,8 +107,7 @@ void Surveyor::visit_damage(const QomScanEvent &event) {
 }
 
 void Surveyor::visit_checkpoint(const QomScanEvent &event) {
-  const auto faulty =
-      std::lower_bound(survey.faulty.begin(), survey.faulty.end(), event.first);
+  const auto faulty = std::lower_bound(survey.faulty.begin(), survey.faulty.end(), event.first);
   if (event.count == 0 || faulty != survey.faulty.end()) {
     ++survey.broken_checkpoints;
   } else {
@@ -149,10 +157,11 @@ int Copy::visit(const QomScanEvent &event) {
   // A recording that is still being written has grown since the survey.
   if (met_ == survey_.records) return 0;
   if (!begin_checkpoint()) return 1;
-  const bool faulty =
-      next_faulty_ < survey_.faulty.size() && survey_.faulty[next_faulty_] == met_;
-  if (faulty) ++next_faulty_;
-  else if (!append(event.record)) return 1;
+  const bool faulty = next_faulty_ < survey_.faulty.size() && survey_.faulty[next_faulty_] == met_;
+  if (faulty)
+    ++next_faulty_;
+  else if (!append(event.record))
+    return 1;
   ++met_;
   progress_.update((file_size_ + static_cast<uint64_t>(event.position) + event.length) / 2);
   return end_checkpoint() ? 0 : 1;

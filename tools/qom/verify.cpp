@@ -70,13 +70,26 @@ bool Verification::run() {
 
 int Verification::visit(const QomScanEvent &event) {
   switch (event.kind) {
-    case QOM_SCAN_RECORD: visit_record(event); break;
-    case QOM_SCAN_DAMAGE: visit_damage(event); break;
-    case QOM_SCAN_CHECKPOINT: visit_checkpoint(event); break;
-    case QOM_SCAN_UNKNOWN: ++unknown_; break;
-    case QOM_SCAN_TORN: torn_bytes_ += event.length; break;
-    case QOM_SCAN_END: end_mark_ = true; break;
-    case QOM_SCAN_INDEX: break;
+    case QOM_SCAN_RECORD:
+      visit_record(event);
+      break;
+    case QOM_SCAN_DAMAGE:
+      visit_damage(event);
+      break;
+    case QOM_SCAN_CHECKPOINT:
+      visit_checkpoint(event);
+      break;
+    case QOM_SCAN_UNKNOWN:
+      ++unknown_;
+      break;
+    case QOM_SCAN_TORN:
+      torn_bytes_ += event.length;
+      break;
+    case QOM_SCAN_END:
+      end_mark_ = true;
+      break;
+    case QOM_SCAN_INDEX:
+      break;
   }
   progress_.update(static_cast<uint64_t>(event.position) + event.length);
   return std::ferror(stdout);
@@ -111,8 +124,9 @@ void Verification::pass_entries_before(int64_t position) {
     if (entry.position < damage_end_) {
       ++lost_entries_;
     } else {
-      findings_.add(entry.position, 0, "the index has record #" + std::to_string(next_entry_) +
-                                           " here, where none begins");
+      findings_.add(
+          entry.position, 0,
+          "the index has record #" + std::to_string(next_entry_) + " here, where none begins");
     }
   }
 }
@@ -126,8 +140,8 @@ void Verification::compare_entry(const QomScanEvent &event) {
     if (event.record) findings_.add(event.position, event.length, "the index lacks this record");
     return;
   }
-  if (event.record && (entry->type != event.record->type ||
-                       entry->timestamp != event.record->timestamp)) {
+  if (event.record &&
+      (entry->type != event.record->type || entry->timestamp != event.record->timestamp)) {
     findings_.add(event.position, event.length,
                   "the index has another type or time for this record");
   }

@@ -28,8 +28,10 @@ uint8_t default_depth(PixelFormat format) {
     case xRGB8888:
     case xBGR8888:
     case RGBx8888:
-    case BGRx8888: return 24;
-    default: return static_cast<uint8_t>(pixel_format_bytes_per_pixel(format) * 8);
+    case BGRx8888:
+      return 24;
+    default:
+      return static_cast<uint8_t>(pixel_format_bytes_per_pixel(format) * 8);
   }
 }
 
@@ -64,7 +66,9 @@ void HeaderParser::reset() {
   seen_ = 0;
 }
 
-bool HeaderParser::seen(std::string_view keyword) const { return (seen_ & bit_of(keyword)) != 0; }
+bool HeaderParser::seen(std::string_view keyword) const {
+  return (seen_ & bit_of(keyword)) != 0;
+}
 
 bool HeaderParser::take(std::string_view keyword, Words &words) {
   if (bit_of(keyword) == 0) return false;

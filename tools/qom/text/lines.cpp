@@ -13,7 +13,9 @@ namespace {
 constexpr size_t kBufferSize = 64 * 1024;
 constexpr size_t kShownLength = 40;  // bytes of a wrong word that an error repeats
 
-bool is_blank(char c) { return c == ' ' || c == '\t'; }
+bool is_blank(char c) {
+  return c == ' ' || c == '\t';
+}
 
 void skip_blanks(std::string_view &text) {
   size_t blanks = 0;
@@ -31,7 +33,9 @@ constexpr auto kHexadecimalDigits = [] {
 
 }  // namespace
 
-int hexadecimal_digit(char c) { return kHexadecimalDigits[static_cast<unsigned char>(c)]; }
+int hexadecimal_digit(char c) {
+  return kHexadecimalDigits[static_cast<unsigned char>(c)];
+}
 
 Lines::Lines(std::FILE *file) : file_(file), buffer_(kBufferSize) {}
 

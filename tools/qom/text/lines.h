@@ -15,8 +15,7 @@ namespace qomtool {
 // A mistake in a text, at a line counted from 1; 0 when the text itself could not be read.
 class TextError : public std::runtime_error {
  public:
-  TextError(unsigned long line, const std::string &what)
-      : std::runtime_error(what), line_(line) {}
+  TextError(unsigned long line, const std::string &what) : std::runtime_error(what), line_(line) {}
   unsigned long line() const { return line_; }
 
  private:

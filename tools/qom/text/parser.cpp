@@ -18,12 +18,13 @@ uint8_t bits_per_pixel(const QomHeader &header) {
 
 }  // namespace
 
-TextParser::TextParser(std::FILE *text) : lines_(text) { parse_head(); }
+TextParser::TextParser(std::FILE *text) : lines_(text) {
+  parse_head();
+}
 
 void TextParser::require_line(const char *what) {
   if (!lines_.next()) {
-    throw TextError(lines_.number() + 1,
-                    std::string("the text ends where ") + what + " should be");
+    throw TextError(lines_.number() + 1, std::string("the text ends where ") + what + " should be");
   }
 }
 
@@ -126,14 +127,17 @@ void TextParser::parse_record(QomRecordType type, Words &words) {
       parse_image(words);
       if (type == QOM_COMPRESSED_IMAGE) compress(type);
       return;
-    case QOM_CURSOR_IMAGE: return parse_cursor_image(words);
+    case QOM_CURSOR_IMAGE:
+      return parse_cursor_image(words);
     case QOM_IMAGE_BLOCKS:
     case QOM_COMPRESSED_IMAGE_BLOCKS:
       words.finish();
       parse_blocks();
       if (type == QOM_COMPRESSED_IMAGE_BLOCKS) compress(type);
       return;
-    case QOM_HEADER: words.finish(); return parse_header_record();
+    case QOM_HEADER:
+      words.finish();
+      return parse_header_record();
     case QOM_CURSOR_POSITION: {
       const Point point = words.point("a position, X,Y");
       record_.position.x = point.x;
@@ -151,7 +155,8 @@ void TextParser::parse_record(QomRecordType type, Words &words) {
       record_.input.tfn = keep(texts_[1], words.text("the tfn, quoted or -"));
       break;
     case QOM_DONE:
-    case QOM_DEBUG: break;
+    case QOM_DEBUG:
+      break;
     default:
       record_.footer.item = keep(texts_[0], words.text("a quoted text or -"));
   }
@@ -233,12 +238,12 @@ void TextParser::compress(QomRecordType type) {
 }
 
 PixelRows TextParser::add_image_rows(Words &words, Size size) {
-  return add_rows(words, size, bits_per_pixel(head_.header) / 8u,
-                  stride_in_bytes(size.width, bits_per_pixel(head_.header), head_.header.scanline_pad));
+  return add_rows(
+      words, size, bits_per_pixel(head_.header) / 8u,
+      stride_in_bytes(size.width, bits_per_pixel(head_.header), head_.header.scanline_pad));
 }
 
-PixelRows TextParser::add_rows(Words &words, Size size, uint32_t bytes_per_pixel,
-                               uint32_t stride) {
+PixelRows TextParser::add_rows(Words &words, Size size, uint32_t bytes_per_pixel, uint32_t stride) {
   const size_t start = data_.size();
   const uint64_t bytes = uint64_t{stride} * size.height;
   if (bytes > QOM_MAX_DATA || start > QOM_MAX_DATA - bytes) {
@@ -254,11 +259,12 @@ void TextParser::parse_pixels(Words &words, const PixelRows &rows, Content conte
     fill(rows, parse_pixel(words, rows, content));
     words.finish();
   } else if (kind == "random") {
-    const uint64_t seed =
-        words.number<uint64_t>("a seed", 0, std::numeric_limits<uint64_t>::max());
+    const uint64_t seed = words.number<uint64_t>("a seed", 0, std::numeric_limits<uint64_t>::max());
     words.finish();
-    if (content == Content::cursor) fill_random_cursor(rows, seed);
-    else fill_random(rows, seed, head_.header.pixel_format, head_.header.palette_size);
+    if (content == Content::cursor)
+      fill_random_cursor(rows, seed);
+    else
+      fill_random(rows, seed, head_.header.pixel_format, head_.header.palette_size);
   } else if (kind == "rows") {
     words.finish();
     parse_rows(rows);

@@ -31,7 +31,9 @@ const Channels *channels_of(PixelFormat format) {
   return nullptr;
 }
 
-uint32_t mask(Channel channel) { return ((1u << channel.bits) - 1) << channel.shift; }
+uint32_t mask(Channel channel) {
+  return ((1u << channel.bits) - 1) << channel.shift;
+}
 
 uint32_t placed(Channel channel, uint32_t value) {
   return channel.bits ? (value >> (8 - channel.bits)) << channel.shift : 0;

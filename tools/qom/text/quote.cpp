@@ -63,12 +63,18 @@ int unescaped(std::string_view text, size_t &at) {
   }
   at += 2;
   switch (kind) {
-    case 'n': return '\n';
-    case 'r': return '\r';
-    case 't': return '\t';
-    case '"': return '"';
-    case '\\': return '\\';
-    default: return -1;
+    case 'n':
+      return '\n';
+    case 'r':
+      return '\r';
+    case 't':
+      return '\t';
+    case '"':
+      return '"';
+    case '\\':
+      return '\\';
+    default:
+      return -1;
   }
 }
 
@@ -82,19 +88,29 @@ std::string escaped(std::string_view text) {
     const size_t length = sequence.length ? sequence.length : 1;
     const std::string_view bytes = text.substr(at, length);
     at += length;
-    if (bytes == "\n") out += "\\n";
-    else if (bytes == "\r") out += "\\r";
-    else if (bytes == "\t") out += "\\t";
-    else if (bytes == "\"" || bytes == "\\") (out += '\\') += bytes;
-    else if (!sequence.length || steers_terminal(sequence.character)) append_bytes(out, bytes);
-    else out += bytes;
+    if (bytes == "\n")
+      out += "\\n";
+    else if (bytes == "\r")
+      out += "\\r";
+    else if (bytes == "\t")
+      out += "\\t";
+    else if (bytes == "\"" || bytes == "\\")
+      (out += '\\') += bytes;
+    else if (!sequence.length || steers_terminal(sequence.character))
+      append_bytes(out, bytes);
+    else
+      out += bytes;
   }
   return out;
 }
 
-std::string quoted(std::string_view text) { return '"' + escaped(text) + '"'; }
+std::string quoted(std::string_view text) {
+  return '"' + escaped(text) + '"';
+}
 
-std::string quoted_or_absent(const char *text) { return text ? quoted(text) : "-"; }
+std::string quoted_or_absent(const char *text) {
+  return text ? quoted(text) : "-";
+}
 
 std::optional<std::string> unquoted(std::string_view text, size_t *used, std::string *why) {
   std::string out;

@@ -27,7 +27,9 @@ TextWriter::TextWriter(std::FILE *out, const QomHeader &header)
   out_ += '\n';
 }
 
-TextWriter::~TextWriter() { flush(); }
+TextWriter::~TextWriter() {
+  flush();
+}
 
 void TextWriter::flush() {
   std::fwrite(out_.data(), 1, out_.size(), file_);
@@ -51,7 +53,9 @@ void TextWriter::hexadecimal(uint32_t value, uint32_t digits) {
   for (uint32_t i = digits; i-- > 0;) out_ += kDigits[value >> (4 * i) & 0xf];
 }
 
-void TextWriter::comment(std::string_view text) { (out_ += "# ") += escaped(text) += '\n'; }
+void TextWriter::comment(std::string_view text) {
+  (out_ += "# ") += escaped(text) += '\n';
+}
 
 void TextWriter::header_lines(const QomHeader &header, std::string_view indent) {
   const auto line = [&](std::string_view keyword) -> std::string & {
@@ -101,15 +105,21 @@ bool TextWriter::record(const QomRecord *record) {
 
 bool TextWriter::fields(const QomRecord *record) {
   switch (record->type) {
-    case QOM_IMAGE: return image(&as<QomImage>(record));
+    case QOM_IMAGE:
+      return image(&as<QomImage>(record));
     case QOM_COMPRESSED_IMAGE:
       return image(ImagePtr(qom_image_uncompress(&as<QomCompressedImage>(record))).get());
-    case QOM_IMAGE_BLOCKS: return blocks(&as<QomImageBlocks>(record));
+    case QOM_IMAGE_BLOCKS:
+      return blocks(&as<QomImageBlocks>(record));
     case QOM_COMPRESSED_IMAGE_BLOCKS:
       return blocks(
           BlocksPtr(qom_image_blocks_uncompress(&as<QomCompressedImageBlocks>(record))).get());
-    case QOM_HEADER: header_record(as<QomHeader>(record)); return true;
-    case QOM_CURSOR_IMAGE: cursor_image(as<QomCursorImage>(record)); return true;
+    case QOM_HEADER:
+      header_record(as<QomHeader>(record));
+      return true;
+    case QOM_CURSOR_IMAGE:
+      cursor_image(as<QomCursorImage>(record));
+      return true;
     case QOM_CURSOR_POSITION:
       point(as<QomCursorPosition>(record).x, as<QomCursorPosition>(record).y);
       break;
@@ -121,8 +131,10 @@ bool TextWriter::fields(const QomRecord *record) {
       (out_ += ' ') += quoted_or_absent(as<QomLastInput>(record).tfn);
       break;
     case QOM_DONE:
-    case QOM_DEBUG: break;
-    default: (out_ += ' ') += quoted_or_absent(as<QomFooterItem>(record).item);
+    case QOM_DEBUG:
+      break;
+    default:
+      (out_ += ' ') += quoted_or_absent(as<QomFooterItem>(record).item);
   }
   out_ += '\n';
   return true;
