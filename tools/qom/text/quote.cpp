@@ -123,7 +123,7 @@ std::optional<std::string> unquoted(std::string_view text, size_t *used, std::st
     const size_t start = at;
     const int byte = unescaped(text, at);
     if (byte < 0) {
-      *why = "unknown escape " + escaped(text.substr(start, 4)) +
+      *why = "unknown escape \\" + escaped(text.substr(start + 1, 1)) +
              " in a text (\\n \\r \\t \\\" \\\\ \\xHH are known)";
       return std::nullopt;
     }
