@@ -17,6 +17,13 @@ PixelRows rows_of(const QomImage &image) {
           static_cast<uint32_t>(pixel_format_bytes_per_pixel(image.pixel_format))};
 }
 
+// Writes the digits and returns the place behind them.
+char *put_hexadecimal(char *at, uint32_t value, uint32_t digits) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  for (uint32_t i = digits; i-- > 0;) *at++ = kDigits[value >> (4 * i) & 0xf];
+  return at;
+}
+
 }  // namespace
 
 TextWriter::TextWriter(std::FILE *out, const QomHeader &header)
@@ -49,8 +56,8 @@ void TextWriter::point(int x, int y) {
 }
 
 void TextWriter::hexadecimal(uint32_t value, uint32_t digits) {
-  static constexpr char kDigits[] = "0123456789abcdef";
-  for (uint32_t i = digits; i-- > 0;) out_ += kDigits[value >> (4 * i) & 0xf];
+  char text[8];
+  out_.append(text, put_hexadecimal(text, value, digits));
 }
 
 void TextWriter::comment(std::string_view text) {
@@ -202,11 +209,17 @@ void TextWriter::pixels(const PixelRows &rows, std::string_view indent) {
 }
 
 void TextWriter::row(const PixelRows &rows, uint32_t y) {
+  const uint32_t digits = rows.bytes_per_pixel * 2;
   const uint8_t *at = rows.row(y);
+  // Pictures are nearly all of a text: their digits go straight into its buffer.
+  const size_t start = out_.size();
+  out_.resize(start + size_t{rows.width} * (digits + 1));
+  char *digit = out_.data() + start;
   for (uint32_t x = 0; x < rows.width; ++x, at += rows.bytes_per_pixel) {
-    if (x) out_ += ' ';
-    hexadecimal(load_pixel(at, rows.bytes_per_pixel), rows.bytes_per_pixel * 2);
+    digit = put_hexadecimal(digit, load_pixel(at, rows.bytes_per_pixel), digits);
+    *digit++ = ' ';
   }
+  out_.pop_back();
   const uint8_t *end = rows.row(y) + rows.stride;
   if (std::any_of(at, end, [](uint8_t byte) { return byte != 0; })) {
     for (out_ += " |"; at < end; ++at) {
