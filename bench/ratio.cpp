@@ -73,26 +73,30 @@ Options options_read(int argc, char *argv[], const std::string &about) {
   return options;
 }
 
+/* Reads only: what a write leaves behind would still be on its way to memory while the next
+   run is timed. */
 void caches_flush() {
-  static std::vector<char> memory(2 * std::max(sysconf(_SC_LEVEL3_CACHE_SIZE), 16L << 20));
-  for (std::size_t i = 0; i < memory.size(); i += 64) ++memory[i];
+  static const std::vector<char> memory(2 * std::max(sysconf(_SC_LEVEL3_CACHE_SIZE), 16L << 20), 1);
+  for (std::size_t i = 0; i < memory.size(); i += 64)
+    static_cast<void>(*static_cast<const volatile char *>(&memory[i]));
 }
 
 std::vector<double> costs(const Work &yardstick, const std::vector<Work> &candidates,
                           const Options &options) {
+  const std::size_t count = candidates.size();
   const int yardstick_runs = runs_per_batch(yardstick, options);
-  std::vector<int> runs;
-  for (const Work &work : candidates) runs.push_back(runs_per_batch(work, options));
+  std::vector<int> runs(count);
+  for (std::size_t i = 0; i < count; ++i) runs[i] = runs_per_batch(candidates[i], options);
 
-  std::vector<std::vector<double>> ratios(candidates.size());
-  for (int repetition = 0; repetition < options.repetitions; ++repetition)
-    for (std::size_t i = 0; i < candidates.size(); ++i) {
-      const double unit = seconds(yardstick, yardstick_runs, options);
+  std::vector<std::vector<double>> ratios(count);
+  for (int repetition = 0; repetition < options.repetitions; ++repetition) {
+    const double unit = seconds(yardstick, yardstick_runs, options);
+    for (std::size_t i = 0; i < count; ++i)
       ratios[i].push_back(seconds(candidates[i], runs[i], options) / unit);
-    }
+  }
 
-  std::vector<double> medians;
-  for (const std::vector<double> &values : ratios) medians.push_back(median(values));
+  std::vector<double> medians(count);
+  std::transform(ratios.begin(), ratios.end(), medians.begin(), median);
   return medians;
 }
 

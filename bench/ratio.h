@@ -29,7 +29,7 @@ enum class Clock {
 };
 
 struct Options {
-  int repetitions = 31; /* of yardstick and work in turn; the figure is the median */
+  int repetitions = 15; /* of yardstick and work in turn; the figure is the median */
   Clock clock = Clock::cpu;
   Work before; /* done before every timed run, untimed; without it short work is timed in
                   batches of several runs */
