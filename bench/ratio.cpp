@@ -47,7 +47,8 @@ double median(std::vector<double> values) {
 }
 
 [[noreturn]] void usage(FILE *stream, int status, const char *program, const std::string &about) {
-  std::fprintf(stream, "usage: %s [--repetitions N]\n%s\n", program, about.c_str());
+  static_cast<void>(
+      std::fprintf(stream, "usage: %s [--repetitions N]\n%s\n", program, about.c_str()));
   std::exit(status);
 }
 
@@ -125,7 +126,7 @@ void Table::row(const std::string &name, double ratio, Goal goal, std::optional<
               !met     ? "miss"
               : beaten ? ("miss: " + rival_ + " is faster").c_str()
                        : "ok");
-  std::fflush(stdout);
+  static_cast<void>(std::fflush(stdout));
 }
 
 int Table::close() const {
