@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
@@ -108,7 +110,7 @@ int dump(const Options &options) {
     complain(options.file, "no record lies in the range that --from and --to give");
     return kFailed;
   }
-  Progress progress("dumping", range.end - range.begin);
+  Progress progress("dumping", range.end - range.begin, isatty(STDOUT_FILENO) == 0);
   return options.text ? dump_text(recording, options, range, progress)
                       : dump_lines(recording, options, range, progress);
 }
