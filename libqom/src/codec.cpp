@@ -110,6 +110,13 @@ bool check_compressed(const uint8_t *stored, size_t stored_length, size_t raw_le
   return true;
 }
 
+size_t stated_length(const uint8_t *stored, size_t stored_length, size_t most) {
+  const unsigned long long length = ZSTD_getFrameContentSize(stored, stored_length);
+  if (length == 0 || length > most)  // the library's codes for failures are larger than any size
+    return QOM_REFUSE(0, "packed pixels that do not state a size they could have");
+  return check_compressed(stored, stored_length, length) ? length : 0;
+}
+
 bool decompress(uint8_t codec, const uint8_t *stored, size_t stored_length, uint8_t *raw,
                 size_t raw_length, size_t row_bytes) {
   ZSTD_DCtx *context = decompressor();
@@ -134,8 +141,9 @@ size_t compress_bound(size_t raw_length) {
   return ZSTD_compressBound(raw_length);
 }
 
-size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t room) {
-  return compress_at(level, raw, raw_length, stored, room);
+size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t room,
+                Effort effort) {
+  return compress_at(effort == Effort::usual ? level : 1, raw, raw_length, stored, room);
 }
 
 void to_left_differences(const uint8_t *raw, uint8_t *differences, size_t length,
