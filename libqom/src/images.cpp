@@ -166,7 +166,9 @@ QomImageBlocks *qom_image_blocks_uncompress(const QomCompressedImageBlocks *comp
   const uint8_t *stored = compressed->data + 1;
   const size_t stored_length = compressed->compressed_length - 1;
   const size_t packed_length =
-      codec == codec_zstd_packed ? stated_length(stored, stored_length, compressed->length) : 0;
+      codec == codec_zstd_packed
+          ? stated_length(stored, stored_length, most_packed(compressed->length))
+          : 0;
   if (codec == codec_zstd_packed ? packed_length == 0
                                  : !check_compressed(stored, stored_length, compressed->length))
     return nullptr;

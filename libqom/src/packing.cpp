@@ -113,7 +113,7 @@ class Packer {
   };
 
   bool start_output() {
-    output_.reset(static_cast<uint8_t *>(std::malloc(length_)));
+    output_.reset(static_cast<uint8_t *>(std::malloc(most_packed(length_))));
     return output_ != nullptr;
   }
 
@@ -196,7 +196,7 @@ class Packer {
     if (method_ == differences)
       for (const Block &block : group_) data_bytes += 4 * block.pixels();
     const size_t bytes = 4 + head_bytes * group_.size() + 4 * colours + data_bytes;
-    if (bytes > length_ - written_) return false;
+    if (bytes > most_packed(length_) - written_) return false;
     uint8_t *to = output_.get() + written_;
     *to++ = method_;
     *to++ = static_cast<uint8_t>(colours ? colours - 1 : 0);
