@@ -16,7 +16,7 @@ constexpr size_t most_packed(size_t length) {
 
 struct Packed {
   uint8_t *bytes = nullptr;   // from malloc, the caller's; null when packing does not apply
-  size_t length = 0;          // at most the length of the blocks
+  size_t length = 0;          // at most most_packed()
   bool photographic = false;  // mostly differences
 };
 
