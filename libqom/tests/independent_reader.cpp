@@ -263,7 +263,8 @@ bool Walk::decode(const Frame &frame, Record *record) const {
       break;
     case 15:
       record->fields = words(frame.raw);
-      return frame.codec == 1 && frame.raw <= 268435456 && unpack(in, frame, 0, record);
+      return (frame.codec == 1 || frame.codec == 3) && frame.raw <= 268435456 &&
+             unpack(in, frame, 0, record);
   }
   return in.good && in.left == 0;
 }
@@ -302,11 +303,74 @@ bool Walk::decode_cursor(Fields in, const Frame &frame, Record *record) const {
   return in.good;
 }
 
+// The pixels of one block of a packed group; false when they are not all there.
+bool unpack_block(Fields *in, uint64_t method, const Bytes &colours, size_t width, size_t height,
+                  Bytes *raw) {
+  const size_t row = method == 1 ? (width + 1) / 2 : method == 2 ? width : 4 * width;
+  if (method < 1 || method > 3 || in->left < row * height) return false;
+  const uint8_t *from = in->at;
+  const size_t plane = width * height;
+  Bytes values(4 * plane);
+  for (size_t i = 0; method == 3 && i < 4 * plane; ++i) {
+    const size_t x = i % width;
+    const bool first = i % plane == 0;
+    const uint8_t before = first ? uint8_t{0} : values[x > 0 ? i - 1 : i - width];
+    values[i] = static_cast<uint8_t>(before + from[i]);
+  }
+  for (size_t i = 0; i < plane; ++i) {
+    const size_t x = i % width;
+    const uint8_t byte = from[method == 1 ? i / width * row + x / 2 : i];
+    const size_t colour = method == 1 ? byte >> (x % 2 * 4) & 15u : byte;
+    for (size_t k = 0; k < 4; ++k) {
+      const uint8_t less = k % 2 == 0 ? values[plane + i] : uint8_t{0};
+      raw->push_back(method == 3 ? static_cast<uint8_t>(values[k * plane + i] + less)
+                     : 4 * colour < colours.size() ? colours[4 * colour + k]
+                                                   : uint8_t{0});
+    }
+  }
+  in->at += row * height;
+  in->left -= row * height;
+  return true;
+}
+
+bool unpack_blocks(Fields in, size_t length, Bytes *raw) {
+  while (in.good && in.left > 0) {
+    const uint64_t method = in.number(1);
+    const size_t colour_count = in.number(1) + 1;
+    const size_t blocks = in.number(2);
+    Fields heads = in;
+    const size_t skipped = 8 * blocks + (method == 3 ? 0 : 4 * colour_count);
+    if (!in.good || blocks == 0 || in.left < skipped) return false;
+    const Bytes colours(in.at + 8 * blocks, in.at + skipped);
+    in.at += skipped;
+    in.left -= skipped;
+    for (size_t i = 0; i < blocks; ++i) {
+      raw->insert(raw->end(), heads.at, heads.at + 8);
+      heads.number(4);
+      const size_t width = heads.number(2);
+      const size_t height = heads.number(2);
+      if (raw->size() + 4 * width * height > length ||
+          !unpack_block(&in, method, colours, width, height, raw))
+        return false;
+    }
+  }
+  return in.good && raw->size() == length;
+}
+
 // The compressed bytes go into the fields with their codec in front. Bytes that do not
 // decompress are the matter of who wants the pixels: the record is there all the same.
 bool Walk::unpack(Fields in, const Frame &frame, size_t row, Record *record) const {
   const auto codec = static_cast<uint8_t>(frame.codec);
   record->fields += words(in.left + 1) + ":" + digits(&codec, 1) + digits(in.at, in.left);
+  if (codec == 3) {
+    Bytes packed(frame.raw < 1 << 20 ? frame.raw + frame.raw / 16 + 64 : 0);
+    const size_t length = ZSTD_decompress(packed.data(), packed.size(), in.at, in.left);
+    Bytes blocks;
+    if (!ZSTD_isError(length) && length > 0 &&
+        unpack_blocks({packed.data(), length}, frame.raw, &blocks))
+      record->decoded = digits(blocks.data(), blocks.size());
+    return true;
+  }
   Bytes raw(frame.raw < 1 << 20 ? frame.raw : 0);
   if (ZSTD_decompress(raw.data(), raw.size(), in.at, in.left) != raw.size()) return true;
   for (size_t i = 0; frame.codec == 2 && i < raw.size(); ++i)
