@@ -120,7 +120,7 @@ int dump(const Options &options) {
 void add_dump_command(CLI::App &app, int &status) {
   auto options = std::make_shared<Options>();
   CLI::App *command = app.add_subcommand("dump", "Prints the records of a recording");
-  command->add_option("FILE", options->file, "the recording")->required();
+  command->add_option("FILE", options->file, "the recording")->type_name("")->required();
   command->add_option("--from", options->from, "the first record: an index or a time")
       ->check(check_bound)
       ->type_name("POINT");
