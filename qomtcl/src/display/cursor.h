@@ -1,0 +1,41 @@
+/*
+ * display/cursor.h - the remote cursor over the picture.
+ *
+ * The frame image never holds the cursor. The cursor is blended with the frame under it
+ * into an image of its own, which is uploaded into the pixmap on top of the frame.
+ */
+#ifndef QOMTCL_DISPLAY_CURSOR_H
+#define QOMTCL_DISPLAY_CURSOR_H
+
+#include "view.h"
+
+/*
+ * Makes a copy of the record the current cursor, placed where the record says. The
+ * record stays the caller's. Returns 0, or 1: with the old cursor when it cannot be
+ * copied, or with error code and result set and images missing when they cannot be made.
+ */
+int cursor_update(QomView *view, const QomCursorImage *cursor_image);
+
+/* Moves the hot spot to x, y (frame coordinates, any 16-bit value) and recomputes the
+   clipped rectangle and the unclipped corner; nothing without a cursor. */
+void cursor_update_current_position(QomView *view, int x, int y);
+
+/* Remakes scaling.cursor for the current cursor (9 x 16 without one) and factor. On
+   failure false with error code and result set. */
+bool cursor_scaling_ximage_realloc(QomView *view);
+
+/* The display pass under way has overwritten a part of the cursor in the pixmap, or the
+   frame changed under it. */
+bool cursor_is_damaged(const QomView *view);
+
+/* The cursor is not where, or not as large as, it was last painted. */
+bool cursor_has_moved(const QomView *view);
+
+/* Restores the picture where the cursor was, paints it where it is and marks both in
+   pixmap_region. Skips what is missing. */
+void cursor_repaint(QomView *view);
+
+/* Releases record and image and forgets the positions. May run twice. */
+void cursor_teardown(QomView *view);
+
+#endif /* QOMTCL_DISPLAY_CURSOR_H */

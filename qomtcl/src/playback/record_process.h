@@ -1,0 +1,39 @@
+/*
+ * playback/record_process.h - applying one record to the frame state.
+ *
+ * The frame state is the frame image with its damage region, the screen size, the
+ * cursor and the footer items. Nothing here paints.
+ */
+#ifndef QOMTCL_PLAYBACK_RECORD_PROCESS_H
+#define QOMTCL_PLAYBACK_RECORD_PROCESS_H
+
+#include "view.h"
+
+/*
+ * Applies a record, which stays the caller's. True when it was applied or is of a type
+ * without effect; false when it could not be applied: its pixels do not decompress, a
+ * block reaches past its data (the whole blocks before it stay applied), a screen size
+ * is out of range, or memory is short.
+ */
+bool record_process(QomView *view, const QomRecord *record);
+
+/* Converts an uncompressed image into the frame and adds its rectangle to the damage. */
+void image_merge(QomView *view, QomImage *image);
+
+/* Merges every block of an uncompressed blocks record. Returns 0, or 1 at the first
+   block that does not fit into the data; the blocks before it stay merged. */
+int image_blocks_merge(QomView *view, const QomImageBlocks *blocks);
+
+/*
+ * Gives the frame a new size, 1..QOM_MAX_SIDE pixels on each side; the common part of
+ * the picture stays at the top left, the rest is zero. Asks Tk for the new size and for
+ * a display. Returns 0, or 1 with the old size and picture in place when the size is
+ * out of range or memory is short; also 1 when only the pixmap could not be made, which
+ * the next display tries again.
+ */
+int screen_change_process(QomView *view, uint16_t new_width, uint16_t new_height);
+
+/* Sets the two footer items of a last-input record. */
+void last_input_process(QomView *view, const QomLastInput *record);
+
+#endif /* QOMTCL_PLAYBACK_RECORD_PROCESS_H */

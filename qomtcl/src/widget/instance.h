@@ -1,0 +1,20 @@
+/*
+ * widget/instance.h - the instance command of a view.
+ */
+#ifndef QOMTCL_WIDGET_INSTANCE_H
+#define QOMTCL_WIDGET_INSTANCE_H
+
+#include "view.h"
+
+/* pathName subcommand ?arg ...?; the client data is the QomView. */
+int ViewInstanceCmd(ClientData clientData, Tcl_Interp *interp, int objc,
+                    Tcl_Obj *const objv[]) noexcept;
+
+/* Frees the texts of the scroll commands and sets both to none. May run twice. */
+void options_teardown(QomView *view);
+
+/* Registers the commands of the ::qom namespace that take a view's path name. Returns
+   a Tcl code. Called once per interpreter by Qomtcl_Init(). */
+int view_commands_register(Tcl_Interp *interp);
+
+#endif /* QOMTCL_WIDGET_INSTANCE_H */
