@@ -36,9 +36,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/* Copies one decoded image rectangle into an image of the display's format, clipped
-   and converted (pixel/merge.h). */
-using MergeFunction = void (*)(QomImage *from, XImage *to);
+#include "pixel/merge.h"
 
 /* Indexes of the footer items, in the order in which they are reported. */
 enum index_footer_items : int {

@@ -7,6 +7,7 @@
 #ifndef QOMTCL_PLAYBACK_RECORD_PROCESS_H
 #define QOMTCL_PLAYBACK_RECORD_PROCESS_H
 
+#include "playback/screen_change.h"
 #include "view.h"
 
 /*
@@ -18,20 +19,11 @@
 bool record_process(QomView *view, const QomRecord *record);
 
 /* Converts an uncompressed image into the frame and adds its rectangle to the damage. */
-void image_merge(QomView *view, QomImage *image);
+void image_merge(QomView *view, const QomImage *image);
 
 /* Merges every block of an uncompressed blocks record. Returns 0, or 1 at the first
    block that does not fit into the data; the blocks before it stay merged. */
 int image_blocks_merge(QomView *view, const QomImageBlocks *blocks);
-
-/*
- * Gives the frame a new size, 1..QOM_MAX_SIDE pixels on each side; the common part of
- * the picture stays at the top left, the rest is zero. Asks Tk for the new size and for
- * a display. Returns 0, or 1 with the old size and picture in place when the size is
- * out of range or memory is short; also 1 when only the pixmap could not be made, which
- * the next display tries again.
- */
-int screen_change_process(QomView *view, uint16_t new_width, uint16_t new_height);
 
 /* Sets the two footer items of a last-input record. */
 void last_input_process(QomView *view, const QomLastInput *record);
