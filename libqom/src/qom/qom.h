@@ -390,8 +390,9 @@ typedef struct QomScanEvent {
   uint64_t length;         /* bytes, frame head included */
   const QomRecord *record; /* for QOM_SCAN_RECORD; lives until the visitor returns;
                               null when its payload breaks a rule of the format */
-  uint64_t first;          /* for QOM_SCAN_CHECKPOINT: number of its first record, */
-  uint64_t count;          /* and how many records it has, as the writer counted */
+  uint64_t first;          /* for QOM_SCAN_CHECKPOINT: number of its first record, counted from
+                              0 over the records that this scan has visited, */
+  uint64_t count;          /* and how many records it has; 0 when some of them are missing */
   const char *reason;      /* for QOM_SCAN_DAMAGE and records without `record`: why */
 } QomScanEvent;
 

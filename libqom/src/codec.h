@@ -1,0 +1,32 @@
+// Compression of pixels: zstd, and zstd over the differences of neighbouring pixels.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace qom {
+
+// Decompresses `stored` into exactly `raw_length` bytes at `raw`. The row length (bytes) is
+// needed by the codec of left differences. False with the reason when the stored bytes are not
+// one whole frame of that size.
+bool decompress(uint8_t codec, const uint8_t *stored, size_t stored_length, uint8_t *raw,
+                size_t raw_length, size_t row_bytes);
+
+// Whether the stored bytes say that they decompress to `raw_length` bytes and use all of
+// `stored_length`; looked at before memory for them is allocated.
+bool check_compressed(const uint8_t *stored, size_t stored_length, size_t raw_length);
+
+// Room that compress() may need, in bytes.
+size_t compress_bound(size_t raw_length);
+
+// Compresses into `stored` (room for compress_bound() bytes); 0 with the reason on failure.
+size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t room);
+
+// Replaces rows of 32-bit pixels by their differences from the pixel to the left, from `raw` to
+// `differences` (which may be the same).
+void to_left_differences(const uint8_t *raw, uint8_t *differences, size_t length, size_t row_bytes);
+
+// Whether left differences compress rows of 32-bit pixels clearly better, judged by a sample.
+bool left_differences_pay(const uint8_t *raw, size_t length, size_t row_bytes);
+
+}  // namespace qom

@@ -1,0 +1,105 @@
+#include "file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <new>
+
+#include "error.h"
+
+namespace qom {
+namespace {
+
+// Moves past `done` bytes; returns the number of parts that are finished.
+int advance(struct iovec *parts, int count, size_t done) {
+  int finished = 0;
+  while (finished < count && done >= parts[finished].iov_len) done -= parts[finished++].iov_len;
+  if (finished < count) {
+    parts[finished].iov_base = static_cast<uint8_t *>(parts[finished].iov_base) + done;
+    parts[finished].iov_len -= done;
+  }
+  return finished;
+}
+
+}  // namespace
+
+File::~File() {
+  close();
+}
+
+bool File::open(const char *path) {
+  // Non-blocking, so that a FIFO without a writer does not hold us up.
+  fd_ = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  if (fd_ < 0) {
+    set_system_error("cannot open the file");
+    return false;
+  }
+  struct stat status;
+  if (fstat(fd_, &status) != 0) {
+    set_system_error("cannot look at the file");
+    return false;
+  }
+  if (S_ISDIR(status.st_mode)) {
+    errno = EISDIR;
+    set_system_error("cannot open the file");
+    return false;
+  }
+  if (!S_ISREG(status.st_mode)) return QOM_REFUSE(false, "not a regular file");
+  size_ = static_cast<uint64_t>(status.st_size);
+  return true;
+}
+
+int File::close() {
+  const int fd = fd_;
+  fd_ = -1;
+  return fd < 0 ? 0 : ::close(fd);
+}
+
+bool File::read(uint64_t position, void *data, size_t length) const {
+  struct iovec part = {data, length};
+  return read_parts(position, &part, 1);
+}
+
+bool File::read_parts(uint64_t position, struct iovec *parts, int count) const {
+  for (;;) {
+    const int finished = advance(parts, count, 0);
+    parts += finished;
+    count -= finished;
+    if (count == 0) return true;
+    const ssize_t got = preadv(fd_, parts, count, static_cast<off_t>(position));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) {
+      set_system_error("cannot read at offset %llu", static_cast<unsigned long long>(position));
+      return false;
+    }
+    if (got == 0)
+      return QOM_REFUSE(false, "the file ends at offset %llu, in the middle of a record",
+                        static_cast<unsigned long long>(position));
+    const int done = advance(parts, count, static_cast<size_t>(got));
+    parts += done;
+    count -= done;
+    position += static_cast<uint64_t>(got);
+  }
+}
+
+const uint8_t *Window::at(uint64_t position, size_t length) {
+  if (holds(position, length)) return bytes_.get() + (position - start_);
+  if (!bytes_) bytes_.reset(new (std::nothrow) uint8_t[capacity]);
+  if (!bytes_) {
+    errno = ENOMEM;
+    set_error("out of memory for reading");
+    return nullptr;
+  }
+  used_ = 0;
+  const uint64_t left = position < file_.size() ? file_.size() - position : 0;
+  const size_t wanted = std::max(length, static_cast<size_t>(std::min<uint64_t>(left, capacity)));
+  if (!file_.read(position, bytes_.get(), std::min(wanted, capacity))) return nullptr;
+  start_ = position;
+  used_ = std::min(wanted, capacity);
+  return bytes_.get();
+}
+
+}  // namespace qom

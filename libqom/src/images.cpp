@@ -1,0 +1,178 @@
+// Images and image blocks: compressing, decompressing, stepping through rectangles.
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "codec.h"
+#include "error.h"
+#include "format.h"
+#include "pixel_format.h"
+#include "qom/writer.h"
+#include "records.h"
+
+namespace qom {
+namespace {
+
+constexpr size_t block_head_bytes = 8;
+
+// Cuts the reserve off a record of compressed bytes; keeping it would do no harm.
+template <typename Record>
+Record *shrink(Record *record) {
+  void *smaller =
+      std::realloc(static_cast<void *>(record), record_data_offset + record->compressed_length + 1);
+  if (smaller) record = static_cast<Record *>(smaller);
+  record->data = record_data(record);
+  return record;
+}
+
+template <typename Record>
+Record *invalid(const char *reason) {
+  set_error("%s", reason);
+  errno = EINVAL;
+  return nullptr;
+}
+
+// A record of the type with compressed bytes behind a codec byte; the caller fills in the rest.
+template <typename Record>
+RecordPtr<Record> compressed_record(uint8_t type, uint64_t timestamp, uint8_t codec,
+                                    const uint8_t *raw, uint32_t length) {
+  const size_t room = compress_bound(length);
+  RecordPtr<Record> record(reinterpret_cast<Record *>(allocate_record(type, timestamp, 1 + room)));
+  if (!record) return nullptr;
+  uint8_t *data = record_data(record.get());
+  const size_t stored = compress(raw, length, data + 1, room);
+  if (stored == 0) return nullptr;
+  data[0] = codec;
+  record->length = length;
+  record->compressed_length = static_cast<uint32_t>(1 + stored);
+  record.reset(shrink(record.release()));
+  return record;
+}
+
+// The pixels as they go to the compressor: themselves, or their left differences in `scratch`.
+const uint8_t *prepare(const QomImage *image, std::unique_ptr<uint8_t[]> *scratch, uint8_t *codec) {
+  *codec = codec_zstd;
+  if (pixel_format_bytes_per_pixel(image->pixel_format) != 4 ||
+      !left_differences_pay(image->data, image->length, image->bytes_per_line))
+    return image->data;
+  scratch->reset(new (std::nothrow) uint8_t[image->length]);
+  if (!*scratch) return image->data;
+  to_left_differences(image->data, scratch->get(), image->length, image->bytes_per_line);
+  *codec = codec_zstd_left;
+  return scratch->get();
+}
+
+}  // namespace
+}  // namespace qom
+
+using namespace qom;
+
+extern "C" {
+
+QomCompressedImage *qom_image_compress(const QomImage *image) {
+  if (!image || !image->data ||
+      image_bytes(image->width, image->height, image->pixel_format, image->scanline_pad) !=
+          image->length ||
+      image->length == 0 || image->bytes_per_line != image->length / image->height)
+    return invalid<QomCompressedImage>("an image whose sizes disagree");
+  std::unique_ptr<uint8_t[]> scratch;
+  uint8_t codec;
+  const uint8_t *raw = prepare(image, &scratch, &codec);
+  auto compressed = compressed_record<QomCompressedImage>(QOM_COMPRESSED_IMAGE, image->timestamp,
+                                                          codec, raw, image->length);
+  if (!compressed) return nullptr;
+  compressed->width = image->width;
+  compressed->height = image->height;
+  compressed->x = image->x;
+  compressed->y = image->y;
+  compressed->pixel_format = image->pixel_format;
+  compressed->scanline_pad = image->scanline_pad;
+  return compressed.release();
+}
+
+QomCompressedImageBlocks *qom_image_blocks_compress(const QomImageBlocks *blocks) {
+  if (!blocks || blocks->length > QOM_MAX_DATA || (blocks->length > 0 && !blocks->data))
+    return invalid<QomCompressedImageBlocks>("image blocks whose sizes disagree");
+  static const uint8_t nothing = 0;
+  return compressed_record<QomCompressedImageBlocks>(
+             QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp, codec_zstd,
+             blocks->data ? blocks->data : &nothing, blocks->length)
+      .release();
+}
+
+QomImage *qom_image_uncompress(const QomCompressedImage *compressed) {
+  if (!compressed || !compressed->data || compressed->compressed_length < 2)
+    return invalid<QomImage>("no compressed image");
+  const uint8_t codec = compressed->data[0];
+  const uint64_t length = image_bytes(compressed->width, compressed->height,
+                                      compressed->pixel_format, compressed->scanline_pad);
+  const size_t pixel_bytes = pixel_format_bytes_per_pixel(compressed->pixel_format);
+  if (length == 0 || length != compressed->length ||
+      (codec != codec_zstd && !(codec == codec_zstd_left && pixel_bytes == 4)))
+    return QOM_REFUSE(nullptr, "a compressed image whose sizes or codec are not allowed");
+  const size_t stored = compressed->compressed_length - 1;
+  if (!check_compressed(compressed->data + 1, stored, length)) return nullptr;
+  RecordPtr<QomImage> image(
+      reinterpret_cast<QomImage *>(allocate_record(QOM_IMAGE, compressed->timestamp, length)));
+  if (!image) return nullptr;
+  image->width = compressed->width;
+  image->height = compressed->height;
+  image->x = compressed->x;
+  image->y = compressed->y;
+  image->pixel_format = compressed->pixel_format;
+  image->scanline_pad = compressed->scanline_pad;
+  image->bytes_per_line = static_cast<uint32_t>(length / compressed->height);
+  image->length = static_cast<uint32_t>(length);
+  image->data = record_data(image.get());
+  if (!decompress(codec, compressed->data + 1, stored, image->data, length, image->bytes_per_line))
+    return nullptr;
+  return image.release();
+}
+
+QomImageBlocks *qom_image_blocks_uncompress(const QomCompressedImageBlocks *compressed) {
+  if (!compressed || !compressed->data || compressed->compressed_length < 2)
+    return invalid<QomImageBlocks>("no compressed image blocks");
+  if (compressed->data[0] != codec_zstd || compressed->length > QOM_MAX_DATA)
+    return QOM_REFUSE(nullptr, "compressed image blocks whose size or codec is not allowed");
+  const size_t stored = compressed->compressed_length - 1;
+  if (!check_compressed(compressed->data + 1, stored, compressed->length)) return nullptr;
+  RecordPtr<QomImageBlocks> blocks(reinterpret_cast<QomImageBlocks *>(
+      allocate_record(QOM_IMAGE_BLOCKS, compressed->timestamp, compressed->length)));
+  if (!blocks) return nullptr;
+  blocks->length = compressed->length;
+  blocks->data = record_data(blocks.get());
+  if (!decompress(codec_zstd, compressed->data + 1, stored, blocks->data, blocks->length, 0))
+    return nullptr;
+  return blocks.release();
+}
+
+int qom_image_blocks_next(const QomImageBlocks *blocks, const QomHeader *header, size_t *offset,
+                          QomImage *image) {
+  if (*offset >= blocks->length) return 0;
+  const uint8_t *block = blocks->data + *offset;
+  const size_t left = blocks->length - *offset;
+  uint16_t fields[4] = {};
+  if (left >= block_head_bytes) std::memcpy(fields, block, sizeof fields);
+  const uint64_t length =
+      image_bytes(fields[2], fields[3], header->pixel_format, header->scanline_pad);
+  if (length == 0 || length > left - block_head_bytes)
+    return QOM_REFUSE(-1, "an image block at byte %zu of %u that has no pixels or does not fit",
+                      *offset, blocks->length);
+  std::memset(image, 0, sizeof *image);
+  image->type = QOM_IMAGE;
+  image->timestamp = blocks->timestamp;
+  image->x = static_cast<int16_t>(fields[0]);
+  image->y = static_cast<int16_t>(fields[1]);
+  image->width = fields[2];
+  image->height = fields[3];
+  image->pixel_format = header->pixel_format;
+  image->scanline_pad = header->scanline_pad;
+  image->bytes_per_line = static_cast<uint32_t>(length / fields[3]);
+  image->length = static_cast<uint32_t>(length);
+  image->data = const_cast<uint8_t *>(block) + block_head_bytes;
+  *offset += block_head_bytes + length;
+  return 1;
+}
+
+}  // extern "C"

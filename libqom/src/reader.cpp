@@ -1,0 +1,185 @@
+// The reader's C interface: opening, the index, records, scanning.
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "bytes.h"
+#include "checksum.h"
+#include "error.h"
+#include "file.h"
+#include "format.h"
+#include "index.h"
+#include "payload.h"
+#include "qom/qom.h"
+#include "record_source.h"
+#include "records.h"
+#include "scan_events.h"
+
+using namespace qom;
+
+struct QomReader {
+  File file;
+  Window window{file};
+  RecordSource records{&file, &window};
+  RecordPtr<QomHeader> header;
+  uint8_t major = 0;
+  uint8_t minor = 0;
+  FrameSpace space = {};
+
+  Index index;
+  bool index_tried = false;
+  bool index_good = false;
+  int index_errno = 0;  // of a failed try
+};
+
+namespace {
+
+// Reads the file head: magic, versions, header, salt.
+bool read_file_head(QomReader *reader) {
+  const File &file = reader->file;
+  uint8_t head[file_head_bytes];
+  if (file.size() < sizeof head + sizeof(uint32_t))
+    return QOM_REFUSE(false, "not a recording: too short");
+  if (!file.read(0, head, sizeof head)) return false;
+  if (std::memcmp(head, magic, sizeof magic) != 0)
+    return QOM_REFUSE(false, "not a recording: it does not begin like one");
+  ByteReader cursor(head + sizeof magic, sizeof head - sizeof magic);
+  const auto major = cursor.get<uint16_t>();
+  const auto minor = cursor.get<uint16_t>();
+  const auto length = cursor.get<uint32_t>();
+  if (major != format_major)
+    return QOM_REFUSE(false, "a recording of format version %u.%u; this program reads version %u",
+                      major, minor, format_major);
+  if (length > max_header_bytes || length > file.size() - sizeof head - sizeof(uint32_t))
+    return QOM_REFUSE(false, "a recording whose header is cut off");
+
+  RecordPtr<QomHeader> header(
+      reinterpret_cast<QomHeader *>(allocate_record(QOM_HEADER, 0, length + sizeof(uint32_t))));
+  if (!header) return false;
+  uint8_t *payload = record_data(header.get());
+  if (!file.read(sizeof head, payload, length + sizeof(uint32_t))) return false;
+  uint32_t stored;
+  std::memcpy(&stored, payload + length, sizeof stored);
+  const uint32_t salt = Crc32c().add(head, sizeof head).add(payload, length).value();
+  if (salt != stored)
+    return QOM_REFUSE(false, "a recording whose header is damaged: its checksum is wrong");
+  payload[length] = 0;
+  if (!decode_header(header.get(), length) || !check_header(header.get())) {
+    errno = 0;
+    return false;
+  }
+  header->version = format_major;
+  reader->major = static_cast<uint8_t>(major);
+  reader->minor = static_cast<uint8_t>(std::min<uint16_t>(minor, 255));
+  reader->space = {salt, sizeof head + length + sizeof(uint32_t), header->timestamp};
+  reader->records.set_format(salt, {header->pixel_format, header->scanline_pad});
+  reader->header = std::move(header);
+  return true;
+}
+
+bool build_index(QomReader *reader) {
+  if (!reader->index_tried) {
+    reader->index_tried = true;
+    reader->index_good = load_index(reader->file, &reader->window, reader->space,
+                                    IndexSource::end_mark, &reader->index);
+    reader->index_errno = reader->index_good ? 0 : errno;
+  }
+  if (!reader->index_good) errno = reader->index_errno;
+  return reader->index_good;
+}
+
+}  // namespace
+
+extern "C" {
+
+QomReader *qom_reader_open(const char *path) {
+  std::unique_ptr<QomReader> reader(new (std::nothrow) QomReader);
+  if (!reader) {
+    errno = ENOMEM;
+    set_error("out of memory");
+    return nullptr;
+  }
+  if (!reader->file.open(path) || !read_file_head(reader.get())) {
+    const int saved = errno;
+    reader.reset();
+    errno = saved;
+    return nullptr;
+  }
+  return reader.release();
+}
+
+int qom_reader_close(QomReader *reader) {
+  if (!reader) return 0;
+  const int result = reader->file.close();
+  const int saved = errno;
+  delete reader;
+  errno = saved;
+  return result;
+}
+
+const QomHeader *qom_info_header(QomReader *reader) {
+  return reader->header.get();
+}
+
+QomIndexEntry *qom_reader_index(QomReader *reader) {
+  if (!build_index(reader)) return nullptr;
+  if (reader->index.entries.empty()) return QOM_REFUSE(nullptr, "the recording holds no records");
+  return reader->index.entries.data();
+}
+
+size_t qom_reader_index_length(QomReader *reader) {
+  return build_index(reader) ? reader->index.entries.size() : 0;
+}
+
+size_t qom_index_at_time(QomReader *reader, uint64_t time) {
+  const size_t length = qom_reader_index_length(reader);
+  if (length == 0) return 0;
+  const auto &entries = reader->index.entries;
+  const QomIndexEntry *found =
+      std::lower_bound(entries.begin(), entries.end(), time,
+                       [](const QomIndexEntry &entry, uint64_t t) { return entry.timestamp < t; });
+  return std::min(static_cast<size_t>(found - entries.begin()), length - 1);
+}
+
+QomRecord *qom_record_at_index(QomReader *reader, size_t index) {
+  if (!build_index(reader)) return nullptr;
+  if (index >= reader->index.entries.size()) {
+    errno = EINVAL;
+    set_error("no record %zu in a recording of %zu", index, reader->index.entries.size());
+    return nullptr;
+  }
+  return reader->records.read(reader->index.entries[index]);
+}
+
+int qom_checkpoint_before(QomReader *reader, size_t index, size_t *first, size_t *end) {
+  if (!build_index(reader)) return 0;
+  const auto &checkpoints = reader->index.checkpoints;
+  const Checkpoint *after =
+      std::upper_bound(checkpoints.begin(), checkpoints.end(), index,
+                       [](size_t i, const Checkpoint &checkpoint) { return i < checkpoint.first; });
+  if (after == checkpoints.begin()) return 0;
+  *first = after[-1].first;
+  *end = after[-1].end;
+  return 1;
+}
+
+int qom_reader_info(QomReader *reader, QomReaderInfo *info) {
+  if (!build_index(reader)) return -1;
+  *info = reader->index.info;
+  info->major_version = reader->major;
+  info->minor_version = reader->minor;
+  return 0;
+}
+
+const char *qom_reader_error(void) {
+  return last_error();
+}
+
+int qom_reader_scan(QomReader *reader, int (*visit)(void *, const QomScanEvent *), void *context) {
+  const ScanSource source = {&reader->file, &reader->window, &reader->records, &reader->space};
+  return scan_frames(source, visit, context);
+}
+
+}  // extern "C"

@@ -1,0 +1,22 @@
+// A scan over a whole file: what it holds, frame by frame, as the events of qom_reader_scan().
+#pragma once
+
+#include "file.h"
+#include "index.h"
+#include "qom/qom.h"
+#include "record_source.h"
+
+namespace qom {
+
+struct ScanSource {
+  const File *file;
+  Window *window;
+  RecordSource *records;
+  const FrameSpace *space;
+};
+
+using ScanVisitor = int (*)(void *context, const QomScanEvent *event);
+
+int scan_frames(const ScanSource &source, ScanVisitor visit, void *context);
+
+}  // namespace qom
