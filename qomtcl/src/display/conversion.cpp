@@ -4,9 +4,11 @@
 #include "pixel/pixel_format.h"
 
 bool merge_setup(QomView *view) {
+  const Tk_Window main_window = Tk_MainWindow(view->interp);
+  if (!main_window) return false; /* the application was destroyed; Tk has said so */
   scanline_pad = view->header->scanline_pad;
   const PixelFormat from = view->header->pixel_format;
-  const PixelFormat to = pixel_format(Tk_Display(Tk_MainWindow(view->interp)));
+  const PixelFormat to = pixel_format(Tk_Display(main_window));
   view->merge = merge_define(from, to);
   if (!view->merge) {
     Tcl_SetErrorCode(view->interp, "QOM", "SETUP", "CONVERSION", nullptr);
@@ -19,4 +21,6 @@ bool merge_setup(QomView *view) {
   return true;
 }
 
-void merge_teardown(QomView *view) { view->merge = nullptr; }
+void merge_teardown(QomView *view) {
+  view->merge = nullptr;
+}

@@ -37,7 +37,9 @@ Box box_intersect(Box a, Box b) {
   return {std::max(a.x1, b.x1), std::max(a.y1, b.y1), std::min(a.x2, b.x2), std::min(a.y2, b.y2)};
 }
 
-bool box_is_empty(Box box) { return box.x2 <= box.x1 || box.y2 <= box.y1; }
+bool box_is_empty(Box box) {
+  return box.x2 <= box.x1 || box.y2 <= box.y1;
+}
 
 bool rectangles_overlap(XRectangle a, XRectangle b) {
   return !box_is_empty(box_intersect(box_from_rectangle(a), box_from_rectangle(b)));
@@ -54,4 +56,6 @@ void updates_want_all(QomView *view) {
   region_touch(view->ximage_region, {0, 0, view->width, view->height});
 }
 
-uint16_t min_uint16(uint16_t a, uint16_t b) { return std::min(a, b); }
+uint16_t min_uint16(uint16_t a, uint16_t b) {
+  return std::min(a, b);
+}

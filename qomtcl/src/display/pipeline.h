@@ -20,15 +20,6 @@ void ViewEventuallyRedraw(QomView *view);
 /* Drops the queued display, if any. */
 void view_display_cancel(QomView *view);
 
-/* Fills the window beside and below the scaled picture. Does nothing while the window is
-   not mapped. Only with scaling on. */
-void view_repaint_scaled_bands(QomView *view);
-
-/* The window right of and below the scaled picture, window coordinates. Only with
-   scaling on. */
-XRectangle rectangle_for_right_band(const QomView *view);
-XRectangle rectangle_for_bottom_band(const QomView *view);
-
 /* True when the display pass under way has overwritten a part of this rectangle, pixmap
    coordinates, with the clean frame. */
 bool upload_touches(const QomView *view, XRectangle rectangle);

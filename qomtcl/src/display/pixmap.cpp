@@ -6,8 +6,8 @@
 
 namespace {
 
-constexpr int kMaxSide = 32767;  /* pixels; the server's coordinates end there */
-constexpr int kMinFilled = 6;    /* pixels; smaller pixmaps are not filled */
+constexpr int kMaxSide = 32767; /* pixels; the server's coordinates end there */
+constexpr int kMinFilled = 6;   /* pixels; smaller pixmaps are not filled */
 
 struct Size {
   int width;

@@ -11,7 +11,9 @@
    same name, which g++ takes for a mistake. */
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wshadow"
-inline bool scaling(const QomView *view) { return view->scaling.on; }
+inline bool scaling(const QomView *view) {
+  return view->scaling.on;
+}
 #pragma GCC diagnostic pop
 
 /* The factor that fits the frame into the window, not limited to 1. */
@@ -68,8 +70,5 @@ void ximage_scale(QomView *view, Box part);
 /* The propagation step with scaling on: scales and uploads what the frame's damage can
    change. Does nothing when images or pixmap are missing. */
 void pixmap_update_from_scaled_ximage(QomView *view);
-
-/* The repaint step with scaling on: copies from the pixmap and fills exposed bands. */
-void view_repaint_scaled(QomView *view);
 
 #endif /* QOMTCL_DISPLAY_SCALING_H */

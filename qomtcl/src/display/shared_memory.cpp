@@ -79,7 +79,9 @@ bool shared_pixels_allocate(Display *display, XImage *image) {
   return true;
 }
 
-bool shared_pixels(const XImage *image) { return image->f.destroy_image == shared_pixels_destroy; }
+bool shared_pixels(const XImage *image) {
+  return image->f.destroy_image == shared_pixels_destroy;
+}
 
 void shared_pixels_put(Display *display, Drawable drawable, GC gc, XImage *image, int source_x,
                        int source_y, int x, int y, unsigned width, unsigned height) {

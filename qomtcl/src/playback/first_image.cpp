@@ -58,8 +58,7 @@ void first_image_blocks_setup(QomView *view, Search *search, size_t index,
 
 void recording_has_ended(QomView *view, Search *search) {
   Tcl_SetErrorCode(view->interp, "QOM", "IMAGE", "FIRST", "FIND", nullptr);
-  Tcl_SetObjResult(view->interp,
-                   Tcl_NewStringObj("failed to find a QOM_IMAGE record in file", -1));
+  Tcl_SetObjResult(view->interp, Tcl_NewStringObj("failed to find a QOM_IMAGE record in file", -1));
   search->failed = true;
 }
 

@@ -8,13 +8,16 @@
 #include "display/damage.h"
 #include "display/pipeline.h"
 #include "display/pixmap.h"
+#include "display/repaint.h"
 #include "display/scaling.h"
 #include "display/viewport.h"
 #include "display/ximage.h"
 
 namespace {
 
-bool side_is_in_range(uint16_t side) { return side > 0 && side <= QOM_MAX_SIDE; }
+bool side_is_in_range(uint16_t side) {
+  return side > 0 && side <= QOM_MAX_SIDE;
+}
 
 /* Both images have the display's layout, so that pixels move as whole rows of bytes. */
 void ximage_transfer(const XImage *from, XImage *to) {

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cassert>
 
-size_t index_length(const QomView *view) { return qom_reader_index_length(view->reader); }
+size_t index_length(const QomView *view) {
+  return qom_reader_index_length(view->reader);
+}
 
 uint64_t time_of_first_frame(const QomView *view) {
   assert(view->entries && "view->entries should not be NULL");
@@ -20,13 +22,17 @@ uint64_t duration_in_us(const QomView *view) {
   return time_of_last_record(view) - time_of_first_frame(view);
 }
 
-int32_t period(const QomView *view) { return view->playing.period; }
+int32_t period(const QomView *view) {
+  return view->playing.period;
+}
 
 int32_t period_in_us(const QomView *view) {
   return static_cast<int32_t>(view->playing.period_in_us);
 }
 
-size_t number_of_frames(const QomView *view) { return view->number_of_frames; }
+size_t number_of_frames(const QomView *view) {
+  return view->number_of_frames;
+}
 
 uint64_t time_of_frame(const QomView *view, size_t frame) {
   return time_of_first_frame(view) + frame * static_cast<uint64_t>(period_in_us(view));
