@@ -11,10 +11,10 @@
 namespace {
 
 /* Wraps an image's own pixels. */
-PixmanImageHandle pixman_image(const QomView *view, const XImage *image) {
-  return PixmanImageHandle(
-      pixman_image_create_bits(view->scaling.pixman_format, image->width, image->height,
-                               reinterpret_cast<uint32_t *>(image->data), image->bytes_per_line));
+PixmanImageHandle wrapped(pixman_format_code_t format, const XImage *image) {
+  return PixmanImageHandle(pixman_image_create_bits(format, image->width, image->height,
+                                                    reinterpret_cast<uint32_t *>(image->data),
+                                                    image->bytes_per_line));
 }
 
 struct Span {
@@ -57,18 +57,24 @@ Box scaled_damage(const QomView *view, Box damage) {
   return {columns.from, rows.from, columns.to, rows.to};
 }
 
-void ximage_scale(QomView *view, Box part) {
-  assert(view->scaling.factor != 0.0 && "scaling factor should be set");
-  const PixmanImageHandle source = pixman_image(view, view->ximage);
-  const PixmanImageHandle destination = pixman_image(view, view->scaling.ximage);
+void image_scale(pixman_format_code_t format, const XImage *from, XImage *to, double factor,
+                 Box part) {
+  const PixmanImageHandle source = wrapped(format, from);
+  const PixmanImageHandle destination = wrapped(format, to);
   if (!source || !destination) return;
-  const pixman_fixed_t step = scaling_step(view->scaling.factor);
+  const pixman_fixed_t step = scaling_step(factor);
   pixman_transform_t transform;
   pixman_transform_init_scale(&transform, step, step);
   pixman_image_set_transform(source.get(), &transform);
   pixman_image_set_filter(source.get(), PIXMAN_FILTER_BILINEAR, nullptr, 0);
   pixman_image_composite32(PIXMAN_OP_SRC, source.get(), nullptr, destination.get(), part.x1,
                            part.y1, 0, 0, part.x1, part.y1, part.x2 - part.x1, part.y2 - part.y1);
+}
+
+void ximage_scale(QomView *view, Box part) {
+  assert(view->scaling.factor != 0.0 && "scaling factor should be set");
+  image_scale(view->scaling.pixman_format, view->ximage, view->scaling.ximage, view->scaling.factor,
+              part);
 }
 
 void pixmap_update_from_scaled_ximage(QomView *view) {
