@@ -1,0 +1,73 @@
+# Sourced by ./run and ./test: the Debian packages that this project needs, and what installs those
+# that are missing. Nothing is asked and nothing is done when everything is there.
+# shellcheck shell=bash disable=SC2034 # the lists are used where this is sourced
+
+build_packages=(
+  g++ cmake ninja-build pkg-config
+  libzstd-dev libisal-dev libpixman-1-dev libcli11-dev nlohmann-json3-dev
+  tcl-dev tk-dev
+  libx11-dev libxext-dev libxdamage-dev libxfixes-dev libxrandr-dev libxi-dev libxss-dev libxtst-dev
+)
+run_packages=(
+  tcl tk
+  xvfb x11-utils imagemagick # a display and a screenshot where there is none
+)
+test_packages=(
+  libgtest-dev libbenchmark-dev
+  clang libclang-rt-14-dev # libFuzzer
+  xvfb tigervnc-standalone-server xauth
+  xdotool xterm x11-apps x11-utils x11-xserver-utils
+)
+
+say() {
+  printf '\n== %s\n' "$*"
+}
+
+fail() {
+  printf '%s: %s\n' "${0##*/}" "$*" >&2
+  exit 1
+}
+
+# Prints those of the given packages that are not installed.
+missing_packages() {
+  local installed package
+  # dpkg-query fails when it does not know a package, which is an answer here.
+  installed=$(dpkg-query -W -f='${db:Status-Status} ${Package}\n' "$@" 2>/dev/null || true)
+  for package in "$@"; do
+    grep -qxF "installed $package" <<<"$installed" || echo "$package"
+  done
+}
+
+# Runs apt-get as root. Another apt may hold one of the locks, of which apt waits for one only.
+apt_get() {
+  local as_root=() log try
+  if [ "$(id -u)" != 0 ]; then
+    command -v sudo >/dev/null || fail "run this as root, or install sudo: packages are missing"
+    as_root=(sudo)
+    [ -t 0 ] || as_root+=(-n)
+  fi
+  log=$(mktemp)
+  for try in {1..60}; do
+    if "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 apt-get -y \
+      -o DPkg::Lock::Timeout=600 -o Acquire::Retries=3 -o Dpkg::Use-Pty=0 \
+      "$@" </dev/null 2>&1 | tee "$log"; then
+      rm -f "$log"
+      return
+    fi
+    grep -qE 'Could not get lock|Unable to lock' "$log" || break
+    echo "apt is busy; trying again in 5 seconds ($try of 60)"
+    sleep 5
+  done
+  rm -f "$log"
+  fail "apt-get $* failed"
+}
+
+# Installs those of the given packages that are missing.
+install_packages() {
+  local missing
+  mapfile -t missing < <(missing_packages "$@")
+  [ ${#missing[@]} -gt 0 ] || return 0
+  say "Installing ${missing[*]}"
+  apt_get -q update
+  apt_get -q install --no-install-recommends "${missing[@]}"
+}
