@@ -1,6 +1,9 @@
 /* qomtest::fault: functions of the system that fail when a test wants them to. The test
    module is linked so that calls of f() reach __wrap_f(), which may call __real_f(). */
 
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
 #include <X11/extensions/XShm.h>
 
 #include <cstdlib>

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <string>
 
+#include "display/pipeline.h"
 #include "handles.h"
 #include "playback/record_process.h"
 #include "recording/reader.h"
@@ -24,6 +25,7 @@ int apply_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[
     const bool applied = record && record_process(view, record.get());
     Tcl_ListObjAppendElement(interp, results, Tcl_NewBooleanObj(applied));
   }
+  ViewEventuallyRedraw(view);
   Tcl_SetObjResult(interp, results);
   return TCL_OK;
 }

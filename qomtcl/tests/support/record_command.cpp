@@ -255,7 +255,7 @@ int record_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv
   header.depth = 24;
   header.pixel_format = xRGB8888;
   header.scanline_pad = 32;
-  std::vector<RgbValue> palette;
+  std::vector<RgbValue> colours;
   int i = 2;
   for (; i + 1 < objc && Tcl_GetString(objv[i])[0] == '-'; i += 2) {
     const std::string option = Tcl_GetString(objv[i]);
@@ -263,13 +263,13 @@ int record_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv
     Tcl_GetIntFromObj(nullptr, objv[i + 1], &number);
     if (option == "-format") header.pixel_format = format_named(Tcl_GetString(objv[i + 1]));
     if (option == "-pad") header.scanline_pad = static_cast<uint8_t>(number);
-    if (option == "-palette") palette.resize(static_cast<size_t>(number));
+    if (option == "-palette") colours.resize(static_cast<size_t>(number));
   }
-  for (size_t entry = 0; entry < palette.size(); ++entry)
-    palette[entry] = {static_cast<uint16_t>(entry * 7), static_cast<uint16_t>(entry * 11),
+  for (size_t entry = 0; entry < colours.size(); ++entry)
+    colours[entry] = {static_cast<uint16_t>(entry * 7), static_cast<uint16_t>(entry * 11),
                       static_cast<uint16_t>(entry * 13), 0};
-  header.palette = palette.data();
-  header.palette_size = static_cast<uint16_t>(palette.size());
+  header.palette = colours.data();
+  header.palette_size = static_cast<uint16_t>(colours.size());
   header.depth = static_cast<uint8_t>(8 * pixel_format_bytes_per_pixel(header.pixel_format));
   if (header.depth == 32) header.depth = 24;
   int width = 0;

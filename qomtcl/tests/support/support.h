@@ -15,7 +15,8 @@
  *         input USER TFN
  *         done
  *         at MICROSECONDS         time of the following records, from the start
- *   qomtest::apply PATH INDEX...  applies records to a view; a list of 0 and 1 for each
+ *   qomtest::apply PATH INDEX...  applies records to a view and asks for a display; a list of
+ *                                 0 and 1 for each
  *   qomtest::check PATH FILE INDEXES ?-uncapped?
  *       compares all of the view's window, read back from the server, with a picture
  *       computed from those records of FILE; the empty text, or what differs
