@@ -56,6 +56,13 @@ void updates_want_all(QomView *view) {
   region_touch(view->ximage_region, {0, 0, view->width, view->height});
 }
 
+void exposed_wants_all(QomView *view) {
+  const XPoint origin = viewport_origin(view);
+  region_touch(view->exposed_region,
+               rectangle_from_box({origin.x, origin.y, origin.x + Tk_Width(view->tkwin),
+                                   origin.y + Tk_Height(view->tkwin)}));
+}
+
 uint16_t min_uint16(uint16_t a, uint16_t b) {
   return std::min(a, b);
 }

@@ -47,6 +47,10 @@ XRectangle rectangle_from_expose_event(const QomView *view, const XExposeEvent *
 /* Marks the whole frame changed, so that the next display uploads all of it. */
 void updates_want_all(QomView *view);
 
+/* Marks the whole window exposed, so that the next display repaints all of it, also what
+   lies beside the picture. */
+void exposed_wants_all(QomView *view);
+
 /* The smaller of two. */
 uint16_t min_uint16(uint16_t a, uint16_t b);
 

@@ -33,6 +33,7 @@ int switch_on(QomView *view) {
 int switch_off(QomView *view) {
   trace(view, "-- %s: switching to non-scaling mode\n", "scaling_switch_mode");
   scaling_teardown(view);
+  exposed_wants_all(view); /* the scaled picture may have been the larger one */
   return pixmap_recycle(view) ? TCL_OK : TCL_ERROR;
 }
 

@@ -40,10 +40,7 @@ bool ximage_resized(QomView *view, uint16_t new_width, uint16_t new_height) {
 
 /* At natural size the window beside a smaller frame has to be painted anew too. */
 bool show_at_natural_size(QomView *view) {
-  const XPoint origin = viewport_origin(view);
-  region_touch(view->exposed_region,
-               rectangle_from_box({origin.x, origin.y, origin.x + Tk_Width(view->tkwin),
-                                   origin.y + Tk_Height(view->tkwin)}));
+  exposed_wants_all(view);
   view->update_scrollbars = true;
   return pixmap_setup(view);
 }

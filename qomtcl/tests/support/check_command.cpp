@@ -180,7 +180,7 @@ class Buffer {
   std::vector<uint32_t> words_;
 };
 
-/* The whole frame through pixman's bilinear filter into an image of the window's size. */
+/* The whole frame through pixman's bilinear filter at once. */
 Picture scaled_whole(const Picture &frame, const Target &target, double factor, int width,
                      int height) {
   Buffer from(frame.width, frame.height, target.bytes);
@@ -219,11 +219,13 @@ Picture window_expected(const Picture &frame, const Target &target, bool scaling
   double factor = std::min(static_cast<double>(width) / frame.width,
                            static_cast<double>(height) / frame.height);
   if (capped) factor = std::min(factor, 1.0);
-  const Picture scaled = scaled_whole(frame, target, factor, width, height);
-  const int picture_width = std::max(1, static_cast<int>(std::round(frame.width * factor)));
-  const int picture_height = std::max(1, static_cast<int>(std::round(frame.height * factor)));
-  for (int y = 0; y < std::min(picture_height, height); ++y)
-    for (int x = 0; x < std::min(picture_width, width); ++x) window.at(x, y) = scaled.at(x, y);
+  const int right =
+      std::min(width, std::max(1, static_cast<int>(std::round(frame.width * factor))));
+  const int bottom =
+      std::min(height, std::max(1, static_cast<int>(std::round(frame.height * factor))));
+  const Picture scaled = scaled_whole(frame, target, factor, right, bottom);
+  for (int y = 0; y < bottom; ++y)
+    for (int x = 0; x < right; ++x) window.at(x, y) = scaled.at(x, y);
   return window;
 }
 
