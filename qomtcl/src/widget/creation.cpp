@@ -23,7 +23,6 @@ constexpr unsigned long kBandColour = 0xcccccc;
 QomView *view_new(Tcl_Interp *interp) {
   auto *view = reinterpret_cast<QomView *>(Tcl_Alloc(sizeof(QomView)));
   memset(view, 0, sizeof *view);
-  Tcl_Preserve(interp); /* released by view_destroy() */
   view->interp = interp;
   view->scaling.on = true;
   view->option.framerate = kDefaultFramerate;

@@ -119,7 +119,6 @@ void ViewDestroy(char *memPtr) noexcept {
 }
 
 void view_destroy(QomView *view) {
-  Tcl_Interp *interp = view->interp;
   view->destroying_view = true;
   trace(view, "-- %s: cleanup\n", "view_destroy");
   timers_cancel(view);
@@ -131,5 +130,4 @@ void view_destroy(QomView *view) {
   reader_teardown(view);
   memset(view, 0, sizeof *view);
   Tcl_Free(reinterpret_cast<char *>(view));
-  Tcl_Release(interp);
 }
