@@ -1,13 +1,13 @@
 // The timeline over the index of real recordings; no display is needed.
 
-#include "recording/timeline.h"
-
-#include <gtest/gtest.h>
+#include <gtest/gtest.h> /* before Xlib, whose macros it does not survive */
 #include <qom/writer.h>
 #include <unistd.h>
 
 #include <string>
 #include <vector>
+
+#include "recording/timeline.h"
 
 namespace {
 
