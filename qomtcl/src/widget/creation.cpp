@@ -71,6 +71,9 @@ bool widget_setup(QomView *view, const char *path) {
   view->widgetCmd = Tcl_CreateObjCommand(view->interp, Tk_PathName(view->tkwin), ViewInstanceCmd,
                                          view, ViewInstanceDeleteProc);
   assert(view->widgetCmd != 0 && "widgetCmd should not be NULL");
+  /* Until ViewInstanceDeleteProc() has run: a trace of the command's deletion may destroy
+     the window first. */
+  Tcl_Preserve(view);
   Tk_CreateEventHandler(view->tkwin, ExposureMask | StructureNotifyMask, ViewEventProc, view);
   if (!window_is_on_default_screen(view)) return false;
   window_use_default_visual(view->tkwin);

@@ -111,6 +111,7 @@ void ViewInstanceDeleteProc(ClientData clientData) noexcept {
   assert(view != 0 && "view should not be NULL");
   view->widgetCmd = nullptr; /* the token ends with this call */
   if (view->tkwin) Tk_DestroyWindow(view->tkwin);
+  Tcl_Release(view);
 }
 
 void ViewDestroy(char *memPtr) noexcept {
