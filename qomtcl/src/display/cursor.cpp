@@ -10,11 +10,17 @@ int cursor_update(QomView *view, const QomCursorImage *cursor_image) {
 
 void cursor_update_current_position(QomView *, int, int) {}
 
-bool cursor_scaling_ximage_realloc(QomView *) { return true; }
+bool cursor_scaling_ximage_realloc(QomView *) {
+  return true;
+}
 
-bool cursor_is_damaged(const QomView *) { return false; }
+bool cursor_is_damaged(const QomView *) {
+  return false;
+}
 
-bool cursor_has_moved(const QomView *) { return false; }
+bool cursor_has_moved(const QomView *) {
+  return false;
+}
 
 void cursor_repaint(QomView *) {}
 

@@ -30,4 +30,6 @@ bool scrollbars_need_update(const QomView *view) {
   return !view->scaling.on && view->update_scrollbars;
 }
 
-void scrollbars_update(QomView *view) { view->update_scrollbars = false; }
+void scrollbars_update(QomView *view) {
+  view->update_scrollbars = false;
+}

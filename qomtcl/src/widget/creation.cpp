@@ -3,6 +3,7 @@
 #include <cassert>
 #include <cstring>
 
+#include "display/connection.h"
 #include "display/conversion.h"
 #include "display/pipeline.h"
 #include "display/pixmap.h"
@@ -67,6 +68,7 @@ bool widget_setup(QomView *view, const char *path) {
   view->tkwin = Tk_CreateWindowFromPath(view->interp, main_window, path, nullptr);
   if (!view->tkwin) return false;
   view->display = Tk_Display(view->tkwin);
+  connection_prepare(view->display);
   Tk_SetClass(view->tkwin, "QomView");
   view->widgetCmd = Tcl_CreateObjCommand(view->interp, Tk_PathName(view->tkwin), ViewInstanceCmd,
                                          view, ViewInstanceDeleteProc);
