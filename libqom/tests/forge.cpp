@@ -157,7 +157,7 @@ bool load(const char *path, IndexSource source, Index *index) {
   Bytes head(std::min<uint64_t>(file.size(), file_head_bytes + max_header_bytes + salt_bytes));
   if (!file.read(0, head.data(), head.size())) return false;
   const size_t frames = first_frame(head.data(), head.size());
-  if (frames == 0) return false;
+  if (frames < file_head_bytes + header_fixed_bytes + salt_bytes) return false;
   const FrameSpace space = {get<uint32_t>(head, frames - salt_bytes), frames,
                             get<uint64_t>(head, file_head_bytes)};
   if (space.start_time > QOM_MAX_TIME) return false;  // as qom_reader_open() does
