@@ -210,8 +210,7 @@ bool cursor_scaling_ximage_realloc(QomView *view) {
 bool cursor_is_damaged(const QomView *view) {
   const XRectangle current = view->cursor.position.current;
   if (is_empty(current)) return false;
-  const XRectangle area = area_to_blend(view);
-  return XRectInRegion(view->ximage_region, area.x, area.y, area.width, area.height) !=
+  return XRectInRegion(view->ximage_region, current.x, current.y, current.width, current.height) !=
              RectangleOut ||
          upload_touches(view, place_in_pixmap(view, current));
 }
