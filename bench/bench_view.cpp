@@ -18,10 +18,10 @@ namespace bench {
 
 namespace {
 
-std::string recording_path; /* empty: none written */
+std::vector<std::string> recordings; /* paths of those written */
 
-void recording_remove() {
-  unlink(recording_path.c_str());
+void recordings_remove() {
+  for (const std::string &path : recordings) unlink(path.c_str());
 }
 
 [[noreturn]] void fail(const std::string &why) {
@@ -62,13 +62,14 @@ std::string picture_recording(int width, int height) {
   image.bytes_per_line = static_cast<uint32_t>(width) * 4;
   image.length = image.bytes_per_line * image.height;
   image.data = reinterpret_cast<uint8_t *>(pixels.data());
-  recording_path = "/tmp/bench_view." + std::to_string(getpid()) + ".qom";
-  QomWriter *writer = qom_writer_create(recording_path.c_str(), &header);
+  if (recordings.empty()) atexit(recordings_remove);
+  recordings.push_back("/tmp/bench_view." + std::to_string(getpid()) + "." +
+                       std::to_string(recordings.size()) + ".qom");
+  QomWriter *writer = qom_writer_create(recordings.back().c_str(), &header);
   const RecordHandle<QomCompressedImage> compressed(qom_image_compress(&image));
   const bool written = writer && compressed && qom_writer_append(writer, compressed.get()) == 0;
   if (qom_writer_close(writer) != 0 || !written) fail(qom_reader_error());
-  atexit(recording_remove);
-  return recording_path;
+  return recordings.back();
 }
 
 QomView *view_show(Tcl_Interp *interp, const std::string &file, int width, int height) {
