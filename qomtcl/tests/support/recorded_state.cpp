@@ -61,6 +61,7 @@ void RecordedState::put_blocks(const QomImageBlocks *blocks) {
 }
 
 void RecordedState::resize(const QomScreenChange &change) {
+  if (change.width > QOM_MAX_SIDE || change.height > QOM_MAX_SIDE) return;
   const size_t row = static_cast<size_t>(change.width) * bytes_;
   const size_t old_row = static_cast<size_t>(width_) * bytes_;
   std::vector<uint8_t> resized(row * change.height);
