@@ -58,6 +58,9 @@ int state_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[
   if (field == "redraw_pending") value = view->redraw_pending;
   if (field == "update_scrollbars") value = view->update_scrollbars;
   if (field == "notice_pending") value = view->first_notice != nullptr;
+  if (field == "red_mask") value = static_cast<double>(view->ximage->red_mask);
+  if (field == "green_mask") value = static_cast<double>(view->ximage->green_mask);
+  if (field == "blue_mask") value = static_cast<double>(view->ximage->blue_mask);
   if (field == "shared") value = view->ximage->obdata != nullptr;
   Tcl_SetObjResult(interp, Tcl_NewDoubleObj(value));
   return TCL_OK;
