@@ -103,9 +103,11 @@ struct cursor_position {
 struct cursor_info {
   QomCursorImage *record;   /* own copy, qom_record_free(); none before the first shape */
   cursor_position position; /* where it is painted and where it is */
-  XImage *ximage;           /* blended cursor, display's format, in the top-left corner;
-                               none before the first shape and after a failed allocation */
+  XImage *ximage;           /* blended cursor, with scaling on with the frame around it,
+                               display's format, in the top-left corner; none before the
+                               first shape and after a failed allocation */
   cursor_corner corner;     /* of position.current before clipping; no meaning without record */
+  bool changed;             /* shape or corner differ from what was last painted */
 };
 
 /* Window size that the scaled images and the pixmap were made for, pixels. */

@@ -12,7 +12,8 @@
 /*
  * Makes a copy of the record the current cursor, placed where the record says. The
  * record stays the caller's. Returns 0, or 1: with the old cursor when it cannot be
- * copied, or with error code and result set and images missing when they cannot be made.
+ * copied, or with error code and result set and images missing when they cannot be made;
+ * the display then does without and tries to make them again.
  */
 int cursor_update(QomView *view, const QomCursorImage *cursor_image);
 
@@ -25,14 +26,18 @@ void cursor_update_current_position(QomView *view, int x, int y);
 bool cursor_scaling_ximage_realloc(QomView *view);
 
 /* The display pass under way has overwritten a part of the cursor in the pixmap, or the
-   frame changed under it. */
+   frame changed under it or, with scaling on, right beside it. */
 bool cursor_is_damaged(const QomView *view);
 
-/* The cursor is not where, or not as large as, it was last painted. */
+/* The cursor is not where, not as large or not in the shape in which it was last painted. */
 bool cursor_has_moved(const QomView *view);
 
-/* Restores the picture where the cursor was, paints it where it is and marks both in
-   pixmap_region. Skips what is missing. */
+/*
+ * Restores the picture where the cursor was, paints it where it is and marks both in
+ * pixmap_region. A cursor for which there is no memory is left out until the next display.
+ * With scaling on the cursor's pixels are those that the filter makes of the frame with
+ * the cursor in it, from the cursor's corner on; they lie at rectangle_scale(current).
+ */
 void cursor_repaint(QomView *view);
 
 /* Releases record and image and forgets the positions. May run twice. */

@@ -20,6 +20,14 @@ bool viewport_topleft_y(QomView *view, int y);
    whole window anyway. */
 void viewport_clamp(QomView *view);
 
+/*
+ * The visible fractions of one axis as two new objects: six decimals for x, Tcl's shortest
+ * text for y. `frame_width`, `frame_height`: of the frame, pixels; x, y: of topleft, inside
+ * the frame.
+ */
+void xview_status_calculate(Tk_Window tkwin, uint16_t frame_width, int x, Tcl_Obj *fractions[2]);
+void yview_status_calculate(Tk_Window tkwin, uint16_t frame_height, int y, Tcl_Obj *fractions[2]);
+
 /* After a change of topleft: the visible part is copied anew, the scroll commands are
    due, and a display is queued. */
 void viewport_changed(QomView *view);
