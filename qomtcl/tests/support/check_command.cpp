@@ -53,10 +53,14 @@ unsigned channel(uint32_t pixel, Field field) {
   return widened((pixel >> field.shift) & ((1u << field.bits) - 1), field.bits);
 }
 
+Field field_of(unsigned long mask) {
+  return {static_cast<unsigned>(ffsl(static_cast<long>(mask)) - 1),
+          static_cast<unsigned>(__builtin_popcountl(mask))};
+}
+
 unsigned long place(unsigned value, unsigned long mask) {
-  const int shift = ffsl(static_cast<long>(mask)) - 1;
-  const unsigned bits = static_cast<unsigned>(__builtin_popcountl(mask));
-  return static_cast<unsigned long>(value >> (8 - bits)) << shift;
+  const Field field = field_of(mask);
+  return static_cast<unsigned long>(value >> (8 - field.bits)) << field.shift;
 }
 
 struct Target {
@@ -88,6 +92,56 @@ struct Picture {
   bool has(int x, int y) const { return x >= 0 && y >= 0 && x < width && y < height; }
 };
 
+/* The remote cursor as the records say, anywhere on or beside the frame. */
+struct Cursor {
+  int x = 0, y = 0; /* of its top-left corner */
+  int xhot = 0, yhot = 0;
+  int width = 0, height = 0;
+  std::vector<uint32_t> pixels;
+
+  Cursor() = default;
+  explicit Cursor(const QomCursorImage *record)
+      : x(record->x - record->xhot),
+        y(record->y - record->yhot),
+        xhot(record->xhot),
+        yhot(record->yhot),
+        width(record->width),
+        height(record->height),
+        pixels(static_cast<size_t>(width) * height) {
+    memcpy(pixels.data(), record->data, pixels.size() * 4);
+  }
+  void move(const QomCursorPosition *record) {
+    x = record->x - xhot;
+    y = record->y - yhot;
+  }
+  /* What of it lies on the frame. */
+  XRectangle visible(const Picture &frame) const {
+    const int x1 = std::clamp(x, 0, frame.width), x2 = std::clamp(x + width, 0, frame.width);
+    const int y1 = std::clamp(y, 0, frame.height), y2 = std::clamp(y + height, 0, frame.height);
+    return {static_cast<short>(x1), static_cast<short>(y1), static_cast<unsigned short>(x2 - x1),
+            static_cast<unsigned short>(y2 - y1)};
+  }
+};
+
+unsigned blended(unsigned below, uint32_t over, unsigned shift) {
+  return ((over >> shift & 255) + (below * (255 - (over >> 24)) + 127) / 255) & 255;
+}
+
+/* The frame with the cursor in it. */
+Picture with_cursor(Picture frame, const Cursor &cursor, const Target &target) {
+  for (int row = 0; row < cursor.height; ++row)
+    for (int column = 0; column < cursor.width; ++column) {
+      const int x = cursor.x + column, y = cursor.y + row;
+      if (!frame.has(x, y)) continue;
+      const auto below = static_cast<uint32_t>(frame.at(x, y));
+      const uint32_t over = cursor.pixels[static_cast<size_t>(row) * cursor.width + column];
+      frame.at(x, y) = target.pixel(blended(channel(below, field_of(target.red)), over, 16),
+                                    blended(channel(below, field_of(target.green)), over, 8),
+                                    blended(channel(below, field_of(target.blue)), over, 0));
+    }
+  return frame;
+}
+
 class Replay {
  public:
   Replay(const QomHeader *header, const Target &target)
@@ -104,6 +158,12 @@ class Replay {
       }
       case QOM_COMPRESSED_IMAGE_BLOCKS:
         return put_blocks(reinterpret_cast<const QomCompressedImageBlocks *>(record));
+      case QOM_CURSOR_IMAGE:
+        cursor_ = Cursor(reinterpret_cast<const QomCursorImage *>(record));
+        return;
+      case QOM_CURSOR_POSITION:
+        cursor_.move(reinterpret_cast<const QomCursorPosition *>(record));
+        return;
       case QOM_SCREEN_CHANGE:
         return resize(reinterpret_cast<const QomScreenChange *>(record));
       default:
@@ -111,6 +171,7 @@ class Replay {
     }
   }
   const Picture &frame() const { return frame_; }
+  const Cursor &cursor() const { return cursor_; }
 
  private:
   unsigned long converted(uint32_t pixel) const {
@@ -152,6 +213,7 @@ class Replay {
   const QomHeader *header_;
   Target target_;
   Picture frame_;
+  Cursor cursor_;
 };
 
 /* Packed rows that pixman can read: whole 32-bit words. */
@@ -180,9 +242,9 @@ class Buffer {
   std::vector<uint32_t> words_;
 };
 
-/* The whole frame through pixman's bilinear filter at once. */
+/* The frame through pixman's bilinear filter at once, from its pixel (x, y) on. */
 Picture scaled_whole(const Picture &frame, const Target &target, double factor, int width,
-                     int height) {
+                     int height, int x0 = 0, int y0 = 0) {
   Buffer from(frame.width, frame.height, target.bytes);
   for (int y = 0; y < frame.height; ++y)
     for (int x = 0; x < frame.width; ++x) from.set(x, y, frame.at(x, y));
@@ -194,6 +256,8 @@ Picture scaled_whole(const Picture &frame, const Target &target, double factor, 
   const auto scale = static_cast<pixman_fixed_t>(1.0 / factor * 65536.0);
   pixman_transform_t transform;
   pixman_transform_init_scale(&transform, scale, scale);
+  transform.matrix[0][2] = pixman_int_to_fixed(x0);
+  transform.matrix[1][2] = pixman_int_to_fixed(y0);
   pixman_image_set_transform(source.get(), &transform);
   pixman_image_set_filter(source.get(), PIXMAN_FILTER_BILINEAR, nullptr, 0);
   pixman_image_composite(PIXMAN_OP_SRC, source.get(), nullptr, destination.get(), 0, 0, 0, 0, 0, 0,
@@ -204,26 +268,47 @@ Picture scaled_whole(const Picture &frame, const Target &target, double factor, 
   return result;
 }
 
+int rounded(int value, double factor) {
+  return static_cast<int>(std::round(value * factor));
+}
+
+/* The scaled cursor begins at a whole pixel of the window, so that it may be up to half a
+   pixel away from where the frame around it is. */
+void put_scaled_cursor(Picture *scaled, const Picture &frame, const Cursor &cursor,
+                       const Target &target, double factor) {
+  const XRectangle visible = cursor.visible(frame);
+  if (visible.width == 0 || visible.height == 0) return;
+  const Picture box =
+      scaled_whole(with_cursor(frame, cursor, target), target, factor,
+                   std::max(1, rounded(visible.width, factor)),
+                   std::max(1, rounded(visible.height, factor)), visible.x, visible.y);
+  for (int y = 0; y < box.height; ++y)
+    for (int x = 0; x < box.width; ++x) {
+      const int to_x = rounded(visible.x, factor) + x, to_y = rounded(visible.y, factor) + y;
+      if (scaled->has(to_x, to_y)) scaled->at(to_x, to_y) = box.at(x, y);
+    }
+}
+
 /* What the window has to show. */
-Picture window_expected(const Picture &frame, const Target &target, bool scaling, bool capped,
-                        XPoint topleft, int width, int height) {
+Picture window_expected(const Picture &frame, const Cursor &cursor, const Target &target,
+                        bool scaling, bool capped, XPoint topleft, int width, int height) {
   Picture window(width, height);
   std::fill(window.pixels.begin(), window.pixels.end(), 0xcccccc);
   if (!scaling) {
+    const Picture shown = with_cursor(frame, cursor, target);
     for (int y = 0; y < height; ++y)
       for (int x = 0; x < width; ++x)
-        if (frame.has(x + topleft.x, y + topleft.y))
-          window.at(x, y) = frame.at(x + topleft.x, y + topleft.y);
+        if (shown.has(x + topleft.x, y + topleft.y))
+          window.at(x, y) = shown.at(x + topleft.x, y + topleft.y);
     return window;
   }
   double factor = std::min(static_cast<double>(width) / frame.width,
                            static_cast<double>(height) / frame.height);
   if (capped) factor = std::min(factor, 1.0);
-  const int right =
-      std::min(width, std::max(1, static_cast<int>(std::round(frame.width * factor))));
-  const int bottom =
-      std::min(height, std::max(1, static_cast<int>(std::round(frame.height * factor))));
-  const Picture scaled = scaled_whole(frame, target, factor, right, bottom);
+  const int right = std::min(width, std::max(1, rounded(frame.width, factor)));
+  const int bottom = std::min(height, std::max(1, rounded(frame.height, factor)));
+  Picture scaled = scaled_whole(frame, target, factor, right, bottom);
+  put_scaled_cursor(&scaled, frame, cursor, target, factor);
   for (int y = 0; y < bottom; ++y)
     for (int x = 0; x < right; ++x) window.at(x, y) = scaled.at(x, y);
   return window;
@@ -273,8 +358,9 @@ int check_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[
         qom_record_at_index(reader.get(), static_cast<size_t>(index)));
     if (record) replay.apply(record.get());
   }
-  const Picture expected = window_expected(replay.frame(), target, view->scaling.on, objc == 4,
-                                           view->topleft, width, height);
+  const Picture expected =
+      window_expected(replay.frame(), replay.cursor(), target, view->scaling.on, objc == 4,
+                      view->topleft, width, height);
   Tcl_SetObjResult(interp, difference(expected, window.get(), target.colour_bits()));
   return TCL_OK;
 }

@@ -156,6 +156,16 @@ class Recording {
     return append(&record);
   }
 
+  /* A quarter transparent, a quarter opaque, the rest in between; colours times alpha. */
+  static uint32_t cursor_pixel(uint32_t noise) {
+    const uint32_t kind = noise >> 24 & 3;
+    const uint32_t alpha = kind == 0 ? 0 : kind == 1 ? 255 : noise >> 24;
+    uint32_t pixel = alpha << 24;
+    for (unsigned shift = 0; shift < 24; shift += 8)
+      pixel |= (noise >> shift & 255) * alpha / 255 << shift;
+    return pixel;
+  }
+
   bool cursor(const Words &words) {
     QomCursorImage record{};
     record.type = QOM_CURSOR_IMAGE;
@@ -168,10 +178,9 @@ class Recording {
     record.yhot = static_cast<uint16_t>(words.number(6));
     std::vector<uint32_t> data(static_cast<size_t>(record.width) * record.height);
     for (size_t i = 0; i < data.size(); ++i)
-      data[i] =
-          pattern_pixel(static_cast<uint32_t>(words.number(7)), static_cast<int>(i % record.width),
-                        static_cast<int>(i / record.width)) |
-          0xff000000u;
+      data[i] = cursor_pixel(pattern_pixel(static_cast<uint32_t>(words.number(7)),
+                                           static_cast<int>(i % record.width),
+                                           static_cast<int>(i / record.width)));
     record.length = static_cast<uint32_t>(data.size() * 4);
     record.data = reinterpret_cast<uint8_t *>(data.data());
     return append(&record);
