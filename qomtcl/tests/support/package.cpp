@@ -101,7 +101,8 @@ extern "C" __attribute__((visibility("default"))) int Qomtest_Init(Tcl_Interp *i
   } commands[] = {{"::qomtest::record", record_command}, {"::qomtest::check", check_command},
                   {"::qomtest::fault", fault_command},   {"::qomtest::apply", apply_command},
                   {"::qomtest::settle", settle_command}, {"::qomtest::state", state_command},
-                  {"::qomtest::poke", poke_command},     {"::qomtest::first", first_command}};
+                  {"::qomtest::poke", poke_command},     {"::qomtest::first", first_command},
+                  {"::qomtest::clock", clock_command}};
   Tcl_CreateNamespace(interp, "::qomtest", nullptr, nullptr);
   for (const auto &command : commands)
     Tcl_CreateObjCommand(interp, command.name, command.procedure, nullptr, nullptr);
