@@ -76,12 +76,14 @@ struct cursor_state {
   cursor_corner corner;   /* unclipped corner, frame coordinates */
 };
 
+struct PackedPicture; /* playback/packed_picture.h */
+
 /* One snapshot of the frame state; owns everything it points to. All zero when unused. */
 struct KeyFrame {
   uint64_t timestamp; /* time of the last record applied */
   uint16_t width;     /* size of the snapshot's frame, pixels */
   uint16_t height;
-  XImage *ximage;                         /* private copy of the frame image */
+  PackedPicture *picture; /* the frame image, packed; picture_release() */
   cursor_state cursor;                    /* the cursor at that time */
   char *footer_items[FOOTER_ITEMS_COUNT]; /* private copies, free(); none = no text */
 };
@@ -91,6 +93,7 @@ struct keyframe_cache {
   size_t capacity;  /* entries that `frames` has room for */
   size_t size;      /* entries in use; the rest are all zero */
   KeyFrame *frames; /* C allocator; none before cache_setup() */
+  XImage *latest;   /* the latest key frame's picture, not packed; none: nothing to share with */
 };
 
 /* Rectangles of the cursor, clipped to the frame, frame coordinates. */

@@ -22,8 +22,16 @@ void footer_items_release(char *items[FOOTER_ITEMS_COUNT]);
    memory is short. */
 bool footer_items_duplicate(char *const src[FOOTER_ITEMS_COUNT], char *dst[FOOTER_ITEMS_COUNT]);
 
-/* Sets the view's items to those of a key frame and marks the ones that differ. */
+/* Sets the view's items to copies of other ones and marks those that differ. */
+void footer_items_become(QomView *view, char *const items[FOOTER_ITEMS_COUNT]);
+
+/* The same for the items of a key frame. */
 void cache_state_restore_footer(QomView *view, const KeyFrame *key_frame);
+
+/* Brings the items to where applying the records first <= index < last would bring them,
+   texts and marks, while reading no more records than that takes; records that cannot be
+   read are passed over. The indexes must exist. */
+void footer_items_follow(QomView *view, size_t first, size_t last);
 
 /* Timer procedure of view->first_notice: sends the first notification. The client data
    is the QomView. Clears the token first. */

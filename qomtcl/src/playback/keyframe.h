@@ -26,9 +26,6 @@ KeyFrame *cache_find_closest_keyframe(QomView *view, uint64_t timestamp);
    standard error. */
 bool cache_state_restore(QomView *view, KeyFrame *key_frame);
 
-/* Orders two key frames by time: -1, 0 or 1 (for qsort). */
-int cache_cmp_keyframe(const void *a, const void *b);
-
 /* Empties the frame's damage and marks the whole frame. */
 void ximage_region_touch(QomView *view);
 

@@ -34,6 +34,10 @@ int go_to_next_frame(QomView *view);
    error. */
 int consume_records(QomView *view, size_t first, size_t last);
 
+/* Heads for a frame, at most number_of_frames: a round of a new move runs from the event
+   loop; one that is pending is replaced. */
+void going_start(QomView *view, size_t frame);
+
 /* Deletes the pending round, if any. May run twice. */
 void going_cancel(QomView *view);
 

@@ -10,6 +10,9 @@
 int ViewInstanceCmd(ClientData clientData, Tcl_Interp *interp, int objc,
                     Tcl_Obj *const objv[]) noexcept;
 
+/* The frame number in a word, brought into 0..number_of_frames. Returns a Tcl code. */
+int frame_from_word(QomView *view, Tcl_Obj *word, size_t *frame);
+
 /* Frees the texts of the scroll commands and sets both to none. May run twice. */
 void options_teardown(QomView *view);
 

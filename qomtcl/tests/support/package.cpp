@@ -7,6 +7,7 @@
 #include "handles.h"
 #include "playback/record_process.h"
 #include "recording/reader.h"
+#include "recording/timeline.h"
 #include "support.h"
 #include "widget/instance.h"
 #include "widget/package.h"
@@ -62,6 +63,15 @@ int state_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[
   return TCL_OK;
 }
 
+int first_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
+  const QomView *view = objc == 3 ? view_of(interp, objv[1]) : nullptr;
+  int frame = 0;
+  if (!view || Tcl_GetIntFromObj(interp, objv[2], &frame) != TCL_OK) return TCL_ERROR;
+  const size_t index = index_of_frame(view, static_cast<size_t>(frame));
+  Tcl_SetObjResult(interp, Tcl_NewWideIntObj(static_cast<Tcl_WideInt>(index)));
+  return TCL_OK;
+}
+
 int poke_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
   QomView *view = objc == 4 ? view_of(interp, objv[1]) : nullptr;
   int value = 0;
@@ -91,7 +101,8 @@ extern "C" __attribute__((visibility("default"))) int Qomtest_Init(Tcl_Interp *i
   } commands[] = {{"::qomtest::record", record_command}, {"::qomtest::check", check_command},
                   {"::qomtest::fault", fault_command},   {"::qomtest::apply", apply_command},
                   {"::qomtest::settle", settle_command}, {"::qomtest::state", state_command},
-                  {"::qomtest::poke", poke_command}};
+                  {"::qomtest::poke", poke_command},     {"::qomtest::first", first_command},
+                  {"::qomtest::clock", clock_command}};
   Tcl_CreateNamespace(interp, "::qomtest", nullptr, nullptr);
   for (const auto &command : commands)
     Tcl_CreateObjCommand(interp, command.name, command.procedure, nullptr, nullptr);
