@@ -16,21 +16,27 @@ namespace {
 constexpr double tolerance = 0.05;
 constexpr double batch_seconds = 2e-3; /* far above what reading the clock takes */
 
-double now(Clock clock) {
+double clock_seconds(clockid_t clock) {
   timespec time = {};
-  clock_gettime(clock == Clock::cpu ? CLOCK_THREAD_CPUTIME_ID : CLOCK_MONOTONIC, &time);
+  clock_gettime(clock, &time);
   return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+double now(const Options &options) {
+  if (options.clock == Clock::wall) return clock_seconds(CLOCK_MONOTONIC);
+  const double own = clock_seconds(CLOCK_THREAD_CPUTIME_ID);
+  return options.server == no_server ? own : own + clock_seconds(options.server);
 }
 
 /* Seconds of one run, over `runs` of them. */
 double seconds(const Work &work, int runs, const Options &options) {
   if (options.before) options.before();
-  const double start = now(options.clock);
+  const double start = now(options);
   for (int i = 0; i < runs; ++i) {
     work();
     asm volatile("" ::: "memory"); /* what was written counts as used */
   }
-  return (now(options.clock) - start) / runs;
+  return (now(options) - start) / runs;
 }
 
 /* How often to run the work for it to last a batch; also brings it into the caches. */

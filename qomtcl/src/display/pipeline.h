@@ -1,0 +1,27 @@
+/*
+ * display/pipeline.h - from the frame image over the pixmap to the window.
+ */
+#ifndef QOMTCL_DISPLAY_PIPELINE_H
+#define QOMTCL_DISPLAY_PIPELINE_H
+
+#include "view.h"
+
+/*
+ * Shows what changed; the client data is the QomView. An idle procedure that may also be
+ * called directly, which cancels a queued one. Does nothing while the window is not
+ * mapped; the damage is kept. Runs the scroll commands when they are due, so the view may
+ * be dead when it returns: hold it with a ViewHold.
+ */
+void ViewDisplay(ClientData clientData) noexcept;
+
+/* Queues one ViewDisplay unless one is queued or the window is gone. */
+void ViewEventuallyRedraw(QomView *view);
+
+/* Drops the queued display, if any. */
+void view_display_cancel(QomView *view);
+
+/* True when the display pass under way has overwritten a part of this rectangle, pixmap
+   coordinates, with the clean frame. */
+bool upload_touches(const QomView *view, XRectangle rectangle);
+
+#endif /* QOMTCL_DISPLAY_PIPELINE_H */

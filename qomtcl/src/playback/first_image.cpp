@@ -1,0 +1,111 @@
+#include "playback/first_image.h"
+
+#include "display/cursor.h"
+#include "handles.h"
+#include "playback/footer.h"
+#include "playback/keyframe.h"
+#include "playback/record_process.h"
+#include "recording/reader.h"
+#include "recording/timeline.h"
+
+namespace {
+
+struct Search {
+  bool done = false;   /* a first image was applied */
+  bool failed = false; /* the view cannot be made */
+  size_t nitems = 0;   /* footer items met */
+};
+
+bool first_image_validate(QomView *view, const QomImage *image) {
+  if (image->width == view->width && image->height == view->height) return true;
+  Tcl_SetErrorCode(view->interp, "QOM", "IMAGE", "VALIDATE", nullptr);
+  Tcl_SetObjResult(view->interp,
+                   Tcl_ObjPrintf("first image has size %dx%d while view has size %dx%d",
+                                 image->width, image->height, view->width, view->height));
+  return false;
+}
+
+bool first_image_apply(QomView *view, const QomCompressedImage *compressed) {
+  const RecordHandle<QomImage> image(qom_image_uncompress(compressed));
+  if (!image || !first_image_validate(view, image.get())) return false;
+  image_merge(view, image.get());
+  return true;
+}
+
+bool first_image_blocks_apply(QomView *view, const QomCompressedImageBlocks *compressed) {
+  const RecordHandle<QomImageBlocks> blocks(qom_image_blocks_uncompress(compressed));
+  return blocks && image_blocks_merge(view, blocks.get()) == 0;
+}
+
+void first_image_settle(QomView *view, Search *search, size_t index, bool applied) {
+  search->done = applied;
+  search->failed = !applied;
+  if (applied) view->index_of_first_frame = index;
+}
+
+void first_image_setup(QomView *view, Search *search, size_t index, const QomRecord *record) {
+  const auto *compressed = reinterpret_cast<const QomCompressedImage *>(record);
+  first_image_settle(view, search, index, first_image_apply(view, compressed));
+  cache_update(view, record->timestamp);
+}
+
+void first_image_blocks_setup(QomView *view, Search *search, size_t index,
+                              const QomRecord *record) {
+  const auto *compressed = reinterpret_cast<const QomCompressedImageBlocks *>(record);
+  first_image_settle(view, search, index, first_image_blocks_apply(view, compressed));
+  cache_update(view, record->timestamp);
+}
+
+void recording_has_ended(QomView *view, Search *search) {
+  Tcl_SetErrorCode(view->interp, "QOM", "IMAGE", "FIRST", "FIND", nullptr);
+  Tcl_SetObjResult(view->interp, Tcl_NewStringObj("failed to find a QOM_IMAGE record in file", -1));
+  search->failed = true;
+}
+
+/* Everything that sets up state before the first image goes the usual way; a text of
+   the last input, and pictures that are no full ones, do not count yet. */
+void first_image_visit(QomView *view, Search *search, size_t index, const QomRecord *record) {
+  switch (record->type) {
+    case QOM_DONE:
+      return recording_has_ended(view, search);
+    case QOM_COMPRESSED_IMAGE:
+      return first_image_setup(view, search, index, record);
+    case QOM_COMPRESSED_IMAGE_BLOCKS:
+      return first_image_blocks_setup(view, search, index, record);
+    case QOM_FOOTER_ITEM_APP:
+    case QOM_FOOTER_ITEM_APPFMT:
+    case QOM_FOOTER_ITEM_HOST:
+    case QOM_FOOTER_ITEM_IP:
+    case QOM_FOOTER_ITEM_SID:
+    case QOM_FOOTER_ITEM_TID:
+      ++search->nitems;
+      [[fallthrough]];
+    case QOM_CURSOR_IMAGE:
+    case QOM_SCREEN_CHANGE:
+      search->failed = !record_process(view, record);
+      return;
+    default:
+      return;
+  }
+}
+
+bool record_is_unreadable(QomView *view) {
+  Tcl_SetErrorCode(view->interp, "QOM", "FIRST", "FIND", nullptr);
+  Tcl_SetObjResult(view->interp, Tcl_NewStringObj("failed to read record from file", -1));
+  return false;
+}
+
+}  // namespace
+
+bool pipeline_find_first_image(QomView *view) {
+  Search search;
+  const size_t length = index_length(view);
+  for (size_t i = 0; i < length && !search.failed && !search.done; ++i) {
+    const RecordHandle<QomRecord> record(record_at_index(view, i));
+    if (!record) return record_is_unreadable(view);
+    first_image_visit(view, &search, i, record.get());
+  }
+  if (!search.failed && search.nitems > 0)
+    view->first_notice = Tcl_CreateTimerHandler(0, footer_setup_frontend, view);
+  return !search.failed;
+}

@@ -1,0 +1,132 @@
+#include "playback/footer.h"
+
+#include <cassert>
+#include <cstdlib>
+#include <cstring>
+
+#include "handles.h"
+#include "playback/record_process.h"
+#include "recording/reader.h"
+#include "trace.h"
+#include "view_hold.h"
+#include "widget/callback.h"
+
+namespace {
+
+bool texts_are_equal(const char *a, const char *b) {
+  return a && b ? strcmp(a, b) == 0 : a == b;
+}
+
+void item_store(QomView *view, const char *text, int index) {
+  char *copy = text ? strdup(text) : nullptr;
+  free(view->footer_items[index]);
+  view->footer_items[index] = copy;
+}
+
+/* The first item that records of a type set; none for records that set no item. */
+int first_item_of(uint8_t type) {
+  switch (type) {
+    case QOM_FOOTER_ITEM_APP:
+      return INDEX_FOOTER_APP;
+    case QOM_FOOTER_ITEM_APPFMT:
+      return INDEX_FOOTER_APPFMT;
+    case QOM_FOOTER_ITEM_HOST:
+      return INDEX_FOOTER_HOST;
+    case QOM_FOOTER_ITEM_IP:
+      return INDEX_FOOTER_IP;
+    case QOM_LAST_INPUT:
+      return INDEX_FOOTER_LI_USER;
+    case QOM_FOOTER_ITEM_SID:
+      return INDEX_FOOTER_SID;
+    case QOM_FOOTER_ITEM_TID:
+      return INDEX_FOOTER_TID;
+    default:
+      return -1;
+  }
+}
+
+/* Once an item is marked, only the latest record that sets it matters. */
+bool is_settled(const QomView *view, int item) {
+  if (item != INDEX_FOOTER_LI_USER) return view->footer_item_changed[item];
+  return view->footer_item_changed[INDEX_FOOTER_LI_USER] &&
+         view->footer_item_changed[INDEX_FOOTER_LI_TFN];
+}
+
+void record_follow(QomView *view, size_t index) {
+  const RecordHandle<QomRecord> record(record_at_index(view, index));
+  if (record && first_item_of(record->type) >= 0) record_process(view, record.get());
+}
+
+}  // namespace
+
+const char *footer_item_name(int index) {
+  static const char *const names[FOOTER_ITEMS_COUNT] = {"app",  "appfmt", "host", "ip",
+                                                        "user", "tfn",    "sid",  "tid"};
+  return 0 <= index && index < FOOTER_ITEMS_COUNT ? names[index] : "unknown";
+}
+
+void footer_item_process(QomView *view, const char *text, int index) {
+  assert(view && "view should not be NULL");
+  assert(0 <= index && index < FOOTER_ITEMS_COUNT && "index should be valid");
+  bool *changed = &view->footer_item_changed[index];
+  if (!texts_are_equal(view->footer_items[index], text)) {
+    *changed = true;
+    item_store(view, text, index);
+  }
+  const char *value = view->footer_items[index];
+  trace(view, "-- %s: item(%d)=%s value=%s\n", "footer_item_process", index,
+        footer_item_name(index), value ? value : "(null)");
+}
+
+void footer_items_follow(QomView *view, size_t first, size_t last) {
+  constexpr size_t kNone = SIZE_MAX;
+  size_t latest[FOOTER_ITEMS_COUNT];
+  for (size_t &index : latest) index = kNone;
+  for (size_t i = first; i < last; ++i) {
+    const int item = first_item_of(view->entries[i].type);
+    if (item < 0) continue;
+    latest[item] = is_settled(view, item) ? i : kNone;
+    if (latest[item] == kNone) record_follow(view, i);
+  }
+  for (const size_t index : latest)
+    if (index != kNone) record_follow(view, index);
+}
+
+void footer_items_release(char *items[FOOTER_ITEMS_COUNT]) {
+  for (int i = 0; i < FOOTER_ITEMS_COUNT; ++i) {
+    free(items[i]);
+    items[i] = nullptr;
+  }
+}
+
+bool footer_items_duplicate(char *const src[FOOTER_ITEMS_COUNT], char *dst[FOOTER_ITEMS_COUNT]) {
+  footer_items_release(dst);
+  for (int i = 0; i < FOOTER_ITEMS_COUNT; ++i) {
+    if (!src[i]) continue;
+    dst[i] = strdup(src[i]);
+    if (dst[i]) continue;
+    footer_items_release(dst);
+    return false;
+  }
+  return true;
+}
+
+void cache_state_restore_footer(QomView *view, const KeyFrame *key_frame) {
+  footer_items_become(view, key_frame->footer_items);
+}
+
+void footer_items_become(QomView *view, char *const items[FOOTER_ITEMS_COUNT]) {
+  for (int i = 0; i < FOOTER_ITEMS_COUNT; ++i) {
+    if (texts_are_equal(view->footer_items[i], items[i])) continue;
+    item_store(view, items[i], i);
+    view->footer_item_changed[i] = true;
+  }
+}
+
+void footer_setup_frontend(ClientData clientData) noexcept {
+  auto *view = static_cast<QomView *>(clientData);
+  view->first_notice = nullptr;
+  const ViewHold hold(view);
+  trace(view, "-- %s: informing gui\n", "footer_setup_frontend");
+  notify_timestamp(view);
+}

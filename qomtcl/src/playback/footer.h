@@ -1,0 +1,40 @@
+/*
+ * playback/footer.h - the short texts that a viewer shows in a footer.
+ *
+ * An array of items has FOOTER_ITEMS_COUNT texts of the C allocator, each none or owned
+ * by the array.
+ */
+#ifndef QOMTCL_PLAYBACK_FOOTER_H
+#define QOMTCL_PLAYBACK_FOOTER_H
+
+#include "view.h"
+
+/* Name of an item as scripts see it; "unknown" for any other index. */
+const char *footer_item_name(int index);
+
+/* Sets an item to a copy of `text` (none allowed) and marks it when that changes it. */
+void footer_item_process(QomView *view, const char *text, int index);
+
+/* Frees the texts of an array and sets each to none. May run twice. */
+void footer_items_release(char *items[FOOTER_ITEMS_COUNT]);
+
+/* Makes `dst` a copy of `src`, releasing what it held. False with `dst` all none when
+   memory is short. */
+bool footer_items_duplicate(char *const src[FOOTER_ITEMS_COUNT], char *dst[FOOTER_ITEMS_COUNT]);
+
+/* Sets the view's items to copies of other ones and marks those that differ. */
+void footer_items_become(QomView *view, char *const items[FOOTER_ITEMS_COUNT]);
+
+/* The same for the items of a key frame. */
+void cache_state_restore_footer(QomView *view, const KeyFrame *key_frame);
+
+/* Brings the items to where applying the records first <= index < last would bring them,
+   texts and marks, while reading no more records than that takes; records that cannot be
+   read are passed over. The indexes must exist. */
+void footer_items_follow(QomView *view, size_t first, size_t last);
+
+/* Timer procedure of view->first_notice: sends the first notification. The client data
+   is the QomView. Clears the token first. */
+void footer_setup_frontend(ClientData clientData) noexcept;
+
+#endif /* QOMTCL_PLAYBACK_FOOTER_H */

@@ -1,0 +1,165 @@
+#include "playback/navigation.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstdio>
+
+#include "display/pipeline.h"
+#include "handles.h"
+#include "playback/keyframe.h"
+#include "playback/known_state.h"
+#include "playback/playing.h"
+#include "playback/record_process.h"
+#include "recording/reader.h"
+#include "recording/timeline.h"
+#include "trace.h"
+#include "view_hold.h"
+#include "widget/callback.h"
+
+namespace {
+
+constexpr int kBudget = 1000;          /* milliseconds of wall time per round */
+constexpr size_t kFramesPerCheck = 25; /* frames between looks at the clock */
+constexpr int kMoveKnown = kMoveError | kMoveAtEnd | kMoveTimeout;
+
+Tcl_Time go_from_to_timeout() {
+  Tcl_Time deadline;
+  Tcl_GetTime(&deadline);
+  time_add_milliseconds(&deadline, kBudget);
+  return deadline;
+}
+
+bool go_from_to_timeout_reached(Tcl_Time deadline) {
+  Tcl_Time now;
+  Tcl_GetTime(&now);
+  return time_is_less_than(deadline, now);
+}
+
+bool record_apply(QomView *view, size_t index) {
+  trace_verbose(view, "-- %s: record %zu\n", "consume_records", index);
+  const RecordHandle<QomRecord> record(record_at_index(view, index));
+  if (!record) {
+    fprintf(stderr, "%s: failed to get record at index %zu\n", "consume_records", index);
+    return false;
+  }
+  if (view->option.verbose && view->option.debug) qom_record_dump(record.get());
+  if (record_process(view, record.get())) return true;
+  const auto type = static_cast<QomRecordType>(record->type);
+  fprintf(stderr, "%s: failed to process record of type %s(%d) at index %zu\n", "consume_records",
+          qom_record_type_to_string(type), type, index);
+  return false;
+}
+
+int records_apply(QomView *view, size_t first, size_t last) {
+  for (size_t i = first; i < last; ++i)
+    if (!record_apply(view, i)) return 1;
+  return 0;
+}
+
+void next_round_schedule(QomView *view) {
+  trace(view, "-- %s: timeout -> scheduling next round\n", "go_to_frame_task");
+  view->going.token = Tcl_CreateTimerHandler(0, go_to_frame_task, view);
+}
+
+void move_failed(QomView *view, void (*notify)(QomView *)) {
+  playing_off(view);
+  notify(view);
+}
+
+/* Shows and reports what the round has reached; scripts run on both ways. */
+void round_report(QomView *view, const ViewHold &hold) {
+  ViewDisplay(view);
+  if (hold.alive()) notify_timestamp(view);
+}
+
+void move_at_end(QomView *view) {
+  trace(view, "-- %s: playing done -> exiting\n", "go_to_frame_task");
+  playing_off(view);
+  notify_done(view);
+}
+
+void move_reached(QomView *view) {
+  trace(view, "-- %s: playing ok\n", "go_to_frame_task");
+  if (!view->playing.suspended) return;
+  trace(view, "-- %s: reactivating suspended play\n", "go_to_frame_task");
+  play_start(view);
+}
+
+}  // namespace
+
+void go_to_frame_task(ClientData clientData) noexcept {
+  auto *view = static_cast<QomView *>(clientData);
+  view->going.token = nullptr;
+  const ViewHold hold(view);
+  if (!hold.alive()) return;
+  if (view->playing.on) playing_suspend(view);
+  const int code = go_to_frame(view, view->going.target_frame);
+  trace(view, "-- %s: go_to_frame=%d\n", "go_to_frame_task", code);
+  if (code & ~kMoveKnown) return move_failed(view, notify_unknown);
+  if (code == kMoveError) return move_failed(view, notify_error);
+  if (code & kMoveTimeout) next_round_schedule(view);
+  round_report(view, hold);
+  if (!hold.alive()) return;
+  if (code & kMoveAtEnd) return move_at_end(view);
+  if (code == kMoveReached) move_reached(view);
+}
+
+int go_to_frame(QomView *view, size_t target) {
+  const size_t to = std::min(target, view->number_of_frames);
+  const size_t from = view->current_frame;
+  trace(view, "-- %s: current=%zu to=%zu\n", "go_to_frame", from, to);
+  if (!start_from_known_state(view, to)) return kMoveError;
+  const int code = go_from_to(view, view->current_frame, to);
+  /* The known state itself may have been the end. */
+  if (code == kMoveReached && from != to && last_frame_is_reached(view)) return kMoveAtEnd;
+  return code;
+}
+
+int go_from_to(QomView *view, size_t from, size_t to) {
+  assert(from <= to && "always going forward");
+  trace(view, "-- %s: from=%zu to=%zu\n", "go_from_to", from, to);
+  const Tcl_Time deadline = go_from_to_timeout();
+  size_t last = index_of_frame(view, from);
+  for (size_t f = from; f < to; ++f) {
+    const size_t first = last;
+    last = index_of_frame(view, f + 1);
+    trace(view, "-- %s: for frame %zu: consuming records %zu to %zu\n", "go_from_to", f, first,
+          last);
+    if (consume_records(view, first, last) != 0) return kMoveError;
+    view->current_frame = f + 1;
+    const int code = last_frame_is_reached(view) ? kMoveAtEnd : kMoveReached;
+    if (last > 0) cache_update(view, view->entries[last - 1].timestamp);
+    if (f % kFramesPerCheck == 0 && go_from_to_timeout_reached(deadline)) {
+      trace(view, "%s: timeout\n", "go_from_to");
+      return code | kMoveTimeout;
+    }
+    if (code != kMoveReached) return code;
+  }
+  return kMoveReached;
+}
+
+int go_to_next_frame(QomView *view) {
+  if (last_frame_is_reached(view)) return kMoveAtEnd;
+  trace(view, "-- %s: current frame is %zu\n", "go_to_next_frame", view->current_frame);
+  return go_from_to(view, view->current_frame, view->current_frame + 1);
+}
+
+int consume_records(QomView *view, size_t first, size_t last) {
+  const struct timespec start = trace_clock();
+  last = std::min(last, index_length(view));
+  if (records_apply(view, first, last) != 0) return 1;
+  trace(view, "-- %s: first %zu last %zu -> duration=%.03fms\n", "consume_records", first, last,
+        trace_duration_ms(start, trace_clock()));
+  return 0;
+}
+
+void going_start(QomView *view, size_t frame) {
+  going_cancel(view);
+  view->going.target_frame = frame;
+  view->going.token = Tcl_CreateTimerHandler(0, go_to_frame_task, view);
+}
+
+void going_cancel(QomView *view) {
+  Tcl_DeleteTimerHandler(view->going.token);
+  view->going.token = nullptr;
+}

@@ -1,0 +1,285 @@
+#include "playback/packed_picture.h"
+
+#include <lz4.h>
+#include <zstd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+
+namespace {
+
+/* Large enough to compress well, small enough that a change touches few of them; a tile of
+   32-bit pixels fits into the second-level cache, through which it is unpacked. */
+constexpr int kTileWidth = 256;
+constexpr int kTileHeight = 64;
+constexpr size_t kMaxTileBytes = size_t{kTileWidth} * kTileHeight * 4;
+
+/* zstd packs text and plain areas best and unpacks them fast; where it does not shrink a tile
+   to a 16th the content is a photograph, which LZ4 unpacks several times faster. */
+constexpr size_t kWorthZstd = 16;
+constexpr int kZstdLevel = 1;
+
+enum class Form : uint8_t { colour, zstd, lz4, plain };
+
+struct Tile {
+  uint32_t references;
+  uint32_t bytes; /* of what follows the structure */
+  Form form;
+  uint8_t *data() { return reinterpret_cast<uint8_t *>(this + 1); }
+};
+
+struct Free {
+  void operator()(void *memory) const { free(memory); }
+};
+struct FreeContext {
+  void operator()(ZSTD_CCtx *context) const { ZSTD_freeCCtx(context); }
+  void operator()(ZSTD_DCtx *context) const { ZSTD_freeDCtx(context); }
+};
+using Bytes = std::unique_ptr<uint8_t[]>;
+
+Bytes bytes_new(size_t size) {
+  return Bytes(new (std::nothrow) uint8_t[size]);
+}
+
+/* Where a tile lies in a picture. */
+struct TilePlace {
+  size_t offset;    /* bytes from the first pixel */
+  size_t row_bytes; /* of the tile */
+  int height;
+
+  size_t bytes() const { return row_bytes * static_cast<size_t>(height); }
+};
+
+int tiles_across(int width) {
+  return (width + kTileWidth - 1) / kTileWidth;
+}
+int tiles_down(int height) {
+  return (height + kTileHeight - 1) / kTileHeight;
+}
+
+TilePlace tile_place(const PictureRows &rows, int column, int row) {
+  const int x = column * kTileWidth;
+  const int y = row * kTileHeight;
+  const auto pixel = static_cast<size_t>(rows.bytes_per_pixel);
+  return {static_cast<size_t>(y) * rows.stride + static_cast<size_t>(x) * pixel,
+          static_cast<size_t>(std::min(kTileWidth, rows.width - x)) * pixel,
+          std::min(kTileHeight, rows.height - y)};
+}
+
+/* Calls visit(first byte of a row of the tile, number of the row). */
+template <typename Visit>
+void each_row(const PictureRows &rows, const TilePlace &place, Visit visit) {
+  for (int y = 0; y < place.height; ++y)
+    visit(rows.data + place.offset + static_cast<size_t>(y) * rows.stride, static_cast<size_t>(y));
+}
+
+bool tile_is_equal(const PictureRows &a, const PictureRows &b, const TilePlace &place) {
+  for (int y = 0; y < place.height; ++y) {
+    const size_t at = place.offset + static_cast<size_t>(y) * a.stride;
+    if (memcmp(a.data + at, b.data + at, place.row_bytes) != 0) return false;
+  }
+  return true;
+}
+
+/* Equal to itself moved by one pixel: one colour throughout. */
+bool is_one_colour(const uint8_t *pixels, size_t bytes, size_t pixel) {
+  return memcmp(pixels, pixels + pixel, bytes - pixel) == 0;
+}
+
+Tile *tile_new(Form form, const void *data, size_t bytes) {
+  auto *tile = static_cast<Tile *>(malloc(sizeof(Tile) + bytes));
+  if (!tile) return nullptr;
+  *tile = {1, static_cast<uint32_t>(bytes), form};
+  memcpy(tile->data(), data, bytes);
+  return tile;
+}
+
+void tile_release(Tile *tile) {
+  if (tile && --tile->references == 0) free(tile);
+}
+
+/* Packs tiles one after the other, with memory that is made once. */
+class Packer {
+ public:
+  bool setup() {
+    room_ = std::max(ZSTD_compressBound(kMaxTileBytes),
+                     static_cast<size_t>(LZ4_compressBound(int{kMaxTileBytes})));
+    raw_ = bytes_new(kMaxTileBytes);
+    packed_ = bytes_new(room_);
+    context_.reset(ZSTD_createCCtx());
+    return raw_ && packed_ && context_;
+  }
+
+  Tile *pack(const PictureRows &rows, const TilePlace &place) {
+    each_row(rows, place, [&](const uint8_t *row, size_t y) {
+      memcpy(raw_.get() + y * place.row_bytes, row, place.row_bytes);
+    });
+    const auto pixel = static_cast<size_t>(rows.bytes_per_pixel);
+    if (is_one_colour(raw_.get(), place.bytes(), pixel))
+      return tile_new(Form::colour, raw_.get(), pixel);
+    return compress(place.bytes());
+  }
+
+ private:
+  Tile *compress(size_t bytes) {
+    const size_t zstd =
+        ZSTD_compressCCtx(context_.get(), packed_.get(), room_, raw_.get(), bytes, kZstdLevel);
+    if (!ZSTD_isError(zstd) && zstd < bytes / kWorthZstd)
+      return tile_new(Form::zstd, packed_.get(), zstd);
+    const int lz4 = LZ4_compress_default(reinterpret_cast<const char *>(raw_.get()),
+                                         reinterpret_cast<char *>(packed_.get()),
+                                         static_cast<int>(bytes), static_cast<int>(room_));
+    if (lz4 > 0 && static_cast<size_t>(lz4) < bytes)
+      return tile_new(Form::lz4, packed_.get(), static_cast<size_t>(lz4));
+    return tile_new(Form::plain, raw_.get(), bytes);
+  }
+
+  size_t room_ = 0;
+  Bytes raw_;
+  Bytes packed_;
+  std::unique_ptr<ZSTD_CCtx, FreeContext> context_;
+};
+
+class Unpacker {
+ public:
+  bool setup() {
+    raw_ = bytes_new(kMaxTileBytes);
+    context_.reset(ZSTD_createDCtx());
+    return raw_ && context_;
+  }
+
+  bool unpack(Tile *tile, const PictureRows &rows, const TilePlace &place) {
+    if (tile->form == Form::colour) {
+      fill(tile->data(), rows, place);
+      return true;
+    }
+    const uint8_t *pixels = pixels_of(tile, place.bytes());
+    if (!pixels) return false;
+    each_row(rows, place, [&](uint8_t *row, size_t y) {
+      memcpy(row, pixels + y * place.row_bytes, place.row_bytes);
+    });
+    return true;
+  }
+
+ private:
+  static void fill(const uint8_t *colour, const PictureRows &rows, const TilePlace &place) {
+    const auto pixel = static_cast<size_t>(rows.bytes_per_pixel);
+    uint8_t *first = rows.data + place.offset;
+    for (size_t i = 0; i < place.row_bytes; i += pixel) memcpy(first + i, colour, pixel);
+    each_row(rows, place, [&](uint8_t *row, size_t y) {
+      if (y > 0) memcpy(row, first, place.row_bytes);
+    });
+  }
+
+  const uint8_t *pixels_of(Tile *tile, size_t bytes) {
+    switch (tile->form) {
+      case Form::zstd:
+        return ZSTD_decompressDCtx(context_.get(), raw_.get(), bytes, tile->data(), tile->bytes) ==
+                       bytes
+                   ? raw_.get()
+                   : nullptr;
+      case Form::lz4:
+        return LZ4_decompress_safe(reinterpret_cast<const char *>(tile->data()),
+                                   reinterpret_cast<char *>(raw_.get()),
+                                   static_cast<int>(tile->bytes),
+                                   static_cast<int>(bytes)) == static_cast<int>(bytes)
+                   ? raw_.get()
+                   : nullptr;
+      default:
+        return tile->data();
+    }
+  }
+
+  Bytes raw_;
+  std::unique_ptr<ZSTD_DCtx, FreeContext> context_;
+};
+
+}  // namespace
+
+struct PackedPicture {
+  int width;
+  int height;
+  int bytes_per_pixel;
+  size_t own_bytes;
+  size_t tile_count;
+
+  Tile **tiles() { return reinterpret_cast<Tile **>(this + 1); }
+  Tile *const *tiles() const { return reinterpret_cast<Tile *const *>(this + 1); }
+
+  bool fits(const PictureRows &rows) const {
+    return width == rows.width && height == rows.height && bytes_per_pixel == rows.bytes_per_pixel;
+  }
+};
+
+namespace {
+
+struct ReleasePicture {
+  void operator()(PackedPicture *picture) const { picture_release(picture); }
+};
+using PictureHandle = std::unique_ptr<PackedPicture, ReleasePicture>;
+
+/* With room for its tiles, all none. */
+PictureHandle picture_new(const PictureRows &rows) {
+  const size_t count =
+      static_cast<size_t>(tiles_across(rows.width)) * static_cast<size_t>(tiles_down(rows.height));
+  const size_t bytes = sizeof(PackedPicture) + count * sizeof(Tile *);
+  PictureHandle picture(static_cast<PackedPicture *>(calloc(1, bytes)));
+  if (picture) *picture = {rows.width, rows.height, rows.bytes_per_pixel, bytes, count};
+  return picture;
+}
+
+/* Calls visit(number of the tile, its place) until it returns false. */
+template <typename Visit>
+bool each_tile(const PictureRows &rows, Visit visit) {
+  const int across = tiles_across(rows.width);
+  const int down = tiles_down(rows.height);
+  for (int row = 0; row < down; ++row)
+    for (int column = 0; column < across; ++column)
+      if (!visit(static_cast<size_t>(row * across + column), tile_place(rows, column, row)))
+        return false;
+  return true;
+}
+
+}  // namespace
+
+PackedPicture *picture_pack(const PictureRows &rows, const PackedPicture *previous,
+                            const PictureRows *previous_rows) {
+  PictureHandle picture = picture_new(rows);
+  Packer packer;
+  if (!picture || !packer.setup()) return nullptr;
+  const bool share = previous && previous_rows && previous->fits(rows) &&
+                     previous->fits(*previous_rows) && previous_rows->stride == rows.stride;
+  const bool packed = each_tile(rows, [&](size_t i, const TilePlace &place) {
+    Tile *&tile = picture->tiles()[i];
+    if (share && tile_is_equal(rows, *previous_rows, place)) {
+      tile = previous->tiles()[i];
+      ++tile->references;
+      return true;
+    }
+    tile = packer.pack(rows, place);
+    if (tile) picture->own_bytes += sizeof(Tile) + tile->bytes;
+    return tile != nullptr;
+  });
+  return packed ? picture.release() : nullptr;
+}
+
+bool picture_unpack(const PackedPicture *picture, const PictureRows &rows) {
+  Unpacker unpacker;
+  if (!picture->fits(rows) || !unpacker.setup()) return false;
+  return each_tile(rows, [&](size_t i, const TilePlace &place) {
+    return unpacker.unpack(picture->tiles()[i], rows, place);
+  });
+}
+
+void picture_release(PackedPicture *picture) {
+  if (!picture) return;
+  for (size_t i = 0; i < picture->tile_count; ++i) tile_release(picture->tiles()[i]);
+  free(picture);
+}
+
+size_t picture_own_bytes(const PackedPicture *picture) {
+  return picture->own_bytes;
+}

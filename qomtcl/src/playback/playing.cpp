@@ -1,0 +1,184 @@
+#include "playback/playing.h"
+
+#include "display/pipeline.h"
+#include "playback/navigation.h"
+#include "recording/timeline.h"
+#include "trace.h"
+#include "view_hold.h"
+#include "widget/callback.h"
+
+namespace {
+
+constexpr int kTick = 1000; /* milliseconds */
+
+Tcl_Time time_now() {
+  Tcl_Time now;
+  Tcl_GetTime(&now);
+  return now;
+}
+
+void playing_setup_trace(const QomView *view) {
+  if (!view->option.debug) return;
+  const char *name = "playing_setup";
+  trace(view, "\n");
+  trace(view, "-- %s: index_length=%zu\n", name, index_length(view));
+  trace(view, "-- %s: time of first record=%lu\n", name, view->entries[0].timestamp);
+  trace(view, "-- %s: index_of_first_frame=%lu\n", name, view->index_of_first_frame);
+  trace(view, "-- %s: time_of_first_frame=%lu\n", name, time_of_first_frame(view));
+  trace(view, "-- %s: time_of_last_record=%lu\n", name, time_of_last_record(view));
+  trace(view, "-- %s: framerate=%d -> period_in_us=%lu\n", name, view->option.framerate,
+        view->playing.period_in_us);
+  trace(view, "-- %s: number of frames=%zu\n", name, view->number_of_frames);
+  trace(view, "\n");
+}
+
+void step_schedule(QomView *view, int milliseconds, Tcl_TimerProc *step) {
+  view->playing.token = Tcl_CreateTimerHandler(milliseconds, step, view);
+}
+
+void show_schedule(QomView *view) {
+  const int delay = time_difference_in_ms(view->playing.time_of_next_frame, time_now());
+  trace(view, "-- %s: delta to time of next frame=%d\n", "playing_prepare", delay);
+  step_schedule(view, delay, playing_show);
+  time_add_milliseconds(&view->playing.time_of_next_frame, view->playing.period);
+  trace(view, "-- %s: scheduled 'playing_show' after %dms\n", "playing_prepare", delay);
+}
+
+void playing_end(QomView *view, const char *reason, void (*notify)(QomView *)) {
+  trace(view, "-- %s: %s -> stopping\n", "playing_prepare", reason);
+  playing_off(view);
+  notify(view);
+}
+
+/* A frame that took longer than a round's budget is late like any other. */
+void playing_exception(QomView *view, int code) {
+  trace(view, "-- %s: go_to_next_frame=%x\n", "playing_prepare", static_cast<unsigned>(code));
+  if (code & kMoveError) return playing_end(view, "playing error", notify_error);
+  if (code & kMoveAtEnd) return playing_end(view, "playing done", notify_done);
+  if (!(code & kMoveTimeout)) return playing_end(view, "unknown case", notify_unknown);
+  trace(view, "-- %s: playing timeout\n", "playing_prepare");
+  show_schedule(view);
+}
+
+void tick_cancel(QomView *view) {
+  Tcl_DeleteTimerHandler(view->tick);
+  view->tick = nullptr;
+}
+
+/* Ticks anew from now, whatever was missed while playing was off. */
+void tick_start(QomView *view) {
+  tick_cancel(view);
+  view->next_tick = {0, 0};
+  debug_tick(view);
+}
+
+}  // namespace
+
+bool playing_setup(QomView *view) {
+  view->playing.period = 1000 / view->option.framerate;
+  view->playing.period_in_us = 1000000u / view->option.framerate;
+  const uint64_t duration = duration_in_us(view);
+  const uint64_t frame = view->playing.period_in_us;
+  view->number_of_frames = duration / frame + (duration % frame != 0 ? 1 : 0);
+  playing_setup_trace(view);
+  return true;
+}
+
+int play_start(QomView *view) {
+  if (view->playing.on) return TCL_OK;
+  view->playing.on = true;
+  if (view->option.debug) tick_start(view);
+  view->playing.time_of_next_frame = time_now();
+  time_add_milliseconds(&view->playing.time_of_next_frame, view->playing.period);
+  step_schedule(view, view->playing.period, playing_prepare);
+  trace(view, "-- %s: scheduled 'playing_prepare' with token %p\n", "play_start",
+        static_cast<void *>(view->playing.token));
+  return TCL_OK;
+}
+
+int play_stop(QomView *view) {
+  playing_off(view);
+  return TCL_OK;
+}
+
+int play_status(QomView *view) {
+  Tcl_SetObjResult(view->interp, Tcl_NewIntObj(view->playing.on));
+  return TCL_OK;
+}
+
+void playing_off(QomView *view) {
+  Tcl_DeleteTimerHandler(view->playing.token);
+  view->playing.token = nullptr;
+  view->playing.on = false;
+  view->playing.suspended = false;
+}
+
+void playing_suspend(QomView *view) {
+  trace(view, "-- %s: suspending play\n", "playing_suspend");
+  playing_off(view);
+  view->playing.suspended = true;
+}
+
+void playing_prepare(ClientData clientData) noexcept {
+  auto *view = static_cast<QomView *>(clientData);
+  view->playing.token = nullptr;
+  const ViewHold hold(view);
+  if (!hold.alive()) return;
+  trace(view, "-- %s: preparing next frame...\n", "playing_prepare");
+  const int code = go_to_next_frame(view);
+  if (code == kMoveReached)
+    show_schedule(view);
+  else
+    playing_exception(view, code);
+}
+
+/*
+ * The scroll commands and the callback may stop playing, start it anew or let the event
+ * loop run steps of it. Where a step is pending afterwards, that one goes on.
+ */
+void playing_show(ClientData clientData) noexcept {
+  auto *view = static_cast<QomView *>(clientData);
+  view->playing.token = nullptr;
+  const ViewHold hold(view);
+  if (!hold.alive()) return;
+  trace(view, "-- %s: refreshing view\n", "playing_show");
+  ViewDisplay(view);
+  if (!hold.alive()) return;
+  notify_timestamp(view);
+  if (!hold.alive()) return;
+  if (view->playing.on && !view->playing.token) playing_prepare(view);
+}
+
+void debug_tick(ClientData clientData) noexcept {
+  auto *view = static_cast<QomView *>(clientData);
+  view->tick = nullptr;
+  if (!view->playing.on) return;
+  const Tcl_Time now = time_now();
+  char text[64];
+  timestamp(now, text, sizeof text);
+  trace(view, "\n%s %s...\n\n", text, "debug_tick");
+  if (view->next_tick.sec == 0 && view->next_tick.usec == 0) view->next_tick = now;
+  time_add_milliseconds(&view->next_tick, kTick);
+  view->tick =
+      Tcl_CreateTimerHandler(time_difference_in_ms(view->next_tick, now), debug_tick, view);
+}
+
+void playing_cancel(QomView *view) {
+  playing_off(view);
+  tick_cancel(view);
+}
+
+void time_add_milliseconds(Tcl_Time *time, int milliseconds) {
+  time->usec += static_cast<long>(milliseconds) * 1000;
+  if (time->usec <= 999999) return;
+  time->sec += 1;
+  time->usec -= 1000000;
+}
+
+int time_difference_in_ms(Tcl_Time t1, Tcl_Time t2) {
+  return static_cast<int>((t1.sec - t2.sec) * 1000 + (t1.usec - t2.usec) / 1000);
+}
+
+bool time_is_less_than(Tcl_Time t1, Tcl_Time t2) {
+  return t1.sec != t2.sec ? t1.sec < t2.sec : t1.usec < t2.usec;
+}

@@ -1,0 +1,136 @@
+#include "playback/record_process.h"
+
+#include <err.h>
+
+#include <cassert>
+
+#include "display/cursor.h"
+#include "display/damage.h"
+#include "handles.h"
+#include "playback/footer.h"
+#include "trace.h"
+
+namespace {
+
+/* Results as the trace reports them: 0 applied or without effect, 1 failed. */
+constexpr int kApplied = 0;
+constexpr int kFailed = 1;
+
+template <typename Typed>
+const Typed *as(const QomRecord *record) {
+  return reinterpret_cast<const Typed *>(record);
+}
+
+int compressed_image_process(QomView *view, const QomCompressedImage *compressed) {
+  const RecordHandle<QomImage> image(qom_image_uncompress(compressed));
+  if (!image) return kFailed;
+  image_merge(view, image.get());
+  return kApplied;
+}
+
+int compressed_blocks_process(QomView *view, const QomCompressedImageBlocks *compressed) {
+  const RecordHandle<QomImageBlocks> blocks(qom_image_blocks_uncompress(compressed));
+  return blocks ? image_blocks_merge(view, blocks.get()) : kFailed;
+}
+
+bool screen_has_changed(const QomView *view, const QomScreenChange *change) {
+  return change->width != view->width || change->height != view->height;
+}
+
+int screen_change_record_process(QomView *view, const QomScreenChange *change) {
+  trace(view, "-- %s: SCREEN CHANGE old %dx%d new %dx%d\n", "record_process", view->width,
+        view->height, change->width, change->height);
+  if (!screen_has_changed(view, change)) return kApplied;
+  return screen_change_process(view, change->width, change->height);
+}
+
+int cursor_position_process(QomView *view, const QomCursorPosition *position) {
+  cursor_update_current_position(view, position->x, position->y);
+  return kApplied;
+}
+
+int footer_process(QomView *view, const QomFooterItem *record, index_footer_items index) {
+  footer_item_process(view, record->item, index);
+  return kApplied;
+}
+
+int dispatch(QomView *view, const QomRecord *record) {
+  switch (record->type) {
+    case QOM_IMAGE:
+      image_merge(view, as<QomImage>(record));
+      return kApplied;
+    case QOM_COMPRESSED_IMAGE:
+      return compressed_image_process(view, as<QomCompressedImage>(record));
+    case QOM_COMPRESSED_IMAGE_BLOCKS:
+      return compressed_blocks_process(view, as<QomCompressedImageBlocks>(record));
+    case QOM_CURSOR_IMAGE:
+      return cursor_update(view, as<QomCursorImage>(record));
+    case QOM_CURSOR_POSITION:
+      return cursor_position_process(view, as<QomCursorPosition>(record));
+    case QOM_SCREEN_CHANGE:
+      return screen_change_record_process(view, as<QomScreenChange>(record));
+    case QOM_LAST_INPUT:
+      last_input_process(view, as<QomLastInput>(record));
+      return kApplied;
+    case QOM_FOOTER_ITEM_APP:
+      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_APP);
+    case QOM_FOOTER_ITEM_APPFMT:
+      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_APPFMT);
+    case QOM_FOOTER_ITEM_HOST:
+      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_HOST);
+    case QOM_FOOTER_ITEM_IP:
+      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_IP);
+    case QOM_FOOTER_ITEM_SID:
+      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_SID);
+    case QOM_FOOTER_ITEM_TID:
+      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_TID);
+    default:
+      return kApplied;
+  }
+}
+
+/* The rectangle as merge functions know it: they take the row length from the width, so
+   everything that describes the record stays zero. */
+QomImage image_from_block(const QomImage &block) {
+  QomImage image{};
+  image.type = QOM_IMAGE;
+  image.x = block.x;
+  image.y = block.y;
+  image.width = block.width;
+  image.height = block.height;
+  image.data = block.data;
+  return image;
+}
+
+}  // namespace
+
+bool record_process(QomView *view, const QomRecord *record) {
+  const int result = dispatch(view, record);
+  trace_verbose(view, "-- %s: result=%d\n", "record_process", result);
+  return result == kApplied;
+}
+
+void image_merge(QomView *view, const QomImage *img) {
+  assert(view != 0 && "view should not be NULL");
+  assert(img != 0 && "img should not be NULL");
+  assert((img != 0 && (((QomRecord *)img)->type) == QOM_IMAGE) && "img should be a QomImage");
+  view->merge(img, view->ximage);
+  if (!region_touch(view->ximage_region, {img->x, img->y, img->width, img->height}))
+    warnx("%s: failed to add image region to ximage_region", "image_merge");
+}
+
+int image_blocks_merge(QomView *view, const QomImageBlocks *blocks) {
+  size_t offset = 0;
+  QomImage block{};
+  for (;;) {
+    const int found = qom_image_blocks_next(blocks, view->header, &offset, &block);
+    if (found <= 0) return found == 0 ? kApplied : kFailed;
+    const QomImage image = image_from_block(block);
+    image_merge(view, &image);
+  }
+}
+
+void last_input_process(QomView *view, const QomLastInput *record) {
+  footer_item_process(view, record->user, INDEX_FOOTER_LI_USER);
+  footer_item_process(view, record->tfn, INDEX_FOOTER_LI_TFN);
+}

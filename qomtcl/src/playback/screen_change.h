@@ -1,0 +1,18 @@
+/*
+ * playback/screen_change.h - a new size of the recorded screen.
+ */
+#ifndef QOMTCL_PLAYBACK_SCREEN_CHANGE_H
+#define QOMTCL_PLAYBACK_SCREEN_CHANGE_H
+
+#include "view.h"
+
+/*
+ * Gives the frame a new size, 1..QOM_MAX_SIDE pixels on each side; the common part of
+ * the picture stays at the top left, the rest is zero. Asks Tk for the new size and for
+ * a display. Returns 0, or 1 with the old size and picture in place when the size is
+ * out of range or memory is short; also 1, with the new size and picture in place, when
+ * only the pixmap could not be made, which the next display tries again.
+ */
+int screen_change_process(QomView *view, uint16_t new_width, uint16_t new_height);
+
+#endif /* QOMTCL_PLAYBACK_SCREEN_CHANGE_H */

@@ -1,0 +1,218 @@
+/*
+ * view.h - QomView, the one record of a view.
+ *
+ * Every widget made by ::qom::view has one QomView. It is made of one sub-record per
+ * module; a module writes its own and reads the others. The record is plain: it is
+ * allocated zero-filled with Tcl's allocator, zero is the empty state of every field
+ * unless its comment says otherwise, and view_destroy() (widget/events.h) frees it.
+ *
+ * Coordinate spaces
+ *   frame   pixels of the recorded screen, 0..width x 0..height
+ *   pixmap  pixels of the server-side pixmap: frame coordinates at natural size; with
+ *           scaling on the pixmap has the window's size and the scaled picture lies
+ *           in its top-left corner
+ *   window  at natural size, pixmap coordinates minus `topleft`; with scaling on,
+ *           pixmap coordinates
+ *
+ * Times are microseconds of the recording unless the comment says otherwise.
+ *
+ * How a view ends: its window is destroyed, its instance command is deleted, or its
+ * creation fails. All three lead to view_destroy() exactly once. From the moment the
+ * window is gone `tkwin` is none, no timer and no display of the view is pending, and
+ * the command is deleted; the record itself lives until the last Tcl_Release(). Code
+ * that runs a script therefore holds the view with a ViewHold (view_hold.h), and when
+ * the script has returned leaves a view that is no longer alive alone.
+ */
+#ifndef QOMTCL_VIEW_H
+#define QOMTCL_VIEW_H
+
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <pixman.h>
+#include <qom/qom.h>
+#include <tcl.h>
+#include <tk.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#include "pixel/merge.h"
+
+/* Indexes of the footer items, in the order in which they are reported. */
+enum index_footer_items : int {
+  INDEX_FOOTER_APP = 0,
+  INDEX_FOOTER_APPFMT = 1,
+  INDEX_FOOTER_HOST = 2,
+  INDEX_FOOTER_IP = 3,
+  INDEX_FOOTER_LI_USER = 4,
+  INDEX_FOOTER_LI_TFN = 5,
+  INDEX_FOOTER_SID = 6,
+  INDEX_FOOTER_TID = 7,
+  FOOTER_ITEMS_COUNT = 8
+};
+
+/* Index of the record that last set each footer item; owned by playback/footer. */
+struct footer_indexes {
+  size_t app;
+  size_t appfmt;
+  size_t host;
+  size_t ip;
+  size_t last_input;
+  size_t sid;
+  size_t tid;
+};
+
+/* Where a cursor image lies on the frame when nothing is clipped: the pointer's
+   position minus the hot spot, frame coordinates. */
+struct cursor_corner {
+  int32_t x;
+  int32_t y;
+};
+
+/* The cursor at the time of a key frame. */
+struct cursor_state {
+  QomCursorImage *record; /* private copy, qom_record_free(); none without a cursor */
+  XRectangle position;    /* clipped rectangle, frame coordinates */
+  cursor_corner corner;   /* unclipped corner, frame coordinates */
+};
+
+struct PackedPicture; /* playback/packed_picture.h */
+
+/* One snapshot of the frame state; owns everything it points to. All zero when unused. */
+struct KeyFrame {
+  uint64_t timestamp; /* time of the last record applied */
+  uint16_t width;     /* size of the snapshot's frame, pixels */
+  uint16_t height;
+  PackedPicture *picture; /* the frame image, packed; picture_release() */
+  cursor_state cursor;                    /* the cursor at that time */
+  char *footer_items[FOOTER_ITEMS_COUNT]; /* private copies, free(); none = no text */
+};
+
+/* Key frames sorted by time, ascending; owned by playback/keyframe. */
+struct keyframe_cache {
+  size_t capacity;  /* entries that `frames` has room for */
+  size_t size;      /* entries in use; the rest are all zero */
+  KeyFrame *frames; /* C allocator; none before cache_setup() */
+  XImage *latest;   /* the latest key frame's picture, not packed; none: nothing to share with */
+};
+
+/* Rectangles of the cursor, clipped to the frame, frame coordinates. */
+struct cursor_position {
+  XRectangle previous; /* where it was last painted into the pixmap; all zero: nowhere yet */
+  XRectangle current;  /* where it is; no width or height: outside the frame */
+};
+
+/* The remote cursor; owned by display/cursor. */
+struct cursor_info {
+  QomCursorImage *record;   /* own copy, qom_record_free(); none before the first shape */
+  cursor_position position; /* where it is painted and where it is */
+  XImage *ximage;           /* blended cursor, with scaling on with the frame around it,
+                               display's format, in the top-left corner; none before the
+                               first shape and after a failed allocation */
+  cursor_corner corner;     /* of position.current before clipping; no meaning without record */
+  bool changed;             /* shape or corner differ from what was last painted */
+};
+
+/* Window size that the scaled images and the pixmap were made for, pixels. */
+struct frontend {
+  uint16_t width;
+  uint16_t height;
+};
+
+/* Fitting the picture to the window; owned by display/scaling. */
+struct scaling {
+  bool on;                  /* true at creation; false: natural size with scrolling */
+  struct frontend frontend; /* size of `ximage` and of the pixmap while scaling is set up */
+  double factor;            /* from frame to window, same for both axes; 0.0: torn down */
+  XImage *ximage; /* scaled frame, frontend size; none: to be remade by the next display */
+  XImage *cursor; /* scaled cursor (display/cursor); none: to be remade */
+  pixman_format_code_t pixman_format; /* of the display's pixel format; set by merge_setup() */
+  GC gc;                              /* fills the bands beside the picture; owned by the widget */
+};
+
+/* A move in progress; owned by playback/navigation. */
+struct going {
+  size_t target_frame;
+  Tcl_TimerToken token; /* the pending round; none: no move in progress */
+};
+
+/* Playing in real time; owned by playback/playing. */
+struct playing {
+  bool on;
+  bool suspended;              /* turned off by a move, to resume when the move ends well */
+  int32_t period;              /* wall time per frame, milliseconds */
+  uint64_t period_in_us;       /* recording time per frame, microseconds; at most 1000000 */
+  Tcl_Time time_of_next_frame; /* wall time at which the prepared frame is shown */
+  Tcl_TimerToken token;        /* the pending step; none: no step pending */
+};
+
+/* Widget options; owned by widget/instance. */
+struct options {
+  bool debug;        /* trace lines on standard output */
+  bool verbose;      /* with debug: one trace line per record as well */
+  uint8_t framerate; /* frames per second, 1..99; 10 at creation */
+};
+
+/* What the display pass under way has written into the pixmap; owned by display/pipeline. */
+struct upload {
+  XRectangle box; /* pixmap coordinates; the clean frame, without cursor, is there now. All
+                     zero outside a pass and when the pass uploaded nothing */
+};
+
+struct QomView {
+  /* -- widget -- */
+  Tcl_Interp *interp;    /* creating interpreter; whose end is also the view's */
+  Tk_Window tkwin;       /* none once the window is destroyed: the view is dead then */
+  Display *display;      /* of the window; Tk's */
+  Tcl_Command widgetCmd; /* instance command; none before it exists and once it is deleted */
+
+  /* -- recording -- */
+  const char *file;            /* native path; the caller's, valid during creation only */
+  QomReader *reader;           /* owned, qom_reader_close() */
+  const QomHeader *header;     /* the reader's */
+  QomIndexEntry *entries;      /* the reader's, qom_reader_index_length() of them */
+  size_t index_of_first_frame; /* record of the first full image; 0 also without one */
+  size_t current_frame;        /* frames applied so far, 0..number_of_frames */
+  size_t number_of_frames;     /* at the frame rate of creation */
+
+  /* -- frame state (playback) -- */
+  uint16_t width; /* recorded screen, pixels; never 0 once the reader is open */
+  uint16_t height;
+  char *footer_items[FOOTER_ITEMS_COUNT];       /* current texts, free(); none = no text */
+  bool footer_item_changed[FOOTER_ITEMS_COUNT]; /* changed since last reported to the script */
+  footer_indexes footer;
+  keyframe_cache cache;
+  MergeFunction merge;  /* recording's format into the display's; none: no conversion */
+  XImage *ximage;       /* the frame, width x height, display's format; no cursor in it */
+  Region ximage_region; /* changed since the last display, frame coordinates, may reach outside */
+
+  /* -- display -- */
+  cursor_info cursor;
+  struct scaling scaling;
+  Pixmap pixmap;         /* picture with cursor; none: to be remade by the next display */
+  Region pixmap_region;  /* to be copied to the window, pixmap coordinates; none with pixmap */
+  Region exposed_region; /* reported exposed, pixmap coordinates; made at creation */
+  XPoint topleft;        /* frame pixel at the window's top-left corner at natural size */
+  char *xScrollCmd;      /* Tcl allocator; none = no command, never an empty text */
+  char *yScrollCmd;
+  bool update_scrollbars; /* the scroll commands are due at the next display at natural size */
+  GC gc;                  /* uploads, copies and the first fill of a pixmap */
+  bool redraw_pending;    /* ViewDisplay is queued as an idle call */
+
+  /* -- moving and playing -- */
+  struct going going;
+  struct playing playing;
+
+  /* -- script -- */
+  Tcl_Obj *callback;  /* one reference is the view's; none = no callback */
+  Tcl_Time next_tick; /* wall time of the next trace tick while playing; zero before the first */
+  struct options option;
+
+  /* -- kept beside: timers without another place, guards, the running display pass -- */
+  bool destroying_view;        /* view_destroy() has begun */
+  Tcl_TimerToken first_notice; /* footer_setup_frontend() after creation; none: not pending */
+  Tcl_TimerToken tick;         /* debug_tick(); none: not pending */
+  struct upload upload;
+};
+
+#endif /* QOMTCL_VIEW_H */

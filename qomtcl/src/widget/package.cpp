@@ -1,0 +1,17 @@
+#include "widget/package.h"
+
+#include <tk.h>
+
+#include <cstdio>
+
+#include "widget/creation.h"
+#include "widget/instance.h"
+
+extern "C" int Qomtcl_Init(Tcl_Interp *interp) {
+  if (!Tcl_InitStubs(interp, "8.6", 0) || !Tk_InitStubs(interp, "8.6", 0)) return TCL_ERROR;
+  Tcl_CreateObjCommand(interp, "::qom::view", ViewClassCmd, nullptr, nullptr);
+  if (view_commands_register(interp) != TCL_OK) return TCL_ERROR;
+  if (Tcl_PkgProvide(interp, "qom::view", QOMVIEW_VERSION) != TCL_OK) return TCL_ERROR;
+  setvbuf(stdout, nullptr, _IOLBF, 0);
+  return TCL_OK;
+}

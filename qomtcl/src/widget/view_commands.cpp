@@ -1,0 +1,67 @@
+/* Commands of the ::qom namespace that take a view's path name first. */
+
+#include "playback/navigation.h"
+#include "trace.h"
+#include "widget/instance.h"
+#include "widget/photo.h"
+
+namespace {
+
+/* The view of a path name; null with Tk's or an own message when there is none. */
+QomView *view_from_path(Tcl_Interp *interp, Tcl_Obj *path) {
+  const char *name = Tcl_GetString(path);
+  if (!Tk_NameToWindow(interp, name, Tk_MainWindow(interp))) return nullptr;
+  Tcl_CmdInfo info{};
+  if (Tcl_GetCommandInfo(interp, name, &info) && info.objProc == ViewInstanceCmd)
+    return static_cast<QomView *>(info.objClientData);
+  Tcl_SetErrorCode(interp, "QOM", "LOOKUP", "VIEW", name, nullptr);
+  Tcl_SetObjResult(interp, Tcl_ObjPrintf("window \"%s\" is not a recording view", name));
+  return nullptr;
+}
+
+/* ::qom::seek pathName frame */
+int SeekCmd(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) noexcept {
+  if (objc != 3) {
+    Tcl_WrongNumArgs(interp, 1, objv, "pathName frame");
+    return TCL_ERROR;
+  }
+  QomView *view = view_from_path(interp, objv[1]);
+  size_t frame = 0;
+  if (!view || frame_from_word(view, objv[2], &frame) != TCL_OK) return TCL_ERROR;
+  trace(view, "-- %s: going to frame %zu\n", "cmd_seek", frame);
+  going_start(view, frame);
+  return TCL_OK;
+}
+
+int photo_option(Tcl_Interp *interp, int count, Tcl_Obj *const words[], bool *with_cursor) {
+  static const char *const options[] = {"-cursor", nullptr};
+  int index = 0;
+  int on = 0;
+  if (count == 0) return TCL_OK;
+  if (Tcl_GetIndexFromObjStruct(interp, words[0], options, sizeof options[0], "option", 0,
+                                &index) != TCL_OK ||
+      Tcl_GetBooleanFromObj(interp, words[1], &on) != TCL_OK)
+    return TCL_ERROR;
+  *with_cursor = on != 0;
+  return TCL_OK;
+}
+
+/* ::qom::photo pathName imageName ?-cursor boolean? */
+int PhotoCmd(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) noexcept {
+  if (objc != 3 && objc != 5) {
+    Tcl_WrongNumArgs(interp, 1, objv, "pathName imageName ?-cursor boolean?");
+    return TCL_ERROR;
+  }
+  const QomView *view = view_from_path(interp, objv[1]);
+  bool with_cursor = false;
+  if (!view || photo_option(interp, objc - 3, objv + 3, &with_cursor) != TCL_OK) return TCL_ERROR;
+  return photo_put(view, Tcl_GetString(objv[2]), with_cursor);
+}
+
+}  // namespace
+
+int view_commands_register(Tcl_Interp *interp) {
+  const bool registered = Tcl_CreateObjCommand(interp, "::qom::seek", SeekCmd, nullptr, nullptr) &&
+                          Tcl_CreateObjCommand(interp, "::qom::photo", PhotoCmd, nullptr, nullptr);
+  return registered ? TCL_OK : TCL_ERROR;
+}

@@ -1,0 +1,76 @@
+/* qomtest::fault: functions of the system that fail when a test wants them to. The test
+   module is linked so that calls of f() reach __wrap_f(), which may call __real_f(). */
+
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
+#include <X11/extensions/XShm.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "support.h"
+
+namespace {
+
+struct Fault {
+  const char *name;
+  int countdown; /* the call that fails, counted from 1; 0 none, -1 all */
+};
+
+Fault faults[] = {{"shm", 0}, {"attach", 0}, {"region", 0}, {"calloc", 0}, {"gc", 0}};
+
+bool fails(const char *name) {
+  for (Fault &fault : faults)
+    if (strcmp(fault.name, name) == 0) {
+      if (fault.countdown < 0) return true;
+      return fault.countdown > 0 && --fault.countdown == 0;
+    }
+  return false;
+}
+
+constexpr size_t kImageSized = 4096; /* bytes; smaller allocations are left alone */
+
+}  // namespace
+
+extern "C" {
+Bool __real_XShmQueryExtension(Display *);
+Bool __wrap_XShmQueryExtension(Display *display) {
+  return fails("shm") ? False : __real_XShmQueryExtension(display);
+}
+
+/* A server that refuses the segment answers with an X error. */
+Status __real_XShmAttach(Display *, XShmSegmentInfo *);
+Status __wrap_XShmAttach(Display *display, XShmSegmentInfo *segment) {
+  if (!fails("attach")) return __real_XShmAttach(display, segment);
+  XShmSegmentInfo unknown = *segment;
+  unknown.shmid = 0x7ffffff0;
+  return __real_XShmAttach(display, &unknown);
+}
+
+Region __real_XCreateRegion();
+Region __wrap_XCreateRegion() {
+  return fails("region") ? nullptr : __real_XCreateRegion();
+}
+
+GC __real_XCreateGC(Display *, Drawable, unsigned long, XGCValues *);
+GC __wrap_XCreateGC(Display *display, Drawable drawable, unsigned long mask, XGCValues *values) {
+  return fails("gc") ? nullptr : __real_XCreateGC(display, drawable, mask, values);
+}
+
+void *__real_calloc(size_t, size_t);
+void *__wrap_calloc(size_t count, size_t size) {
+  return count * size >= kImageSized && fails("calloc") ? nullptr : __real_calloc(count, size);
+}
+}
+
+int fault_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
+  int countdown = 0;
+  if (objc != 3 || Tcl_GetIntFromObj(interp, objv[2], &countdown) != TCL_OK) return TCL_ERROR;
+  for (Fault &fault : faults)
+    if (strcmp(fault.name, Tcl_GetString(objv[1])) == 0) {
+      fault.countdown = countdown;
+      return TCL_OK;
+    }
+  return TCL_ERROR;
+}

@@ -1,0 +1,113 @@
+/* The entry point of qomtest, and its small commands. */
+
+#include <cstring>
+#include <string>
+
+#include "display/pipeline.h"
+#include "handles.h"
+#include "playback/record_process.h"
+#include "recording/reader.h"
+#include "recording/timeline.h"
+#include "support.h"
+#include "widget/instance.h"
+#include "widget/package.h"
+
+namespace {
+
+int apply_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
+  if (objc < 2) return TCL_ERROR;
+  QomView *view = view_of(interp, objv[1]);
+  if (!view) return TCL_ERROR;
+  Tcl_Obj *results = Tcl_NewListObj(0, nullptr);
+  for (int i = 2; i < objc; ++i) {
+    int index = 0;
+    if (Tcl_GetIntFromObj(interp, objv[i], &index) != TCL_OK) return TCL_ERROR;
+    const RecordHandle<QomRecord> record(record_at_index(view, static_cast<size_t>(index)));
+    const bool applied = record && record_process(view, record.get());
+    Tcl_ListObjAppendElement(interp, results, Tcl_NewBooleanObj(applied));
+  }
+  ViewEventuallyRedraw(view);
+  Tcl_SetObjResult(interp, results);
+  return TCL_OK;
+}
+
+/* Every request is answered before XSync() returns, and with it the events that it
+   caused are in the queue. */
+int settle_command(ClientData, Tcl_Interp *interp, int, Tcl_Obj *const[]) {
+  Tk_Window main_window = Tk_MainWindow(interp);
+  if (!main_window) return TCL_ERROR;
+  do {
+    XSync(Tk_Display(main_window), False);
+  } while (Tcl_DoOneEvent(TCL_ALL_EVENTS | TCL_DONT_WAIT) != 0);
+  return TCL_OK;
+}
+
+int state_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
+  QomView *view = objc == 3 ? view_of(interp, objv[1]) : nullptr;
+  if (!view) return TCL_ERROR;
+  const std::string field = Tcl_GetString(objv[2]);
+  double value = -1;
+  if (field == "index_of_first_frame") value = static_cast<double>(view->index_of_first_frame);
+  if (field == "number_of_frames") value = static_cast<double>(view->number_of_frames);
+  if (field == "width") value = view->width;
+  if (field == "height") value = view->height;
+  if (field == "scaling") value = view->scaling.on;
+  if (field == "factor") value = view->scaling.factor;
+  if (field == "framerate") value = view->option.framerate;
+  if (field == "pixmap") value = view->pixmap != None;
+  if (field == "redraw_pending") value = view->redraw_pending;
+  if (field == "update_scrollbars") value = view->update_scrollbars;
+  if (field == "notice_pending") value = view->first_notice != nullptr;
+  if (field == "red_mask") value = static_cast<double>(view->ximage->red_mask);
+  if (field == "green_mask") value = static_cast<double>(view->ximage->green_mask);
+  if (field == "blue_mask") value = static_cast<double>(view->ximage->blue_mask);
+  if (field == "shared") value = view->ximage->obdata != nullptr;
+  Tcl_SetObjResult(interp, Tcl_NewDoubleObj(value));
+  return TCL_OK;
+}
+
+int first_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
+  const QomView *view = objc == 3 ? view_of(interp, objv[1]) : nullptr;
+  int frame = 0;
+  if (!view || Tcl_GetIntFromObj(interp, objv[2], &frame) != TCL_OK) return TCL_ERROR;
+  const size_t index = index_of_frame(view, static_cast<size_t>(frame));
+  Tcl_SetObjResult(interp, Tcl_NewWideIntObj(static_cast<Tcl_WideInt>(index)));
+  return TCL_OK;
+}
+
+int poke_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
+  QomView *view = objc == 4 ? view_of(interp, objv[1]) : nullptr;
+  int value = 0;
+  if (!view || Tcl_GetIntFromObj(interp, objv[3], &value) != TCL_OK) return TCL_ERROR;
+  const std::string field = Tcl_GetString(objv[2]);
+  if (field == "topleft.x") view->topleft.x = static_cast<short>(value);
+  if (field == "topleft.y") view->topleft.y = static_cast<short>(value);
+  if (field == "debug") view->option.debug = value != 0;
+  return TCL_OK;
+}
+
+}  // namespace
+
+QomView *view_of(Tcl_Interp *interp, Tcl_Obj *path) {
+  Tcl_CmdInfo info{};
+  if (Tcl_GetCommandInfo(interp, Tcl_GetString(path), &info) && info.objProc == ViewInstanceCmd)
+    return static_cast<QomView *>(info.objClientData);
+  Tcl_SetObjResult(interp, Tcl_ObjPrintf("no view \"%s\"", Tcl_GetString(path)));
+  return nullptr;
+}
+
+extern "C" __attribute__((visibility("default"))) int Qomtest_Init(Tcl_Interp *interp) {
+  if (Qomtcl_Init(interp) != TCL_OK) return TCL_ERROR;
+  const struct {
+    const char *name;
+    Tcl_ObjCmdProc *procedure;
+  } commands[] = {{"::qomtest::record", record_command}, {"::qomtest::check", check_command},
+                  {"::qomtest::fault", fault_command},   {"::qomtest::apply", apply_command},
+                  {"::qomtest::settle", settle_command}, {"::qomtest::state", state_command},
+                  {"::qomtest::poke", poke_command},     {"::qomtest::first", first_command},
+                  {"::qomtest::clock", clock_command}};
+  Tcl_CreateNamespace(interp, "::qomtest", nullptr, nullptr);
+  for (const auto &command : commands)
+    Tcl_CreateObjCommand(interp, command.name, command.procedure, nullptr, nullptr);
+  return Tcl_PkgProvide(interp, "qomtest", "1.0");
+}

@@ -1,0 +1,52 @@
+/*
+ * support.h - the package qomtest: the view built once more, with commands that tests need.
+ *
+ *   qomtest::record FILE ?-format F? ?-pad N? ?-palette N? WIDTH HEIGHT RECORD...
+ *       writes a recording. A record is a list, its first word one of
+ *         image X Y W H SEED      compressed image of pixels drawn from SEED
+ *         plain X Y W H SEED      the same, uncompressed
+ *         blocks {X Y W H SEED}...  compressed image blocks
+ *         overrun N {X Y W H SEED}...  blocks whose data is N bytes short of the last
+ *         garbage W H             compressed image that does not decompress
+ *         screen W H              screen change
+ *         cursor W H X Y XHOT YHOT SEED
+ *         position X Y
+ *         app|appfmt|host|ip|sid|tid ?TEXT?
+ *         input USER TFN
+ *         done
+ *         restated                everything so far once more
+ *         begin, end              marks the records between them as a checkpoint
+ *         at MICROSECONDS         time of the following records, from the start
+ *   qomtest::apply PATH INDEX...  applies records to a view and asks for a display; a list of
+ *                                 0 and 1 for each
+ *   qomtest::check PATH FILE INDEXES ?-uncapped?
+ *       compares all of the view's window, read back from the server, with a picture
+ *       computed from those records of FILE; the empty text, or what differs
+ *   qomtest::first PATH FRAME     index of the first record that the step from a frame applies
+ *   qomtest::settle               returns when no event is left in the process or on its way
+ *   qomtest::state PATH FIELD     a field of the view record
+ *   qomtest::poke PATH FIELD N    sets one
+ *   qomtest::clock N              every reading of Tcl's clock puts it N milliseconds ahead;
+ *                                 0 puts it right; only for moves and settle, not for vwait
+ *   qomtest::fault NAME N         makes the n-th call of a function fail, -1: all, 0: none
+ */
+#ifndef QOMTCL_TESTS_SUPPORT_H
+#define QOMTCL_TESTS_SUPPORT_H
+
+#include <cstdint>
+#include <vector>
+
+#include "view.h"
+
+/* Pixel x, y of a picture drawn from a seed: cells of a few pixels, so that scaling shows. */
+uint32_t pattern_pixel(uint32_t seed, int x, int y);
+
+/* The view of a path; null with an error message when there is none. */
+QomView *view_of(Tcl_Interp *interp, Tcl_Obj *path);
+
+int record_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]);
+int check_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]);
+int clock_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]);
+int fault_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]);
+
+#endif
