@@ -1,4 +1,4 @@
-# Sourced by tests that drive a view and listen to what it reports.
+# Sourced by tests that drive a view `.v` and listen to what it reports.
 
 package require tcltest 2.5
 package require qomtest
@@ -10,21 +10,21 @@ namespace eval driving {
     variable at {}     ;# clock readings, milliseconds, one for each
 
     proc tell notification {
-        variable told
-        variable at
-        lappend told $notification
-        lappend at [clock milliseconds]
+        lappend driving::at [clock milliseconds]
+        lappend driving::told $notification
     }
-
-    # A recording of `frames` frames with a change in each.
-    proc record {frames args} {
+    # A recording of these records, or of so many frames with a change in each.
+    proc record args {
         variable file
-        set records {{image 0 0 80 60 1}}
-        for {set i 1} {$i <= $frames} {incr i} {
-            lappend records [list at ${i}00000] [list blocks [list [expr {$i % 60}] 3 20 20 $i]]
+        variable records $args
+        if {[string is integer $args]} {
+            set records {{image 0 0 80 60 1}}
+            for {set i 1} {$i <= $args} {incr i} {
+                lappend records [list at ${i}00000] [list blocks [list [expr {$i % 60}] 3 20 20 $i]]
+            }
         }
         file delete $file
-        qomtest::record $file 80 60 {*}$args {*}$records
+        qomtest::record $file 80 60 {*}$records
     }
     proc show {} {
         variable file
@@ -35,37 +35,32 @@ namespace eval driving {
         qomtest::settle
         forget
     }
+    proc seek {frame {command {::qom::seek .v}}} {
+        {*}$command $frame
+        qomtest::settle
+    }
     proc forget {} {
         variable told {}
         variable at {}
     }
-
     # Runs the event loop until an expression holds; fails after half a minute.
     proc until condition {
-        set guard [after 30000 {set ::driving::late 1}]
+        set guard [after 30000 {set driving::told late}]
         while {![uplevel 1 [list expr $condition]]} {
-            vwait ::driving::told
-            if {[info exists ::driving::late]} {
-                unset ::driving::late
-                error "still waiting until $condition, told $::driving::told"
-            }
+            vwait driving::told
+            if {$driving::told eq "late"} {error "waited too long until $condition"}
         }
         after cancel $guard
     }
-    # The types of what was told, timestamps as the number of their frame.
+    # What was told: frames by their numbers, everything else by its type.
     proc summary {} {
-        variable told
-        lmap notification $told {
+        lmap notification $driving::told {
             dict with notification {}
             expr {$type eq "timestamp" ? $frame : $type}
         }
     }
-    proc types {} {
-        variable told
-        lmap notification $told {dict get $notification type}
-    }
     proc done {} {
-        catch {destroy .v}
+        destroy .v
         forget
     }
 }

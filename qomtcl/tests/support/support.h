@@ -14,7 +14,6 @@
  *         app|appfmt|host|ip|sid|tid ?TEXT?
  *         input USER TFN
  *         done
- *         restated                everything so far once more
  *         begin, end              marks the records between them as a checkpoint
  *         at MICROSECONDS         time of the following records, from the start
  *   qomtest::apply PATH INDEX...  applies records to a view and asks for a display; a list of
