@@ -45,20 +45,19 @@ Journal::Journal(const std::string &path, const JournalHeader &header)
   first.user = const_cast<char *>(header.user.c_str());
   first.tfn = const_cast<char *>(header.tfn.c_str());
   writer_.reset(qom_writer_create(path.c_str(), &first));
-  if (!writer_) fail("cannot create");
+  if (!writer_) fail();
 }
 
 Journal::~Journal() = default;
 
-void Journal::fail(const char *what) const {
-  const std::string reason = errno ? std::strerror(errno) : qom_reader_error();
-  throw RecordError(std::string(what) + " " + path_ + ": " + reason);
+void Journal::fail() const {
+  throw RecordError(path_ + ": " + qom_reader_error());
 }
 
 template <class Record>
 void Journal::append(Record &record) {
   record.timestamp = clock_.now();
-  if (qom_writer_append(writer_.get(), &record) != 0) fail("cannot write to");
+  if (qom_writer_append(writer_.get(), &record) != 0) fail();
   bytes_since_ += frame_bytes;
   if (!flush_time_) flush_time_ = steady_time() + second;
 }
@@ -144,7 +143,7 @@ void Journal::changes(const Picture &picture, const std::vector<Rectangle> &area
   blocks.data = pixels_.data();
   const std::unique_ptr<QomCompressedImageBlocks, FreeRecord> compressed(
       qom_image_blocks_compress(&blocks));
-  if (!compressed) fail("cannot compress a picture for");
+  if (!compressed) fail();
   append(*compressed);
   bytes_since_ += compressed->compressed_length;
   pixels_since_ += bytes;
@@ -164,14 +163,14 @@ void Journal::append_picture(const Picture &picture) {
   image.length = static_cast<uint32_t>(pixels_.size());
   image.data = pixels_.data();
   const std::unique_ptr<QomCompressedImage, FreeRecord> compressed(qom_image_compress(&image));
-  if (!compressed) fail("cannot compress a picture for");
+  if (!compressed) fail();
   append(*compressed);
   checkpoint_bytes_ = compressed->compressed_length;
   pixels_of_checkpoint_ = pixels_.size();
 }
 
 void Journal::checkpoint(const Picture &picture) {
-  if (qom_writer_begin_checkpoint(writer_.get()) != 0) fail("cannot write to");
+  if (qom_writer_begin_checkpoint(writer_.get()) != 0) fail();
   QomScreenChange size{};
   size.type = QOM_SCREEN_CHANGE;
   size.width = static_cast<uint16_t>(picture.width());
@@ -181,7 +180,7 @@ void Journal::checkpoint(const Picture &picture) {
   if (last_input_) append_last_input();
   if (cursor_) append_cursor();
   append_picture(picture);
-  if (qom_writer_end_checkpoint(writer_.get()) != 0) fail("cannot write to");
+  if (qom_writer_end_checkpoint(writer_.get()) != 0) fail();
   begun_ = true;
   checkpoint_time_ = steady_time();
   bytes_since_ = 0;
@@ -197,14 +196,14 @@ bool Journal::checkpoint_due() const {
 
 void Journal::flush() {
   flush_time_.reset();
-  if (qom_writer_flush(writer_.get()) != 0) fail("cannot write to");
+  if (qom_writer_flush(writer_.get()) != 0) fail();
 }
 
 void Journal::finish() {
   QomRecord end{};
   end.type = QOM_DONE;
   append(end);
-  if (qom_writer_close(writer_.release()) != 0) fail("cannot finish");
+  if (qom_writer_close(writer_.release()) != 0) fail();
 }
 
 }  // namespace qom::record

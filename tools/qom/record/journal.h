@@ -71,7 +71,7 @@ class Journal {
   void append_last_input();
   void append_cursor();
   void append_picture(const Picture &picture);
-  [[noreturn]] void fail(const char *what) const;
+  [[noreturn]] void fail() const;
 
   std::string path_;
   RecordingClock clock_;

@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <memory>
 
-#include "commands.h"
 #include "error.h"
+#include "record_command.h"
 #include "recorder.h"
 
 namespace {
