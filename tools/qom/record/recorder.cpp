@@ -86,10 +86,10 @@ void Recorder::begin() {
   const Texts &texts = options_.texts;
   screen_->resize();
   journal_ = std::make_unique<Journal>(
-      options_.output,
-      JournalHeader{screen_->layout().depth, screen_->recorded_format(), screen_->picture().width(),
-                    screen_->picture().height(), server_.setup()->min_keycode,
-                    server_.setup()->max_keycode, *texts.user, *texts.tfn});
+      options_.output, JournalHeader{screen_->recorded_depth(), screen_->recorded_format(),
+                                     screen_->picture().width(), screen_->picture().height(),
+                                     server_.setup()->min_keycode, server_.setup()->max_keycode,
+                                     *texts.user, *texts.tfn});
   journal_->footer(QOM_FOOTER_ITEM_HOST, *texts.host);
   journal_->footer(QOM_FOOTER_ITEM_IP, *texts.ip);
   journal_->footer(QOM_FOOTER_ITEM_SID, *texts.sid);

@@ -33,6 +33,11 @@ Screen::Screen(XServer &server, xcb_window_t window, std::optional<PixelFormat> 
   if (!resize()) throw RecordError("the window is gone");
 }
 
+uint8_t Screen::recorded_depth() const {
+  const size_t pixel_bits = 8 * pixel_format_bytes_per_pixel(recording_);
+  return std::min(layout_.depth, static_cast<uint8_t>(pixel_bits));
+}
+
 bool Screen::resize() {
   const auto geometry = reply<xcb_get_geometry_reply>(
       server_.connection(), xcb_get_geometry(server_.connection(), window_));

@@ -19,8 +19,9 @@ class Screen {
   // the pixels will be recorded in, none for the window's own. Throws RecordError.
   Screen(XServer &server, xcb_window_t window, std::optional<PixelFormat> recording);
 
-  const ImageLayout &layout() const { return layout_; }
   PixelFormat recorded_format() const { return recording_; }
+  // Bits that the recorded pixels have of the window's depth.
+  uint8_t recorded_depth() const;
   const Picture &picture() const { return *picture_; }
 
   // Asks for the window's size. True when it changed; the picture is a black one of the new size
