@@ -65,13 +65,14 @@ bool Grabber::grab(const std::vector<Rectangle> &areas, std::vector<Grab> &grabs
   size_t bytes = 0;
   for (const Rectangle &area : areas) bytes += stride(area.width) * area.height;
   if (can_share_ && bytes > memory_bytes_) share_memory(bytes);
-  grabs.clear();
-  return memory_ ? grab_shared(areas, grabs) : grab_copied(areas, grabs);
+  // Servers refuse to share what of a window lies beyond the screen, though they have its pixels.
+  return (memory_ && grab_shared(areas, grabs)) || grab_copied(areas, grabs);
 }
 
 bool Grabber::grab_shared(const std::vector<Rectangle> &areas, std::vector<Grab> &grabs) {
   xcb_connection_t *connection = server_.connection();
   std::vector<xcb_shm_get_image_cookie_t> cookies;
+  grabs.clear();
   size_t offset = 0;
   for (const Rectangle &area : areas) {
     cookies.push_back(xcb_shm_get_image(
@@ -90,6 +91,7 @@ bool Grabber::grab_shared(const std::vector<Rectangle> &areas, std::vector<Grab>
 
 bool Grabber::grab_copied(const std::vector<Rectangle> &areas, std::vector<Grab> &grabs) {
   xcb_connection_t *connection = server_.connection();
+  grabs.clear();
   replies_.clear();
   for (const Rectangle &area : areas) {
     auto image = reply<xcb_get_image_reply>(

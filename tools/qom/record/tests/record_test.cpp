@@ -225,13 +225,13 @@ TEST_F(Recording, OfOneWindowHasItsPixelsWhereverItIs) {
   display_->configure(window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_WIDTH,
                       {static_cast<uint32_t>(-40), 260});
   display_->fill(window, 0x0000ff, 150, 5, 100, 100);
-  xcb_warp_pointer(display_->connection(), XCB_NONE, window, 0, 0, 0, 0, 12, 34);
+  xcb_warp_pointer(display_->connection(), XCB_NONE, window, 0, 0, 0, 0, 112, 34);
   display_->sync();
   const Screenshot there = display_->screenshot(window);
   ASSERT_EQ(there.width, 260);
   ASSERT_TRUE(eventually([&] {
     const Replayed now = Replay(file_).play();
-    return now.frame == there && now.cursor_x == 12 && now.cursor_y == 34;
+    return now.frame == there && now.cursor_x == 112 && now.cursor_y == 34;
   }));
   EXPECT_EQ(Replay(file_).play().texts[QOM_FOOTER_ITEM_APP], "Painter: a picture");
 
