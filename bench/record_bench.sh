@@ -1,7 +1,7 @@
 #!/bin/bash
 # What recording a display costs, beside ffmpeg's x11grab into lossless x264 of the same content.
 #
-#   bench/record_bench.sh [--rounds N] [--seconds S] [--only quiet|text|video|speed]
+#   bench/record_bench.sh [--rounds N] [--seconds S] [--only quiet|text|video|film|speed]
 #
 # Prints medians over the rounds of ratios between two runs that follow each other: CPU time, bytes,
 # and, for the programs that are recorded, how fast they still draw. QOM names the program to
@@ -98,15 +98,18 @@ play_text() {
     start xterm -geometry 150x60+10+10 -e sh "$work/lines.sh" 0.2
     start xterm -geometry 120x50+1000+200 -e sh "$work/lines.sh" 0.8
 }
-play_video() {
-    if [ ! -f "$work/film.mp4" ]; then
-        ffmpeg -y -nostdin -v error -f lavfi -i mandelbrot=size=640x360:rate=25:start_scale=2:end_pts=300 -t 30 \
-            -c:v libx264 -crf 23 -pix_fmt yuv420p "$work/film.mp4"
-    fi
+# play_source NAME SOURCE: the source of ffmpeg's, as a video file, in a window beside a terminal
+play_source() {
+    local file=$work/$1.mp4
+    [ -f "$file" ] || ffmpeg -y -nostdin -v error -f lavfi -i "$2" -t 30 -c:v libx264 -crf 23 \
+        -pix_fmt yuv420p "$file"
     start xterm -geometry 100x40+20+20 -e sh -c 'ls -l /usr/bin | head -40; sleep 10000'
     start mpv --no-config --vo=x11 --hwdec=no --no-audio --loop=inf --no-osc --osd-level=0 \
-        --geometry=640x360+1000+200 "$work/film.mp4"
+        --geometry=640x360+1000+200 "$file"
 }
+# Drawn shapes that move, and smooth colours that all change in every frame.
+play_video() { play_source shapes testsrc2=size=640x360:rate=25; }
+play_film() { play_source smooth mandelbrot=size=640x360:rate=25:start_scale=2:end_pts=300; }
 
 # compare CONTENT: rounds of recorder and grabber on it, one after the other
 compare() {
@@ -161,4 +164,5 @@ wanted() { [ -z "$only" ] || [ "$only" = "$1" ]; }
 if wanted quiet; then compare quiet; rows quiet "at most 0.05" "" ""; fi
 if wanted text; then compare text; rows text "at most 0.25" "at most 0.12" "at most 0.5"; fi
 if wanted video; then compare video; rows video "at most 0.65" "at most 0.6" ""; fi
+if wanted film; then compare film; rows film "" "" ""; fi
 if wanted speed; then compare_speed; row "x11perf -scroll500 recorded / alone" "$(median "$work/speed")" "at least 0.9"; fi

@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <memory>
 
+#include "commands.h"
 #include "error.h"
-#include "record_command.h"
 #include "recorder.h"
 
 namespace {
@@ -72,10 +72,10 @@ int record(const Options &options) {
       std::fprintf(stderr, "%s\n", ending_text(ending));
       print_summary(options.output);
     }
-    return 0;
+    return qomtool::kGood;
   } catch (const std::exception &error) {
-    std::fprintf(stderr, "qom record: %s\n", error.what());
-    return 1;
+    std::fprintf(stderr, "qom: %s\n", error.what());
+    return qomtool::kFailed;
   }
 }
 
