@@ -4,7 +4,7 @@
 #   samples/make_sample.sh [OUT]
 #
 # OUT is samples/session.qom when not given; a file that is there is replaced. The session runs on a
-# display of its own and takes three minutes. QOM names the program that records,
+# display of its own and takes a good two minutes. QOM names the program that records,
 # build/release/tools/qom/qom otherwise.
 # Packages: xvfb openbox xterm x11-apps xdotool tk
 set -eu

@@ -44,7 +44,7 @@ class Recording : public testing::Test {
   void start_recorder(
       std::vector<std::string> options = {}, const std::function<void()> &prepare = [] {}) {
     options.insert(options.begin(), {QOM_RECORD_PROGRAM, "record"});
-    options.insert(options.end(), {"--fps", "30", "--display", display_->name(), file_});
+    options.insert(options.end(), {"--fps", rate_, "--display", display_->name(), file_});
     recorder_ = std::make_unique<Process>(options, prepare);
     ASSERT_TRUE(recorder_->prints("until Ctrl-C")) << recorder_->output();
   }
@@ -104,6 +104,7 @@ class Recording : public testing::Test {
 
   fs::path folder_;
   fs::path file_;
+  std::string rate_ = "30";
   std::unique_ptr<Display> display_;
   std::unique_ptr<Process> recorder_;
 };
@@ -139,6 +140,20 @@ TEST_F(Recording, ShowsADesktopOfRealPrograms) {
   xcb_warp_pointer(display_->connection(), XCB_NONE, display_->root(), 0, 0, 0, 0, 100, 100);
   display_->sync();
   expect_last_frame_is_the_display();
+}
+
+TEST_F(Recording, ShowsWhatWasDrawnRightBeforeItsEnd) {
+  start_display();
+  rate_ = "0.1";
+  start_recorder();
+  const xcb_window_t window = display_->make_window(10, 10, 80, 60, 0x445566);
+  display_->fill_with_noise(window, 0, 0, 50, 50);
+  xcb_warp_pointer(display_->connection(), XCB_NONE, window, 0, 0, 0, 0, 3, 4);
+  display_->sync();
+  stop_recorder();
+  const Replayed end = Replay(file_).play();
+  EXPECT_TRUE(end.frame == display_->screenshot(display_->root()));
+  EXPECT_EQ(end.cursor_x, 13);
 }
 
 TEST_F(Recording, GoesOnWithTheNewSizeOfTheScreen) {
