@@ -1,6 +1,5 @@
 #include "journal.h"
 
-#include <cerrno>
 #include <cstring>
 
 #include "error.h"
