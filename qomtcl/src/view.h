@@ -159,6 +159,13 @@ struct upload {
                      zero outside a pass and when the pass uploaded nothing */
 };
 
+/* What a move does at a record that cannot be read or applied; owned by
+   playback/navigation. */
+struct tolerance {
+  bool on;              /* pass over it and go on; off: the move fails */
+  uint64_t passed_over; /* records passed over so far, each counted as often as it was met */
+};
+
 struct QomView {
   /* -- widget -- */
   Tcl_Interp *interp;    /* creating interpreter; the view holds it with Tcl_Preserve */
@@ -202,6 +209,7 @@ struct QomView {
   /* -- moving and playing -- */
   struct going going;
   struct playing playing;
+  struct tolerance tolerance;
 
   /* -- script -- */
   Tcl_Obj *callback;  /* one reference is the view's; none = no callback */

@@ -1,0 +1,109 @@
+# The footer: the texts of the recording, each in a cell of fixed width so that nothing moves
+# when a text changes.
+namespace eval qomplay::footer {
+    # item of the recording, label, share of the width
+    variable cells {
+        app     Application 4
+        appfmt  Form        2
+        host    Host        2
+        ip      Address     2
+        user    User        2
+        tfn     Terminal    2
+        sid     Session     2
+        tid     Thread      2
+    }
+    variable texts   ;# by item, whole
+    variable path ""
+}
+
+proc qomplay::footer::build {frame} {
+    variable cells
+    variable texts
+    variable path $frame
+    ttk::frame $frame -padding [list [::qomplay::theme::px 12] [::qomplay::theme::px 4]]
+    set column 0
+    foreach {item name share} $cells {
+        set texts($item) ""
+        set cell [ttk::frame $frame.$item]
+        ttk::label $cell.name -text $name -style Dim.TLabel
+        ttk::label $cell.text -style Small.TLabel -width 1
+        pack $cell.name -anchor w
+        pack $cell.text -anchor w -fill x
+        grid $cell -row 0 -column $column -sticky ew -padx [list 0 [::qomplay::theme::px 8]]
+        grid columnconfigure $frame $column -weight $share -uniform cells
+        bind $cell.text <Configure> [namespace code [list fit $item]]
+        bind $cell.text <Enter> [namespace code [list whole $item]]
+        bind $cell.text <Leave> [list ::qomplay::footer::whole_hide]
+        incr column
+    }
+    return $frame
+}
+
+# Takes over the items that a notification carries.
+proc qomplay::footer::update {notification} {
+    variable texts
+    foreach item [array names texts] {
+        if {[dict exists $notification $item]} {
+            set texts($item) [one_line [dict get $notification $item]]
+            fit $item
+        }
+    }
+}
+
+# Texts come from the recorded machine: line breaks and control characters would spoil the line.
+proc qomplay::footer::one_line {text} {
+    return [string trim [regsub -all {[[:cntrl:][:space:]]+} $text " "]]
+}
+
+# Shows as much of a text as its cell has room for.
+proc qomplay::footer::fit {item} {
+    variable texts
+    variable path
+    set label $path.$item.text
+    set room [expr {[winfo width $label] - 2}]
+    set text $texts($item)
+    if {$text eq ""} {
+        $label configure -text \u2013
+        return
+    }
+    $label configure -text [shortened $text $room]
+}
+
+proc qomplay::footer::shortened {text room} {
+    if {[font measure QomSmall $text] <= $room} {return $text}
+    set low 0
+    set high [string length $text]
+    while {$high - $low > 1} {
+        set middle [expr {($low + $high) / 2}]
+        if {[font measure QomSmall "[string range $text 0 $middle-1]\u2026"] <= $room} {
+            set low $middle
+        } else {
+            set high $middle
+        }
+    }
+    return "[string range $text 0 $low-1]\u2026"
+}
+
+# The whole text above a cell that has no room for it.
+proc qomplay::footer::whole {item} {
+    variable texts
+    variable path
+    set label $path.$item.text
+    if {$texts($item) eq "" || [$label cget -text] eq $texts($item)} return
+    set hint .qomplay_whole
+    if {![winfo exists $hint]} {
+        ::label $hint -background [::qomplay::theme::colour raised] -borderwidth 0 -justify left \
+            -foreground [::qomplay::theme::colour text] -font QomSmall \
+            -padx [::qomplay::theme::px 6] -pady [::qomplay::theme::px 3]
+    }
+    $hint configure -text [string range $texts($item) 0 400] \
+        -wraplength [expr {max(100, [winfo width .] / 2)}]
+    set left [expr {min([winfo rootx $label] - [winfo rootx .], [winfo width .] - [winfo reqwidth $hint])}]
+    place $hint -x [expr {max(0, $left)}] \
+        -y [expr {[winfo rooty $path] - [winfo rooty .] - [winfo reqheight $hint]}]
+    raise $hint
+}
+
+proc qomplay::footer::whole_hide {} {
+    if {[winfo exists .qomplay_whole]} {place forget .qomplay_whole}
+}
