@@ -65,7 +65,7 @@ apt_get() {
 # Installs those of the given packages that are missing.
 install_packages() {
   local missing
-  mapfile -t missing < <(missing_packages "$@")
+  mapfile -t missing < <(missing_packages "$@" | sort -u)
   [ ${#missing[@]} -gt 0 ] || return 0
   say "Installing ${missing[*]}"
   apt_get -q update

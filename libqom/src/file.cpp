@@ -63,6 +63,15 @@ bool File::read(uint64_t position, void *data, size_t length) const {
   return read_parts(position, &part, 1);
 }
 
+size_t File::read_some(uint64_t position, void *data, size_t least, size_t most) const {
+  ssize_t got;
+  do got = pread(fd_, data, most, static_cast<off_t>(position));
+  while (got < 0 && errno == EINTR);
+  const size_t done = got > 0 ? static_cast<size_t>(got) : 0;
+  if (done >= least) return done;
+  return read(position + done, static_cast<uint8_t *>(data) + done, least - done) ? least : 0;
+}
+
 bool File::read_parts(uint64_t position, struct iovec *parts, int count) const {
   for (;;) {
     const int finished = advance(parts, count, 0);
@@ -96,9 +105,10 @@ const uint8_t *Window::at(uint64_t position, size_t length) {
   used_ = 0;
   const uint64_t left = position < file_.size() ? file_.size() - position : 0;
   const size_t wanted = std::max(length, static_cast<size_t>(std::min<uint64_t>(left, capacity)));
-  if (!file_.read(position, bytes_.get(), std::min(wanted, capacity))) return nullptr;
+  // What is read ahead may be gone when the file was cut since it was opened.
+  used_ = file_.read_some(position, bytes_.get(), length, std::min(wanted, capacity));
+  if (used_ == 0) return nullptr;
   start_ = position;
-  used_ = std::min(wanted, capacity);
   return bytes_.get();
 }
 

@@ -29,6 +29,9 @@ class File {
   // the file ends before.
   bool read(uint64_t position, void *data, size_t length) const;
 
+  // Reads `least` to `most` bytes, as many as there are; 0 with the reason when there are fewer.
+  size_t read_some(uint64_t position, void *data, size_t least, size_t most) const;
+
   // Reads into the parts one behind the other; changes them.
   bool read_parts(uint64_t position, struct iovec *parts, int count) const;
 

@@ -200,7 +200,6 @@ Outcome Loader::load_from_chain() {
     limit = block.position;
     IndexHead head;
     Outcome outcome = read_index_head(block.position, frame_index_block, &block, &head);
-    if (outcome == Outcome::bad) continue;
     if (outcome == Outcome::good) outcome = read_chain(block, head);
     if (outcome == Outcome::good) return walk(block.end());
     if (outcome == Outcome::failed) return outcome;
@@ -226,7 +225,8 @@ Outcome Loader::read_chain(Frame block, IndexHead head) {
     if (later.previous >= later.position) return Outcome::bad;
     outcome = read_index_head(later.previous, frame_index_block, &block, &head);
     if (outcome != Outcome::good) return outcome;
-    if (head.first_record > later.first_record ||
+    // Blocks that overlap could each hold the rest of the file.
+    if (block.end() > later.position || head.first_record > later.first_record ||
         head.entries != later.first_record - head.first_record)
       return Outcome::bad;
   }
@@ -320,7 +320,7 @@ void Loader::note_damage(uint64_t position, uint64_t length) {
 
 bool Loader::resolve_checkpoints() {
   std::sort(spans_.begin(), spans_.end(), [](const CheckpointSpan &a, const CheckpointSpan &b) {
-    return a.position < b.position;
+    return a.position != b.position ? a.position < b.position : a.count < b.count;
   });
   auto &checkpoints = index_->checkpoints;
   QomReaderInfo &info = index_->info;

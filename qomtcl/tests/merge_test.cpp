@@ -190,7 +190,7 @@ TEST(MergeTable, HasExactlyTheSupportedPairs) {
 TEST_F(Merge, ConvertsAndClipsEveryPair) {
   const int width = 37, height = 11;
   for_each_pair([&](PixelFormat from, PixelFormat to) {
-    for (const int pad : {0, 8, 16, 32}) {
+    for (const int pad : {0, 8, 16, 32, 64}) {
       scanline_pad = static_cast<uint8_t>(pad);
       for (const auto &[w, h] : {std::pair{1, 1}, {7, 3}, {33, 2}, {45, 15}})
         for (const int x : {-32768, -w, -3, 0, 5, width - 2, width, 32767})

@@ -1,0 +1,132 @@
+#include "ratio.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+namespace bench {
+
+namespace {
+
+constexpr double tolerance = 0.05;
+constexpr double batch_seconds = 2e-3; /* far above what reading the clock takes */
+
+double now(Clock clock) {
+  timespec time = {};
+  clock_gettime(clock == Clock::cpu ? CLOCK_THREAD_CPUTIME_ID : CLOCK_MONOTONIC, &time);
+  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+/* Seconds of one run, over `runs` of them. */
+double seconds(const Work &work, int runs, const Options &options) {
+  if (options.before) options.before();
+  const double start = now(options.clock);
+  for (int i = 0; i < runs; ++i) {
+    work();
+    asm volatile("" ::: "memory"); /* what was written counts as used */
+  }
+  return (now(options.clock) - start) / runs;
+}
+
+/* How often to run the work for it to last a batch; also brings it into the caches. */
+int runs_per_batch(const Work &work, const Options &options) {
+  int runs = 1;
+  while (!options.before && seconds(work, runs, options) * runs < batch_seconds) runs *= 2;
+  return runs;
+}
+
+double median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+[[noreturn]] void usage(FILE *stream, int status, const char *program, const std::string &about) {
+  std::fprintf(stream, "usage: %s [--repetitions N]\n%s\n", program, about.c_str());
+  std::exit(status);
+}
+
+std::optional<int> positive(const char *text) {
+  int value = 0;
+  const auto [end, error] = std::from_chars(text, text + std::strlen(text), value);
+  if (error != std::errc() || *end != '\0' || value < 1) return std::nullopt;
+  return value;
+}
+
+}  // namespace
+
+Options options_read(int argc, char *argv[], const std::string &about) {
+  Options options;
+  for (int i = 1; i < argc; ++i) {
+    const std::string argument = argv[i];
+    if (argument == "--help") usage(stdout, 0, argv[0], about);
+    const std::optional<int> value =
+        argument == "--repetitions" && i + 1 < argc ? positive(argv[++i]) : std::nullopt;
+    if (!value) usage(stderr, 2, argv[0], about);
+    options.repetitions = *value;
+  }
+  return options;
+}
+
+void caches_flush() {
+  static std::vector<char> memory(2 * std::max(sysconf(_SC_LEVEL3_CACHE_SIZE), 16L << 20));
+  for (std::size_t i = 0; i < memory.size(); i += 64) ++memory[i];
+}
+
+std::vector<double> costs(const Work &yardstick, const std::vector<Work> &candidates,
+                          const Options &options) {
+  const int yardstick_runs = runs_per_batch(yardstick, options);
+  std::vector<int> runs;
+  for (const Work &work : candidates) runs.push_back(runs_per_batch(work, options));
+
+  std::vector<std::vector<double>> ratios(candidates.size());
+  for (int repetition = 0; repetition < options.repetitions; ++repetition)
+    for (std::size_t i = 0; i < candidates.size(); ++i) {
+      const double unit = seconds(yardstick, yardstick_runs, options);
+      ratios[i].push_back(seconds(candidates[i], runs[i], options) / unit);
+    }
+
+  std::vector<double> medians;
+  for (const std::vector<double> &values : ratios) medians.push_back(median(values));
+  return medians;
+}
+
+double cost(const Work &yardstick, const Work &candidate, const Options &options) {
+  return costs(yardstick, {candidate}, options).front();
+}
+
+Table::Table(const std::string &title, const std::string &rival) : rival_(rival) {
+  std::printf("%s\n%-40s %8s", title.c_str(), "", "ratio");
+  if (!rival_.empty()) std::printf(" %8s", rival_.c_str());
+  std::printf(" %9s\n", "goal");
+}
+
+void Table::row(const std::string &name, double ratio, Goal goal, std::optional<double> rival) {
+  const bool met = goal.least ? ratio >= goal.value : ratio <= goal.value;
+  const bool beaten =
+      rival && (goal.least ? ratio < *rival * (1 - tolerance) : ratio > *rival * (1 + tolerance));
+  ++rows_;
+  misses_ += !met || beaten;
+  std::printf("%-40s %8.3g", name.c_str(), ratio);
+  if (rival)
+    std::printf(" %8.3g", *rival);
+  else if (!rival_.empty())
+    std::printf(" %8s", "-");
+  std::printf(" %s %6.3g  %s\n", goal.least ? ">=" : "<=", goal.value,
+              !met     ? "miss"
+              : beaten ? ("miss: " + rival_ + " is faster").c_str()
+                       : "ok");
+  std::fflush(stdout);
+}
+
+int Table::close() const {
+  std::printf("%d of %d goals met\n", rows_ - misses_, rows_);
+  return 0;
+}
+
+}  // namespace bench

@@ -1,0 +1,147 @@
+// make_corpus FOLDER: writes the seeds that the kept corpus began with, one folder per target.
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "forge.h"
+#include "qom/writer.h"
+#include "records.h"
+
+namespace {
+
+using forge::Bytes;
+using forge::Recording;
+using qom::RecordPtr;
+
+std::filesystem::path top;
+
+void save(const std::string &target, const std::string &name, const Bytes &bytes) {
+  std::filesystem::create_directories(top / target);
+  std::ofstream(top / target / name, std::ios::binary)
+      .write(reinterpret_cast<const char *>(bytes.data()),
+             static_cast<std::streamsize>(bytes.size()));
+}
+
+void save_recording(const std::string &name, const Recording &recording) {
+  save("open", name, recording.bytes);
+  save("index", name, recording.bytes);
+}
+
+Bytes pixels(size_t length) {
+  Bytes bytes(length);
+  for (size_t i = 0; i < length; ++i) bytes[i] = static_cast<uint8_t>(i * i / 7);
+  return bytes;
+}
+
+Bytes operator+(Bytes a, const Bytes &b) {
+  forge::append(&a, b);
+  return a;
+}
+
+// What the library makes of an image: codec byte and compressed bytes.
+Bytes compressed(uint16_t width, uint16_t height, const Bytes &data, PixelFormat format) {
+  const auto bytes = static_cast<uint32_t>(data.size());
+  const QomImage image = {QOM_IMAGE,
+                          0,
+                          width,
+                          height,
+                          0,
+                          0,
+                          format,
+                          32,
+                          bytes / height,
+                          bytes,
+                          const_cast<uint8_t *>(data.data())};
+  const RecordPtr<QomCompressedImage> packed(qom_image_compress(&image));
+  return {packed->data, packed->data + packed->compressed_length};
+}
+
+Bytes block(uint16_t width, uint16_t height, const Bytes &data) {
+  Bytes bytes;
+  for (const uint16_t number : {uint16_t{3}, uint16_t{65535}, width, height})
+    forge::append(&bytes, number);
+  return bytes + data;
+}
+
+void add_records(Recording *recording) {
+  recording->add(QOM_DEBUG);
+  recording->add(QOM_HEADER, forge::header_payload());
+  recording->add(QOM_IMAGE, forge::geometry(3, 2) + pixels(24), 0, 24);
+  const Bytes cursor = {1, 0, 2, 0, 0, 0, 0, 0, 1, 0, 1, 0, 7, 0, 0, 0};
+  recording->add(QOM_CURSOR_IMAGE, cursor + pixels(8), 0, 8);
+  recording->add(QOM_CURSOR_POSITION, {1, 0, 255, 255});
+  recording->add(QOM_LAST_INPUT, forge::text("user") + forge::text(""));
+  recording->add(QOM_FOOTER_ITEM_HOST, forge::text("host"));
+  const Bytes blocks = block(1, 1, pixels(4)) + block(2, 3, pixels(24));
+  recording->add(QOM_IMAGE_BLOCKS, blocks, 0, static_cast<uint32_t>(blocks.size()));
+}
+
+size_t add_state(Recording *recording) {
+  const size_t position = recording->add(QOM_SCREEN_CHANGE, {16, 0, 8, 0});
+  const Bytes data = compressed(16, 8, pixels(512), xRGB8888);
+  recording->add(QOM_COMPRESSED_IMAGE, forge::geometry(16, 8) + Bytes(data.begin() + 1, data.end()),
+                 0, 512, data[0]);
+  return position;
+}
+
+void save_recordings() {
+  Recording all;
+  add_records(&all);
+  const size_t state = add_state(&all);
+  all.add_checkpoint(state, 2);
+  save_recording("unfinished", all);
+  const size_t position = all.bytes.size();
+  all.add_index(qom::frame_index_part, {}, all.entries, {{state, 2}});
+  all.add_end_mark(position, all.entries.size(), 1);
+  save_recording("finished", all);
+
+  Recording chain;
+  add_records(&chain);
+  const size_t first = chain.entries.size();
+  const size_t block = chain.add_index(qom::frame_index_block, {}, chain.entries);
+  const size_t later = add_state(&chain);
+  chain.add_checkpoint(later, 2);
+  chain.add_index(qom::frame_index_block, {0, block, first, 0, 0},
+                  {chain.entries.begin() + static_cast<std::ptrdiff_t>(first), chain.entries.end()},
+                  {{later, 2}});
+  chain.add(QOM_DONE);
+  save_recording("chain", chain);
+  save_recording("empty", Recording(forge::header_payload(PALETTE8, 0)));
+}
+
+void save_pixels() {
+  const Bytes square = pixels(1024);
+  for (const PixelFormat format : {xRGB8888, RGB565, PALETTE8}) {
+    const auto bytes = static_cast<uint16_t>(pixel_format_bytes_per_pixel(format));
+    const auto width = static_cast<uint16_t>(16);
+    const auto height = static_cast<uint16_t>(1024 / bytes / width);
+    Bytes head(12);
+    forge::put(&head, 0, width);
+    forge::put(&head, 2, height);
+    head[4] = static_cast<uint8_t>(format);
+    head[5] = 32;
+    head[6] = 1;
+    forge::put(&head, 8, uint16_t{1024});
+    save("decompress", pixel_format_string(format),
+         head + compressed(width, height, square, format));
+    const Bytes data = pixels(size_t{4} * bytes * 3);
+    save("blocks", pixel_format_string(format),
+         Bytes{static_cast<uint8_t>(format), 32} + block(4, 3, data) + block(4, 3, data));
+  }
+}
+
+void save_scripts() {
+  save("writer", "texts", {6, 3, 0, 128, 1, 1, 3, 'a', 'b', 'c', 2, 0, 0, 7, 1, 1, 2, 'u', 'v'});
+  save("writer", "images", {4, 2, 0, 200, 3, 9, 5, 4, 7, 4, 9, 3, 2, 1, 5, 1, 6, 0, 7, 0});
+  save("writer", "blocks", {6, 0, 255, 255, 0, 1, 1, 0, 2, 0, 12, 5, 0, 0, 1, 1, 0, 2, 0, 12});
+}
+
+}  // namespace
+
+int main(int argc, char *argv[]) {
+  if (argc != 2) return 2;
+  top = argv[1];
+  save_recordings();
+  save_pixels();
+  save_scripts();
+}

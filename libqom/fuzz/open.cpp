@@ -1,0 +1,95 @@
+// Opens the input as a recording and uses everything that a reader offers.
+#include <algorithm>
+#include <cerrno>
+
+#include "memory_file.h"
+#include "qom/qom.h"
+#include "repairing_mutator.h"
+
+namespace {
+
+using fuzz::require;
+
+// Decompressing is looked at by another target; here it only must not take the time.
+constexpr uint32_t max_decoded = 1 << 20;
+
+void walk(const QomImageBlocks *blocks, const QomHeader *header) {
+  QomImage image;
+  size_t offset = 0;
+  while (qom_image_blocks_next(blocks, header, &offset, &image) == 1)
+    require(offset <= blocks->length, "a block lies inside its record");
+}
+
+void use(const QomRecord *record, const QomHeader *header) {
+  QomRecord *copy = qom_record_dup(record);
+  require(copy && copy->type == record->type, "a record that was read can be copied");
+  if (record->type == QOM_IMAGE_BLOCKS)
+    walk(reinterpret_cast<const QomImageBlocks *>(copy), header);
+  if (record->type == QOM_COMPRESSED_IMAGE) {
+    auto compressed = reinterpret_cast<const QomCompressedImage *>(copy);
+    if (compressed->length <= max_decoded) qom_record_free(qom_image_uncompress(compressed));
+  }
+  if (record->type == QOM_COMPRESSED_IMAGE_BLOCKS) {
+    auto compressed = reinterpret_cast<const QomCompressedImageBlocks *>(copy);
+    QomImageBlocks *blocks =
+        compressed->length <= max_decoded ? qom_image_blocks_uncompress(compressed) : nullptr;
+    if (blocks) walk(blocks, header);
+    qom_record_free(blocks);
+  }
+  qom_record_free(copy);
+}
+
+int visit(void *context, const QomScanEvent *event) {
+  auto end = static_cast<int64_t *>(context);
+  require(event->position == *end, "a scan leaves out no byte");
+  *end = event->position + static_cast<int64_t>(event->length);
+  return 0;
+}
+
+void use(QomReader *reader) {
+  const QomIndexEntry *index = qom_reader_index(reader);
+  const size_t length = qom_reader_index_length(reader);
+  const QomHeader *header = qom_info_header(reader);
+  QomReaderInfo info;
+  require(qom_reader_info(reader, &info) == 0, "damage is no failure of the index");
+  require(index || length == 0, "an index has a length");
+  for (size_t i = 0; i < length; ++i) {
+    require(i == 0 || index[i - 1].timestamp <= index[i].timestamp, "times never decrease");
+    require(i == 0 || index[i - 1].position < index[i].position, "positions increase");
+    QomRecord *record = qom_record_at_index(reader, i);
+    require(record || errno == 0, "only bytes are at fault");
+    if (record) use(record, header);
+    qom_record_free(record);
+    size_t first = 0;
+    size_t end = 0;
+    if (qom_checkpoint_before(reader, i, &first, &end))
+      require(first <= i && first < end && end <= length, "a checkpoint lies in the index");
+  }
+  int64_t end = static_cast<int64_t>(info.file_size);
+  if (length > 0) require(index[length - 1].position < end, "records lie in the file");
+  qom_index_at_time(reader, header->timestamp + 1);
+}
+
+// The scan must tell of every byte behind the file head exactly once.
+void scan(QomReader *reader, size_t size, const uint8_t *data) {
+  int64_t at = 20 + (data[12] | data[13] << 8 | data[14] << 16);
+  require(qom_reader_scan(reader, visit, &at) == 0, "a scan gets through");
+  require(at == static_cast<int64_t>(size), "a scan reaches the end");
+}
+
+}  // namespace
+
+extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max_size,
+                                          unsigned seed) {
+  return fuzz::mutate_recording(data, size, max_size, seed);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  QomReader *reader = qom_reader_open(fuzz::memory_file(data, size));
+  require(reader || errno == 0, "only bytes are at fault");
+  if (!reader) return 0;
+  use(reader);
+  scan(reader, size, data);
+  qom_reader_close(reader);
+  return 0;
+}

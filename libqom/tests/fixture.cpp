@@ -1,0 +1,333 @@
+#include "fixture.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "bytes.h"
+
+namespace {
+
+std::string quoted(const char *text) {
+  return text ? " \"" + std::string(text) + "\"" : " none";
+}
+
+std::string hex(const void *data, size_t length) {
+  std::ostringstream out;
+  out << ' ' << length << ':' << std::hex;
+  for (size_t i = 0; i < length; ++i)
+    out << (static_cast<const uint8_t *>(data)[i] < 16 ? "0" : "")
+        << unsigned{static_cast<const uint8_t *>(data)[i]};
+  return out.str();
+}
+
+template <typename... Fields>
+std::string numbers(Fields... fields) {
+  std::string text;
+  ((text += ' ' + std::to_string(fields)), ...);
+  return text;
+}
+
+std::string describe_header(const QomHeader *h) {
+  return numbers(h->version, h->depth, h->width, h->height, static_cast<int>(h->pixel_format),
+                 h->scanline_pad, h->min_keycode, h->max_keycode) +
+         hex(h->palette, h->palette_size * sizeof(RgbValue)) + quoted(h->user) + quoted(h->tfn);
+}
+
+template <typename Image>
+std::string geometry_of(const Image *i) {
+  return numbers(i->width, i->height, i->x, i->y, static_cast<int>(i->pixel_format),
+                 i->scanline_pad, i->length);
+}
+
+std::string describe_cursor(const QomCursorImage *c) {
+  return numbers(c->width, c->height, c->x, c->y, c->xhot, c->yhot, c->cursor_serial) +
+         hex(c->data, c->length);
+}
+
+std::string fields_of(const QomRecord *record) {
+  switch (record->type) {
+    case QOM_HEADER:
+      return describe_header(reinterpret_cast<const QomHeader *>(record));
+    case QOM_IMAGE: {
+      auto i = reinterpret_cast<const QomImage *>(record);
+      return geometry_of(i) + numbers(i->bytes_per_line) + hex(i->data, i->length);
+    }
+    case QOM_COMPRESSED_IMAGE: {
+      auto i = reinterpret_cast<const QomCompressedImage *>(record);
+      return geometry_of(i) + hex(i->data, i->compressed_length);
+    }
+    case QOM_CURSOR_IMAGE:
+      return describe_cursor(reinterpret_cast<const QomCursorImage *>(record));
+    case QOM_CURSOR_POSITION: {
+      auto p = reinterpret_cast<const QomCursorPosition *>(record);
+      return numbers(p->x, p->y);
+    }
+    case QOM_SCREEN_CHANGE: {
+      auto s = reinterpret_cast<const QomScreenChange *>(record);
+      return numbers(s->width, s->height);
+    }
+    case QOM_LAST_INPUT: {
+      auto i = reinterpret_cast<const QomLastInput *>(record);
+      return quoted(i->user) + quoted(i->tfn);
+    }
+    case QOM_IMAGE_BLOCKS: {
+      auto b = reinterpret_cast<const QomImageBlocks *>(record);
+      return hex(b->data, b->length);
+    }
+    case QOM_COMPRESSED_IMAGE_BLOCKS: {
+      auto b = reinterpret_cast<const QomCompressedImageBlocks *>(record);
+      return numbers(b->length) + hex(b->data, b->compressed_length);
+    }
+    default:
+      return qom::is_footer_type(record->type)
+                 ? quoted(reinterpret_cast<const QomFooterItem *>(record)->item)
+                 : "";
+  }
+}
+
+// Pixels that do not repeat, and that show when rows or bytes are swapped.
+Bytes pixels(size_t length) {
+  Bytes bytes(length);
+  for (size_t i = 0; i < length; ++i) bytes[i] = static_cast<uint8_t>(i * 37 + i / 64);
+  return bytes;
+}
+
+uint32_t row_bytes(const QomHeader &header, uint16_t width) {
+  return stride_in_bytes(
+      width, static_cast<uint8_t>(8 * pixel_format_bytes_per_pixel(header.pixel_format)),
+      header.scanline_pad);
+}
+
+int collect(void *context, const QomScanEvent *event) {
+  static_cast<std::vector<QomScanKind> *>(context)->push_back(event->kind);
+  return 0;
+}
+
+}  // namespace
+
+std::string describe(const void *data) {
+  auto record = static_cast<const QomRecord *>(data);
+  if (!record) return "none";
+  return std::string(qom_record_type_to_string(static_cast<QomRecordType>(record->type))) + " at" +
+         numbers(record->timestamp) + fields_of(record);
+}
+
+std::vector<std::string> describe_all(const std::vector<Record> &records) {
+  std::vector<std::string> texts;
+  for (const Record &record : records) texts.push_back(describe(record.get()));
+  return texts;
+}
+
+QomHeader sample_header(PixelFormat format, uint8_t scanline_pad) {
+  QomHeader header = {};
+  header.type = QOM_HEADER;
+  header.timestamp = 1000;
+  header.depth = static_cast<uint8_t>(pixel_format_bytes_per_pixel(format) * 8);
+  header.width = 64;
+  header.height = 48;
+  header.pixel_format = format;
+  header.scanline_pad = scanline_pad;
+  header.min_keycode = 8;
+  header.max_keycode = 255;
+  return header;
+}
+
+Record image(const QomHeader &header, uint64_t time, uint16_t width, uint16_t height) {
+  const uint32_t row = row_bytes(header, width);
+  Bytes data = pixels(size_t{row} * height);
+  return keep(QomImage{QOM_IMAGE, time, width, height, 0, 0, header.pixel_format,
+                       header.scanline_pad, row, row * height, data.data()});
+}
+
+Record compressed_image(const QomHeader &header, uint64_t time, uint16_t width, uint16_t height) {
+  const Record plain = image(header, time, width, height);
+  return Record(reinterpret_cast<QomRecord *>(
+      qom_image_compress(reinterpret_cast<const QomImage *>(plain.get()))));
+}
+
+Record image_blocks(const QomHeader &header, uint64_t time) {
+  Bytes data;
+  for (const auto &[width, height] : {std::pair<uint16_t, uint16_t>{5, 2}, {1, 1}, {3, 4}}) {
+    forge::append(&data, int16_t{-7});
+    forge::append(&data, int16_t{9});
+    forge::append(&data, width);
+    forge::append(&data, height);
+    forge::append(&data, pixels(size_t{row_bytes(header, width)} * height));
+  }
+  return keep(
+      QomImageBlocks{QOM_IMAGE_BLOCKS, time, static_cast<uint32_t>(data.size()), data.data()});
+}
+
+Record compressed_blocks(const QomHeader &header, uint64_t time) {
+  const Record plain = image_blocks(header, time);
+  return Record(reinterpret_cast<QomRecord *>(
+      qom_image_blocks_compress(reinterpret_cast<const QomImageBlocks *>(plain.get()))));
+}
+
+Record text_record(uint8_t type, uint64_t time, const char *text) {
+  return keep(QomFooterItem{type, time, const_cast<char *>(text)});
+}
+
+Record position(uint64_t time, int16_t x, int16_t y) {
+  return keep(QomCursorPosition{QOM_CURSOR_POSITION, time, x, y});
+}
+
+Record screen_change(uint64_t time, uint16_t width, uint16_t height) {
+  return keep(QomScreenChange{QOM_SCREEN_CHANGE, time, width, height});
+}
+
+std::vector<Record> every_record(const QomHeader &header) {
+  std::vector<Record> records;
+  uint64_t time = header.timestamp;
+  records.push_back(keep(QomRecord{QOM_DEBUG, time}));
+  QomHeader inner = header;
+  inner.timestamp = time += 5;
+  inner.version = 77;
+  RgbValue palette[] = {{1, 2, 3, 4}, {65535, 0, 65535, 9}};
+  inner.palette = palette;
+  inner.palette_size = 2;
+  char user[] = "inner";
+  inner.user = user;
+  records.push_back(keep(inner));
+  records.push_back(image(header, time, 7, 3));
+  records.push_back(compressed_image(header, time += 1, 5, 4));
+  Bytes cursor = pixels(3 * 2 * 4);
+  records.push_back(keep(QomCursorImage{QOM_CURSOR_IMAGE, time, 3, 2, -30000, 30000, 3, 2,
+                                        0xFFFFFFFF, 24, cursor.data()}));
+  records.push_back(position(time, INT16_MIN, INT16_MAX));
+  records.push_back(screen_change(time += 1000000, 0, 65535));
+  char tfn[] = "\xC3\xA9 \x01 text";
+  records.push_back(keep(QomLastInput{QOM_LAST_INPUT, time, nullptr, tfn}));
+  for (const uint8_t type : {QOM_FOOTER_ITEM_APP, QOM_FOOTER_ITEM_HOST, QOM_FOOTER_ITEM_IP,
+                             QOM_FOOTER_ITEM_SID, QOM_FOOTER_ITEM_TID, QOM_FOOTER_ITEM_APPFMT})
+    records.push_back(text_record(type, ++time, type % 2 ? "odd" : ""));
+  records.push_back(text_record(QOM_FOOTER_ITEM_APP, time, nullptr));
+  records.push_back(image_blocks(header, ++time));
+  records.push_back(compressed_blocks(header, time));
+  records.push_back(keep(QomRecord{QOM_DONE, ++time}));
+  return records;
+}
+
+RecordingTest::RecordingTest() {
+  std::string name = testing::TempDir() + "/qom-XXXXXX";
+  if (!mkdtemp(name.data())) throw std::filesystem::filesystem_error("mkdtemp", {});
+  folder = name;
+  path = folder + "/recording";
+}
+
+RecordingTest::~RecordingTest() {
+  std::filesystem::remove_all(folder);
+}
+
+QomWriter *RecordingTest::create(const QomHeader &header) {
+  QomWriter *writer = qom_writer_create(path.c_str(), &header);
+  EXPECT_TRUE(writer) << qom_reader_error();
+  return writer;
+}
+
+void RecordingTest::append(QomWriter *writer, const std::vector<Record> &records) {
+  for (const Record &record : records)
+    ASSERT_EQ(qom_writer_append(writer, record.get()), 0)
+        << describe(record.get()) << ": " << qom_reader_error();
+}
+
+void RecordingTest::close(QomWriter *writer) {
+  EXPECT_EQ(qom_writer_close(writer), 0) << qom_reader_error();
+}
+
+void RecordingTest::write(const QomHeader &header, const std::vector<Record> &records,
+                          bool finish) {
+  QomWriter *writer = create(header);
+  append(writer, records);
+  const size_t frames = contents().size();
+  close(writer);
+  if (!finish) truncate(frames);
+}
+
+void RecordingTest::append_checkpoint(QomWriter *writer, uint64_t time) {
+  std::vector<Record> state;
+  state.push_back(screen_change(time, 8, 4));
+  state.push_back(compressed_image(sample_header(), time, 8, 4));
+  ASSERT_EQ(qom_writer_begin_checkpoint(writer), 0) << qom_reader_error();
+  append(writer, state);
+  ASSERT_EQ(qom_writer_end_checkpoint(writer), 0) << qom_reader_error();
+}
+
+Bytes RecordingTest::contents() const {
+  std::ifstream in(path, std::ios::binary);
+  return Bytes(std::istreambuf_iterator<char>(in), {});
+}
+
+void RecordingTest::put(const Bytes &bytes) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(reinterpret_cast<const char *>(bytes.data()),
+            static_cast<std::streamsize>(bytes.size()));
+}
+
+void RecordingTest::truncate(size_t length) {
+  std::filesystem::resize_file(path, length);
+}
+
+void RecordingTest::append_garbage(const Bytes &garbage) {
+  Bytes bytes = contents();
+  forge::append(&bytes, garbage);
+  put(bytes);
+}
+
+Reader RecordingTest::open() {
+  Reader reader(qom_reader_open(path.c_str()));
+  EXPECT_TRUE(reader) << qom_reader_error();
+  return reader;
+}
+
+std::string RecordingTest::refusal(int error) {
+  errno = -1;
+  const Reader reader(qom_reader_open(path.c_str()));
+  EXPECT_EQ(errno, error);
+  return reader ? "it opens" : qom_reader_error();
+}
+
+std::vector<std::string> RecordingTest::records() {
+  std::vector<std::string> texts;
+  const Reader reader = open();
+  if (!reader) return texts;
+  for (size_t i = 0; i < qom_reader_index_length(reader.get()); ++i) {
+    const Record record(qom_record_at_index(reader.get(), i));
+    texts.push_back(record ? describe(record.get()) : std::string("error: ") + qom_reader_error());
+  }
+  return texts;
+}
+
+QomReaderInfo RecordingTest::info() {
+  QomReaderInfo info = {};
+  const Reader reader = open();
+  if (reader) {
+    EXPECT_EQ(qom_reader_info(reader.get(), &info), 0) << qom_reader_error();
+  }
+  return info;
+}
+
+std::vector<QomScanKind> RecordingTest::scan() {
+  std::vector<QomScanKind> kinds;
+  const Reader reader = open();
+  if (reader) {
+    EXPECT_EQ(qom_reader_scan(reader.get(), collect, &kinds), 0) << qom_reader_error();
+  }
+  return kinds;
+}
+
+std::string index_from(const std::string &path, qom::IndexSource source) {
+  qom::Index index;
+  if (!forge::load(path.c_str(), source, &index)) return qom_reader_error();
+  std::string text;
+  for (const QomIndexEntry &entry : index.entries)
+    text += numbers(entry.position, entry.timestamp, entry.type, entry.flags, entry.length) + '\n';
+  for (const qom::Checkpoint &checkpoint : index.checkpoints)
+    text += "checkpoint" + numbers(checkpoint.first, checkpoint.end) + '\n';
+  return text;
+}

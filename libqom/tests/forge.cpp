@@ -1,0 +1,168 @@
+#include "forge.h"
+
+#include <algorithm>
+
+#include "bytes.h"
+#include "checksum.h"
+
+using namespace qom;
+
+namespace forge {
+namespace {
+
+constexpr size_t salt_bytes = sizeof(uint32_t);
+
+// Where the frames begin, or 0 when the file head states more than there is.
+size_t first_frame(const uint8_t *bytes, size_t length) {
+  if (length < file_head_bytes + salt_bytes) return 0;
+  const auto header = ByteReader(bytes + 12, 4).get<uint32_t>();
+  if (header > length - file_head_bytes - salt_bytes) return 0;
+  return file_head_bytes + header + salt_bytes;
+}
+
+FrameHead read_head(const uint8_t *bytes) {
+  FrameHead head;
+  decode_frame_head(bytes, 0, &head);
+  return head;
+}
+
+}  // namespace
+
+Bytes header_payload(PixelFormat format, uint8_t scanline_pad) {
+  Bytes bytes(header_fixed_bytes);
+  ByteWriter(bytes.data())
+      .put(uint64_t{1000})
+      .put(static_cast<uint8_t>(pixel_format_bytes_per_pixel(format) * 8))
+      .put(scanline_pad)
+      .put(static_cast<uint8_t>(format))
+      .put(uint8_t{8})
+      .put(uint8_t{255})
+      .put(format_major)
+      .put(uint16_t{0})
+      .put(uint16_t{64})
+      .put(uint16_t{48});
+  append(&bytes, absent_text);
+  append(&bytes, absent_text);
+  return bytes;
+}
+
+Bytes geometry(uint16_t width, uint16_t height, PixelFormat format, uint8_t pad) {
+  Bytes bytes(12);
+  ByteWriter(bytes.data())
+      .put(width)
+      .put(height)
+      .put(uint32_t{0})
+      .put(static_cast<uint8_t>(format))
+      .put(pad);
+  return bytes;
+}
+
+Bytes text(const char *text) {
+  Bytes bytes;
+  append(&bytes, static_cast<uint32_t>(std::strlen(text)));
+  bytes.insert(bytes.end(), text, text + std::strlen(text));
+  return bytes;
+}
+
+Recording::Recording(const Bytes &header, uint16_t minor) : bytes(magic, magic + sizeof magic) {
+  append(&bytes, uint16_t{format_major});
+  append(&bytes, minor);
+  append(&bytes, static_cast<uint32_t>(header.size()));
+  append(&bytes, header);
+  salt = crc32c(bytes.data(), bytes.size());
+  append(&bytes, salt);
+}
+
+size_t Recording::add(FrameHead head, const Bytes &payload) {
+  const size_t position = bytes.size();
+  head.stored_length = static_cast<uint32_t>(payload.size());
+  head.payload_crc = crc32c(payload.data(), payload.size());
+  bytes.resize(position + frame_head_bytes);
+  encode_frame_head(head, salt, bytes.data() + position);
+  append(&bytes, payload);
+  if (is_record_type(head.type))
+    entries.push_back(
+        {static_cast<int64_t>(position), head.timestamp, head.type, 0, 0, head.stored_length});
+  return position;
+}
+
+size_t Recording::add(uint8_t type, const Bytes &payload, uint64_t at, uint32_t raw_length,
+                      uint8_t codec) {
+  FrameHead head;
+  head.type = type;
+  head.codec = codec;
+  head.timestamp = at != 0 || !is_record_type(type) ? at : time++;
+  head.raw_length = raw_length;
+  return add(head, payload);
+}
+
+size_t Recording::add_index(uint8_t type, IndexHead head, const std::vector<QomIndexEntry> &list,
+                            const std::vector<CheckpointSpan> &checkpoints) {
+  if (head.position == 0) head.position = bytes.size();
+  if (head.entries == 0) head.entries = static_cast<uint32_t>(list.size());
+  if (head.checkpoints == 0) head.checkpoints = static_cast<uint32_t>(checkpoints.size());
+  Bytes payload;
+  append(&payload, head);
+  for (const QomIndexEntry &entry : list) append(&payload, entry);
+  for (const CheckpointSpan &span : checkpoints) append(&payload, span);
+  return add(type, payload);
+}
+
+void Recording::add_end_mark(uint64_t index_position, uint64_t records, uint64_t checkpoints) {
+  Bytes payload;
+  append(&payload, EndMark{bytes.size(), index_position, records, checkpoints});
+  add(frame_end_mark, payload);
+}
+
+void Recording::add_checkpoint(uint64_t position, uint64_t count) {
+  Bytes payload;
+  append(&payload, CheckpointSpan{position, count});
+  add(frame_checkpoint, payload);
+}
+
+void Recording::finish() {
+  const size_t position = bytes.size();
+  if (!entries.empty()) add_index(frame_index_part, {}, entries);
+  add_end_mark(position, entries.size());
+}
+
+void repair(uint8_t *bytes, size_t length, bool places) {
+  size_t at = first_frame(bytes, length);
+  if (at == 0) return;
+  const uint32_t salt = crc32c(bytes, at - salt_bytes);
+  ByteWriter(bytes + at - salt_bytes).put(salt);
+  while (length - at >= frame_head_bytes) {
+    if (std::memcmp(bytes + at, sync_word, sizeof sync_word) != 0) {
+      const uint8_t *next =
+          std::search(bytes + at + 1, bytes + length, sync_word, sync_word + sizeof sync_word);
+      at = static_cast<size_t>(next - bytes);
+      continue;
+    }
+    FrameHead head = read_head(bytes + at);
+    uint8_t *payload = bytes + at + frame_head_bytes;
+    const size_t left = length - at - frame_head_bytes;
+    const bool whole = head.stored_length <= left;
+    const bool has_place =
+        head.type >= frame_index_block && head.type <= frame_end_mark && head.stored_length >= 8;
+    if (whole && places && has_place) ByteWriter(payload).put(uint64_t{at});
+    if (whole) head.payload_crc = crc32c(payload, head.stored_length);
+    encode_frame_head(head, salt, bytes + at);
+    at += frame_head_bytes + (whole ? head.stored_length : 0);
+  }
+}
+
+bool load(const char *path, IndexSource source, Index *index) {
+  File file;
+  if (!file.open(path)) return false;
+  Bytes head(std::min<uint64_t>(file.size(), file_head_bytes + max_header_bytes + salt_bytes));
+  if (!file.read(0, head.data(), head.size())) return false;
+  const size_t frames = first_frame(head.data(), head.size());
+  if (frames < file_head_bytes + header_fixed_bytes + salt_bytes) return false;
+  const FrameSpace space = {get<uint32_t>(head, frames - salt_bytes), frames,
+                            get<uint64_t>(head, file_head_bytes)};
+  if (space.start_time > QOM_MAX_TIME) return false;  // as qom_reader_open() does
+  Window window(file);
+  return load_index(file, &window, space, source, index);
+}
+
+}  // namespace forge

@@ -1,0 +1,133 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <memory>
+
+#include "clock.h"
+#include "commands.h"
+#include "progress.h"
+#include "range.h"
+#include "recording.h"
+#include "text/quote.h"
+#include "text/writer.h"
+
+namespace {
+
+using namespace qomtool;
+
+struct Options {
+  std::string file;
+  std::string from;
+  std::string to;
+  bool text = false;
+};
+
+// Whether the file ends and not the records: an unreadable record is told and passed over.
+bool output_failed() {
+  return std::ferror(stdout) != 0;
+}
+
+void tell_unreadable(Progress &progress, const Options &options, size_t index) {
+  progress.clear();
+  complain(options.file, "record #" + std::to_string(index) + ": " + qom_reader_error());
+}
+
+int dump_lines(const Recording &recording, const Options &options, Range range,
+               Progress &progress) {
+  int status = kGood;
+  const uint64_t start = recording.header->timestamp;
+  for (size_t i = range.begin; i < range.end && !output_failed(); ++i) {
+    const QomIndexEntry &entry = recording.index[i];
+    const RecordPtr record(qom_record_at_index(recording.reader.get(), i));
+    std::printf("#%zu %s %s ", i, elapsed_time(start, entry.timestamp).c_str(),
+                local_time(entry.timestamp).c_str());
+    if (record) {
+      qom_record_dump(record.get());
+    } else {
+      std::printf("%s, not readable: %s\n",
+                  qom_record_type_to_string(static_cast<QomRecordType>(entry.type)),
+                  escaped(qom_reader_error()).c_str());
+      tell_unreadable(progress, options, i);
+      status = kFailed;
+    }
+    progress.update(i - range.begin);
+  }
+  return status;
+}
+
+// Writes the marks of those checkpoints that lie whole in the range.
+class CheckpointMarks {
+ public:
+  CheckpointMarks(const Recording &recording, Range range, TextWriter &writer)
+      : reader_(recording.reader.get()), range_(range), writer_(writer) {}
+
+  void before_record(size_t index) {
+    size_t first, end;
+    if (open_ || !qom_checkpoint_before(reader_, index, &first, &end)) return;
+    if (first != index || end > range_.end) return;
+    writer_.checkpoint_begin();
+    open_ = true;
+    end_ = end;
+  }
+  void after_record(size_t index) {
+    if (!open_ || index + 1 != end_) return;
+    writer_.checkpoint_end();
+    open_ = false;
+  }
+
+ private:
+  QomReader *reader_;
+  Range range_;
+  TextWriter &writer_;
+  bool open_ = false;
+  size_t end_ = 0;
+};
+
+int dump_text(const Recording &recording, const Options &options, Range range, Progress &progress) {
+  int status = kGood;
+  TextWriter writer(stdout, *recording.header);
+  CheckpointMarks marks(recording, range, writer);
+  for (size_t i = range.begin; i < range.end && !output_failed(); ++i) {
+    marks.before_record(i);
+    const RecordPtr record(qom_record_at_index(recording.reader.get(), i));
+    if (!record || !writer.record(record.get())) {
+      writer.comment("record #" + std::to_string(i) + " is not readable: " + qom_reader_error());
+      tell_unreadable(progress, options, i);
+      status = kFailed;
+    }
+    marks.after_record(i);
+    progress.update(i - range.begin);
+  }
+  return status;
+}
+
+int dump(const Options &options) {
+  const Recording recording = open_recording(options.file);
+  if (!recording) return kUnreadable;
+  const Range range = choose(recording, options.from, options.to);
+  if (range.begin == range.end && !(options.from.empty() && options.to.empty())) {
+    complain(options.file, "no record lies in the range that --from and --to give");
+    return kFailed;
+  }
+  Progress progress("dumping", range.end - range.begin);
+  return options.text ? dump_text(recording, options, range, progress)
+                      : dump_lines(recording, options, range, progress);
+}
+
+}  // namespace
+
+void add_dump_command(CLI::App &app, int &status) {
+  auto options = std::make_shared<Options>();
+  CLI::App *command = app.add_subcommand("dump", "Prints the records of a recording");
+  command->add_option("FILE", options->file, "the recording")->required();
+  command->add_option("--from", options->from, "the first record: an index or a time")
+      ->check(check_bound)
+      ->type_name("POINT");
+  command->add_option("--to", options->to, "the last record: an index or a time")
+      ->check(check_bound)
+      ->type_name("POINT");
+  command->add_flag("--text", options->text, "print the text form, which `qom make` reads");
+  command->footer(
+      "A POINT is a record's index (123 or #123), a time since the start of the recording\n"
+      "(12.5s, 2:03 or 1:02:03.5), or a local time (\"YYYY-MM-DD HH:MM:SS.mmm\").");
+  command->callback([options, &status] { status = dump(*options); });
+}

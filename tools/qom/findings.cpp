@@ -1,0 +1,41 @@
+#include "findings.h"
+
+#include <cinttypes>
+#include <cstdio>
+
+#include "clock.h"
+#include "text/quote.h"
+
+namespace qomtool {
+
+void Findings::add(int64_t offset, uint64_t length, const std::string &what) {
+  ++count_;
+  if (printed_ + waiting_.size() < limit_) waiting_.push_back({offset, length, what});
+}
+
+void Findings::pass(uint64_t time) {
+  if (!waiting_.empty()) {
+    print_waiting("between " + elapsed_time(start_, time_) + " and " + elapsed_time(start_, time));
+  }
+  time_ = time;
+}
+
+void Findings::finish() {
+  print_waiting("after " + elapsed_time(start_, time_));
+  if (count_ > printed_) {
+    progress_.clear();
+    std::printf("%" PRIu64 " more are not listed (--limit)\n", count_ - printed_);
+  }
+}
+
+void Findings::print_waiting(const std::string &when) {
+  if (!waiting_.empty()) progress_.clear();
+  for (const Problem &problem : waiting_) {
+    std::printf("offset %" PRId64 ", %" PRIu64 " bytes, %s: %s\n", problem.offset, problem.length,
+                when.c_str(), escaped(problem.what).c_str());
+  }
+  printed_ += waiting_.size();
+  waiting_.clear();
+}
+
+}  // namespace qomtool

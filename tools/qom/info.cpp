@@ -1,0 +1,240 @@
+#include <CLI/CLI.hpp>
+#include <cinttypes>
+#include <cstdio>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "clock.h"
+#include "commands.h"
+#include "recording.h"
+#include "summary.h"
+#include "text/quote.h"
+
+namespace {
+
+using namespace qomtool;
+using Json = nlohmann::ordered_json;
+
+struct Options {
+  std::string file;
+  bool json = false;
+};
+
+const char *state_name(QomReaderState state) {
+  switch (state) {
+    case QOM_STATE_FINISHED:
+      return "finished";
+    case QOM_STATE_UNFINISHED:
+      return "unfinished";
+    default:
+      return "damaged";
+  }
+}
+
+std::string bytes_text(uint64_t bytes) {
+  static constexpr const char *kUnits[] = {"B", "KiB", "MiB", "GiB", "TiB"};
+  double amount = static_cast<double>(bytes);
+  size_t unit = 0;
+  while (amount >= 1024 && unit + 1 < std::size(kUnits)) {
+    amount /= 1024;
+    ++unit;
+  }
+  char text[32];
+  std::snprintf(text, sizeof text, unit ? "%.1f %s" : "%.0f %s", amount, kUnits[unit]);
+  return text;
+}
+
+double per_second(uint64_t amount, uint64_t microseconds) {
+  return static_cast<double>(amount) * static_cast<double>(kSecond) /
+         static_cast<double>(microseconds);
+}
+
+double percent(uint64_t part, uint64_t whole) {
+  return whole ? 100.0 * static_cast<double>(part) / static_cast<double>(whole) : 0;
+}
+
+void line(const char *name, const std::string &value) {
+  std::printf("%-13s %s\n", name, value.c_str());
+}
+
+std::string number(uint64_t value) {
+  return std::to_string(value);
+}
+
+void print_header(const QomHeader &header) {
+  line("screen", number(header.width) + 'x' + number(header.height) + " pixels, depth " +
+                     number(header.depth));
+  line("pixels", std::string(pixel_format_string(header.pixel_format)) + ", rows padded to " +
+                     number(header.scanline_pad ? header.scanline_pad : 8) + " bits");
+  line("palette", header.palette_size ? number(header.palette_size) + " entries" : "none");
+  line("key codes", number(header.min_keycode) + " to " + number(header.max_keycode));
+  line("user", header.user ? quoted(header.user) : "absent");
+  line("tfn", header.tfn ? quoted(header.tfn) : "absent");
+}
+
+void print_state(const QomReaderInfo &info) {
+  line("state", state_name(info.state));
+  if (info.state == QOM_STATE_UNFINISHED) {
+    line("", "no end mark: it is still being written, or its writer was cut off");
+  }
+  if (info.torn_bytes) {
+    line("", number(info.torn_bytes) + " bytes of an incomplete record at the end");
+  }
+  if (info.damaged_bytes) {
+    line("", number(info.damaged_bytes) + " bytes that belong to no record, the first at offset " +
+                 std::to_string(info.damaged_at));
+  }
+  if (info.times_raised) {
+    line("", number(info.times_raised) + " records whose time goes back, shown at the time before");
+  }
+  if (info.unknown_records) {
+    line("", number(info.unknown_records) + " records of a type that this program does not know");
+  }
+}
+
+void print_times(const Recording &recording, const Summary &summary) {
+  const uint64_t start = recording.header->timestamp;
+  line("start", local_time(start));
+  if (recording.length == 0) return line("end", "no records");
+  line("end", local_time(recording.index[recording.length - 1].timestamp));
+  line("duration", elapsed_time(0, summary.duration));
+  if (summary.duration > 0) {
+    char rate[64];
+    std::snprintf(rate, sizeof rate, "%.1f records/s, ",
+                  per_second(summary.total.count, summary.duration));
+    const double bytes = per_second(summary.total.bytes, summary.duration);
+    line("average rate", rate + bytes_text(static_cast<uint64_t>(bytes)) + "/s");
+  }
+  if (summary.largest_gap > 0) {
+    const uint64_t before = recording.index[summary.gap_index].timestamp;
+    line("largest gap", elapsed_time(0, summary.largest_gap) + " after record #" +
+                            number(summary.gap_index) + ", at " + elapsed_time(start, before) +
+                            " (" + local_time(before) + ')');
+  }
+}
+
+void print_types(const Summary &summary) {
+  std::printf("\n%-25s %12s %12s %7s\n", "records", "count", "bytes", "share");
+  const auto row = [&](const std::string &name, const TypeSummary &type) {
+    std::printf("%-25s %12" PRIu64 " %12s %5.1f %%\n", name.c_str(), type.count,
+                bytes_text(type.bytes).c_str(), percent(type.bytes, summary.total.bytes));
+  };
+  for (size_t type = 0; type < summary.types.size(); ++type) {
+    if (summary.types[type].count > 0) {
+      row(record_name(static_cast<QomRecordType>(type)), summary.types[type]);
+    }
+  }
+  row("total", summary.total);
+}
+
+void print_table(const std::string &path, const Recording &recording, const Summary &summary) {
+  const QomReaderInfo &info = recording.info;
+  line("recording", escaped(path));
+  line("file", bytes_text(info.file_size) + " (" + number(info.file_size) + " bytes), format " +
+                   number(info.major_version) + '.' + number(info.minor_version));
+  print_state(info);
+  print_header(*recording.header);
+  print_times(recording, summary);
+  if (info.checkpoint_count) {
+    char share[32];
+    std::snprintf(share, sizeof share, " (%.1f %% of the records)",
+                  percent(info.checkpoint_bytes, info.record_bytes));
+    line("checkpoints",
+         number(info.checkpoint_count) + ", " + bytes_text(info.checkpoint_bytes) + share);
+  } else {
+    line("checkpoints", "none");
+  }
+  print_types(summary);
+}
+
+Json json_text(const char *text) {
+  return text ? Json(text) : Json(nullptr);
+}
+
+Json json_header(const QomHeader &header) {
+  Json palette = Json::array();
+  for (size_t i = 0; i < header.palette_size; ++i) {
+    const RgbValue &entry = header.palette[i];
+    palette.push_back({entry.red, entry.green, entry.blue});
+  }
+  return {{"start_us", header.timestamp},
+          {"width", header.width},
+          {"height", header.height},
+          {"depth", header.depth},
+          {"pixel_format", pixel_format_string(header.pixel_format)},
+          {"scanline_pad", header.scanline_pad},
+          {"palette", palette},
+          {"min_keycode", header.min_keycode},
+          {"max_keycode", header.max_keycode},
+          {"user", json_text(header.user)},
+          {"tfn", json_text(header.tfn)}};
+}
+
+Json json_records(const Summary &summary) {
+  Json types = Json::object();
+  for (size_t i = 0; i < summary.types.size(); ++i) {
+    const TypeSummary &type = summary.types[i];
+    if (type.count == 0) continue;
+    types[record_name(static_cast<QomRecordType>(i))] = {{"count", type.count},
+                                                         {"bytes", type.bytes}};
+  }
+  return {{"count", summary.total.count}, {"bytes", summary.total.bytes}, {"types", types}};
+}
+
+Json json_state(const QomReaderInfo &info) {
+  return {{"state", state_name(info.state)},
+          {"file_bytes", info.file_size},
+          {"torn_bytes", info.torn_bytes},
+          {"damaged_bytes", info.damaged_bytes},
+          {"damaged_at", info.damaged_at < 0 ? Json(nullptr) : Json(info.damaged_at)},
+          {"times_raised", info.times_raised},
+          {"unknown_records", info.unknown_records}};
+}
+
+Json json_gap(const Recording &recording, const Summary &summary) {
+  if (summary.largest_gap == 0) return nullptr;
+  return {{"us", summary.largest_gap},
+          {"after_record", summary.gap_index},
+          {"at_us", recording.index[summary.gap_index].timestamp}};
+}
+
+void print_json(const std::string &path, const Recording &recording, const Summary &summary) {
+  const QomReaderInfo &info = recording.info;
+  Json json = {{"file", path},
+               {"format", {{"major", info.major_version}, {"minor", info.minor_version}}}};
+  json.update(json_state(info));
+  json["header"] = json_header(*recording.header);
+  json["duration_us"] = summary.duration;
+  json["records"] = json_records(summary);
+  const bool rate = summary.duration > 0;
+  json["records_per_second"] =
+      rate ? Json(per_second(summary.total.count, summary.duration)) : Json();
+  json["bytes_per_second"] =
+      rate ? Json(per_second(summary.total.bytes, summary.duration)) : Json();
+  json["largest_gap"] = json_gap(recording, summary);
+  json["checkpoints"] = {{"count", info.checkpoint_count}, {"bytes", info.checkpoint_bytes}};
+  // Plain ASCII, so that no text of the recording can steer a terminal; bytes that are no UTF-8
+  // become replacement characters.
+  std::puts(json.dump(2, ' ', true, Json::error_handler_t::replace).c_str());
+}
+
+int info(const Options &options) {
+  const Recording recording = open_recording(options.file);
+  if (!recording) return kUnreadable;
+  const Summary summary = summarise(recording);
+  if (options.json)
+    print_json(options.file, recording, summary);
+  else
+    print_table(options.file, recording, summary);
+  return kGood;
+}
+
+}  // namespace
+
+void add_info_command(CLI::App &app, int &status) {
+  auto options = std::make_shared<Options>();
+  CLI::App *command = app.add_subcommand("info", "Tells what a recording holds");
+  command->add_option("FILE", options->file, "the recording")->required();
+  command->add_flag("--json", options->json, "print JSON for programs");
+  command->callback([options, &status] { status = info(*options); });
+}

@@ -1,0 +1,73 @@
+// qom: looks into recordings of desktop sessions, checks, repairs and makes them.
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+
+#include "commands.h"
+#include "qom/qom.h"
+#include "recording.h"
+
+namespace {
+
+using namespace qomtool;
+
+std::string version_text() {
+  return "qom " + std::to_string(QOM_VERSION_MAJOR) + '.' + std::to_string(QOM_VERSION_MINOR) +
+         '.' + std::to_string(QOM_VERSION_PATCH);
+}
+
+// The usage of the subcommand that was being parsed, or of the program.
+std::string usage(const CLI::App &app) {
+  const auto chosen = app.get_subcommands();
+  return chosen.empty() ? app.help() : chosen.front()->help(app.get_name());
+}
+
+int refuse(const CLI::App &app, const CLI::ParseError &error) {
+  if (error.get_exit_code() == 0) return app.exit(error);  // --help and --version
+  std::fprintf(stderr, "qom: %s\n\n%s", error.what(), usage(app).c_str());
+  return kUsage;
+}
+
+int run(int argc, char **argv) {
+  CLI::App app("Records, inspects, checks, repairs and makes recordings of desktop sessions",
+               "qom");
+  app.set_version_flag("--version", version_text());
+  app.require_subcommand(1);
+  app.footer(
+      "qom SUBCOMMAND --help tells the options of a subcommand. Exit status: 0 good, 1 damage was\n"
+      "found or the work failed, 2 wrong usage, 3 not a recording or not readable.");
+  int status = kGood;
+  add_info_command(app, status);
+  add_dump_command(app, status);
+  add_verify_command(app, status);
+  add_repair_command(app, status);
+  add_make_command(app, status);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError &error) {
+    status = refuse(app, error);
+  }
+  // What was printed may still wait in the buffer, and a full disk shows only when it leaves it.
+  if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+    complain("standard output", std::strerror(errno));
+    return status == kGood ? kFailed : status;
+  }
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  // A file that outgrows its limit is an error of the write, told like a full disk.
+  std::signal(SIGXFSZ, SIG_IGN);
+  try {
+    return run(argc, argv);
+  } catch (const std::bad_alloc &) {
+    std::fputs("qom: memory is short\n", stderr);
+  } catch (const std::exception &error) {
+    std::fprintf(stderr, "qom: %s\n", error.what());
+  }
+  return kFailed;
+}

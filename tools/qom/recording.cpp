@@ -1,0 +1,57 @@
+#include "recording.h"
+
+#include <cstdio>
+
+#include "text/quote.h"
+
+namespace qomtool {
+namespace {
+
+std::string fault_of_blocks(const QomImageBlocks &blocks, const QomHeader *header) {
+  QomImage image;
+  size_t offset = 0;
+  for (;;) {
+    const int found = qom_image_blocks_next(&blocks, header, &offset, &image);
+    if (found == 0) return "";
+    if (found < 0) return qom_reader_error();
+  }
+}
+
+}  // namespace
+
+void complain(const std::string &name, const std::string &what) {
+  std::fprintf(stderr, "qom: %s: %s\n", escaped(name).c_str(), escaped(what).c_str());
+}
+
+Recording open_recording(const std::string &path) {
+  Recording recording;
+  ReaderPtr reader(qom_reader_open(path.c_str()));
+  if (!reader || qom_reader_info(reader.get(), &recording.info) != 0) {
+    complain(path, qom_reader_error());
+    return recording;
+  }
+  recording.header = qom_info_header(reader.get());
+  recording.index = qom_reader_index(reader.get());
+  recording.length = qom_reader_index_length(reader.get());
+  recording.reader = std::move(reader);
+  return recording;
+}
+
+std::string fault_of(const QomRecord *record, const QomHeader *header) {
+  switch (record->type) {
+    case QOM_COMPRESSED_IMAGE: {
+      const ImagePtr image(qom_image_uncompress(&as<QomCompressedImage>(record)));
+      return image ? "" : qom_reader_error();
+    }
+    case QOM_COMPRESSED_IMAGE_BLOCKS: {
+      const BlocksPtr blocks(qom_image_blocks_uncompress(&as<QomCompressedImageBlocks>(record)));
+      return blocks ? fault_of_blocks(*blocks, header) : qom_reader_error();
+    }
+    case QOM_IMAGE_BLOCKS:
+      return fault_of_blocks(as<QomImageBlocks>(record), header);
+    default:
+      return "";
+  }
+}
+
+}  // namespace qomtool

@@ -1,0 +1,31 @@
+// Opening recordings, and complaints about them on standard error.
+#pragma once
+
+#include <string>
+
+#include "qom/qom.h"
+#include "records.h"
+
+namespace qomtool {
+
+// Writes "qom: NAME: what" to standard error; control characters in both are escaped.
+void complain(const std::string &name, const std::string &what);
+
+// An open recording with its index.
+struct Recording {
+  ReaderPtr reader;  // null when it could not be opened
+  const QomHeader *header = nullptr;
+  QomReaderInfo info{};
+  const QomIndexEntry *index = nullptr;  // `length` entries, null when there are none
+  size_t length = 0;
+
+  explicit operator bool() const { return reader != nullptr; }
+};
+
+// Opens the recording and builds its index; complains when that fails.
+Recording open_recording(const std::string &path);
+
+// Why a record's pixels cannot be decoded; empty when they can, or when the record has none.
+std::string fault_of(const QomRecord *record, const QomHeader *header);
+
+}  // namespace qomtool

@@ -1,0 +1,281 @@
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#include "commands.h"
+#include "progress.h"
+#include "qom/writer.h"
+#include "recording.h"
+#include "text/quote.h"
+
+namespace {
+
+using namespace qomtool;
+
+struct Options {
+  std::string in;
+  std::string out;
+};
+
+struct Checkpoint {
+  uint64_t first;
+  uint64_t end;
+};
+
+// What a first walk over the file found. Records are counted as the scan meets them.
+struct Survey {
+  uint64_t records = 0;
+  std::vector<uint64_t> faulty;         // records that cannot be decoded, ascending
+  std::vector<Checkpoint> checkpoints;  // those without a faulty record, ascending
+  uint64_t broken_checkpoints = 0;
+  uint64_t malformed = 0;  // frames whose bytes are right and whose contents are not allowed
+  uint64_t unknown = 0;
+  uint64_t torn_bytes = 0;
+  uint64_t damages = 0;
+  uint64_t damaged_bytes = 0;
+  int64_t damaged_at = -1;
+  uint64_t lost_entries = 0;  // records that the index has in the damaged bytes
+};
+
+class Surveyor {
+ public:
+  Surveyor(const Recording &recording, Progress &progress)
+      : recording_(recording), progress_(progress) {}
+
+  static int visit(void *self, const QomScanEvent *event) {
+    return static_cast<Surveyor *>(self)->visit(*event);
+  }
+
+  Survey survey;
+
+ private:
+  int visit(const QomScanEvent &event);
+  void visit_damage(const QomScanEvent &event);
+  void visit_checkpoint(const QomScanEvent &event);
+
+  const Recording &recording_;
+  Progress &progress_;
+};
+
+int Surveyor::visit(const QomScanEvent &event) {
+  switch (event.kind) {
+    case QOM_SCAN_RECORD:
+      if (!event.record) {
+        ++survey.malformed;
+        break;
+      }
+      if (!fault_of(event.record, recording_.header).empty()) {
+        survey.faulty.push_back(survey.records);
+      }
+      ++survey.records;
+      break;
+    case QOM_SCAN_DAMAGE:
+      visit_damage(event);
+      break;
+    case QOM_SCAN_CHECKPOINT:
+      visit_checkpoint(event);
+      break;
+    case QOM_SCAN_UNKNOWN:
+      ++survey.unknown;
+      break;
+    case QOM_SCAN_TORN:
+      survey.torn_bytes += event.length;
+      break;
+    case QOM_SCAN_INDEX:
+    case QOM_SCAN_END:
+      break;
+  }
+  progress_.update((static_cast<uint64_t>(event.position) + event.length) / 2);
+  return 0;
+}
+
+void Surveyor::visit_damage(const QomScanEvent &event) {
+  if (survey.damages++ == 0) survey.damaged_at = event.position;
+  survey.damaged_bytes += event.length;
+  const auto before = [](const QomIndexEntry &entry, int64_t position) {
+    return entry.position < position;
+  };
+  const QomIndexEntry *end = recording_.index + recording_.length;
+  const int64_t stop = event.position + static_cast<int64_t>(event.length);
+  survey.lost_entries +=
+      static_cast<uint64_t>(std::lower_bound(recording_.index, end, stop, before) -
+                            std::lower_bound(recording_.index, end, event.position, before));
+}
+
+void Surveyor::visit_checkpoint(const QomScanEvent &event) {
+  const auto faulty = std::lower_bound(survey.faulty.begin(), survey.faulty.end(), event.first);
+  if (event.count == 0 || faulty != survey.faulty.end()) {
+    ++survey.broken_checkpoints;
+  } else {
+    survey.checkpoints.push_back({event.first, event.first + event.count});
+  }
+}
+
+// Writes the sound records and checkpoints that the survey found, in a second walk.
+class Copy {
+ public:
+  Copy(const Recording &recording, const Survey &survey, QomWriter *writer, Progress &progress)
+      : survey_(survey),
+        file_size_(recording.info.file_size),
+        writer_(writer),
+        progress_(progress) {}
+
+  static int visit(void *self, const QomScanEvent *event) {
+    return static_cast<Copy *>(self)->visit(*event);
+  }
+
+  uint64_t written() const { return written_; }
+  uint64_t refused() const { return refused_; }
+  uint64_t checkpoints() const { return checkpoints_; }
+
+ private:
+  int visit(const QomScanEvent &event);
+  bool append(const QomRecord *record);
+  bool begin_checkpoint();
+  bool end_checkpoint();
+
+  const Survey &survey_;
+  uint64_t file_size_;
+  QomWriter *writer_;
+  Progress &progress_;
+  uint64_t met_ = 0;  // records, as the survey counts them
+  size_t next_faulty_ = 0;
+  size_t next_checkpoint_ = 0;
+  bool open_ = false;  // a checkpoint of the output
+  uint64_t written_ = 0;
+  uint64_t refused_ = 0;
+  uint64_t checkpoints_ = 0;
+};
+
+// Not 0 when the output failed.
+int Copy::visit(const QomScanEvent &event) {
+  if (event.kind != QOM_SCAN_RECORD || !event.record) return 0;
+  // A recording that is still being written has grown since the survey.
+  if (met_ == survey_.records) return 0;
+  if (!begin_checkpoint()) return 1;
+  const bool faulty = next_faulty_ < survey_.faulty.size() && survey_.faulty[next_faulty_] == met_;
+  if (faulty)
+    ++next_faulty_;
+  else if (!append(event.record))
+    return 1;
+  ++met_;
+  progress_.update((file_size_ + static_cast<uint64_t>(event.position) + event.length) / 2);
+  return end_checkpoint() ? 0 : 1;
+}
+
+bool Copy::append(const QomRecord *record) {
+  if (qom_writer_append(writer_, record) == 0) {
+    ++written_;
+    return true;
+  }
+  if (errno != EINVAL) return false;
+  ++refused_;
+  return true;
+}
+
+bool Copy::begin_checkpoint() {
+  if (next_checkpoint_ == survey_.checkpoints.size() ||
+      survey_.checkpoints[next_checkpoint_].first != met_) {
+    return true;
+  }
+  open_ = qom_writer_begin_checkpoint(writer_) == 0;
+  return open_ || errno == EINVAL;
+}
+
+bool Copy::end_checkpoint() {
+  if (!open_ || survey_.checkpoints[next_checkpoint_].end != met_) return true;
+  open_ = false;
+  ++next_checkpoint_;
+  if (qom_writer_end_checkpoint(writer_) == 0) {
+    ++checkpoints_;
+    return true;
+  }
+  // The records lack something that was set before and lost: they stay ordinary ones.
+  return errno == EINVAL;
+}
+
+void print_count(uint64_t count, const char *what) {
+  if (count > 0) std::printf("  %" PRIu64 " %s\n", count, what);
+}
+
+void print_losses(const Survey &survey, const Copy &copy) {
+  const uint64_t checkpoints =
+      survey.broken_checkpoints + survey.checkpoints.size() - copy.checkpoints();
+  const uint64_t undecodable = survey.faulty.size();
+  if (survey.damages + survey.malformed + undecodable + copy.refused() + survey.unknown +
+          survey.torn_bytes + checkpoints ==
+      0) {
+    std::puts("nothing was lost");
+    return;
+  }
+  std::puts("lost:");
+  if (survey.damages) {
+    std::printf("  %" PRIu64 " damaged bytes in %" PRIu64 " places, the first at offset %" PRId64
+                "\n",
+                survey.damaged_bytes, survey.damages, survey.damaged_at);
+  }
+  print_count(survey.lost_entries, "records that the index has in these bytes");
+  print_count(survey.malformed, "records that break a rule of the format");
+  print_count(undecodable, "records whose pixels cannot be decoded");
+  print_count(copy.refused(), "records that the writer refused");
+  print_count(survey.unknown, "records of a type that this program does not know");
+  print_count(survey.torn_bytes, "bytes of an incomplete record at the end");
+  print_count(checkpoints, "checkpoints, whose other records went over as ordinary ones");
+}
+
+int stop_short(const Options &options, const Copy &copy, const std::string &why) {
+  complain(options.out, why);
+  complain(options.out, "not finished: it holds the first " + std::to_string(copy.written()) +
+                            " records that could be kept");
+  return kFailed;
+}
+
+int repair_with(const Recording &recording, const Survey &survey, const Options &options,
+                Progress &progress) {
+  QomWriter *writer = qom_writer_create(options.out.c_str(), recording.header);
+  if (!writer) {
+    progress.clear();
+    complain(options.out, qom_reader_error());
+    return kFailed;
+  }
+  Copy copy(recording, survey, writer, progress);
+  const int stopped = qom_reader_scan(recording.reader.get(), Copy::visit, &copy);
+  const std::string why = stopped ? qom_reader_error() : "";
+  const bool closed = qom_writer_close(writer) == 0;
+  progress.clear();
+  if (stopped) return stop_short(options, copy, why);
+  if (!closed) return stop_short(options, copy, qom_reader_error());
+  std::printf("%s: %" PRIu64 " records, %" PRIu64 " checkpoints\n", escaped(options.out).c_str(),
+              copy.written(), copy.checkpoints());
+  print_losses(survey, copy);
+  return kGood;
+}
+
+int repair(const Options &options) {
+  const Recording recording = open_recording(options.in);
+  if (!recording) return kUnreadable;
+  Progress progress("repairing", recording.info.file_size);
+  Surveyor surveyor(recording, progress);
+  if (qom_reader_scan(recording.reader.get(), Surveyor::visit, &surveyor) != 0) {
+    progress.clear();
+    complain(options.in, qom_reader_error());
+    return kUnreadable;
+  }
+  return repair_with(recording, surveyor.survey, options, progress);
+}
+
+}  // namespace
+
+void add_repair_command(CLI::App &app, int &status) {
+  auto options = std::make_shared<Options>();
+  CLI::App *command =
+      app.add_subcommand("repair", "Writes what is readable of a recording into a new one");
+  command->add_option("IN", options->in, "the recording, which is only read")->required();
+  command->add_option("OUT", options->out, "the new recording, which must not exist yet")
+      ->required();
+  command->callback([options, &status] { status = repair(*options); });
+}

@@ -1,0 +1,123 @@
+#include "program.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace qomtool {
+namespace {
+
+constexpr unsigned kPatience = 60;  // seconds
+
+[[noreturn]] void become_program(const std::vector<std::string> &arguments,
+                                 const std::string &folder, uint64_t largest_file) {
+  std::vector<char *> words = {const_cast<char *>("qom")};
+  for (const std::string &argument : arguments)
+    words.push_back(const_cast<char *>(argument.c_str()));
+  words.push_back(nullptr);
+  const auto redirect = [&](const char *name, int flags, int descriptor) {
+    dup2(open((folder + name).c_str(), flags, 0600), descriptor);
+  };
+  redirect("/.in", O_RDONLY, STDIN_FILENO);
+  redirect("/.out", O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO);
+  redirect("/.err", O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
+  if (largest_file != UINT64_MAX) {
+    const rlimit limit{largest_file, largest_file};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  setenv("TZ", "UTC", 1);
+  alarm(kPatience);
+  execv(QOM_PROGRAM, words.data());
+  _exit(127);
+}
+
+}  // namespace
+
+void ProgramTest::SetUp() {
+  std::string pattern = testing::TempDir() + "qom-test-XXXXXX";
+  ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+  folder_ = pattern;
+}
+
+void ProgramTest::TearDown() {
+  if (!folder_.empty()) std::filesystem::remove_all(folder_);
+}
+
+Outcome ProgramTest::qom(const std::vector<std::string> &arguments, const std::string &input,
+                         uint64_t largest_file) {
+  write_file(path(".in"), input);
+  const pid_t child = fork();
+  if (child == 0) become_program(arguments, folder_, largest_file);
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), read_file(path(".out")),
+          read_file(path(".err"))};
+}
+
+void ProgramTest::make(const std::string &name, const std::string &text) {
+  const Outcome made = qom({"make", "-", path(name)}, text);
+  ASSERT_EQ(made.status, 0) << made.err;
+}
+
+std::string read_file(const std::string &path) {
+  std::ifstream file(path, std::ios::binary);
+  std::stringstream bytes;
+  bytes << file.rdbuf();
+  return bytes.str();
+}
+
+void write_file(const std::string &path, const std::string &bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+std::string small_text() {
+  static const std::string state = R"(
+screen-change +1 8x4
+compressed-image +0 8x4 0,0 random 2
+cursor-image +0.5 2x2 1,1 hot 0,0 serial 8 fill 80808080
+last-input +0 "bob" -
+footer-item-app +0 "xterm"
+footer-item-appfmt +0 "%s"
+footer-item-host +0 "h"
+footer-item-ip +0 ""
+footer-item-sid +0 -
+footer-item-tid +0 "t"
+)";
+  return R"(qom-text 1
+start 1000000000
+screen 8x4
+format RGB565
+pad 32
+user "alice"
+)" + state +
+         R"(
+cursor-position +0.25 -3,2
+image +0 3x1 -1,-1 rows
+  1111 2222 3333 | 4455
+image-blocks +1
+  block 3x1 0,0 rows
+    1111 2222 3333 | 4455
+end
+compressed-image-blocks +0
+  block 3x2 1,1 random 7
+  block 1x1 0,0 fill 00ff
+end
+header +0
+  version 9
+  screen 4x4
+  format PALETTE8
+  palette 0000 8000 ffff 0001
+end
+debug +0
+checkpoint-begin)" +
+         state + "checkpoint-end\nscreen-change +10 8x4\ncheckpoint-begin" + state +
+         "checkpoint-end\ndone +0.000001\n";
+}
+
+}  // namespace qomtool
