@@ -4,13 +4,13 @@ namespace eval qomplay::footer {
     # item of the recording, label, share of the width
     variable cells {
         app     Application 4
-        appfmt  Form        2
+        appfmt  Format      2
         host    Host        2
         ip      Address     2
         user    User        2
-        tfn     Terminal    2
-        sid     Session     2
-        tid     Thread      2
+        tfn     TFN         2
+        sid     SID         2
+        tid     TID         2
     }
     variable texts   ;# by item, whole
     variable path ""

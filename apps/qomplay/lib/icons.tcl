@@ -93,7 +93,7 @@ proc qomplay::icons::add_span {row_name from to size} {
     variable samples
     upvar 1 $row_name row
     for {set x [expr {max(0, int($from))}]} {$x < min($size, $to)} {incr x} {
-        set part [expr {(min($x + 1, $to) - max($x, $from)) / $samples}]
+        set part [expr {(min($x + 1, $to) - max($x, $from)) / double($samples)}]
         lset row $x [expr {min(1.0, [lindex $row $x] + $part)}]
     }
 }

@@ -75,7 +75,7 @@ proc qomplay::panels::facts {} {
         Pixels [dict get $facts pixelFormat] \
         "Full pictures to start from" [dict get $state checkpointCount] \
         "Recorded by" [$line [dict get $facts user]] \
-        Terminal [$line [dict get $facts tfn]] \
+        TFN [$line [dict get $facts tfn]] \
         "File format" "[dict get $facts formatVersion]"]
     if {[dict exists $facts palette_size]} {lappend rows Palette "[dict get $facts palette_size] colours"}
     if {[dict get $state damagedBytes] > 0} {

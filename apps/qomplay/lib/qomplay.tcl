@@ -4,9 +4,10 @@ package require Tcl 8.6
 namespace eval qomplay {
     variable version 0.1.0
     variable library [file dirname [file normalize [info script]]]
-    foreach part {options times seeking icons theme timeline footer panels window keys actions} {
-        source -encoding utf-8 [file join $library $part.tcl]
-    }
+    variable part
+}
+foreach qomplay::part {options times seeking icons theme timeline footer panels window keys actions} {
+    source -encoding utf-8 [file join $qomplay::library $qomplay::part.tcl]
 }
 
 # Runs the program for the words of a command line. Returns the exit status: 0, 1 when the
