@@ -83,7 +83,7 @@ struct KeyFrame {
   uint64_t timestamp; /* time of the last record applied */
   uint16_t width;     /* size of the snapshot's frame, pixels */
   uint16_t height;
-  PackedPicture *picture; /* the frame image, packed; picture_release() */
+  PackedPicture *picture;                 /* the frame image, packed; picture_release() */
   cursor_state cursor;                    /* the cursor at that time */
   char *footer_items[FOOTER_ITEMS_COUNT]; /* private copies, free(); none = no text */
 };
@@ -164,6 +164,7 @@ struct upload {
 struct tolerance {
   bool on;              /* pass over it and go on; off: the move fails */
   uint64_t passed_over; /* records passed over so far, each counted as often as it was met */
+  uint64_t last_time;   /* microseconds, of the last of them */
 };
 
 struct QomView {

@@ -45,6 +45,12 @@ proc qomplay::actions::drag_to {fraction} {
 
 # Goes to a place as times::parse gives it.
 proc qomplay::actions::go_at {place} {
+    set ms [ms_of $place]
+    if {$ms < $::qomplay::window::first_ms} {
+        ::qomplay::panels::say "This recording begins at [::qomplay::times::wall $::qomplay::window::first_ms]"
+    } elseif {$ms > [::qomplay::window::last_ms]} {
+        ::qomplay::panels::say "This recording ends at [::qomplay::times::wall [::qomplay::window::last_ms]]"
+    }
     ::qomplay::seeking::to [frame_at $place]
 }
 
@@ -93,23 +99,22 @@ proc qomplay::actions::pause {} {
 
 # --- looking -------------------------------------------------------------------------------------
 
-proc qomplay::actions::fit {} {::qomplay::window::set_natural [expr {!$::qomplay::window::natural}]}
-proc qomplay::actions::natural {} {::qomplay::window::set_natural 1}
-proc qomplay::actions::full {} {::qomplay::window::set_full [expr {!$::qomplay::window::full}]}
+proc qomplay::actions::fit {} {set_natural [expr {!$::qomplay::stage::natural}]}
+proc qomplay::actions::natural {} {set_natural 1}
+proc qomplay::actions::set_natural {on} {
+    ::qomplay::stage::set_natural $on
+    ::qomplay::controls::show_natural $on
+}
+proc qomplay::actions::full {} {::qomplay::fullscreen::set_on [expr {!$::qomplay::fullscreen::on}]}
 proc qomplay::actions::facts {} {::qomplay::panels::toggle facts}
 proc qomplay::actions::help {} {::qomplay::panels::toggle help}
 proc qomplay::actions::goto {} {::qomplay::panels::toggle goto}
 
-proc qomplay::actions::scroll {axis units} {
-    variable view
-    if {$::qomplay::window::natural} {$view $axis scroll $units units}
-}
-
 # Closes what is open, leaves full screen, or stops a move: the first of them that applies.
 proc qomplay::actions::escape {} {
     if {[::qomplay::panels::close_all]} return
-    if {$::qomplay::window::full} {
-        ::qomplay::window::set_full 0
+    if {$::qomplay::fullscreen::on} {
+        full
         return
     }
     ::qomplay::seeking::cancel
@@ -117,42 +122,44 @@ proc qomplay::actions::escape {} {
 
 # --- taking along --------------------------------------------------------------------------------
 
+proc qomplay::actions::shown_time {} {
+    return [::qomplay::times::wall [dict get $::qomplay::window::shown ms]]
+}
+
 proc qomplay::actions::copy_time {} {
-    set text [.controls.row.wall cget -text]
     clipboard clear
-    clipboard append $text
-    ::qomplay::panels::say "Copied $text"
+    clipboard append [shown_time]
+    ::qomplay::panels::say "Copied [shown_time]"
 }
 
 proc qomplay::actions::save {} {save_picture 1}
 proc qomplay::actions::save_without_cursor {} {save_picture 0}
 
+# The picture is taken before the question where to, for a recording may play on meanwhile.
 proc qomplay::actions::save_picture {cursor} {
-    set name [tk_getSaveFile -title "Save the picture" -defaultextension .png \
+    variable view
+    set photo [image create photo]
+    ::qom::photo $view $photo -cursor $cursor
+    set name [tk_getSaveFile -parent . -title "Save the picture" -defaultextension .png \
         -filetypes {{{PNG pictures} .png}} -initialfile [picture_name]]
-    if {$name ne ""} {write_picture $name $cursor}
+    if {$name ne ""} {write_picture $photo $name}
+    image delete $photo
 }
 
 # The recording's name and the time of the frame.
 proc qomplay::actions::picture_name {} {
     set stem [file rootname [file tail $::qomplay::window::file]]
-    set time [string map {: "" " " -} [.controls.row.wall cget -text]]
-    return $stem-$time.png
+    return $stem-[string map {: "" " " -} [shown_time]].png
 }
 
-# Writes the frame at recorded size. A picture that could not be written whole is not left behind.
-proc qomplay::actions::write_picture {name cursor} {
-    variable view
-    set photo [image create photo]
+# A picture that could not be written whole is not left behind.
+proc qomplay::actions::write_picture {photo name} {
     try {
-        ::qom::photo $view $photo -cursor $cursor
         $photo write $name.part -format png
         file rename -force $name.part $name
         ::qomplay::panels::say "Saved $name"
     } on error message {
         catch {file delete $name.part}
         ::qomplay::panels::say "The picture could not be saved: $message"
-    } finally {
-        image delete $photo
     }
 }

@@ -7,13 +7,14 @@ namespace eval qomplay::footer {
         appfmt  Format      2
         host    Host        2
         ip      Address     2
-        user    User        2
+        user    "Last input" 2
         tfn     TFN         2
         sid     SID         2
         tid     TID         2
     }
     variable texts   ;# by item, whole
     variable path ""
+    variable columns 0
 }
 
 proc qomplay::footer::build {frame} {
@@ -21,7 +22,6 @@ proc qomplay::footer::build {frame} {
     variable texts
     variable path $frame
     ttk::frame $frame -padding [list [::qomplay::theme::px 12] [::qomplay::theme::px 4]]
-    set column 0
     foreach {item name share} $cells {
         set texts($item) ""
         set cell [ttk::frame $frame.$item]
@@ -29,14 +29,34 @@ proc qomplay::footer::build {frame} {
         ttk::label $cell.text -style Small.TLabel -width 1
         pack $cell.name -anchor w
         pack $cell.text -anchor w -fill x
-        grid $cell -row 0 -column $column -sticky ew -padx [list 0 [::qomplay::theme::px 8]]
-        grid columnconfigure $frame $column -weight $share -uniform cells
         bind $cell.text <Configure> [namespace code [list fit $item]]
         bind $cell.text <Enter> [namespace code [list whole $item]]
-        bind $cell.text <Leave> [list ::qomplay::footer::whole_hide]
-        incr column
+        bind $cell.text <Leave> ::qomplay::hints::hide
     }
+    bind $frame <Configure> [namespace code {arrange %w}]
+    arrange [::qomplay::theme::px 960]
     return $frame
+}
+
+# Puts the cells side by side, in a narrow window four to a row.
+proc qomplay::footer::arrange {width} {
+    variable cells
+    variable path
+    variable columns
+    set wanted [expr {$width < [::qomplay::theme::px 620] ? 4 : 8}]
+    if {$columns == $wanted} return
+    set columns $wanted
+    set place 0
+    foreach {item name share} $cells {
+        set column [expr {$place % $columns}]
+        grid $path.$item -row [expr {$place / $columns}] -column $column -sticky ew \
+            -padx [list 0 [::qomplay::theme::px 8]]
+        grid columnconfigure $path $column -weight [expr {$columns == 8 ? $share : 1}] -uniform cells
+        incr place
+    }
+    for {set column $columns} {$column < 8} {incr column} {
+        grid columnconfigure $path $column -weight 0 -uniform ""
+    }
 }
 
 # Takes over the items that a notification carries.
@@ -90,20 +110,5 @@ proc qomplay::footer::whole {item} {
     variable path
     set label $path.$item.text
     if {$texts($item) eq "" || [$label cget -text] eq $texts($item)} return
-    set hint .qomplay_whole
-    if {![winfo exists $hint]} {
-        ::label $hint -background [::qomplay::theme::colour raised] -borderwidth 0 -justify left \
-            -foreground [::qomplay::theme::colour text] -font QomSmall \
-            -padx [::qomplay::theme::px 6] -pady [::qomplay::theme::px 3]
-    }
-    $hint configure -text [string range $texts($item) 0 400] \
-        -wraplength [expr {max(100, [winfo width .] / 2)}]
-    set left [expr {min([winfo rootx $label] - [winfo rootx .], [winfo width .] - [winfo reqwidth $hint])}]
-    place $hint -x [expr {max(0, $left)}] \
-        -y [expr {[winfo rooty $path] - [winfo rooty .] - [winfo reqheight $hint]}]
-    raise $hint
-}
-
-proc qomplay::footer::whole_hide {} {
-    if {[winfo exists .qomplay_whole]} {place forget .qomplay_whole}
+    ::qomplay::hints::show $label [expr {[winfo width $label] / 2}] [string range $texts($item) 0 400]
 }

@@ -1,4 +1,4 @@
-# Icons of the buttons, drawn smooth at any size from polygons on a grid of 24 by 24.
+# Icons of the buttons, drawn with smooth edges at any size, from polygons on a grid of 24 by 24.
 namespace eval qomplay::icons {
     variable shapes
     array set shapes {
@@ -23,23 +23,43 @@ namespace eval qomplay::icons {
     variable samples 4   ;# rows of samples in a row of pixels
 }
 
-# An image of `size` pixels in the colour `ink` on `paper`, both lists of red, green and blue.
-proc qomplay::icons::image {name size ink paper} {
+# The photo image of an icon, `size` pixels wide and high, in a colour given as red, green and blue.
+proc qomplay::icons::image {name size ink} {
     variable shapes
-    set covered [coverage $shapes($name) $size]
-    set rows {}
-    foreach row $covered {
-        set pixels {}
-        foreach part $row {
-            set colour #
-            foreach i $ink p $paper {append colour [format %02x [expr {round($p + ($i - $p) * $part)}]]}
-            lappend pixels $colour
-        }
-        lappend rows $pixels
+    return [drawn $shapes($name) $size $ink]
+}
+
+# A filled circle.
+proc qomplay::icons::disc {size ink} {
+    set points {}
+    for {set i 0} {$i < 64} {incr i} {
+        set angle [expr {$i * 3.14159265 / 32}]
+        lappend points [expr {12 + 12 * cos($angle)}] [expr {12 + 12 * sin($angle)}]
     }
-    set image [::image create photo -width $size -height $size]
-    $image put $rows
-    return $image
+    return [drawn [list $points] $size $ink]
+}
+
+proc qomplay::icons::drawn {polygons size ink} {
+    set rows ""
+    foreach row [coverage $polygons $size] {
+        append rows [binary format c 0]
+        foreach part $row {append rows [binary format c4 [list {*}$ink [expr {round(255 * $part)}]]]}
+    }
+    return [::image create photo -format png -data [png $size $rows]]
+}
+
+# A PNG of a square of rows, each a filter byte and red, green, blue and alpha of its pixels: the
+# one way to give Tk an image with smooth edges for any background.
+proc qomplay::icons::png {size rows} {
+    set data [binary format H* 89504e470d0a1a0a]
+    foreach {type body} [list \
+        IHDR [binary format IIccccc $size $size 8 6 0 0 0] \
+        IDAT [zlib compress $rows] \
+        IEND ""] {
+        append data [binary format I [string length $body]] $type $body \
+            [binary format I [zlib crc32 $type$body]]
+    }
+    return $data
 }
 
 # For each pixel of each row how much of it the polygons cover, 0..1.

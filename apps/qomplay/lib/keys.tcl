@@ -27,6 +27,7 @@ namespace eval qomplay::keys {
         F1                  help            ""               ""
         Escape              escape          "Esc"            "close, leave full screen, stop a move"
         q                   quit            "q"              "quit"
+        Control-q           quit            ""               ""
     }
 }
 
@@ -39,17 +40,14 @@ proc qomplay::keys::setup {} {
         Button-4 yview -40 Button-5 yview 40 Shift-Button-4 xview -40 Shift-Button-5 xview 40
         Button-6 xview -40 Button-7 xview 40
     } {
-        if {[catch {bind .stage.clip.view <$event> [list ::qomplay::actions::scroll $axis $units]}]} {
-            continue
-        }
+        # Not every Tk knows the wheels that turn sideways.
+        catch {bind .stage.clip.view <$event> [list ::qomplay::stage::scroll $axis $units]}
     }
-    bind .stage.clip.view <Button-1> {focus .}
-    bind .stage.clip.view <Double-Button-1> ::qomplay::actions::full
     focus .
 }
 
 proc qomplay::keys::press {window action} {
-    if {[winfo class $window] in {TEntry Entry}} return
+    if {[string match .panel_goto* $window] && $action ne "escape"} return
     # Events of dialogs come here too, since this is their main window.
     if {[winfo toplevel $window] ne "."} return
     ::qomplay::actions::$action
@@ -62,6 +60,9 @@ proc qomplay::keys::help {} {
     foreach {key action shown meaning} $table {
         if {$shown ne ""} {lappend rows [subst -nocommands -novariables $shown] $meaning}
     }
-    lappend rows "Wheel" "scroll at natural size, with Shift sideways"
+    lappend rows \
+        "Click" "play or pause, twice full screen" \
+        "Wheel" "scroll at natural size, Shift sideways" \
+        "Drag" "move the picture at natural size"
     return $rows
 }

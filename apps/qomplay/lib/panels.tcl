@@ -1,6 +1,7 @@
 # What opens over the picture: the recording's facts, the keys, the field for a time, a message.
 namespace eval qomplay::panels {
     variable bare elapsed   ;# what 1:02:03 means in the field: elapsed or day
+    variable saying {::qomplay::panels::unfloat .message}
 }
 
 proc qomplay::panels::px {length} {return [::qomplay::theme::px $length]}
@@ -34,28 +35,34 @@ proc qomplay::panels::close_all {} {
     return $open
 }
 
-# Rows of two columns.
-proc qomplay::panels::table {path title rows} {
+# Names and values, in as many columns of rows as are asked for.
+proc qomplay::panels::table {path title rows columns} {
     ttk::label $path.title -style Title.TLabel -text $title
-    grid $path.title -row 0 -column 0 -columnspan 2 -sticky w -pady [list 0 [px 10]]
-    set row 0
+    grid $path.title -row 0 -column 0 -columnspan [expr {2 * $columns}] -sticky w \
+        -pady [list 0 [px 10]]
+    set high [expr {([llength $rows] / 2 + $columns - 1) / $columns}]
+    set i 0
     foreach {name value} $rows {
-        incr row
-        ttk::label $path.name$row -style Dim.TLabel -text $name
-        ttk::label $path.value$row -style Small.TLabel -text $value -wraplength [px 320] -justify left
-        grid $path.name$row -row $row -column 0 -sticky nw -padx [list 0 [px 16]] -pady 1
-        grid $path.value$row -row $row -column 1 -sticky nw -pady 1
+        set row [expr {1 + $i % $high}]
+        set column [expr {$i / $high}]
+        ttk::label $path.name$i -style Dim.TLabel -text $name
+        ttk::label $path.value$i -style Small.TLabel -text $value -wraplength [px 300] -justify left
+        grid $path.name$i -row $row -column [expr {2 * $column}] -sticky nw -pady 1 \
+            -padx [list [expr {$column ? [px 28] : 0}] [px 14]]
+        grid $path.value$i -row $row -column [expr {2 * $column + 1}] -sticky nw -pady 1
+        incr i
     }
 }
 
 proc qomplay::panels::fill_help {path} {
-    table $path "Keys" [::qomplay::keys::help]
+    set wide [expr {[winfo width .] >= [px 700]}]
+    table $path "Keys" [::qomplay::keys::help] [expr {$wide ? 2 : 1}]
     place $path -relx 0.5 -rely 0.5 -anchor center
     raise $path
 }
 
 proc qomplay::panels::fill_facts {path} {
-    table $path "This recording" [facts]
+    table $path "This recording" [facts] 1
     place $path -relx 1.0 -x [expr {-[px 12]}] -y [px 12] -anchor ne
     raise $path
 }
@@ -66,7 +73,7 @@ proc qomplay::panels::facts {} {
     set line ::qomplay::footer::one_line
     set rows [list \
         File [file normalize $::qomplay::window::file] \
-        Size "[bytes [dict get $state fileSize]], [dict get $facts recordCount] records" \
+        Size "[::qomplay::trouble::bytes [dict get $state fileSize]], [dict get $facts recordCount] records" \
         State [dict get $state state] \
         Begins [::qomplay::times::wall [dict get $facts beginTimeInMs]] \
         Ends [::qomplay::times::wall [dict get $facts endTimeInMs]] \
@@ -79,20 +86,12 @@ proc qomplay::panels::facts {} {
         "File format" "[dict get $facts formatVersion]"]
     if {[dict exists $facts palette_size]} {lappend rows Palette "[dict get $facts palette_size] colours"}
     if {[dict get $state damagedBytes] > 0} {
-        lappend rows Damage "[bytes [dict get $state damagedBytes]], from byte [dict get $state damagedAt]"
+        lappend rows Damage "[::qomplay::trouble::bytes [dict get $state damagedBytes]], from byte [dict get $state damagedAt]"
     }
     if {[dict get $state tornBytes] > 0} {
-        lappend rows "Cut off at the end" [bytes [dict get $state tornBytes]]
+        lappend rows "Cut off at the end" [::qomplay::trouble::bytes [dict get $state tornBytes]]
     }
     return $rows
-}
-
-proc qomplay::panels::bytes {count} {
-    foreach unit {bytes kB MB GB} {
-        if {$count < 1000 || $unit eq "GB"} break
-        set count [expr {$count / 1000.0}]
-    }
-    return [expr {$unit eq "bytes" ? "$count bytes" : [format "%.1f %s" $count $unit]}]
 }
 
 # The field for a time: what it means is said while it is written.
@@ -146,18 +145,33 @@ proc qomplay::panels::go {path} {
 
 # A message that goes away by itself.
 proc qomplay::panels::say {text} {
-    set path .message
-    if {![winfo exists $path]} {
-        ::label $path -background [::qomplay::theme::colour raised] -borderwidth 0 -font QomText \
-            -foreground [::qomplay::theme::colour text] -padx [px 14] -pady [px 8]
-    }
-    $path configure -text $text -wraplength [expr {max(200, [winfo width .] - [px 80])}]
-    place $path -relx 0.5 -y [px 16] -anchor n
-    raise $path
-    after cancel [list ::qomplay::panels::unsay]
-    after 4000 [list ::qomplay::panels::unsay]
+    variable saying
+    float .message $text -relx 0.5 -y [px 16] -anchor n
+    after cancel $saying
+    after [expr {3000 + 40 * [string length $text]}] $saying
 }
 
-proc qomplay::panels::unsay {} {
-    if {[winfo exists .message]} {place forget .message}
+# What takes long, while it does; empty when nothing does.
+proc qomplay::panels::busy {text} {
+    if {$text eq ""} {
+        unfloat .busy
+    } else {
+        float .busy $text -in .stage -x [px 12] -rely 1.0 -y [expr {-[px 12]}] -anchor sw
+    }
+}
+
+# A text over the picture.
+proc qomplay::panels::float {path text args} {
+    if {![winfo exists $path]} {
+        ::label $path -background [::qomplay::theme::colour raised] -borderwidth 0 -font QomText \
+            -foreground [::qomplay::theme::colour text] -padx [px 14] -pady [px 8] -justify left \
+            -highlightthickness 1 -highlightbackground [::qomplay::theme::colour line]
+    }
+    $path configure -text $text -wraplength [expr {max(200, [winfo width .] - [px 80])}]
+    place $path {*}$args
+    raise $path
+}
+
+proc qomplay::panels::unfloat {path} {
+    if {[winfo exists $path]} {place forget $path}
 }

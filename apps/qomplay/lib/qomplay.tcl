@@ -6,7 +6,11 @@ namespace eval qomplay {
     variable library [file dirname [file normalize [info script]]]
     variable part
 }
-foreach qomplay::part {options times seeking icons theme timeline footer panels window keys actions} {
+foreach qomplay::part {
+    options times seeking trouble
+    icons theme hints timeline footer controls stage fullscreen panels window
+    keys actions
+} {
     source -encoding utf-8 [file join $qomplay::library $qomplay::part.tcl]
 }
 
@@ -60,12 +64,13 @@ proc qomplay::start {options} {
     try {
         window::open $file
     } on error {message details} {
-        puts stderr "qomplay: [window::failure $file $message $details]"
-        window::show_failure $file $message $details
+        set words [trouble::failure $file $message $details]
+        puts stderr "qomplay: $words"
+        trouble::show_failure $words
         return 1
     }
     keys::setup
-    window::layout_first
+    window::size_first
     if {[dict get $options natural]} {actions::natural}
     if {[dict get $options at] ne ""} {actions::go_at [dict get $options at]}
     if {[dict get $options play]} {actions::play}

@@ -6,6 +6,7 @@ namespace eval qomplay::seeking {
     variable view ""      ;# path of the view; empty before a recording is open
     variable target -1    ;# frame that the view is moving to; -1: no move
     variable wish -1      ;# frame to move to next; -1: none
+    variable rounds 0     ;# rounds that the move under way has ended short of its target
     variable changed {}   ;# command that is called when a move begins, goes on or ends
 }
 
@@ -23,13 +24,19 @@ proc qomplay::seeking::target {} {
     return [expr {$wish >= 0 ? $wish : $target}]
 }
 
+# How often the move under way has shown a frame before its target.
+proc qomplay::seeking::rounds {} {
+    variable rounds
+    return $rounds
+}
+
 proc qomplay::seeking::to {frame} {
     variable view
     variable target
     variable wish
     set last [dict get [$view info] numberOfFrames]
     set wish [expr {max(0, min($frame, $last))}]
-    if {$target < 0} {next}
+    if {$target < 0} next
 }
 
 # Begins the move that was wished for last.
@@ -37,10 +44,12 @@ proc qomplay::seeking::next {} {
     variable view
     variable target
     variable wish
+    variable rounds
     variable changed
     if {$wish >= 0} {
         set target $wish
         set wish -1
+        set rounds 0
         ::qom::seek $view $target
     }
     {*}$changed
@@ -51,16 +60,21 @@ proc qomplay::seeking::next {} {
 proc qomplay::seeking::arrived {frame} {
     variable target
     variable wish
+    variable rounds
     if {$target < 0} return
-    if {$frame == $target || $wish >= 0} {
-        set target -1
-    }
+    incr rounds
+    if {$frame == $target || $wish >= 0} done
     next
+}
+
+proc qomplay::seeking::done {} {
+    variable target -1
+    variable rounds 0
 }
 
 # The move ended early: with an error, or at the end of the recording.
 proc qomplay::seeking::ended {} {
-    variable target -1
+    done
     next
 }
 
@@ -70,7 +84,7 @@ proc qomplay::seeking::cancel {} {
     variable target
     variable wish -1
     if {$target < 0} return
-    to [dict get [$view info] currentFrame]
-    set target -1
+    set wish [dict get [$view info] currentFrame]
+    done
     next
 }

@@ -27,7 +27,17 @@ proc qomplay::theme::px {length} {
     return [expr {max(1, round($length * [tk scaling] * 72 / 96))}]
 }
 
+# Desktops tell the resolution a person wants as a resource; what the server says is often 96
+# dots per inch whatever the screen is. Without either, Tk's own scaling stays.
+proc qomplay::theme::resolution {} {
+    if {[catch {exec xrdb -query 2>@1} resources]} return
+    if {[regexp -line {^Xft\.dpi:\s*(\d{2,3})(?:\.\d*)?\s*$} $resources - dpi]} {
+        tk scaling [expr {max(48, min(480, $dpi)) / 72.0}]
+    }
+}
+
 proc qomplay::theme::setup {} {
+    resolution
     fonts
     if {"qomplay" ni [ttk::style theme names]} {
         ttk::style theme create qomplay -parent clam
@@ -111,13 +121,18 @@ proc qomplay::theme::icon {name} {
     variable icons
     if {![info exists icons($name)]} {
         set size [px 18]
-        set paper [rgb [colour panel]]
-        set icons($name) [list [::qomplay::icons::image $name $size [rgb [colour text]] $paper] \
-            disabled [::qomplay::icons::image $name $size [rgb [colour faint]] $paper] \
-            pressed [::qomplay::icons::image $name $size [rgb [colour accent]] [rgb [colour line]]] \
-            active [::qomplay::icons::image $name $size [rgb [colour text]] [rgb [colour raised]]]]
+        set states {}
+        foreach {state ink} {disabled faint pressed accent} {
+            lappend states $state [::qomplay::icons::image $name $size [rgb [colour $ink]]]
+        }
+        set icons($name) [list [::qomplay::icons::image $name $size [rgb [colour text]]] {*}$states]
     }
     return $icons($name)
+}
+
+# The image of a filled circle.
+proc qomplay::theme::disc {size name} {
+    return [::qomplay::icons::disc $size [rgb [colour $name]]]
 }
 
 proc qomplay::theme::rgb {colour} {

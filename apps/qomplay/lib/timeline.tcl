@@ -7,6 +7,7 @@ namespace eval qomplay::timeline {
     variable fraction 0.0   ;# of the frame that is shown
     variable goal -1        ;# of the frame that a move goes to; -1: none
     variable dragging 0
+    variable marks {}       ;# fractions where the recording is damaged
     variable command {}     ;# called with a fraction
     variable label {}       ;# called with a fraction, returns the text of the hint
 }
@@ -18,15 +19,18 @@ proc qomplay::timeline::build {path on_seek hint} {
     ::canvas $path -height [theme_px 26] -highlightthickness 0 -borderwidth 0 -takefocus 0 \
         -background [theme_colour panel] -cursor hand2
     foreach item {trough goal played} colour {line faint accent} {
-        $path create rectangle 0 0 0 0 -tags $item -width 0 -fill [theme_colour $colour]
+        $path create line 0 0 0 0 -tags $item -capstyle round -fill [theme_colour $colour] \
+            -width [theme_px 4]
     }
-    $path create oval 0 0 0 0 -tags handle -width 0 -fill [theme_colour text]
+    $path create image 0 0 -tags handle -image [::qomplay::theme::disc [theme_px 14] text]
     bind $path <Configure> [namespace code draw]
     bind $path <Button-1> [namespace code {press %x}]
     bind $path <B1-Motion> [namespace code {drag %x}]
     bind $path <ButtonRelease-1> [namespace code {release %x}]
-    bind $path <Motion> [namespace code {hover %x}]
-    bind $path <Leave> [namespace code hint_hide]
+    bind $path <Motion> [namespace code {hint %x}]
+    bind $path <Button-4> ::qomplay::actions::ahead
+    bind $path <Button-5> ::qomplay::actions::back
+    bind $path <Leave> [namespace code leave]
     return $path
 }
 
@@ -60,25 +64,36 @@ proc qomplay::timeline::draw {} {
     variable canvas
     variable fraction
     variable goal
-    set middle [expr {[winfo height $canvas] / 2.0}]
-    set half [expr {[theme_px 4] / 2.0}]
-    set radius [theme_px 7]
-    set x [x_of $fraction]
-    bar trough [x_of 0] [x_of 1] $middle $half
-    bar played [x_of 0] $x $middle $half
-    if {$goal >= 0} {
-        bar goal $x [x_of $goal] $middle $half
-    } else {
-        bar goal 0 0 0 0
+    variable marks
+    set middle [expr {[winfo height $canvas] / 2}]
+    set x [expr {round([x_of $fraction])}]
+    bar trough [x_of 0] [x_of 1] $middle
+    bar played [x_of 0] $x $middle
+    bar goal $x [expr {$goal >= 0 ? [x_of $goal] : $x}] $middle
+    foreach at $marks {
+        $canvas coords mark$at [x_of $at] [expr {$middle - [theme_px 6]}] \
+            [x_of $at] [expr {$middle + [theme_px 6]}]
     }
-    $canvas coords handle [expr {$x - $radius}] [expr {$middle - $radius}] \
-        [expr {$x + $radius}] [expr {$middle + $radius}]
+    $canvas coords handle $x $middle
 }
 
-proc qomplay::timeline::bar {item from to middle half} {
+proc qomplay::timeline::bar {item from to middle} {
     variable canvas
-    $canvas coords $item [expr {min($from, $to)}] [expr {$middle - $half}] \
-        [expr {max($from, $to)}] [expr {$middle + $half}]
+    $canvas coords $item $from $middle $to $middle
+}
+
+# Marks a place where the recording is damaged; places that are closer than the eye can tell
+# share a mark.
+proc qomplay::timeline::mark {at} {
+    variable canvas
+    variable marks
+    set at [format %.3f $at]
+    if {$at in $marks} return
+    lappend marks $at
+    $canvas create line 0 0 0 0 -tags [list mark mark$at] -fill [theme_colour warning] \
+        -width [theme_px 2]
+    $canvas raise handle
+    draw
 }
 
 proc qomplay::timeline::press {x} {
@@ -93,7 +108,7 @@ proc qomplay::timeline::drag {x} {
     if {!$dragging} return
     set fraction [fraction_at $x]
     draw
-    hint_show $x
+    hint $x
     {*}$command $fraction
 }
 
@@ -104,27 +119,13 @@ proc qomplay::timeline::release {x} {
     set dragging 0
 }
 
-proc qomplay::timeline::hover {x} {hint_show $x}
-
-# The hint is a small window over everything, above the pointer.
-proc qomplay::timeline::hint_show {x} {
+proc qomplay::timeline::hint {x} {
     variable canvas
     variable label
-    set hint .qomplay_hint
-    if {![winfo exists $hint]} {
-        ::label $hint -background [theme_colour raised] -foreground [theme_colour text] \
-            -font QomSmall -padx [theme_px 6] -pady [theme_px 2] -borderwidth 0
-    }
-    $hint configure -text [{*}$label [fraction_at $x]]
-    set width [winfo reqwidth $hint]
-    set left [expr {[winfo x $canvas] + [winfo x [winfo parent $canvas]] + $x - $width / 2}]
-    set left [expr {max(0, min([winfo width .] - $width, $left))}]
-    set top [expr {[winfo rooty $canvas] - [winfo rooty .] - [winfo reqheight $hint] - [theme_px 2]}]
-    place $hint -x $left -y $top
-    raise $hint
+    ::qomplay::hints::show $canvas $x [{*}$label [fraction_at $x]]
 }
 
-proc qomplay::timeline::hint_hide {} {
+proc qomplay::timeline::leave {} {
     variable dragging
-    if {!$dragging && [winfo exists .qomplay_hint]} {place forget .qomplay_hint}
+    if {!$dragging} ::qomplay::hints::hide
 }

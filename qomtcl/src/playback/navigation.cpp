@@ -55,6 +55,7 @@ int records_apply(QomView *view, size_t first, size_t last) {
     if (record_apply(view, i)) continue;
     if (!view->tolerance.on) return 1;
     ++view->tolerance.passed_over;
+    view->tolerance.last_time = view->entries[i].timestamp;
   }
   return 0;
 }

@@ -1,5 +1,7 @@
 /* Commands of the ::qom namespace that take a view's path name first. */
 
+#include <algorithm>
+
 #include "playback/navigation.h"
 #include "trace.h"
 #include "widget/instance.h"
@@ -74,6 +76,35 @@ void put(Tcl_Obj *dictionary, const char *key, uint64_t value) {
                  Tcl_NewWideIntObj(static_cast<Tcl_WideInt>(value)));
 }
 
+/* Microseconds: when the first record behind a place of the file was made, or the last record
+   when there is none behind it. */
+uint64_t time_behind(const QomView *view, int64_t position) {
+  const QomIndexEntry *begin = view->entries;
+  const QomIndexEntry *end = begin + qom_reader_index_length(view->reader);
+  const QomIndexEntry *entry = std::upper_bound(
+      begin, end, position, [](int64_t at, const QomIndexEntry &e) { return at < e.position; });
+  return (entry == end ? entry - 1 : entry)->timestamp;
+}
+
+Tcl_Obj *state_dictionary(const QomView *view, const QomReaderInfo &info) {
+  Tcl_Obj *state = Tcl_NewDictObj();
+  Tcl_DictObjPut(nullptr, state, Tcl_NewStringObj("state", -1),
+                 Tcl_NewStringObj(state_name(info.state), -1));
+  put(state, "fileSize", info.file_size);
+  put(state, "tornBytes", info.torn_bytes);
+  put(state, "damagedBytes", info.damaged_bytes);
+  if (info.damaged_bytes > 0) {
+    put(state, "damagedAt", static_cast<uint64_t>(info.damaged_at));
+    put(state, "damagedAtTimeInMs", time_behind(view, info.damaged_at) / 1000);
+  }
+  put(state, "timesRaised", info.times_raised);
+  put(state, "checkpointCount", info.checkpoint_count);
+  put(state, "passedOver", view->tolerance.passed_over);
+  if (view->tolerance.passed_over > 0)
+    put(state, "passedOverTimeInMs", view->tolerance.last_time / 1000);
+  return state;
+}
+
 /* ::qom::state pathName */
 int StateCmd(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) noexcept {
   if (objc != 2) {
@@ -88,17 +119,7 @@ int StateCmd(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) no
     Tcl_SetObjResult(interp, Tcl_NewStringObj(qom_reader_error(), -1));
     return TCL_ERROR;
   }
-  Tcl_Obj *state = Tcl_NewDictObj();
-  Tcl_DictObjPut(nullptr, state, Tcl_NewStringObj("state", -1),
-                 Tcl_NewStringObj(state_name(info.state), -1));
-  put(state, "fileSize", info.file_size);
-  put(state, "tornBytes", info.torn_bytes);
-  put(state, "damagedBytes", info.damaged_bytes);
-  put(state, "damagedAt", static_cast<uint64_t>(info.damaged_at));
-  put(state, "timesRaised", info.times_raised);
-  put(state, "checkpointCount", info.checkpoint_count);
-  put(state, "passedOver", view->tolerance.passed_over);
-  Tcl_SetObjResult(interp, state);
+  Tcl_SetObjResult(interp, state_dictionary(view, info));
   return TCL_OK;
 }
 
