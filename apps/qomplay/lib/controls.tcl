@@ -68,18 +68,11 @@ proc qomplay::controls::build_times {column} {
     }
 }
 
-# Keeps a column as wide as its widest text, so that nothing moves when the text changes.
-proc qomplay::controls::reserve {name font text} {
-    variable row
-    grid columnconfigure $row [dict get [grid info $row.$name] -column] \
-        -minsize [expr {[font measure $font $text] + [px 20]}]
-}
-
+# The times are as wide as their widest texts, so that nothing moves when they change.
 proc qomplay::controls::set_total {ms} {
     variable row
-    set widest [regsub -all {\d} [::qomplay::times::elapsed $ms] 0]
-    reserve elapsed QomTime $widest
-    reserve wall QomSmall [regsub -all {\d} [::qomplay::times::wall 0] 0]
+    $row.elapsed configure -width [string length [::qomplay::times::elapsed $ms]]
+    $row.wall configure -width [string length [::qomplay::times::wall 0]]
     $row.total configure -text "/ [::qomplay::times::elapsed $ms 0]"
 }
 
@@ -114,12 +107,8 @@ proc qomplay::controls::needed {} {
     variable row
     set sum [px 12]
     foreach child [grid slaves $row] {
-        set info [grid info $child]
-        set least [grid columnconfigure $row [dict get $info -column] -minsize]
-        set pad 0
-        foreach side [dict get $info -padx] {incr pad $side}
-        if {[llength [dict get $info -padx]] == 1} {incr pad $pad}
-        incr sum [expr {max($least, [winfo reqwidth $child] + $pad)}]
+        lassign [dict get [grid info $child] -padx] before after
+        incr sum [expr {[winfo reqwidth $child] + $before + ($after eq "" ? $before : $after)}]
     }
     return $sum
 }

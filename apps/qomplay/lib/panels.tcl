@@ -80,9 +80,9 @@ proc qomplay::panels::facts {} {
         Length [::qomplay::times::elapsed [dict get $facts durationInMs]] \
         Screen "[dict get $facts width] x [dict get $facts height], [dict get $facts depth] bits" \
         Pixels [dict get $facts pixelFormat] \
-        "Full pictures to start from" [dict get $state checkpointCount] \
-        "Recorded by" [$line [dict get $facts user]] \
-        TFN [$line [dict get $facts tfn]] \
+        Checkpoints [dict get $state checkpointCount] \
+        "Recorded by" [or_none [$line [dict get $facts user]]] \
+        TFN [or_none [$line [dict get $facts tfn]]] \
         "File format" "[dict get $facts formatVersion]"]
     if {[dict exists $facts palette_size]} {lappend rows Palette "[dict get $facts palette_size] colours"}
     if {[dict get $state damagedBytes] > 0} {
@@ -93,6 +93,8 @@ proc qomplay::panels::facts {} {
     }
     return $rows
 }
+
+proc qomplay::panels::or_none {text} {return [expr {$text eq "" ? "\u2013" : $text}]}
 
 # The field for a time: what it means is said while it is written.
 proc qomplay::panels::fill_goto {path} {
@@ -146,7 +148,7 @@ proc qomplay::panels::go {path} {
 # A message that goes away by itself.
 proc qomplay::panels::say {text} {
     variable saying
-    float .message $text -relx 0.5 -y [px 16] -anchor n
+    float .message $text -in .stage -relx 0.5 -rely 1.0 -y [expr {-[px 16]}] -anchor s
     after cancel $saying
     after [expr {3000 + 40 * [string length $text]}] $saying
 }
@@ -156,7 +158,7 @@ proc qomplay::panels::busy {text} {
     if {$text eq ""} {
         unfloat .busy
     } else {
-        float .busy $text -in .stage -x [px 12] -rely 1.0 -y [expr {-[px 12]}] -anchor sw
+        float .busy $text -in .stage -x [px 12] -y [px 12] -anchor nw
     }
 }
 

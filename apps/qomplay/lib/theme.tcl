@@ -101,7 +101,8 @@ proc qomplay::theme::fields {} {
     ttk::style map TEntry -bordercolor [list focus [colour accent]] \
         -lightcolor [list focus [colour accent]]
     ttk::style configure TRadiobutton -indicatorbackground [colour stage] \
-        -indicatorforeground [colour accent] -font QomSmall
+        -indicatorforeground [colour accent] -font QomSmall \
+        -indicatormargin [list 0 0 [px 6] 0] -indicatorsize [px 11]
     ttk::style map TRadiobutton -background [list active [colour panel]]
 }
 

@@ -25,7 +25,7 @@ proc qomplay::times::wall {ms} {
 proc qomplay::times::parse {text {bare elapsed}} {
     set text [string trim $text]
     if {[regexp {^(\d{4}-\d{1,2}-\d{1,2})[ T]+(\d.*)$} $text - date time]} {
-        return [list clock [expr {[midnight $date] + [of_day $time $text]}]]
+        return [list clock [moment [day $date] [of_day $time $text]]]
     }
     if {[string index $text 0] eq "@"} {
         return [list day [of_day [string trim [string range $text 1 end]] $text]]
@@ -38,17 +38,24 @@ proc qomplay::times::unclear {text} {
     error "\"$text\" is not a time: write 1:02:03, 90s or @14:03:05"
 }
 
-proc qomplay::times::midnight {date} {
-    if {[catch {clock scan $date -format %Y-%m-%d} seconds]
-            || [clock format $seconds -format %Y-%m-%d] ne [normal_date $date]} {
+# A date as year-month-day, if there is such a day.
+proc qomplay::times::day {date} {
+    scan $date %d-%d-%d year month day
+    set normal [format %04d-%02d-%02d $year $month $day]
+    if {[catch {clock format [clock scan $normal -format %Y-%m-%d] -format %Y-%m-%d} same]
+            || $same ne $normal} {
         error "there is no day $date"
     }
-    return [expr {$seconds * 1000}]
+    return $normal
 }
 
-proc qomplay::times::normal_date {date} {
-    scan $date %d-%d-%d year month day
-    return [format %04d-%02d-%02d $year $month $day]
+# Milliseconds since the epoch of a time of day; days on which the clocks are changed are longer
+# or shorter than others.
+proc qomplay::times::moment {day ms} {
+    set seconds [expr {$ms / 1000}]
+    set time [format %d:%02d:%02d [expr {$seconds / 3600}] [expr {$seconds / 60 % 60}] \
+        [expr {$seconds % 60}]]
+    return [expr {[clock scan "$day $time" -format "%Y-%m-%d %H:%M:%S"] * 1000 + $ms % 1000}]
 }
 
 # Milliseconds since midnight.
@@ -99,10 +106,10 @@ proc qomplay::times::resolve {place first last} {
         elapsed {return [expr {$first + $ms}]}
         clock {return $ms}
     }
-    set day [clock format [expr {$first / 1000}] -format %Y-%m-%d]
-    set time [expr {[midnight $day] + $ms}]
+    set begin [expr {$first / 1000}]
+    set time [moment [clock format $begin -format %Y-%m-%d] $ms]
     if {$time < $first} {
-        set next [expr {[clock add [expr {[midnight $day] / 1000}] 1 day] * 1000 + $ms}]
+        set next [moment [clock format [clock add $begin 1 day] -format %Y-%m-%d] $ms]
         if {$next <= $last || $next - $last < $first - $time} {set time $next}
     }
     return $time

@@ -25,12 +25,11 @@ proc qomplay::trouble::found {state first_ms} {
         damaged {
             set at [expr {[dict get $state damagedAtTimeInMs] - $first_ms}]
             return "This recording is damaged: [bytes [dict get $state damagedBytes]] at\
-                [::qomplay::times::elapsed $at 0] cannot be read and are left out. The picture may be\
-                wrong from there until the next full one."
+                [::qomplay::times::elapsed $at 0] cannot be read. The picture may be wrong from there\
+                until the next full one."
         }
         unfinished {
-            return "This recording has no end: it is still being written, or its writer was stopped.\
-                Everything up to its last whole record is shown."
+            return "This recording has no end: it is still being written, or its writer was stopped."
         }
     }
     return ""

@@ -82,7 +82,10 @@ proc qomplay::window::report {notification} {
             ::qomplay::stage::follow_size
             ::qomplay::seeking::arrived [dict get $notification frame]
         }
-        playing_done {::qomplay::seeking::ended}
+        playing_done {
+            ::qomplay::seeking::ended
+            show_end
+        }
         playing_error {
             ::qomplay::seeking::ended
             notice "The recording cannot be shown from here on."
@@ -90,6 +93,15 @@ proc qomplay::window::report {notification} {
     }
     tell_passed_over
     show_playing
+}
+
+# Playing ends when the last frame is next, without showing it.
+proc qomplay::window::show_end {} {
+    variable playing
+    variable shown
+    variable facts
+    set last [dict get $facts numberOfFrames]
+    if {$playing == 1 && [dict get $shown frame] < $last} {::qomplay::seeking::to $last}
 }
 
 proc qomplay::window::show_frame {frame ms} {
@@ -177,8 +189,8 @@ proc qomplay::window::size_first {} {
     if {[winfo manager .notice] ne ""} {incr bars [winfo reqheight .notice]}
     set factor [expr {min(1.0, 0.92 * [winfo screenwidth .] / $width,
         (0.88 * [winfo screenheight .] - $bars) / $height)}]
-    . configure -width [expr {max([px 720], round($width * $factor))}] \
-        -height [expr {max([px 240], round($height * $factor)) + $bars}]
+    . configure -width [expr {max([px 780], round($width * $factor))}] \
+        -height [expr {max([px 360], round($height * $factor)) + $bars}]
     update idletasks
     ::qomplay::stage::layout
 }
