@@ -118,7 +118,8 @@ void palette_fill() {
 
 int main(int argc, char *argv[]) {
   bench::Options options = bench::options_read(
-      argc, argv, "Measures the merge functions on random pixels of a frame of 1920x1080.");
+      argc, argv,
+      "Measures the merge functions on random pixels of a frame of 1920x1080, found in memory.");
   options.before = bench::caches_flush;
   scanline_pad = 32;
   palette_fill();

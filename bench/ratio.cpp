@@ -16,21 +16,27 @@ namespace {
 constexpr double tolerance = 0.05;
 constexpr double batch_seconds = 2e-3; /* far above what reading the clock takes */
 
-double now(Clock clock) {
+double clock_seconds(clockid_t clock) {
   timespec time = {};
-  clock_gettime(clock == Clock::cpu ? CLOCK_THREAD_CPUTIME_ID : CLOCK_MONOTONIC, &time);
+  clock_gettime(clock, &time);
   return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+double now(const Options &options) {
+  if (options.clock == Clock::wall) return clock_seconds(CLOCK_MONOTONIC);
+  const double own = clock_seconds(CLOCK_THREAD_CPUTIME_ID);
+  return options.server == no_server ? own : own + clock_seconds(options.server);
 }
 
 /* Seconds of one run, over `runs` of them. */
 double seconds(const Work &work, int runs, const Options &options) {
   if (options.before) options.before();
-  const double start = now(options.clock);
+  const double start = now(options);
   for (int i = 0; i < runs; ++i) {
     work();
     asm volatile("" ::: "memory"); /* what was written counts as used */
   }
-  return (now(options.clock) - start) / runs;
+  return (now(options) - start) / runs;
 }
 
 /* How often to run the work for it to last a batch; also brings it into the caches. */
@@ -47,7 +53,8 @@ double median(std::vector<double> values) {
 }
 
 [[noreturn]] void usage(FILE *stream, int status, const char *program, const std::string &about) {
-  std::fprintf(stream, "usage: %s [--repetitions N]\n%s\n", program, about.c_str());
+  static_cast<void>(
+      std::fprintf(stream, "usage: %s [--repetitions N]\n%s\n", program, about.c_str()));
   std::exit(status);
 }
 
@@ -73,26 +80,30 @@ Options options_read(int argc, char *argv[], const std::string &about) {
   return options;
 }
 
+/* Reads only: what a write leaves behind would still be on its way to memory while the next
+   run is timed. */
 void caches_flush() {
-  static std::vector<char> memory(2 * std::max(sysconf(_SC_LEVEL3_CACHE_SIZE), 16L << 20));
-  for (std::size_t i = 0; i < memory.size(); i += 64) ++memory[i];
+  static const std::vector<char> memory(2 * std::max(sysconf(_SC_LEVEL3_CACHE_SIZE), 16L << 20), 1);
+  for (std::size_t i = 0; i < memory.size(); i += 64)
+    static_cast<void>(*static_cast<const volatile char *>(&memory[i]));
 }
 
 std::vector<double> costs(const Work &yardstick, const std::vector<Work> &candidates,
                           const Options &options) {
+  const std::size_t count = candidates.size();
   const int yardstick_runs = runs_per_batch(yardstick, options);
-  std::vector<int> runs;
-  for (const Work &work : candidates) runs.push_back(runs_per_batch(work, options));
+  std::vector<int> runs(count);
+  for (std::size_t i = 0; i < count; ++i) runs[i] = runs_per_batch(candidates[i], options);
 
-  std::vector<std::vector<double>> ratios(candidates.size());
-  for (int repetition = 0; repetition < options.repetitions; ++repetition)
-    for (std::size_t i = 0; i < candidates.size(); ++i) {
-      const double unit = seconds(yardstick, yardstick_runs, options);
+  std::vector<std::vector<double>> ratios(count);
+  for (int repetition = 0; repetition < options.repetitions; ++repetition) {
+    const double unit = seconds(yardstick, yardstick_runs, options);
+    for (std::size_t i = 0; i < count; ++i)
       ratios[i].push_back(seconds(candidates[i], runs[i], options) / unit);
-    }
+  }
 
-  std::vector<double> medians;
-  for (const std::vector<double> &values : ratios) medians.push_back(median(values));
+  std::vector<double> medians(count);
+  std::transform(ratios.begin(), ratios.end(), medians.begin(), median);
   return medians;
 }
 
@@ -121,7 +132,7 @@ void Table::row(const std::string &name, double ratio, Goal goal, std::optional<
               !met     ? "miss"
               : beaten ? ("miss: " + rival_ + " is faster").c_str()
                        : "ok");
-  std::fflush(stdout);
+  static_cast<void>(std::fflush(stdout));
 }
 
 int Table::close() const {

@@ -13,6 +13,8 @@
 #ifndef QOM_BENCH_RATIO_H
 #define QOM_BENCH_RATIO_H
 
+#include <time.h>
+
 #include <functional>
 #include <optional>
 #include <string>
@@ -28,9 +30,13 @@ enum class Clock {
   wall, /* for work in which another process or a device has a part */
 };
 
+constexpr clockid_t no_server = -1;
+
 struct Options {
-  int repetitions = 31; /* of yardstick and work in turn; the figure is the median */
+  int repetitions = 15; /* of yardstick and work in turn; the figure is the median */
   Clock clock = Clock::cpu;
+  clockid_t server = no_server; /* with Clock::cpu: the CPU clock of another process that does
+                                   a part of the work, whose time is added */
   Work before; /* done before every timed run, untimed; without it short work is timed in
                   batches of several runs */
 };

@@ -4,9 +4,10 @@
 
 build_packages=(
   g++ cmake ninja-build pkg-config
-  libzstd-dev libisal-dev libpixman-1-dev libcli11-dev nlohmann-json3-dev
-  tcl-dev tk-dev
-  libx11-dev libxext-dev libxdamage-dev libxfixes-dev libxrandr-dev libxi-dev libxss-dev libxtst-dev
+  libzstd-dev liblz4-dev libisal-dev libpixman-1-dev libcli11-dev nlohmann-json3-dev
+  tcl-dev tk-dev libx11-dev libxext-dev
+  libxcb1-dev libxcb-composite0-dev libxcb-damage0-dev libxcb-shm0-dev libxcb-xfixes0-dev
+  libxcb-xinput-dev
 )
 run_packages=(
   tcl tk
@@ -15,7 +16,7 @@ run_packages=(
 test_packages=(
   libgtest-dev libbenchmark-dev
   clang libclang-rt-14-dev # libFuzzer
-  xvfb tigervnc-standalone-server xauth
+  libxcb-xtest0-dev xvfb tigervnc-standalone-server xauth
   xdotool xterm x11-apps x11-utils x11-xserver-utils
 )
 

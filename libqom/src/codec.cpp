@@ -1,5 +1,6 @@
 #include "codec.h"
 
+#include <pthread.h>
 #include <zstd.h>
 
 #include <algorithm>
@@ -21,22 +22,43 @@ namespace {
 // bench/codec_bench.
 constexpr int level = 3;
 
-struct ContextFree {
-  void operator()(ZSTD_CCtx *context) const { ZSTD_freeCCtx(context); }
-  void operator()(ZSTD_DCtx *context) const { ZSTD_freeDCtx(context); }
+// A context for each thread, since making one costs more than decompressing a small rectangle.
+// Not thread_local: registering a destructor there ends the process when memory is short.
+template <typename Context, Context *(*create)(), size_t (*release)(Context *)>
+class PerThread {
+ public:
+  PerThread() : good_(pthread_key_create(&key_, destroy) == 0) {}
+  ~PerThread() {
+    if (!good_) return;
+    destroy(pthread_getspecific(key_));
+    pthread_key_delete(key_);
+  }
+
+  // Null when memory is short.
+  Context *get() {
+    if (!good_) return nullptr;
+    if (void *known = pthread_getspecific(key_)) return static_cast<Context *>(known);
+    Context *made = create();
+    if (made && pthread_setspecific(key_, made) == 0) return made;
+    release(made);
+    return nullptr;
+  }
+
+ private:
+  static void destroy(void *context) { release(static_cast<Context *>(context)); }
+
+  pthread_key_t key_;
+  bool good_;
 };
 
-// Making a context costs more than decompressing a small rectangle, so each thread keeps one.
 ZSTD_DCtx *decompressor() {
-  thread_local std::unique_ptr<ZSTD_DCtx, ContextFree> context;
-  if (!context) context.reset(ZSTD_createDCtx());
-  return context.get();
+  static PerThread<ZSTD_DCtx, ZSTD_createDCtx, ZSTD_freeDCtx> contexts;
+  return contexts.get();
 }
 
 ZSTD_CCtx *compressor() {
-  thread_local std::unique_ptr<ZSTD_CCtx, ContextFree> context;
-  if (!context) context.reset(ZSTD_createCCtx());
-  return context.get();
+  static PerThread<ZSTD_CCtx, ZSTD_createCCtx, ZSTD_freeCCtx> contexts;
+  return contexts.get();
 }
 
 // Four 32-bit pixels as bytes; sums wrap.
@@ -88,6 +110,13 @@ bool check_compressed(const uint8_t *stored, size_t stored_length, size_t raw_le
   return true;
 }
 
+size_t stated_length(const uint8_t *stored, size_t stored_length, size_t most) {
+  const unsigned long long length = ZSTD_getFrameContentSize(stored, stored_length);
+  if (length == 0 || length > most)  // the library's codes for failures are larger than any size
+    return QOM_REFUSE(0, "packed pixels that do not state a size they could have");
+  return check_compressed(stored, stored_length, length) ? length : 0;
+}
+
 bool decompress(uint8_t codec, const uint8_t *stored, size_t stored_length, uint8_t *raw,
                 size_t raw_length, size_t row_bytes) {
   ZSTD_DCtx *context = decompressor();
@@ -112,8 +141,9 @@ size_t compress_bound(size_t raw_length) {
   return ZSTD_compressBound(raw_length);
 }
 
-size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t room) {
-  return compress_at(level, raw, raw_length, stored, room);
+size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t room,
+                Effort effort) {
+  return compress_at(effort == Effort::usual ? level : 1, raw, raw_length, stored, room);
 }
 
 void to_left_differences(const uint8_t *raw, uint8_t *differences, size_t length,

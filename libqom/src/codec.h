@@ -16,11 +16,19 @@ bool decompress(uint8_t codec, const uint8_t *stored, size_t stored_length, uint
 // `stored_length`; looked at before memory for them is allocated.
 bool check_compressed(const uint8_t *stored, size_t stored_length, size_t raw_length);
 
+// The number of bytes that the stored bytes say they decompress to, when that is at most `most`
+// and all of `stored_length` is used; 0 with the reason otherwise.
+size_t stated_length(const uint8_t *stored, size_t stored_length, size_t most);
+
 // Room that compress() may need, in bytes.
 size_t compress_bound(size_t raw_length);
 
+// How hard compress() tries. What looks like a photograph does not become smaller by trying.
+enum class Effort { usual, photographic };
+
 // Compresses into `stored` (room for compress_bound() bytes); 0 with the reason on failure.
-size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t room);
+size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t room,
+                Effort effort = Effort::usual);
 
 // Replaces rows of 32-bit pixels by their differences from the pixel to the left, from `raw` to
 // `differences` (which may be the same).

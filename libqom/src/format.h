@@ -28,6 +28,7 @@ inline constexpr uint8_t frame_checkpoint = 227;
 inline constexpr uint8_t codec_stored = 0;
 inline constexpr uint8_t codec_zstd = 1;
 inline constexpr uint8_t codec_zstd_left = 2;
+inline constexpr uint8_t codec_zstd_packed = 3;
 
 inline constexpr uint32_t absent_text = 0xFFFFFFFFu;
 

@@ -1,5 +1,6 @@
 // Images and image blocks: compressing, decompressing, stepping through rectangles.
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -7,6 +8,7 @@
 #include "codec.h"
 #include "error.h"
 #include "format.h"
+#include "packing.h"
 #include "pixel_format.h"
 #include "qom/writer.h"
 #include "records.h"
@@ -36,15 +38,16 @@ Record *invalid(const char *reason) {
 // A record of the type with compressed bytes behind a codec byte; the caller fills in the rest.
 template <typename Record>
 RecordPtr<Record> compressed_record(uint8_t type, uint64_t timestamp, uint8_t codec,
-                                    const uint8_t *raw, uint32_t length) {
+                                    const uint8_t *raw, size_t length,
+                                    Effort effort = Effort::usual) {
   const size_t room = compress_bound(length);
   RecordPtr<Record> record(reinterpret_cast<Record *>(allocate_record(type, timestamp, 1 + room)));
   if (!record) return nullptr;
   uint8_t *data = record_data(record.get());
-  const size_t stored = compress(raw, length, data + 1, room);
+  const size_t stored = compress(raw, length, data + 1, room, effort);
   if (stored == 0) return nullptr;
   data[0] = codec;
-  record->length = length;
+  record->length = static_cast<uint32_t>(length);
   record->compressed_length = static_cast<uint32_t>(1 + stored);
   record.reset(shrink(record.release()));
   return record;
@@ -61,6 +64,21 @@ const uint8_t *prepare(const QomImage *image, std::unique_ptr<uint8_t[]> *scratc
   to_left_differences(image->data, scratch->get(), image->length, image->bytes_per_line);
   *codec = codec_zstd_left;
   return scratch->get();
+}
+
+// Through the packed bytes, whose number was checked before, into the blocks.
+bool decompress_packed(const uint8_t *stored, size_t stored_length, size_t packed_length,
+                       QomImageBlocks *blocks) {
+  const std::unique_ptr<uint8_t[]> packed(new (std::nothrow) uint8_t[packed_length]);
+  if (!packed) {
+    errno = ENOMEM;
+    set_error("out of memory for packed pixels");
+    return false;
+  }
+  if (!decompress(codec_zstd, stored, stored_length, packed.get(), packed_length, 0)) return false;
+  if (!unpack_blocks(packed.get(), packed_length, blocks->data, blocks->length))
+    return QOM_REFUSE(false, "packed pixels that do not give %u bytes of blocks", blocks->length);
+  return true;
 }
 
 }  // namespace
@@ -94,6 +112,15 @@ QomCompressedImage *qom_image_compress(const QomImage *image) {
 QomCompressedImageBlocks *qom_image_blocks_compress(const QomImageBlocks *blocks) {
   if (!blocks || blocks->length > QOM_MAX_DATA || (blocks->length > 0 && !blocks->data))
     return invalid<QomCompressedImageBlocks>("image blocks whose sizes disagree");
+  const Packed packed = pack_blocks(blocks->data, blocks->length);
+  if (packed.bytes) {
+    const std::unique_ptr<uint8_t, void (*)(void *)> owner(packed.bytes, std::free);
+    auto compressed = compressed_record<QomCompressedImageBlocks>(
+        QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp, codec_zstd_packed, packed.bytes,
+        packed.length, packed.photographic ? Effort::photographic : Effort::usual);
+    if (compressed) compressed->length = blocks->length;
+    return compressed.release();
+  }
   static const uint8_t nothing = 0;
   return compressed_record<QomCompressedImageBlocks>(
              QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp, codec_zstd,
@@ -133,18 +160,28 @@ QomImage *qom_image_uncompress(const QomCompressedImage *compressed) {
 QomImageBlocks *qom_image_blocks_uncompress(const QomCompressedImageBlocks *compressed) {
   if (!compressed || !compressed->data || compressed->compressed_length < 2)
     return invalid<QomImageBlocks>("no compressed image blocks");
-  if (compressed->data[0] != codec_zstd || compressed->length > QOM_MAX_DATA)
+  const uint8_t codec = compressed->data[0];
+  if ((codec != codec_zstd && codec != codec_zstd_packed) || compressed->length > QOM_MAX_DATA)
     return QOM_REFUSE(nullptr, "compressed image blocks whose size or codec is not allowed");
-  const size_t stored = compressed->compressed_length - 1;
-  if (!check_compressed(compressed->data + 1, stored, compressed->length)) return nullptr;
+  const uint8_t *stored = compressed->data + 1;
+  const size_t stored_length = compressed->compressed_length - 1;
+  const size_t packed_length =
+      codec == codec_zstd_packed
+          ? stated_length(stored, stored_length, most_packed(compressed->length))
+          : 0;
+  if (codec == codec_zstd_packed ? packed_length == 0
+                                 : !check_compressed(stored, stored_length, compressed->length))
+    return nullptr;
   RecordPtr<QomImageBlocks> blocks(reinterpret_cast<QomImageBlocks *>(
       allocate_record(QOM_IMAGE_BLOCKS, compressed->timestamp, compressed->length)));
   if (!blocks) return nullptr;
   blocks->length = compressed->length;
   blocks->data = record_data(blocks.get());
-  if (!decompress(codec_zstd, compressed->data + 1, stored, blocks->data, blocks->length, 0))
-    return nullptr;
-  return blocks.release();
+  const bool whole =
+      codec == codec_zstd_packed
+          ? decompress_packed(stored, stored_length, packed_length, blocks.get())
+          : decompress(codec_zstd, stored, stored_length, blocks->data, blocks->length, 0);
+  return whole ? blocks.release() : nullptr;
 }
 
 int qom_image_blocks_next(const QomImageBlocks *blocks, const QomHeader *header, size_t *offset,

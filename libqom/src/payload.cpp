@@ -57,7 +57,7 @@ bool check_codec(uint8_t type, uint8_t codec) {
     case QOM_COMPRESSED_IMAGE:
       return codec == codec_zstd || codec == codec_zstd_left;
     case QOM_COMPRESSED_IMAGE_BLOCKS:
-      return codec == codec_zstd;
+      return codec == codec_zstd || codec == codec_zstd_packed;
     default:
       return codec == codec_stored;
   }

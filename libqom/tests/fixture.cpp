@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "bytes.h"
+#include "independent_reader.h"
 
 namespace {
 
@@ -89,6 +90,8 @@ std::string fields_of(const QomRecord *record) {
                  : "";
   }
 }
+
+constexpr size_t max_compared = 256 * 1024;  // bytes of a file that the second reader reads too
 
 // Pixels that do not repeat, and that show when rows or bytes are swapped.
 Bytes pixels(size_t length) {
@@ -296,11 +299,35 @@ std::vector<std::string> RecordingTest::records() {
   std::vector<std::string> texts;
   const Reader reader = open();
   if (!reader) return texts;
+  if (!index_lies) compare_with_independent(reader.get());
   for (size_t i = 0; i < qom_reader_index_length(reader.get()); ++i) {
     const Record record(qom_record_at_index(reader.get(), i));
     texts.push_back(record ? describe(record.get()) : std::string("error: ") + qom_reader_error());
   }
   return texts;
+}
+
+void RecordingTest::compare_with_independent(QomReader *reader) const {
+  const Bytes bytes = contents();
+  if (bytes.size() > max_compared) return;
+  const independent::Recording other = independent::read(bytes);
+  size_t good = 0;
+  for (size_t i = 0; i < qom_reader_index_length(reader); ++i) {
+    const Record record(qom_record_at_index(reader, i));
+    if (!record) continue;
+    ASSERT_LT(good, other.records.size());
+    ASSERT_EQ(record->type, other.records[good].type);
+    const std::string text = describe(record.get());
+    ASSERT_EQ(text.substr(text.find(" at ")), other.records[good++].fields);
+  }
+  EXPECT_EQ(good, other.records.size());
+  for (const auto &[first, end] : other.checkpoints) {
+    size_t found_first = 0;
+    size_t found_end = 0;
+    EXPECT_EQ(qom_checkpoint_before(reader, first, &found_first, &found_end), 1);
+    EXPECT_EQ(found_first, first);
+    EXPECT_EQ(found_end, end);
+  }
 }
 
 QomReaderInfo RecordingTest::info() {

@@ -68,7 +68,8 @@ class RecordingTest : public testing::Test {
   Reader open();
   // The reason why the file does not open; errno has to be the given one.
   std::string refusal(int error);
-  // Descriptions of all records; "error: REASON" in place of one that cannot be read.
+  // Descriptions of all records; "error: REASON" in place of one that cannot be read. The
+  // independent reader has to find the same, unless `index_lies`.
   std::vector<std::string> records();
   QomReaderInfo info();
   // Kind of everything that a scan finds.
@@ -76,6 +77,10 @@ class RecordingTest : public testing::Test {
 
   std::string folder;
   std::string path;  // of the recording
+  bool index_lies = false;
+
+ private:
+  void compare_with_independent(QomReader *reader) const;
 };
 
 std::vector<std::string> describe_all(const std::vector<Record> &records);

@@ -169,7 +169,7 @@ struct tolerance {
 
 struct QomView {
   /* -- widget -- */
-  Tcl_Interp *interp;    /* creating interpreter; the view holds it with Tcl_Preserve */
+  Tcl_Interp *interp;    /* creating interpreter; whose end is also the view's */
   Tk_Window tkwin;       /* none once the window is destroyed: the view is dead then */
   Display *display;      /* of the window; Tk's */
   Tcl_Command widgetCmd; /* instance command; none before it exists and once it is deleted */

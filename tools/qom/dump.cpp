@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
@@ -108,7 +110,7 @@ int dump(const Options &options) {
     complain(options.file, "no record lies in the range that --from and --to give");
     return kFailed;
   }
-  Progress progress("dumping", range.end - range.begin);
+  Progress progress("dumping", range.end - range.begin, isatty(STDOUT_FILENO) == 0);
   return options.text ? dump_text(recording, options, range, progress)
                       : dump_lines(recording, options, range, progress);
 }
@@ -118,7 +120,7 @@ int dump(const Options &options) {
 void add_dump_command(CLI::App &app, int &status) {
   auto options = std::make_shared<Options>();
   CLI::App *command = app.add_subcommand("dump", "Prints the records of a recording");
-  command->add_option("FILE", options->file, "the recording")->required();
+  command->add_option("FILE", options->file, "the recording")->type_name("")->required();
   command->add_option("--from", options->from, "the first record: an index or a time")
       ->check(check_bound)
       ->type_name("POINT");

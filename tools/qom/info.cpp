@@ -234,7 +234,7 @@ int info(const Options &options) {
 void add_info_command(CLI::App &app, int &status) {
   auto options = std::make_shared<Options>();
   CLI::App *command = app.add_subcommand("info", "Tells what a recording holds");
-  command->add_option("FILE", options->file, "the recording")->required();
+  command->add_option("FILE", options->file, "the recording")->type_name("")->required();
   command->add_flag("--json", options->json, "print JSON for programs");
   command->callback([options, &status] { status = info(*options); });
 }

@@ -136,7 +136,11 @@ int make(const Options &options) {
 void add_make_command(CLI::App &app, int &status) {
   auto options = std::make_shared<Options>();
   CLI::App *command = app.add_subcommand("make", "Makes a recording from its text form");
-  command->add_option("TEXT", options->text, "the text; - for standard input")->required();
-  command->add_option("OUT", options->out, "the recording, which must not exist yet")->required();
+  command->add_option("TEXT", options->text, "the text; - for standard input")
+      ->type_name("")
+      ->required();
+  command->add_option("OUT", options->out, "the recording, which must not exist yet")
+      ->type_name("")
+      ->required();
   command->callback([options, &status] { status = make(*options); });
 }

@@ -15,10 +15,10 @@ constexpr int kWidth = 40;  // columns of the bar
 
 }  // namespace
 
-Progress::Progress(std::string what, uint64_t total)
+Progress::Progress(std::string what, uint64_t total, bool wanted)
     : what_(std::move(what)),
       total_(total),
-      wanted_(isatty(STDERR_FILENO) == 1),
+      wanted_(wanted && isatty(STDERR_FILENO) == 1),
       next_(Clock::now() + kDelay) {}
 
 void Progress::update(uint64_t done) {

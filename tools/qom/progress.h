@@ -11,8 +11,9 @@ namespace qomtool {
 // the bar away when it ends. Otherwise it does nothing.
 class Progress {
  public:
-  // `total` is the amount at the end, in any unit; with 0 only the amount is shown.
-  Progress(std::string what, uint64_t total);
+  // `total` is the amount at the end, in any unit; with 0, bytes are counted and no end is known.
+  // Not `wanted`: where the work itself prints to the terminal.
+  Progress(std::string what, uint64_t total, bool wanted = true);
   ~Progress() { clear(); }
   Progress(const Progress &) = delete;
   Progress &operator=(const Progress &) = delete;

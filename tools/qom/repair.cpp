@@ -274,8 +274,11 @@ void add_repair_command(CLI::App &app, int &status) {
   auto options = std::make_shared<Options>();
   CLI::App *command =
       app.add_subcommand("repair", "Writes what is readable of a recording into a new one");
-  command->add_option("IN", options->in, "the recording, which is only read")->required();
+  command->add_option("IN", options->in, "the recording, which is only read")
+      ->type_name("")
+      ->required();
   command->add_option("OUT", options->out, "the new recording, which must not exist yet")
+      ->type_name("")
       ->required();
   command->callback([options, &status] { status = repair(*options); });
 }

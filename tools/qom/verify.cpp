@@ -60,11 +60,12 @@ class Verification {
 };
 
 bool Verification::run() {
-  if (qom_reader_scan(recording_.reader.get(), visit_event, this) != 0) return false;
+  const int stopped = qom_reader_scan(recording_.reader.get(), visit_event, this);
+  progress_.clear();
+  if (stopped != 0) return false;
   pass_entries_before(INT64_MAX);
   compare_state();
   findings_.finish();
-  progress_.clear();
   return true;
 }
 
@@ -86,7 +87,7 @@ int Verification::visit(const QomScanEvent &event) {
       torn_bytes_ += event.length;
       break;
     case QOM_SCAN_END:
-      end_mark_ = true;
+      end_mark_ = end_mark_ || indexed(event);
       break;
     case QOM_SCAN_INDEX:
       break;
@@ -219,7 +220,7 @@ void add_verify_command(CLI::App &app, int &status) {
   auto options = std::make_shared<Options>();
   CLI::App *command =
       app.add_subcommand("verify", "Reads and decodes everything and tells what is damaged");
-  command->add_option("FILE", options->file, "the recording")->required();
+  command->add_option("FILE", options->file, "the recording")->type_name("")->required();
   command->add_option("--limit", options->limit, "list at most this many problems")
       ->capture_default_str()
       ->type_name("NUMBER");

@@ -11,7 +11,6 @@
 #include "display/pipeline.h"
 #include "display/scaling.h"
 #include "display/ximage.h"
-#include "handles.h"
 
 namespace {
 
@@ -97,31 +96,19 @@ bool cursor_compose_with_ximage(QomView *view, XRectangle area) {
   return true;
 }
 
-PixmanImageHandle pixman_image(const QomView *view, const XImage *image, int width, int height) {
-  return PixmanImageHandle(pixman_image_create_bits(view->scaling.pixman_format, width, height,
-                                                    reinterpret_cast<uint32_t *>(image->data),
-                                                    image->bytes_per_line));
-}
-
-/* `area` is what lies in the blended image, `place` where the cursor is in the pixmap.
-   What the blended image holds beyond the area stays out of the filter's sight. */
+/* `area` is what lies in the blended image, `place` where the cursor is in the pixmap. What
+   the image holds beyond the area stays out of the filter's sight. */
 bool cursor_scale(QomView *view, XRectangle area, XRectangle place) {
   assert(view->scaling.factor != 0.0 && "scaling factor should be set");
   if (!image_grow(view, &view->scaling.cursor, place.width, place.height)) return false;
-  const XImage *scaled = view->scaling.cursor;
-  const PixmanImageHandle source = pixman_image(view, view->cursor.ximage, area.width, area.height);
-  const PixmanImageHandle destination = pixman_image(view, scaled, scaled->width, scaled->height);
-  if (!source || !destination) return false;
-  const pixman_fixed_t step = scaling_step(view->scaling.factor);
-  pixman_transform_t transform;
-  pixman_transform_init_scale(&transform, step, step);
-  transform.matrix[0][2] = pixman_int_to_fixed(view->cursor.position.current.x - area.x);
-  transform.matrix[1][2] = pixman_int_to_fixed(view->cursor.position.current.y - area.y);
-  pixman_image_set_transform(source.get(), &transform);
-  pixman_image_set_filter(source.get(), PIXMAN_FILTER_BILINEAR, nullptr, 0);
-  pixman_image_composite32(PIXMAN_OP_SRC, source.get(), nullptr, destination.get(), 0, 0, 0, 0, 0,
-                           0, place.width, place.height);
-  return true;
+  XImage blended = *view->cursor.ximage;
+  blended.width = area.width;
+  blended.height = area.height;
+  const XRectangle current = view->cursor.position.current;
+  const XPoint corner{static_cast<short>(current.x - area.x),
+                      static_cast<short>(current.y - area.y)};
+  return image_scale(view->scaling.pixman_format, &blended, corner, view->scaling.cursor,
+                     view->scaling.factor, {0, 0, place.width, place.height});
 }
 
 bool cursor_has_previous_position(const QomView *view) {
@@ -210,8 +197,7 @@ bool cursor_scaling_ximage_realloc(QomView *view) {
 bool cursor_is_damaged(const QomView *view) {
   const XRectangle current = view->cursor.position.current;
   if (is_empty(current)) return false;
-  const XRectangle area = area_to_blend(view);
-  return XRectInRegion(view->ximage_region, area.x, area.y, area.width, area.height) !=
+  return XRectInRegion(view->ximage_region, current.x, current.y, current.width, current.height) !=
              RectangleOut ||
          upload_touches(view, place_in_pixmap(view, current));
 }

@@ -25,8 +25,9 @@ void cursor_update_current_position(QomView *view, int x, int y);
    failure false with error code and result set. */
 bool cursor_scaling_ximage_realloc(QomView *view);
 
-/* The display pass under way has overwritten a part of the cursor in the pixmap, or the
-   frame changed under it or, with scaling on, right beside it. */
+/* The frame changed under the cursor, or the display pass under way has overwritten a part
+   of it in the pixmap. With scaling on that is also so where a change beside the cursor
+   reaches its edge through the filter. */
 bool cursor_is_damaged(const QomView *view);
 
 /* The cursor is not where, not as large or not in the shape in which it was last painted. */

@@ -57,24 +57,27 @@ Box scaled_damage(const QomView *view, Box damage) {
   return {columns.from, rows.from, columns.to, rows.to};
 }
 
-void image_scale(pixman_format_code_t format, const XImage *from, XImage *to, double factor,
-                 Box part) {
+bool image_scale(pixman_format_code_t format, const XImage *from, XPoint origin, XImage *to,
+                 double factor, Box part) {
   const PixmanImageHandle source = wrapped(format, from);
   const PixmanImageHandle destination = wrapped(format, to);
-  if (!source || !destination) return;
+  if (!source || !destination) return false;
   const pixman_fixed_t step = scaling_step(factor);
   pixman_transform_t transform;
   pixman_transform_init_scale(&transform, step, step);
+  transform.matrix[0][2] = pixman_int_to_fixed(origin.x);
+  transform.matrix[1][2] = pixman_int_to_fixed(origin.y);
   pixman_image_set_transform(source.get(), &transform);
   pixman_image_set_filter(source.get(), PIXMAN_FILTER_BILINEAR, nullptr, 0);
   pixman_image_composite32(PIXMAN_OP_SRC, source.get(), nullptr, destination.get(), part.x1,
                            part.y1, 0, 0, part.x1, part.y1, part.x2 - part.x1, part.y2 - part.y1);
+  return true;
 }
 
 void ximage_scale(QomView *view, Box part) {
   assert(view->scaling.factor != 0.0 && "scaling factor should be set");
-  image_scale(view->scaling.pixman_format, view->ximage, view->scaling.ximage, view->scaling.factor,
-              part);
+  image_scale(view->scaling.pixman_format, view->ximage, {0, 0}, view->scaling.ximage,
+              view->scaling.factor, part);
 }
 
 void pixmap_update_from_scaled_ximage(QomView *view) {

@@ -8,6 +8,7 @@
 #include "display/pipeline.h"
 #include "display/pixmap.h"
 #include "display/repaint.h"
+#include "display/viewport.h"
 #include "display/ximage.h"
 #include "trace.h"
 
@@ -33,6 +34,7 @@ int switch_on(QomView *view) {
 int switch_off(QomView *view) {
   trace(view, "-- %s: switching to non-scaling mode\n", "scaling_switch_mode");
   scaling_teardown(view);
+  viewport_clamp(view);    /* the window may have grown meanwhile */
   exposed_wants_all(view); /* the scaled picture may have been the larger one */
   return pixmap_recycle(view) ? TCL_OK : TCL_ERROR;
 }

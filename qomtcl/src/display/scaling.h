@@ -64,13 +64,14 @@ pixman_fixed_t scaling_step(double factor);
 Box scaled_damage(const QomView *view, Box damage);
 
 /*
- * Fills `part` of the image `to` with the image `from` scaled by `factor` with pixman's
- * bilinear filter; both are of the pixman format `format`, and `part` lies inside `to`.
- * The pixels are the ones that scaling all of `from` gives there; beyond `from` they are
- * zero. Nothing happens when memory is short.
+ * Fills `part` of the image `to` with the image `from`, whose pixel `origin` comes to lie
+ * at the corner of `to`, scaled by `factor` with pixman's bilinear filter; both are of the
+ * pixman format `format`, and `part` lies inside `to`. The pixels are the ones that
+ * scaling all of `from` gives there; beyond `from` they are zero. False when memory is
+ * short.
  */
-void image_scale(pixman_format_code_t format, const XImage *from, XImage *to, double factor,
-                 Box part);
+bool image_scale(pixman_format_code_t format, const XImage *from, XPoint origin, XImage *to,
+                 double factor, Box part);
 
 /* Scales that part of the frame into scaling.ximage; pixel for pixel what scaling the
    whole frame gives there. The images must be set up. */

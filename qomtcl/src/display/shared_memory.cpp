@@ -3,10 +3,10 @@
 #include <X11/extensions/XShm.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
-#include <sys/socket.h>
 
 #include <cstdlib>
 
+#include "display/connection.h"
 #include "display/x_errors.h"
 
 namespace {
@@ -14,6 +14,7 @@ namespace {
 /* What XShmPutImage() finds in an image's obdata comes first. */
 struct SharedPixels {
   XShmSegmentInfo segment;
+  size_t size; /* bytes of the segment; the image may have become smaller since */
   Display *display;
   int (*destroy_image)(XImage *); /* Xlib's own */
 };
@@ -28,15 +29,6 @@ int shared_pixels_destroy(XImage *image) noexcept {
   shmdt(shared->segment.shmaddr);
   image->data = nullptr; /* so that Xlib frees only what is its own */
   return shared->destroy_image(image);
-}
-
-/* A forwarded connection comes over TCP and has its server on another machine. */
-bool server_is_local(Display *display) {
-  sockaddr_storage address{};
-  socklen_t length = sizeof address;
-  return getpeername(ConnectionNumber(display), reinterpret_cast<sockaddr *>(&address), &length) ==
-             0 &&
-         address.ss_family == AF_UNIX;
 }
 
 bool segment_create(XShmSegmentInfo *segment, size_t size) {
@@ -62,7 +54,7 @@ bool segment_attach(Display *display, XShmSegmentInfo *segment) {
 }  // namespace
 
 bool shared_pixels_allocate(Display *display, XImage *image) {
-  if (!server_is_local(display) || !XShmQueryExtension(display)) return false;
+  if (!connection_is_local(display) || !XShmQueryExtension(display)) return false;
   /* From malloc(), since Xlib frees it with the image. */
   auto *shared = static_cast<SharedPixels *>(calloc(1, sizeof(SharedPixels)));
   if (!shared) return false;
@@ -71,6 +63,7 @@ bool shared_pixels_allocate(Display *display, XImage *image) {
     free(shared);
     return false;
   }
+  shared->size = size;
   shared->display = display;
   shared->destroy_image = image->f.destroy_image;
   image->data = shared->segment.shmaddr;
@@ -81,6 +74,10 @@ bool shared_pixels_allocate(Display *display, XImage *image) {
 
 bool shared_pixels(const XImage *image) {
   return image->f.destroy_image == shared_pixels_destroy;
+}
+
+size_t shared_pixels_room(const XImage *image) {
+  return shared_pixels(image) ? shared_part(image)->size : 0;
 }
 
 void shared_pixels_put(Display *display, Drawable drawable, GC gc, XImage *image, int source_x,

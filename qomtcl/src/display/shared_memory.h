@@ -17,6 +17,9 @@ bool shared_pixels_allocate(Display *display, XImage *image);
 /* True for an image whose pixels come from shared_pixels_allocate(). */
 bool shared_pixels(const XImage *image);
 
+/* Bytes that the pixels of such an image may take; 0 for any other image. */
+size_t shared_pixels_room(const XImage *image);
+
 /*
  * Copies a part of such an image into a drawable and waits until the server has read it.
  * Coordinates are pixels; the part lies inside the image.

@@ -14,6 +14,14 @@
  */
 XImage *ximage_allocate(Display *display, unsigned width, unsigned height);
 
+/*
+ * An image as ximage_allocate() makes them with the common part of `image` at its top left
+ * and zeros elsewhere. Takes `image` over, whose memory it uses again where it can, since
+ * new shared memory costs several times a copy of the pixels. None on failure; `image`
+ * then stays the caller's and what it was.
+ */
+XImage *ximage_resize(Display *display, XImage *image, unsigned width, unsigned height);
+
 /* A deep copy in memory of its own, released with XDestroyImage(); none when memory is
    short. */
 XImage *ximage_duplicate(const XImage *image);

@@ -3,8 +3,16 @@
 #include <algorithm>
 #include <cassert>
 #include <cstddef>
+#include <cstring>
 
 #include "pixel/channels.h"
+
+/* clang 14 cannot clone templates. */
+#if defined(__x86_64__) && !defined(__clang__)
+#define QOM_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#define QOM_CLONES
+#endif
 
 std::uint8_t scanline_pad;
 
@@ -26,14 +34,18 @@ struct Extent {
   std::size_t width, height; /* pixels, neither is 0 */
 };
 
-/* Neither memcpy(), which is slower for rows on processors whose string instructions stumble
-   over source and target at like places of their pages, nor wider vectors, which gain nothing. */
+/* In pieces, because memcpy() of whole rows uses string instructions, which on some processors
+   are slow when source and target lie at like places of their pages, as two frames do. */
 template <class Type>
 void rows_copy(Rows<const Type> source, Rows<Type> target, Extent extent) {
+  constexpr std::size_t piece = 64 / sizeof(Type);
+  const std::size_t rest = extent.width % piece;
   for (std::size_t row = 0; row < extent.height; ++row) {
-    const Type *__restrict read = source[row];
-    Type *__restrict write = target[row];
-    for (std::size_t i = 0; i < extent.width; ++i) write[i] = read[i];
+    const Type *read = source[row];
+    Type *write = target[row];
+    for (const Type *end = read + extent.width - rest; read != end; read += piece, write += piece)
+      std::memcpy(write, read, piece * sizeof(Type));
+    std::memcpy(write, read, rest * sizeof(Type));
   }
 }
 
@@ -48,8 +60,8 @@ void rows_look_up(const std::uint32_t *colours, Rows<const std::uint8_t> source,
 }
 
 template <PixelFormat source_format, PixelFormat target_format>
-__attribute__((target_clones("avx2", "default"))) void rows_convert(
-    Rows<const Pixel<source_format>> source, Rows<Pixel<target_format>> target, Extent extent) {
+QOM_CLONES void rows_convert(Rows<const Pixel<source_format>> source,
+                             Rows<Pixel<target_format>> target, Extent extent) {
   for (std::size_t row = 0; row < extent.height; ++row) {
     const Pixel<source_format> *__restrict read = source[row];
     Pixel<target_format> *__restrict write = target[row];

@@ -40,6 +40,11 @@ void picture_blank(QomView *view) {
   ViewEventuallyRedraw(view);
 }
 
+bool has_first_image(const QomView *view) {
+  const uint8_t type = view->entries[view->index_of_first_frame].type;
+  return type == QOM_COMPRESSED_IMAGE || type == QOM_COMPRESSED_IMAGE_BLOCKS;
+}
+
 /* -- key frames -- */
 
 /* Where the replay goes on after a key frame. Times of single records may lie before the
@@ -53,8 +58,7 @@ size_t frame_of_key_frame(const QomView *view, const KeyFrame *key_frame) {
 /*
  * The last key frame that holds nothing beyond the frame `to`. One whose last record has
  * exactly that frame's time is beyond it, since records of that time belong to the next
- * step; at frame 0 it is the first full image itself. The first key frame is beyond `to`
- * when the recording begins without a full image.
+ * step; at frame 0 it is the first full image itself, if there is one.
  */
 KeyFrame *key_frame_for(QomView *view, size_t to) {
   const uint64_t time = time_of_frame(view, to);
@@ -65,7 +69,8 @@ KeyFrame *key_frame_for(QomView *view, size_t to) {
 }
 
 bool key_frame_serves(const QomView *view, const KeyFrame *key_frame, size_t to) {
-  return key_frame && key_frame->timestamp <= time_of_frame(view, to);
+  if (!key_frame || (to == 0 && !has_first_image(view))) return false;
+  return key_frame->timestamp <= time_of_frame(view, to);
 }
 
 bool start_from_key_frame(QomView *view, KeyFrame *key_frame) {
@@ -90,7 +95,8 @@ bool start_from_beginning(QomView *view, size_t to) {
   char *const none[FOOTER_ITEMS_COUNT] = {};
   footer_items_become(view, none);
   view->current_frame = 0;
-  return to > 0 || consume_records(view, 0, view->index_of_first_frame + 1) == 0;
+  return to > 0 || !has_first_image(view) ||
+         consume_records(view, 0, view->index_of_first_frame + 1) == 0;
 }
 
 /* -- checkpoints -- */
@@ -105,14 +111,21 @@ bool checkpoint_is_whole(const QomView *view, Checkpoint checkpoint) {
                      [](const QomIndexEntry &entry) { return entry.type == QOM_COMPRESSED_IMAGE; });
 }
 
-/* The last usable checkpoint that begins after the record `start` and has ended when the
-   frame `to` begins. */
+/* Bytes in the file tell the work well enough: a checkpoint has to save more than it costs. */
+bool checkpoint_pays(const QomView *view, size_t start, Checkpoint checkpoint) {
+  const int64_t first = view->entries[checkpoint.first].position;
+  return first - view->entries[start].position > view->entries[checkpoint.end].position - first;
+}
+
+/* The last usable checkpoint that begins after the record `start`, from which the move
+   would start otherwise, and has ended when the frame `to` begins. */
 bool checkpoint_between(const QomView *view, size_t start, size_t to, Checkpoint *checkpoint) {
   const size_t target = index_of_frame(view, to);
   size_t at = target;
   while (qom_checkpoint_before(view->reader, at, &checkpoint->first, &checkpoint->end) == 1) {
     if (checkpoint->first <= start || checkpoint->first > at) return false;
-    if (checkpoint->end <= target && checkpoint_is_whole(view, *checkpoint)) return true;
+    if (checkpoint->end <= target && checkpoint_is_whole(view, *checkpoint))
+      return checkpoint_pays(view, start, *checkpoint);
     at = checkpoint->first - 1;
   }
   return false;

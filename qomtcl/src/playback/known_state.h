@@ -3,7 +3,7 @@
  *
  * The frame state is known without replaying at three kinds of places: where the view
  * is, at its key frames, and at the checkpoints of the recording. A move starts from the
- * one that leaves the fewest records to apply. What it ends with is the same from each.
+ * one that leaves the least to apply. What it ends with is the same from each.
  */
 #ifndef QOMTCL_PLAYBACK_KNOWN_STATE_H
 #define QOMTCL_PLAYBACK_KNOWN_STATE_H

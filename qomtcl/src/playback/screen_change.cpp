@@ -2,8 +2,6 @@
 
 #include <err.h>
 
-#include <cstring>
-
 #include "display/cursor.h"
 #include "display/damage.h"
 #include "display/pipeline.h"
@@ -17,25 +15,6 @@ namespace {
 
 bool side_is_in_range(uint16_t side) {
   return side > 0 && side <= QOM_MAX_SIDE;
-}
-
-/* Both images have the display's layout, so that pixels move as whole rows of bytes. */
-void ximage_transfer(const XImage *from, XImage *to) {
-  const int width = from->width < to->width ? from->width : to->width;
-  const int height = from->height < to->height ? from->height : to->height;
-  const size_t row = static_cast<size_t>(width) * from->bits_per_pixel / 8;
-  for (int y = 0; y < height; ++y)
-    memcpy(to->data + static_cast<size_t>(y) * to->bytes_per_line,
-           from->data + static_cast<size_t>(y) * from->bytes_per_line, row);
-}
-
-bool ximage_resized(QomView *view, uint16_t new_width, uint16_t new_height) {
-  XImage *resized = ximage_allocate(view->display, new_width, new_height);
-  if (!resized) return false;
-  ximage_transfer(view->ximage, resized);
-  XDestroyImage(view->ximage);
-  view->ximage = resized;
-  return true;
 }
 
 /* At natural size the window beside a smaller frame has to be painted anew too. */
@@ -66,7 +45,9 @@ int screen_change_process(QomView *view, uint16_t new_width, uint16_t new_height
     warnx("%s: screen size %dx%d is out of range", "screen_change_process", new_width, new_height);
     return 1;
   }
-  if (!ximage_resized(view, new_width, new_height)) return 1;
+  XImage *resized = ximage_resize(view->display, view->ximage, new_width, new_height);
+  if (!resized) return 1;
+  view->ximage = resized;
   const uint16_t old_width = view->width;
   const uint16_t old_height = view->height;
   view->width = new_width;

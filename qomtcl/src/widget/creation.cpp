@@ -3,6 +3,7 @@
 #include <cassert>
 #include <cstring>
 
+#include "display/connection.h"
 #include "display/conversion.h"
 #include "display/pipeline.h"
 #include "display/pixmap.h"
@@ -23,7 +24,6 @@ constexpr unsigned long kBandColour = 0xcccccc;
 QomView *view_new(Tcl_Interp *interp) {
   auto *view = reinterpret_cast<QomView *>(Tcl_Alloc(sizeof(QomView)));
   memset(view, 0, sizeof *view);
-  Tcl_Preserve(interp); /* released by view_destroy() */
   view->interp = interp;
   view->scaling.on = true;
   view->option.framerate = kDefaultFramerate;
@@ -68,10 +68,14 @@ bool widget_setup(QomView *view, const char *path) {
   view->tkwin = Tk_CreateWindowFromPath(view->interp, main_window, path, nullptr);
   if (!view->tkwin) return false;
   view->display = Tk_Display(view->tkwin);
+  connection_prepare(view->display);
   Tk_SetClass(view->tkwin, "QomView");
   view->widgetCmd = Tcl_CreateObjCommand(view->interp, Tk_PathName(view->tkwin), ViewInstanceCmd,
                                          view, ViewInstanceDeleteProc);
   assert(view->widgetCmd != 0 && "widgetCmd should not be NULL");
+  /* Until ViewInstanceDeleteProc() has run: a trace of the command's deletion may destroy
+     the window first. */
+  Tcl_Preserve(view);
   Tk_CreateEventHandler(view->tkwin, ExposureMask | StructureNotifyMask, ViewEventProc, view);
   if (!window_is_on_default_screen(view)) return false;
   window_use_default_visual(view->tkwin);

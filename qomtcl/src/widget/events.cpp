@@ -111,6 +111,7 @@ void ViewInstanceDeleteProc(ClientData clientData) noexcept {
   assert(view != 0 && "view should not be NULL");
   view->widgetCmd = nullptr; /* the token ends with this call */
   if (view->tkwin) Tk_DestroyWindow(view->tkwin);
+  Tcl_Release(view);
 }
 
 void ViewDestroy(char *memPtr) noexcept {
@@ -119,7 +120,6 @@ void ViewDestroy(char *memPtr) noexcept {
 }
 
 void view_destroy(QomView *view) {
-  Tcl_Interp *interp = view->interp;
   view->destroying_view = true;
   trace(view, "-- %s: cleanup\n", "view_destroy");
   timers_cancel(view);
@@ -131,5 +131,4 @@ void view_destroy(QomView *view) {
   reader_teardown(view);
   memset(view, 0, sizeof *view);
   Tcl_Free(reinterpret_cast<char *>(view));
-  Tcl_Release(interp);
 }

@@ -10,7 +10,8 @@
    QomView. */
 void ViewEventProc(ClientData clientData, XEvent *event) noexcept;
 
-/* Delete procedure of the instance command: destroys the window if there is one. */
+/* Delete procedure of the instance command: destroys the window if there is one, and gives
+   up the hold (Tcl_Preserve) that the command has on the view. */
 void ViewInstanceDeleteProc(ClientData clientData) noexcept;
 
 /* Free procedure for Tcl_EventuallyFree(): view_destroy() unless it has begun already. */

@@ -329,6 +329,13 @@ Tcl_Obj *difference(const Picture &expected, XImage *window, unsigned long bits)
   return first ? first : Tcl_NewObj();
 }
 
+/* At natural size the window stays inside the frame as far as the frame fills it. */
+bool position_is_in_range(const QomView *view, const Picture &frame) {
+  return view->topleft.x >= 0 && view->topleft.y >= 0 &&
+         view->topleft.x <= std::max(0, frame.width - Tk_Width(view->tkwin)) &&
+         view->topleft.y <= std::max(0, frame.height - Tk_Height(view->tkwin));
+}
+
 struct ReaderDeleter {
   void operator()(QomReader *reader) const { qom_reader_close(reader); }
 };
@@ -357,6 +364,11 @@ int check_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[
     const RecordHandle<QomRecord> record(
         qom_record_at_index(reader.get(), static_cast<size_t>(index)));
     if (record) replay.apply(record.get());
+  }
+  if (!view->scaling.on && !position_is_in_range(view, replay.frame())) {
+    Tcl_SetObjResult(interp, Tcl_ObjPrintf("scroll position %d,%d is out of range", view->topleft.x,
+                                           view->topleft.y));
+    return TCL_OK;
   }
   const Picture expected =
       window_expected(replay.frame(), replay.cursor(), target, view->scaling.on, objc == 4,

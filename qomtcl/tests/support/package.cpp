@@ -58,6 +58,9 @@ int state_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[
   if (field == "redraw_pending") value = view->redraw_pending;
   if (field == "update_scrollbars") value = view->update_scrollbars;
   if (field == "notice_pending") value = view->first_notice != nullptr;
+  if (field == "red_mask") value = static_cast<double>(view->ximage->red_mask);
+  if (field == "green_mask") value = static_cast<double>(view->ximage->green_mask);
+  if (field == "blue_mask") value = static_cast<double>(view->ximage->blue_mask);
   if (field == "shared") value = view->ximage->obdata != nullptr;
   Tcl_SetObjResult(interp, Tcl_NewDoubleObj(value));
   return TCL_OK;
@@ -101,7 +104,8 @@ extern "C" __attribute__((visibility("default"))) int Qomtest_Init(Tcl_Interp *i
   } commands[] = {{"::qomtest::record", record_command}, {"::qomtest::check", check_command},
                   {"::qomtest::fault", fault_command},   {"::qomtest::apply", apply_command},
                   {"::qomtest::settle", settle_command}, {"::qomtest::state", state_command},
-                  {"::qomtest::poke", poke_command},     {"::qomtest::first", first_command}};
+                  {"::qomtest::poke", poke_command},     {"::qomtest::first", first_command},
+                  {"::qomtest::clock", clock_command}};
   Tcl_CreateNamespace(interp, "::qomtest", nullptr, nullptr);
   for (const auto &command : commands)
     Tcl_CreateObjCommand(interp, command.name, command.procedure, nullptr, nullptr);

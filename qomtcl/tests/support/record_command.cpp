@@ -8,7 +8,6 @@
 #include <string>
 
 #include "handles.h"
-#include "recorded_state.h"
 #include "support.h"
 
 namespace {
@@ -47,10 +46,7 @@ class Words {
 class Recording {
  public:
   Recording(Tcl_Interp *interp, const char *path, const QomHeader &header)
-      : interp_(interp),
-        header_(header),
-        state_(header),
-        writer_(qom_writer_create(path, &header)) {}
+      : interp_(interp), header_(header), writer_(qom_writer_create(path, &header)) {}
   ~Recording() { qom_writer_close(writer_); }
   bool good() const { return writer_ != nullptr; }
 
@@ -69,7 +65,6 @@ class Recording {
     if (kind == "position") return position(words.number(1), words.number(2));
     if (kind == "input") return input(words.text(1), words.text(2));
     if (kind == "done") return done();
-    if (kind == "restated") return state_.restate(writer_, time_);
     if (kind == "begin") return qom_writer_begin_checkpoint(writer_) == 0;
     if (kind == "end") return qom_writer_end_checkpoint(writer_) == 0;
     return footer(kind, words.size() > 1 ? words.text(1) : nullptr);
@@ -80,10 +75,7 @@ class Recording {
     time_ = header_.timestamp + static_cast<uint64_t>(microseconds);
     return true;
   }
-  bool append(const void *record) {
-    state_.follow(record);
-    return qom_writer_append(writer_, record) == 0;
-  }
+  bool append(const void *record) { return qom_writer_append(writer_, record) == 0; }
 
   std::vector<uint8_t> pixels(Rectangle r) const {
     const size_t bytes = pixel_format_bytes_per_pixel(header_.pixel_format);
@@ -242,7 +234,6 @@ class Recording {
 
   Tcl_Interp *interp_;
   QomHeader header_;
-  RecordedState state_;
   QomWriter *writer_;
   uint64_t time_ = header_.timestamp;
 };

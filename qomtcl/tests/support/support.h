@@ -14,7 +14,6 @@
  *         app|appfmt|host|ip|sid|tid ?TEXT?
  *         input USER TFN
  *         done
- *         restated                everything so far once more
  *         begin, end              marks the records between them as a checkpoint
  *         at MICROSECONDS         time of the following records, from the start
  *   qomtest::apply PATH INDEX...  applies records to a view and asks for a display; a list of
@@ -26,6 +25,8 @@
  *   qomtest::settle               returns when no event is left in the process or on its way
  *   qomtest::state PATH FIELD     a field of the view record
  *   qomtest::poke PATH FIELD N    sets one
+ *   qomtest::clock N              every reading of Tcl's clock puts it N milliseconds ahead;
+ *                                 0 puts it right; only for moves and settle, not for vwait
  *   qomtest::fault NAME N         makes the n-th call of a function fail, -1: all, 0: none
  */
 #ifndef QOMTCL_TESTS_SUPPORT_H
@@ -44,6 +45,7 @@ QomView *view_of(Tcl_Interp *interp, Tcl_Obj *path);
 
 int record_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]);
 int check_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]);
+int clock_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]);
 int fault_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]);
 
 #endif

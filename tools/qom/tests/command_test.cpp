@@ -64,6 +64,8 @@ TEST_F(Command, DumpChoosesByIndexElapsedAndClock) {
   EXPECT_EQ(dumped({"--from", "8.5s"}), "89");
   EXPECT_EQ(dumped({"--from", "0:08", "--to", "0:00:09.5"}), "78");
   EXPECT_EQ(dumped({"--from", "2024-01-01 00:00:09", "--to", "2024-01-01T00:00:09.999"}), "8");
+  EXPECT_EQ(dumped({"--from", "9s"}), "89");
+  EXPECT_EQ(dumped({"--to", "2s"}), "01");
   EXPECT_EQ(dumped({"--to", "99"}), "0123456789");
   const std::string nothing =
       "1 qom: " + path("ten") + ": no record lies in the range that --from and --to give\n";
@@ -151,6 +153,15 @@ TEST_F(Command, NothingIsOverwritten) {
   const std::string before = read_file(path("small"));
   EXPECT_EQ(qom({"repair", path("small"), path("small")}).status, 1);
   EXPECT_EQ(read_file(path("small")), before);
+}
+
+TEST_F(Command, OutputThatCannotBeWrittenIsAFailure) {
+  make("small", small_text());
+  for (const char *command : {"info", "dump", "verify"}) {
+    const Outcome outcome = qom({command, path("small")}, "", 40);
+    EXPECT_EQ(outcome.status, 1) << command;
+    EXPECT_EQ(outcome.err, "qom: standard output: File too large\n");
+  }
 }
 
 TEST_F(Command, WhatIsNoRecordingExitsWith3) {

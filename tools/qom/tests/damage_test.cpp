@@ -1,6 +1,8 @@
 // verify and repair on recordings that are not what was written.
 #include <unistd.h>
 
+#include <cstring>
+
 #include <nlohmann/json.hpp>
 
 #include "program.h"
@@ -11,6 +13,31 @@ namespace qomtool {
 namespace {
 
 constexpr size_t kFrameHead = 32;
+constexpr size_t kTimeAt = 8;  // in a frame head, as below
+constexpr size_t kLengthAt = 16;
+constexpr size_t kPayloadSumAt = 24;
+constexpr size_t kHeadSumAt = 28;
+
+uint32_t crc32c(const std::string &bytes) {
+  uint32_t crc = 0xffffffff;
+  for (char c : bytes) {
+    crc ^= static_cast<uint8_t>(c);
+    for (int bit = 0; bit < 8; ++bit) crc = crc >> 1 ^ (crc & 1 ? 0x82f63b78 : 0);
+  }
+  return ~crc;
+}
+
+template <typename Number>
+Number get(const std::string &bytes, size_t at) {
+  Number number;
+  std::memcpy(&number, &bytes[at], sizeof number);
+  return number;
+}
+
+template <typename Number>
+void put(std::string &bytes, size_t at, Number number) {
+  std::memcpy(&bytes[at], &number, sizeof number);
+}
 
 class Damage : public ProgramTest {
  protected:
@@ -44,6 +71,25 @@ class Damage : public ProgramTest {
   std::string flipped(size_t at) const {
     std::string bytes = bytes_;
     bytes[at] = static_cast<char>(bytes[at] ^ 1 << at % 8);
+    return bytes;
+  }
+
+  size_t position(size_t record) const { return static_cast<size_t>(entries_[record].position); }
+
+  // Makes the checksums of the frame at `at` right again after a change.
+  void seal(std::string &bytes, size_t at) const {
+    const auto length = get<uint32_t>(bytes, at + kLengthAt);
+    put(bytes, at + kPayloadSumAt, crc32c(bytes.substr(at + kFrameHead, length)));
+    const std::string salt = bytes.substr(position(0) - 4, 4);
+    put(bytes, at + kHeadSumAt, crc32c(salt + bytes.substr(at, kHeadSumAt)));
+  }
+
+  // Puts a number into a record's payload, with good checksums.
+  template <typename Number>
+  std::string forged(size_t record, size_t offset, Number number) const {
+    std::string bytes = bytes_;
+    put(bytes, position(record) + kFrameHead + offset, number);
+    seal(bytes, position(record));
     return bytes;
   }
 
@@ -149,6 +195,63 @@ TEST_F(Damage, ACheckpointWithALostRecordGoesOverAsRecords) {
   EXPECT_TRUE(contains(told, "37 records, 1 checkpoints")) << told;
   EXPECT_TRUE(contains(told, "1 records that the index has in these bytes")) << told;
   EXPECT_TRUE(contains(told, "1 checkpoints, whose other records")) << told;
+}
+
+// Good checksums and contents that no writer would write.
+TEST_F(Damage, ForgedRecordsAreFoundAndLeftOut) {
+  const struct {
+    const char *what;
+    std::string bytes;
+    size_t checkpoints;
+  } forgeries[] = {
+      {"an image block wider than its record", forged<uint16_t>(12, 4, 0x7fff), 2},
+      {"an image block without pixels", forged<uint16_t>(12, 6, 0), 2},
+      {"compressed bytes that are no zstd frame", forged<uint32_t>(17, 12, 0), 1},
+      {"compressed blocks that are no zstd frame", forged<uint32_t>(13, 0, 0), 2},
+      {"a hot spot outside of the cursor", forged<uint16_t>(18, 8, 3), 1},
+      {"an image of another format", forged<uint8_t>(11, 8, 1), 2},
+      {"a text longer than its record", forged<uint32_t>(20, 0, 1000), 1},
+  };
+  for (const auto &[what, bytes, checkpoints] : forgeries) {
+    SCOPED_TRACE(what);
+    const Outcome verdict = verify(bytes);
+    EXPECT_EQ(verdict.status, 1);
+    EXPECT_TRUE(contains(verdict.out, "1 problems, 37 records are readable") ||
+                contains(verdict.out, "2 problems, 37 records are readable"))
+        << verdict.out;
+    const std::string told = repair(bytes);
+    EXPECT_TRUE(contains(told, "37 records, " + std::to_string(checkpoints) + " checkpoints"))
+        << told;
+  }
+}
+
+TEST_F(Damage, AnIndexThatLiesIsFound) {
+  // The full index follows the last record.
+  const size_t part = position(37) + kFrameHead + entries_[37].length;
+  constexpr size_t kEntries = kFrameHead + 32;
+  ASSERT_EQ(get<int64_t>(bytes_, part + kEntries), entries_[0].position);
+  for (const size_t field : {size_t{8}, size_t{16}}) {  // the time, the type
+    std::string bytes = bytes_;
+    bytes[part + kEntries + 24 * 36 + field] ^= 1;
+    seal(bytes, part);
+    const Outcome verdict = verify(bytes);
+    EXPECT_EQ(verdict.status, 1) << verdict.out;
+    EXPECT_TRUE(contains(verdict.out, "offset " + std::to_string(position(36)))) << verdict.out;
+    EXPECT_TRUE(contains(repair(bytes), "38 records, 2 checkpoints"));
+    EXPECT_EQ(read_file(path("repaired")), bytes_);
+  }
+}
+
+TEST_F(Damage, ATimeThatGoesBackIsToldAndRaised) {
+  std::string bytes = bytes_.substr(0, position(37) + kFrameHead + entries_[37].length);
+  put(bytes, position(12) + kTimeAt, uint64_t{1});
+  seal(bytes, position(12));
+  const Outcome verdict = verify(bytes);
+  EXPECT_EQ(verdict.status, 1);
+  EXPECT_TRUE(contains(verdict.out, "the time goes back")) << verdict.out;
+  repair(bytes);
+  const std::string lines = qom({"dump", "--from", "12", "--to", "12", path("repaired")}).out;
+  EXPECT_TRUE(contains(lines, "#12 0:00:01.750 ")) << lines;
 }
 
 TEST_F(Damage, DumpTellsWhatItCannotReadAndGoesOn) {

@@ -1,0 +1,95 @@
+/* The way of a picture from the frame image to the window. */
+
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "bench_view.h"
+#include "display/damage.h"
+#include "display/pipeline.h"
+#include "display/scaling.h"
+#include "display/ximage.h"
+#include "playback/screen_change.h"
+#include "ratio.h"
+
+namespace {
+
+constexpr int kWidth = 1920;
+constexpr int kHeight = 1080;
+
+/* Shows a damage, and waits until the server has shown it. */
+bench::Work display(QomView *view, XRectangle damage) {
+  return [view, damage] {
+    region_touch(view->ximage_region, damage);
+    ViewDisplay(view);
+    XSync(view->display, False);
+  };
+}
+
+constexpr XRectangle kWhole{0, 0, kWidth, kHeight};
+constexpr XRectangle kPart{700, 500, 192, 108}; /* a hundredth of it */
+
+/* Pixels in the process's own memory, as where the server is not on this machine. */
+void frame_unshare(QomView *view) {
+  XImage *copy = ximage_duplicate(view->ximage);
+  XDestroyImage(view->ximage);
+  view->ximage = copy;
+}
+
+void mode(Tcl_Interp *interp, QomView *view, bool on, int width, int height) {
+  bench::evaluate(interp, on ? ".v configure -scaling 1" : ".v configure -scaling 0");
+  bench::evaluate(
+      interp, "wm geometry . " + std::to_string(width) + "x" + std::to_string(height) + "; update");
+  display(view, kWhole)();
+}
+
+bench::Work scale(QomView *view, Box damage) {
+  return [view, damage] { ximage_scale(view, scaled_damage(view, damage)); };
+}
+
+bench::Work screen_changes(QomView *view) {
+  return
+      [view] { screen_change_process(view, view->width == kWidth ? kWidth - 1 : kWidth, kHeight); };
+}
+
+}  // namespace
+
+int main(int argc, char *argv[]) {
+  bench::Options options = bench::options_read(
+      argc, argv, "Measures how long pictures take from the frame image to the window.");
+  Tcl_Interp *interp = bench::interp_start(argv[0]);
+  const std::string file = bench::picture_recording(kWidth, kHeight);
+  QomView *view = bench::view_show(interp, file, kWidth, kHeight);
+  options.server = bench::server_clock(view->display);
+  /* Whole frames come a few times a second and find no cache warm. */
+  bench::Options frame_options = options;
+  frame_options.before = bench::caches_flush;
+
+  const size_t size = static_cast<size_t>(view->ximage->bytes_per_line) * kHeight;
+  const std::vector<char> from(size, 1);
+  std::vector<char> to(size);
+  const bench::Work copy = [&] { memcpy(to.data(), from.data(), size); };
+
+  bench::Table table("1920x1080, natural size and scaled to 1280x720");
+  mode(interp, view, false, kWidth, kHeight);
+  const bool shared = view->ximage->obdata != nullptr;
+  if (shared)
+    table.row("frame to window, shared memory / memcpy",
+              bench::cost(copy, display(view, kWhole), frame_options), bench::at_most(2));
+  table.row("1% damage / full damage, natural size",
+            bench::cost(display(view, kWhole), display(view, kPart), options), bench::at_most(0.1));
+  frame_unshare(view);
+  table.row("frame to window, sent / memcpy",
+            bench::cost(copy, display(view, kWhole), frame_options), bench::at_most(3.3));
+
+  mode(interp, view, true, 1280, 720);
+  table.row("1% damage / full damage, scaled",
+            bench::cost(display(view, kWhole), display(view, kPart), options), bench::at_most(0.1));
+  table.row(
+      "scaling 200x100 / scaling all",
+      bench::cost(scale(view, {0, 0, kWidth, kHeight}), scale(view, {700, 500, 900, 600}), options),
+      bench::at_most(1.0 / 50));
+  table.row("screen change / memcpy", bench::cost(copy, screen_changes(view), options),
+            bench::at_most(3));
+  return table.close();
+}

@@ -1,0 +1,157 @@
+#include "faults.h"
+
+#include <dlfcn.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+
+namespace {
+
+constexpr auto kinds = static_cast<size_t>(faults::Call::count);
+
+struct Fault {
+  size_t calls;
+  size_t from;  // first call that fails, 0 for none
+  int error;
+};
+Fault plan[kinds];
+size_t trickle_bytes;
+bool interrupt;
+bool happened;
+size_t largest;
+size_t blocks;
+
+void *count_block(void *memory) {
+  if (memory) ++blocks;
+  return memory;
+}
+
+// Whether this call has to fail; sets errno.
+bool fails(faults::Call call) {
+  Fault &fault = plan[static_cast<size_t>(call)];
+  ++fault.calls;
+  if (fault.from == 0 || fault.calls < fault.from) return false;
+  happened = true;
+  errno = fault.error;
+  return true;
+}
+
+bool interrupted() {
+  if (trickle_bytes == 0) return false;
+  interrupt = !interrupt;
+  if (interrupt) errno = EINTR;
+  return interrupt;
+}
+
+// The C library's own function behind the one of this name here.
+template <typename Function>
+Function *real(const char *name) {
+  return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+// Only the first part, and of it only as much as may trickle.
+template <typename Vector>
+ssize_t transfer(Vector *vector, int fd, const struct iovec *parts, int count, off_t at) {
+  if (trickle_bytes == 0) return vector(fd, parts, count, at);
+  while (count > 1 && parts->iov_len == 0) ++parts, --count;
+  const struct iovec part = {parts->iov_base, std::min(parts->iov_len, trickle_bytes)};
+  return vector(fd, &part, 1, at);
+}
+
+ssize_t plain_writev(int fd, const struct iovec *parts, int count, off_t) {
+  static auto function = real<ssize_t(int, const struct iovec *, int)>("writev");
+  return function(fd, parts, count);
+}
+
+}  // namespace
+
+extern "C" {
+
+ssize_t writev(int fd, const struct iovec *parts, int count) {
+  if (interrupted() || fails(faults::Call::write)) return -1;
+  return transfer(plain_writev, fd, parts, count, 0);
+}
+
+int fdatasync(int fd) {
+  static auto function = real<int(int)>("fdatasync");
+  return fails(faults::Call::sync) ? -1 : function(fd);
+}
+
+ssize_t preadv(int fd, const struct iovec *parts, int count, off_t at) {
+  static auto function = real<ssize_t(int, const struct iovec *, int, off_t)>("preadv");
+  if (interrupted() || fails(faults::Call::read)) return -1;
+  return transfer(function, fd, parts, count, at);
+}
+
+ssize_t pread(int fd, void *data, size_t length, off_t at) {
+  const struct iovec part = {data, length};
+  return preadv(fd, &part, 1, at);
+}
+
+#ifndef __SANITIZE_ADDRESS__
+void *__libc_malloc(size_t);
+void *__libc_calloc(size_t, size_t);
+void *__libc_realloc(void *, size_t);
+void __libc_free(void *);
+
+void *malloc(size_t size) {
+  largest = std::max(largest, size);
+  return fails(faults::Call::allocation) ? nullptr : count_block(__libc_malloc(size));
+}
+
+void *calloc(size_t count, size_t size) {
+  return fails(faults::Call::allocation) ? nullptr : count_block(__libc_calloc(count, size));
+}
+
+void *realloc(void *old, size_t size) {
+  largest = std::max(largest, size);
+  if (fails(faults::Call::allocation)) return nullptr;
+  return old ? __libc_realloc(old, size) : count_block(__libc_realloc(old, size));
+}
+
+void free(void *memory) {
+  if (memory) --blocks;
+  __libc_free(memory);
+}
+#endif
+
+}  // extern "C"
+
+namespace faults {
+
+void fail(Call call, size_t n, int error) {
+  plan[static_cast<size_t>(call)] = {0, n, error};
+}
+
+void trickle(size_t bytes) {
+  trickle_bytes = bytes;
+}
+
+bool clear() {
+  const bool result = happened;
+  for (Fault &fault : plan) fault = {};
+  trickle_bytes = 0;
+  largest = 0;
+  happened = false;
+  return result;
+}
+
+size_t largest_allocation() {
+  return largest;
+}
+
+size_t open_files() {
+  size_t count = 0;
+  for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd"))
+    count += !entry.path().empty();
+  return count;
+}
+
+size_t allocated() {
+  return blocks;
+}
+
+}  // namespace faults

@@ -1,0 +1,120 @@
+// Packed blocks: whatever the pixels look like, they come back as they were.
+#include "packing.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "format.h"
+#include "qom/writer.h"
+#include "records.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+struct Packing : testing::Test {
+  // A block whose pixels are of this many colours, or all random when there are none.
+  void add(uint16_t width, uint16_t height, size_t colours) {
+    const uint16_t head[] = {static_cast<uint16_t>(random()), static_cast<uint16_t>(random()),
+                             width, height};
+    append(head, sizeof head);
+    std::vector<uint32_t> palette(colours);
+    for (uint32_t &colour : palette) colour = static_cast<uint32_t>(random());
+    for (size_t i = 0; i < size_t{width} * height; ++i) {
+      const auto any = static_cast<uint32_t>(random());
+      const uint32_t pixel = colours ? palette[i < colours ? i : any % colours] : any;
+      append(&pixel, sizeof pixel);
+    }
+  }
+  void append(const void *data, size_t length) {
+    const auto *from = static_cast<const uint8_t *>(data);
+    blocks.insert(blocks.end(), from, from + length);
+  }
+
+  Bytes pack() const {
+    const qom::Packed packed = qom::pack_blocks(blocks.data(), blocks.size());
+    const std::unique_ptr<uint8_t, void (*)(void *)> owner(packed.bytes, std::free);
+    EXPECT_LE(packed.length, qom::most_packed(blocks.size()));
+    return packed.bytes ? Bytes(packed.bytes, packed.bytes + packed.length) : Bytes();
+  }
+  bool unpacks(const Bytes &packed, size_t length) const {
+    const std::unique_ptr<uint8_t[]> exact(new uint8_t[length]);  // an overrun would be noticed
+    return qom::unpack_blocks(packed.data(), packed.size(), exact.get(), length) &&
+           (length != blocks.size() || std::memcmp(exact.get(), blocks.data(), length) == 0);
+  }
+
+  std::mt19937 random{11};
+  Bytes blocks;
+};
+
+TEST_F(Packing, EveryNumberOfColoursComesBack) {
+  for (const size_t colours : {1, 2, 15, 16, 17, 200, 255, 256, 257, 0}) {
+    for (const auto &[width, height] : {std::pair{1, 1}, {7, 3}, {64, 64}, {129, 131}}) {
+      blocks.clear();
+      add(static_cast<uint16_t>(width), static_cast<uint16_t>(height), colours);
+      EXPECT_TRUE(unpacks(pack(), blocks.size())) << colours << " in " << width << "x" << height;
+    }
+  }
+}
+
+TEST_F(Packing, MixedBlocksComeBackInTheirOrder) {
+  for (int round = 0; round < 200; ++round) {
+    blocks.clear();
+    for (size_t i = 0, count = 1 + random() % 40; i < count; ++i) {
+      const size_t kinds[] = {2, 5, 16, 40, 256, 0};
+      add(static_cast<uint16_t>(1 + random() % 70), static_cast<uint16_t>(1 + random() % 50),
+          kinds[random() % 6]);
+    }
+    ASSERT_TRUE(unpacks(pack(), blocks.size()));
+  }
+}
+
+TEST_F(Packing, FewColoursTakeAnEighthOfTheRoom) {
+  for (int i = 0; i < 100; ++i) add(64, 16, 2);
+  EXPECT_EQ(pack().empty(), false);
+  EXPECT_LT(pack().size(), blocks.size() / 7);
+}
+
+TEST_F(Packing, OtherBytesAreLeftAlone) {
+  add(20, 20, 3);
+  blocks.pop_back();
+  EXPECT_TRUE(pack().empty()) << "a block that does not fit";
+  blocks.assign(8, 0);
+  EXPECT_TRUE(pack().empty()) << "a block without pixels";
+  blocks.clear();
+  EXPECT_TRUE(pack().empty());
+}
+
+TEST_F(Packing, DamagedBytesStayInBounds) {
+  for (const size_t colours : {4, 60, 0}) add(31, 17, colours);
+  const Bytes good = pack();
+  for (size_t length = 0; length < good.size(); ++length) {
+    ASSERT_FALSE(
+        unpacks(Bytes(good.begin(), good.begin() + static_cast<ptrdiff_t>(length)), blocks.size()));
+  }
+  EXPECT_FALSE(unpacks(good, blocks.size() - 1));
+  EXPECT_FALSE(unpacks(good, blocks.size() + 1));
+  for (int round = 0; round < 20000; ++round) {
+    Bytes bad = good;
+    bad[random() % (round % 2 ? 40 : bad.size())] ^= static_cast<uint8_t>(1 + random() % 255);
+    unpacks(bad, blocks.size());
+  }
+}
+
+TEST_F(Packing, IsWhatBlocksAreCompressedWith) {
+  for (int i = 0; i < 20; ++i) add(64, 16, i % 5 ? 3 : 0);
+  const QomImageBlocks plain = {QOM_IMAGE_BLOCKS, 9, static_cast<uint32_t>(blocks.size()),
+                                blocks.data()};
+  const qom::RecordPtr<QomCompressedImageBlocks> packed(qom_image_blocks_compress(&plain));
+  ASSERT_TRUE(packed);
+  EXPECT_EQ(packed->data[0], qom::codec_zstd_packed);
+  const qom::RecordPtr<QomImageBlocks> again(qom_image_blocks_uncompress(packed.get()));
+  ASSERT_TRUE(again);
+  EXPECT_EQ(Bytes(again->data, again->data + again->length), blocks);
+}
+
+}  // namespace
