@@ -11,6 +11,7 @@ build_packages=(
 )
 run_packages=(
   tcl tk
+  fonts-dejavu-core x11-xserver-utils # letters, and the resolution that a desktop asks for
   xvfb x11-utils imagemagick # a display and a screenshot where there is none
 )
 test_packages=(

@@ -83,7 +83,7 @@ struct KeyFrame {
   uint64_t timestamp; /* time of the last record applied */
   uint16_t width;     /* size of the snapshot's frame, pixels */
   uint16_t height;
-  PackedPicture *picture; /* the frame image, packed; picture_release() */
+  PackedPicture *picture;                 /* the frame image, packed; picture_release() */
   cursor_state cursor;                    /* the cursor at that time */
   char *footer_items[FOOTER_ITEMS_COUNT]; /* private copies, free(); none = no text */
 };
@@ -159,6 +159,14 @@ struct upload {
                      zero outside a pass and when the pass uploaded nothing */
 };
 
+/* What a move does at a record that cannot be read or applied; owned by
+   playback/navigation. */
+struct tolerance {
+  bool on;              /* pass over it and go on; off: the move fails */
+  uint64_t passed_over; /* records passed over so far, each counted as often as it was met */
+  uint64_t last_time;   /* microseconds, of the last of them */
+};
+
 struct QomView {
   /* -- widget -- */
   Tcl_Interp *interp;    /* creating interpreter; whose end is also the view's */
@@ -202,6 +210,7 @@ struct QomView {
   /* -- moving and playing -- */
   struct going going;
   struct playing playing;
+  struct tolerance tolerance;
 
   /* -- script -- */
   Tcl_Obj *callback;  /* one reference is the view's; none = no callback */

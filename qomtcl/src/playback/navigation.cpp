@@ -51,8 +51,12 @@ bool record_apply(QomView *view, size_t index) {
 }
 
 int records_apply(QomView *view, size_t first, size_t last) {
-  for (size_t i = first; i < last; ++i)
-    if (!record_apply(view, i)) return 1;
+  for (size_t i = first; i < last; ++i) {
+    if (record_apply(view, i)) continue;
+    if (!view->tolerance.on) return 1;
+    ++view->tolerance.passed_over;
+    view->tolerance.last_time = view->entries[i].timestamp;
+  }
   return 0;
 }
 

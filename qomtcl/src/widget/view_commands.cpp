@@ -1,5 +1,7 @@
 /* Commands of the ::qom namespace that take a view's path name first. */
 
+#include <algorithm>
+
 #include "playback/navigation.h"
 #include "trace.h"
 #include "widget/instance.h"
@@ -58,10 +60,98 @@ int PhotoCmd(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) no
   return photo_put(view, Tcl_GetString(objv[2]), with_cursor);
 }
 
+const char *state_name(QomReaderState state) {
+  switch (state) {
+    case QOM_STATE_FINISHED:
+      return "finished";
+    case QOM_STATE_UNFINISHED:
+      return "unfinished";
+    default:
+      return "damaged";
+  }
+}
+
+void put(Tcl_Obj *dictionary, const char *key, uint64_t value) {
+  Tcl_DictObjPut(nullptr, dictionary, Tcl_NewStringObj(key, -1),
+                 Tcl_NewWideIntObj(static_cast<Tcl_WideInt>(value)));
+}
+
+/* Microseconds: when the first record behind a place of the file was made, or the last record
+   when there is none behind it. */
+uint64_t time_behind(const QomView *view, int64_t position) {
+  const QomIndexEntry *begin = view->entries;
+  const QomIndexEntry *end = begin + qom_reader_index_length(view->reader);
+  const QomIndexEntry *entry = std::upper_bound(
+      begin, end, position, [](int64_t at, const QomIndexEntry &e) { return at < e.position; });
+  return (entry == end ? entry - 1 : entry)->timestamp;
+}
+
+Tcl_Obj *state_dictionary(const QomView *view, const QomReaderInfo &info) {
+  Tcl_Obj *state = Tcl_NewDictObj();
+  Tcl_DictObjPut(nullptr, state, Tcl_NewStringObj("state", -1),
+                 Tcl_NewStringObj(state_name(info.state), -1));
+  put(state, "fileSize", info.file_size);
+  put(state, "tornBytes", info.torn_bytes);
+  put(state, "damagedBytes", info.damaged_bytes);
+  if (info.damaged_bytes > 0) {
+    put(state, "damagedAt", static_cast<uint64_t>(info.damaged_at));
+    put(state, "damagedAtTimeInMs", time_behind(view, info.damaged_at) / 1000);
+  }
+  put(state, "timesRaised", info.times_raised);
+  put(state, "checkpointCount", info.checkpoint_count);
+  put(state, "passedOver", view->tolerance.passed_over);
+  if (view->tolerance.passed_over > 0)
+    put(state, "passedOverTimeInMs", view->tolerance.last_time / 1000);
+  return state;
+}
+
+/* ::qom::state pathName */
+int StateCmd(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) noexcept {
+  if (objc != 2) {
+    Tcl_WrongNumArgs(interp, 1, objv, "pathName");
+    return TCL_ERROR;
+  }
+  const QomView *view = view_from_path(interp, objv[1]);
+  if (!view) return TCL_ERROR;
+  QomReaderInfo info{};
+  if (qom_reader_info(view->reader, &info) != 0) {
+    Tcl_SetErrorCode(interp, "QOM", "STATE", nullptr);
+    Tcl_SetObjResult(interp, Tcl_NewStringObj(qom_reader_error(), -1));
+    return TCL_ERROR;
+  }
+  Tcl_SetObjResult(interp, state_dictionary(view, info));
+  return TCL_OK;
+}
+
+/* ::qom::tolerant pathName ?boolean? */
+int TolerantCmd(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) noexcept {
+  if (objc != 2 && objc != 3) {
+    Tcl_WrongNumArgs(interp, 1, objv, "pathName ?boolean?");
+    return TCL_ERROR;
+  }
+  QomView *view = view_from_path(interp, objv[1]);
+  int on = 0;
+  if (!view || (objc == 3 && Tcl_GetBooleanFromObj(interp, objv[2], &on) != TCL_OK))
+    return TCL_ERROR;
+  if (objc == 3)
+    view->tolerance.on = on != 0;
+  else
+    Tcl_SetObjResult(interp, Tcl_NewIntObj(view->tolerance.on));
+  return TCL_OK;
+}
+
 }  // namespace
 
 int view_commands_register(Tcl_Interp *interp) {
-  const bool registered = Tcl_CreateObjCommand(interp, "::qom::seek", SeekCmd, nullptr, nullptr) &&
-                          Tcl_CreateObjCommand(interp, "::qom::photo", PhotoCmd, nullptr, nullptr);
-  return registered ? TCL_OK : TCL_ERROR;
+  static const struct {
+    const char *name;
+    Tcl_ObjCmdProc *procedure;
+  } commands[] = {{"::qom::seek", SeekCmd},
+                  {"::qom::photo", PhotoCmd},
+                  {"::qom::state", StateCmd},
+                  {"::qom::tolerant", TolerantCmd}};
+  for (const auto &command : commands)
+    if (!Tcl_CreateObjCommand(interp, command.name, command.procedure, nullptr, nullptr))
+      return TCL_ERROR;
+  return TCL_OK;
 }

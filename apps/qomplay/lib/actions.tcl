@@ -1,0 +1,165 @@
+# What a person can do. Buttons, keys and the command line end here.
+namespace eval qomplay::actions {
+    variable view .stage.clip.view
+}
+
+proc qomplay::actions::quit {} {destroy .}
+
+# --- moving --------------------------------------------------------------------------------------
+
+# The frame that the next step counts from: where a move under way will end.
+proc qomplay::actions::from {} {
+    set target [::qomplay::seeking::target]
+    return [expr {$target >= 0 ? $target : [dict get $::qomplay::window::shown frame]}]
+}
+
+proc qomplay::actions::frames {} {
+    return [dict get $::qomplay::window::facts numberOfFrames]
+}
+
+proc qomplay::actions::jump {ms} {
+    ::qomplay::seeking::to [expr {[from] + $ms / [::qomplay::window::frame_ms]}]
+}
+
+proc qomplay::actions::start {} {::qomplay::seeking::to 0}
+proc qomplay::actions::end {} {::qomplay::seeking::to [frames]}
+proc qomplay::actions::back {} {jump -5000}
+proc qomplay::actions::ahead {} {jump 5000}
+proc qomplay::actions::minute_back {} {jump -60000}
+proc qomplay::actions::minute_ahead {} {jump 60000}
+
+# Steps are for looking closely: playing stops.
+proc qomplay::actions::previous {} {
+    pause
+    ::qomplay::seeking::to [expr {[from] - 1}]
+}
+
+proc qomplay::actions::next {} {
+    pause
+    ::qomplay::seeking::to [expr {[from] + 1}]
+}
+
+proc qomplay::actions::drag_to {fraction} {
+    ::qomplay::seeking::to [expr {round($fraction * [frames])}]
+}
+
+# Goes to a place as times::parse gives it.
+proc qomplay::actions::go_at {place} {
+    set ms [ms_of $place]
+    if {$ms < $::qomplay::window::first_ms} {
+        ::qomplay::panels::say "This recording begins at [::qomplay::times::wall $::qomplay::window::first_ms]"
+    } elseif {$ms > [::qomplay::window::last_ms]} {
+        ::qomplay::panels::say "This recording ends at [::qomplay::times::wall [::qomplay::window::last_ms]]"
+    }
+    ::qomplay::seeking::to [frame_at $place]
+}
+
+proc qomplay::actions::frame_at {place} {
+    set ms [expr {[ms_of $place] - $::qomplay::window::first_ms}]
+    set frame [expr {$ms / [::qomplay::window::frame_ms]}]
+    return [expr {max(0, min([frames], $frame))}]
+}
+
+proc qomplay::actions::ms_of {place} {
+    return [::qomplay::times::resolve $place $::qomplay::window::first_ms [::qomplay::window::last_ms]]
+}
+
+# The moment a place means, in words.
+proc qomplay::actions::describe {place} {
+    set ms [ms_of $place]
+    set first $::qomplay::window::first_ms
+    if {$ms < $first} {return "before the start: goes to the start"}
+    if {$ms > [::qomplay::window::last_ms]} {return "past the end: goes to the end"}
+    return "[::qomplay::times::wall $ms], [::qomplay::times::elapsed [expr {$ms - $first}]] from the start"
+}
+
+# --- playing -------------------------------------------------------------------------------------
+
+proc qomplay::actions::playing {} {
+    variable view
+    return [$view play status]
+}
+
+proc qomplay::actions::play {} {
+    variable view
+    if {[playing]} {
+        pause
+        return
+    }
+    if {[from] >= [frames]} {::qomplay::seeking::to 0}
+    $view play start
+    ::qomplay::window::show_playing
+}
+
+proc qomplay::actions::pause {} {
+    variable view
+    $view play stop
+    ::qomplay::window::show_playing
+}
+
+# --- looking -------------------------------------------------------------------------------------
+
+proc qomplay::actions::fit {} {set_natural [expr {!$::qomplay::stage::natural}]}
+proc qomplay::actions::natural {} {set_natural 1}
+proc qomplay::actions::set_natural {on} {
+    ::qomplay::stage::set_natural $on
+    ::qomplay::controls::show_natural $on
+}
+proc qomplay::actions::full {} {::qomplay::fullscreen::set_on [expr {!$::qomplay::fullscreen::on}]}
+proc qomplay::actions::facts {} {::qomplay::panels::toggle facts}
+proc qomplay::actions::help {} {::qomplay::panels::toggle help}
+proc qomplay::actions::goto {} {::qomplay::panels::toggle goto}
+
+# Closes what is open, leaves full screen, or stops a move: the first of them that applies.
+proc qomplay::actions::escape {} {
+    if {[::qomplay::panels::close_all]} return
+    if {$::qomplay::fullscreen::on} {
+        full
+        return
+    }
+    ::qomplay::seeking::cancel
+}
+
+# --- taking along --------------------------------------------------------------------------------
+
+proc qomplay::actions::shown_time {} {
+    return [::qomplay::times::wall [dict get $::qomplay::window::shown ms]]
+}
+
+proc qomplay::actions::copy_time {} {
+    clipboard clear
+    clipboard append [shown_time]
+    ::qomplay::panels::say "Copied [shown_time]"
+}
+
+proc qomplay::actions::save {} {save_picture 1}
+proc qomplay::actions::save_without_cursor {} {save_picture 0}
+
+# The picture is taken before the question where to, for a recording may play on meanwhile.
+proc qomplay::actions::save_picture {cursor} {
+    variable view
+    set photo [image create photo]
+    ::qom::photo $view $photo -cursor $cursor
+    set name [tk_getSaveFile -parent . -title "Save the picture" -defaultextension .png \
+        -filetypes {{{PNG pictures} .png}} -initialfile [picture_name]]
+    if {$name ne ""} {write_picture $photo $name}
+    image delete $photo
+}
+
+# The recording's name and the time of the frame.
+proc qomplay::actions::picture_name {} {
+    set stem [file rootname [file tail $::qomplay::window::file]]
+    return $stem-[string map {: "" " " -} [shown_time]].png
+}
+
+# A picture that could not be written whole is not left behind.
+proc qomplay::actions::write_picture {photo name} {
+    try {
+        $photo write $name.part -format png
+        file rename -force $name.part $name
+        ::qomplay::panels::say "Saved $name"
+    } on error message {
+        catch {file delete $name.part}
+        ::qomplay::panels::say "The picture could not be saved: $message"
+    }
+}

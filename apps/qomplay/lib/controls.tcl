@@ -1,0 +1,114 @@
+# Below the picture: the timeline, the buttons, the times, and the footer, in one frame.
+namespace eval qomplay::controls {
+    variable row .bars.row
+    # button, hint; * stands for what does not end at the left
+    variable left {
+        start    "To the start (Home)"
+        back     "5 seconds back (\u2190)"
+        previous "One frame back (,)"
+        play     "Play or pause (Space)"
+        next     "One frame ahead (.)"
+        ahead    "5 seconds ahead (\u2192)"
+        end      "To the end (End)"
+    }
+    variable right {
+        fit   "Fit to the window or natural size (n)"
+        save  "Save the picture (s)"
+        facts "Facts about the recording (i)"
+        full  "Full screen (f)"
+        help  "Keys (?)"
+    }
+    # What goes first when the window is too narrow for everything.
+    variable dispensable {wall total facts save start end fit back ahead help}
+}
+
+proc qomplay::controls::px {length} {return [::qomplay::theme::px $length]}
+
+proc qomplay::controls::build {} {
+    variable row
+    variable left
+    variable right
+    ttk::frame .bars
+    ::qomplay::timeline::build .bars.timeline ::qomplay::actions::drag_to \
+        ::qomplay::window::hint_text
+    ttk::frame $row -padding [list [px 6] 0 [px 6] [px 6]]
+    ttk::frame .bars.line -style Line.TFrame -height 1
+    ::qomplay::footer::build .bars.footer
+    pack .bars.timeline -fill x -padx [px 4] -pady [list [px 2] 0]
+    pack $row .bars.line .bars.footer -fill x
+    set column 0
+    foreach {name hint} $left {button $name [incr column] $hint}
+    build_times [incr column]
+    incr column 4
+    foreach {name hint} $right {button $name [incr column] $hint}
+    bind $row <Configure> [namespace code {arrange %w}]
+}
+
+proc qomplay::controls::button {name column hint} {
+    variable row
+    ttk::button $row.$name -style Icon.TButton -takefocus 0 \
+        -image [::qomplay::theme::icon $name] -command ::qomplay::actions::$name
+    grid $row.$name -row 0 -column $column
+    ::qomplay::hints::add $row.$name [subst -nocommands -novariables $hint]
+}
+
+proc qomplay::controls::build_times {column} {
+    variable row
+    ttk::label $row.elapsed -style Time.TLabel -anchor e
+    ttk::label $row.total -style Dim.TLabel -anchor w
+    ttk::label $row.wall -style Small.TLabel -anchor w
+    grid $row.elapsed -row 0 -column $column -padx [list [px 14] [px 6]]
+    grid $row.total -row 0 -column [expr {$column + 1}] -padx [list 0 [px 10]]
+    grid $row.wall -row 0 -column [expr {$column + 2}] -padx [px 6] -sticky w
+    grid columnconfigure $row [expr {$column + 3}] -weight 1
+    foreach name {elapsed total wall} {
+        $row.$name configure -cursor hand2
+        bind $row.$name <Button-1> ::qomplay::actions::goto
+        ::qomplay::hints::add $row.$name "Go to a time (g)"
+    }
+}
+
+# The times are as wide as their widest texts, so that nothing moves when they change.
+proc qomplay::controls::set_total {ms} {
+    variable row
+    $row.elapsed configure -width [string length [::qomplay::times::elapsed $ms]]
+    $row.wall configure -width [string length [::qomplay::times::wall 0]]
+    $row.total configure -text "/ [::qomplay::times::elapsed $ms 0]"
+}
+
+proc qomplay::controls::show_time {elapsed wall} {
+    variable row
+    $row.elapsed configure -text $elapsed
+    $row.wall configure -text $wall
+}
+
+proc qomplay::controls::show_playing {on} {
+    variable row
+    $row.play configure -image [::qomplay::theme::icon [expr {$on ? "pause" : "play"}]]
+}
+
+proc qomplay::controls::show_natural {on} {
+    variable row
+    $row.fit configure -image [::qomplay::theme::icon [expr {$on ? "natural" : "fit"}]]
+}
+
+# Leaves out what a narrow row has no room for.
+proc qomplay::controls::arrange {width} {
+    variable row
+    variable dispensable
+    foreach name $dispensable {grid $row.$name}
+    foreach name $dispensable {
+        if {[needed] <= $width} return
+        grid remove $row.$name
+    }
+}
+
+proc qomplay::controls::needed {} {
+    variable row
+    set sum [px 12]
+    foreach child [grid slaves $row] {
+        lassign [dict get [grid info $child] -padx] before after
+        incr sum [expr {[winfo reqwidth $child] + $before + ($after eq "" ? $before : $after)}]
+    }
+    return $sum
+}

@@ -1,0 +1,65 @@
+# The command line.
+namespace eval qomplay::options {}
+
+proc qomplay::options::usage {} {
+    return "usage: qomplay FILE \[--at TIME\] \[--play\] \[--natural\]\n\
+       qomplay --help | --version"
+}
+
+proc qomplay::options::help {} {
+    return "[usage]
+
+Shows the recording FILE.
+
+  --at TIME   begin at a time: elapsed, as 90, 1:30 or 1:02:03.5, or the clock of the
+              recording, as @14:03:05 or \"2026-03-01 14:03:05\"
+  --play      begin to play at once
+  --natural   show the picture at its natural size instead of fitting it to the window
+  --help      show this text and exit
+  --version   show the version and exit
+
+Press ? in the window for its keys.
+Exit status: 0, 1 when the recording cannot be shown, 2 for a wrong command line."
+}
+
+proc qomplay::options::wrong {message} {
+    throw {QOMPLAY USAGE} $message
+}
+
+# Returns a dictionary: file, at, play, natural, help, version. Throws QOMPLAY USAGE.
+proc qomplay::options::parse {words} {
+    set options {file "" at "" play 0 natural 0 help 0 version 0}
+    set files {}
+    set only_files 0
+    while {[llength $words]} {
+        set words [lassign $words word]
+        if {$only_files || ![string match -* $word]} {
+            lappend files $word
+            continue
+        }
+        switch -glob -- $word {
+            -- {set only_files 1}
+            --help - -h {dict set options help 1}
+            --version {dict set options version 1}
+            --play {dict set options play 1}
+            --natural {dict set options natural 1}
+            --at {
+                if {![llength $words]} {wrong "--at needs a time"}
+                set words [lassign $words time]
+                dict set options at [at $time]
+            }
+            --at=* {dict set options at [at [string range $word 5 end]]}
+            default {wrong "unknown option $word"}
+        }
+    }
+    if {[dict get $options help] || [dict get $options version]} {return $options}
+    if {[llength $files] == 0} {wrong "no recording is given"}
+    if {[llength $files] > 1} {wrong "more than one recording is given"}
+    dict set options file [lindex $files 0]
+    return $options
+}
+
+proc qomplay::options::at {time} {
+    if {[catch {::qomplay::times::parse $time} place]} {wrong $place}
+    return $place
+}

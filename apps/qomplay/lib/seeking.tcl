@@ -1,0 +1,90 @@
+# Moves: at most one is under way; the last place that was asked for wins.
+#
+# The view reports each round of a move. While a move is under way a new wish replaces the one
+# before, so that dragging over a long recording never queues anything up.
+namespace eval qomplay::seeking {
+    variable view ""      ;# path of the view; empty before a recording is open
+    variable target -1    ;# frame that the view is moving to; -1: no move
+    variable wish -1      ;# frame to move to next; -1: none
+    variable rounds 0     ;# rounds that the move under way has ended short of its target
+    variable changed {}   ;# command that is called when a move begins, goes on or ends
+}
+
+proc qomplay::seeking::setup {path command} {
+    variable view $path
+    variable changed $command
+    variable target -1
+    variable wish -1
+}
+
+# The frame of the move under way, or -1.
+proc qomplay::seeking::target {} {
+    variable wish
+    variable target
+    return [expr {$wish >= 0 ? $wish : $target}]
+}
+
+# How often the move under way has shown a frame before its target.
+proc qomplay::seeking::rounds {} {
+    variable rounds
+    return $rounds
+}
+
+proc qomplay::seeking::to {frame} {
+    variable view
+    variable target
+    variable wish
+    set last [dict get [$view info] numberOfFrames]
+    set wish [expr {max(0, min($frame, $last))}]
+    if {$target < 0} next
+}
+
+# Begins the move that was wished for last.
+proc qomplay::seeking::next {} {
+    variable view
+    variable target
+    variable wish
+    variable rounds
+    variable changed
+    if {$wish >= 0} {
+        set target $wish
+        set wish -1
+        set rounds 0
+        ::qom::seek $view $target
+    }
+    {*}$changed
+}
+
+# The view shows a frame. A round that ended before its target goes on by itself, unless
+# another place is wished for by now.
+proc qomplay::seeking::arrived {frame} {
+    variable target
+    variable wish
+    variable rounds
+    if {$target < 0} return
+    incr rounds
+    if {$frame == $target || $wish >= 0} done
+    next
+}
+
+proc qomplay::seeking::done {} {
+    variable target -1
+    variable rounds 0
+}
+
+# The move ended early: with an error, or at the end of the recording.
+proc qomplay::seeking::ended {} {
+    done
+    next
+}
+
+# Stops the move under way where it is.
+proc qomplay::seeking::cancel {} {
+    variable view
+    variable target
+    variable wish -1
+    if {$target < 0} return
+    set wish [dict get [$view info] currentFrame]
+    done
+    next
+}

@@ -1,0 +1,159 @@
+# The stage: where the picture lies.
+#
+# The view is placed on a stage that keeps its size whatever the recording asks for. To fit the
+# picture the view gets exactly the picture's shape, in the middle of the stage; at natural size
+# it fills the stage and scrolls.
+namespace eval qomplay::stage {
+    variable view .stage.clip.view
+    variable size {}       ;# of the recorded screen, pixels; empty before a recording is open
+    variable natural 0
+    variable pressed {}    ;# where a button went down: x, y, the visible fractions, picture moved
+    variable click 300     ;# milliseconds to wait for the second press of a double click
+}
+
+proc qomplay::stage::build {} {
+    variable view
+    frame .stage -background [::qomplay::theme::colour stage] -borderwidth 0
+    frame .stage.clip -background [::qomplay::theme::colour stage] -borderwidth 0
+    ttk::scrollbar .stage.x -orient horizontal -command [list $view xview]
+    ttk::scrollbar .stage.y -orient vertical -command [list $view yview]
+    bind .stage <Configure> [namespace code layout_soon]
+}
+
+# Creates the view; its errors are passed on.
+proc qomplay::stage::open {file} {
+    variable view
+    variable size
+    ::qom::view $view $file
+    $view configure -xscrollcommand {.stage.x set} -yscrollcommand {.stage.y set}
+    set size [recorded_size]
+    foreach window [list .stage .stage.clip $view] {
+        bind $window <Button-1> [namespace code {press %X %Y}]
+        bind $window <B1-Motion> [namespace code {pan %X %Y}]
+        bind $window <ButtonRelease-1> [namespace code release]
+        bind $window <Double-Button-1> [namespace code double]
+    }
+}
+
+proc qomplay::stage::recorded_size {} {
+    variable view
+    set facts [$view info]
+    return [list [dict get $facts width] [dict get $facts height]]
+}
+
+# The recorded screen may change its size at any frame.
+proc qomplay::stage::follow_size {} {
+    variable size
+    set now [recorded_size]
+    if {$now ne $size} {
+        set size $now
+        layout
+    }
+}
+
+# While a window is dragged larger many sizes come; the picture follows the latest.
+proc qomplay::stage::layout_soon {} {
+    after cancel [namespace code layout]
+    after idle [namespace code layout]
+}
+
+proc qomplay::stage::layout {} {
+    variable size
+    variable natural
+    if {$size eq ""} return
+    if {$natural} layout_natural else layout_fitted
+}
+
+proc qomplay::stage::layout_fitted {} {
+    variable size
+    lassign $size width height
+    foreach bar {.stage.x .stage.y} {place forget $bar}
+    set room_x [winfo width .stage]
+    set room_y [winfo height .stage]
+    set factor [expr {min(1.0, double($room_x) / $width, double($room_y) / $height)}]
+    set shown_x [expr {max(1, round($width * $factor))}]
+    set shown_y [expr {max(1, round($height * $factor))}]
+    put_view $shown_x $shown_y $room_x $room_y \
+        [expr {int(ceil($width * $factor))}] [expr {int(ceil($height * $factor))}]
+}
+
+# The clip has the size of the picture. The view inside is up to a pixel larger, so that the
+# picture's own rounding never leaves a line of its background in sight.
+proc qomplay::stage::put_view {width height room_x room_y inner_x inner_y} {
+    variable view
+    place .stage.clip -x [expr {max(0, ($room_x - $width) / 2)}] \
+        -y [expr {max(0, ($room_y - $height) / 2)}] -width $width -height $height
+    place $view -x 0 -y 0 -width [expr {max(1, $inner_x)}] -height [expr {max(1, $inner_y)}]
+}
+
+proc qomplay::stage::layout_natural {} {
+    variable size
+    lassign $size width height
+    set bar [winfo reqwidth .stage.y]
+    set all_x [winfo width .stage]
+    set all_y [winfo height .stage]
+    set needs_x [expr {$width > $all_x}]
+    set needs_y [expr {$height > $all_y - ($needs_x ? $bar : 0)}]
+    set needs_x [expr {$width > $all_x - ($needs_y ? $bar : 0)}]
+    set room_x [expr {$all_x - ($needs_y ? $bar : 0)}]
+    set room_y [expr {$all_y - ($needs_x ? $bar : 0)}]
+    set shown_x [expr {min($width, $room_x)}]
+    set shown_y [expr {min($height, $room_y)}]
+    put_view $shown_x $shown_y $room_x $room_y $shown_x $shown_y
+    if {$needs_x} {place .stage.x -x 0 -y $room_y -width $room_x} else {place forget .stage.x}
+    if {$needs_y} {place .stage.y -x $room_x -y 0 -height $room_y} else {place forget .stage.y}
+}
+
+# Fits the picture to the window, or shows it at natural size.
+proc qomplay::stage::set_natural {on} {
+    variable view
+    variable natural $on
+    $view configure -scaling [expr {!$on}]
+    layout
+}
+
+proc qomplay::stage::scroll {axis units} {
+    variable view
+    variable natural
+    if {$natural} {$view $axis scroll $units units}
+}
+
+# --- the pointer on the picture ------------------------------------------------------------------
+
+# A click plays or pauses, a double click is full screen, dragging moves a picture that is larger
+# than the window.
+proc qomplay::stage::press {x y} {
+    variable view
+    variable pressed
+    focus .
+    set pressed [list $x $y [lindex [$view xview] 0] [lindex [$view yview] 0] 0]
+}
+
+proc qomplay::stage::pan {x y} {
+    variable view
+    variable size
+    variable natural
+    variable pressed
+    if {$pressed eq ""} return
+    lassign $pressed from_x from_y left top moved
+    if {!$moved && hypot($x - $from_x, $y - $from_y) < [::qomplay::theme::px 4]} return
+    lset pressed 4 1
+    if {!$natural} return
+    lassign $size width height
+    $view xview moveto [expr {max(0.0, min(1.0, $left - double($x - $from_x) / $width))}]
+    $view yview moveto [expr {max(0.0, min(1.0, $top - double($y - $from_y) / $height))}]
+}
+
+proc qomplay::stage::release {} {
+    variable pressed
+    variable click
+    if {$pressed eq ""} return
+    if {![lindex $pressed 4]} {after $click ::qomplay::actions::play}
+    set pressed {}
+}
+
+proc qomplay::stage::double {} {
+    variable pressed {}
+    after cancel ::qomplay::actions::play
+    ::qomplay::actions::full
+}

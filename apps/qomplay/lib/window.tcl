@@ -1,0 +1,196 @@
+# The window: the parts put together, and what the view reports brought to them.
+namespace eval qomplay::window {
+    variable view .stage.clip.view
+    variable file ""
+    variable facts {}      ;# the view's info at creation
+    variable state {}      ;# how the recording was found
+    variable first_ms 0    ;# time of frame 0, milliseconds since the epoch
+    variable shown {}      ;# what the last notification told: frame, ms
+    variable passed 0      ;# damaged records passed over so far
+    variable playing -1    ;# as last shown
+}
+
+proc qomplay::window::px {length} {return [::qomplay::theme::px $length]}
+
+proc qomplay::window::build {name} {
+    variable file $name
+    wm title . "[file tail $name] \u2013 qomplay"
+    wm protocol . WM_DELETE_WINDOW ::qomplay::actions::quit
+    ::qomplay::stage::build
+    ::qomplay::controls::build
+    ttk::label .notice -style Warning.TLabel -padding [list [px 12] [px 5]] -anchor w
+    grid .stage -row 0 -column 0 -sticky nsew
+    grid .notice -row 1 -column 0 -sticky ew
+    grid .bars -row 2 -column 0 -sticky ew
+    grid remove .notice
+    grid columnconfigure . 0 -weight 1
+    grid rowconfigure . 0 -weight 1
+    grid propagate . 0
+    bind .notice <Configure> {.notice configure -wraplength [expr {%w - [qomplay::theme::px 24]}]}
+    wm minsize . [px 420] [px 320]
+    . configure -width [px 960] -height [px 640]
+}
+
+# Opens the recording into the view; an error of the view's is passed on.
+proc qomplay::window::open {name} {
+    variable view
+    variable facts
+    variable state
+    variable first_ms
+    ::qomplay::stage::open $name
+    set facts [$view info]
+    set state [::qom::state $view]
+    ::qom::tolerant $view 1
+    set first_ms [dict get $facts timestampInMs]
+    $view callback [namespace code report]
+    ::qomplay::seeking::setup $view [namespace code show_progress]
+    ::qomplay::controls::set_total [total_ms]
+    show_frame [dict get $facts currentFrame] $first_ms
+    show_playing
+    tell_found
+}
+
+# Milliseconds from frame 0 to the last frame.
+proc qomplay::window::total_ms {} {
+    variable facts
+    return [expr {[dict get $facts numberOfFrames] * [frame_ms]}]
+}
+
+# Milliseconds of a frame; the rate is fixed when a view is created.
+proc qomplay::window::frame_ms {} {return 100}
+
+# Milliseconds since the epoch of the last record.
+proc qomplay::window::last_ms {} {
+    variable facts
+    return [dict get $facts endTimeInMs]
+}
+
+proc qomplay::window::hint_text {fraction} {
+    variable facts
+    variable first_ms
+    set ms [expr {round($fraction * [dict get $facts numberOfFrames]) * [frame_ms]}]
+    return "[::qomplay::times::elapsed $ms]    [::qomplay::times::wall [expr {$first_ms + $ms}]]"
+}
+
+# --- what the view reports -----------------------------------------------------------------------
+
+proc qomplay::window::report {notification} {
+    switch [dict get $notification type] {
+        timestamp {
+            show_frame [dict get $notification frame] [dict get $notification timestampInMs]
+            ::qomplay::footer::update $notification
+            ::qomplay::stage::follow_size
+            ::qomplay::seeking::arrived [dict get $notification frame]
+        }
+        playing_done {
+            ::qomplay::seeking::ended
+            show_end
+        }
+        playing_error {
+            ::qomplay::seeking::ended
+            notice "The recording cannot be shown from here on."
+        }
+    }
+    tell_passed_over
+    show_playing
+}
+
+# Playing ends when the last frame is next, without showing it.
+proc qomplay::window::show_end {} {
+    variable playing
+    variable shown
+    variable facts
+    set last [dict get $facts numberOfFrames]
+    if {$playing == 1 && [dict get $shown frame] < $last} {::qomplay::seeking::to $last}
+}
+
+proc qomplay::window::show_frame {frame ms} {
+    variable shown
+    variable first_ms
+    set shown [dict create frame $frame ms $ms]
+    ::qomplay::controls::show_time [::qomplay::times::elapsed [expr {$ms - $first_ms}]] \
+        [::qomplay::times::wall $ms]
+    show_progress
+}
+
+proc qomplay::window::fraction_of {frame} {
+    variable facts
+    set frames [dict get $facts numberOfFrames]
+    return [expr {$frames > 0 ? max(0.0, min(1.0, double($frame) / $frames)) : 0.0}]
+}
+
+# The timeline; and what a move that takes more than one round is about.
+proc qomplay::window::show_progress {} {
+    variable shown
+    set target [::qomplay::seeking::target]
+    set frame [dict get $shown frame]
+    ::qomplay::timeline::show [fraction_of $frame] [expr {$target < 0 ? -1 : [fraction_of $target]}]
+    if {[::qomplay::seeking::rounds] > 0} {
+        ::qomplay::panels::busy "Going to [elapsed_at $target], now at [elapsed_at $frame]"
+    } else {
+        ::qomplay::panels::busy ""
+    }
+    # The rounds of a move leave no time for what waits until nothing else is to do.
+    if {$target >= 0} {update idletasks}
+}
+
+proc qomplay::window::elapsed_at {frame} {
+    return [::qomplay::times::elapsed [expr {$frame * [frame_ms]}] 0]
+}
+
+proc qomplay::window::show_playing {} {
+    variable view
+    variable playing
+    variable file
+    set now [$view play status]
+    if {$now == $playing} return
+    set playing $now
+    ::qomplay::controls::show_playing $now
+    wm title . "[file tail $file] \u2013 [expr {$now ? {playing} : {paused}}] \u2013 qomplay"
+}
+
+# --- what was found wrong ------------------------------------------------------------------------
+
+proc qomplay::window::notice {text} {
+    .notice configure -text $text
+    grid .notice
+}
+
+proc qomplay::window::tell_found {} {
+    variable state
+    variable first_ms
+    set words [::qomplay::trouble::found $state $first_ms]
+    if {$words ne ""} {notice $words}
+    if {[dict exists $state damagedAtTimeInMs]} {mark_damage [dict get $state damagedAtTimeInMs]}
+}
+
+proc qomplay::window::tell_passed_over {} {
+    variable view
+    variable passed
+    variable first_ms
+    set now [::qom::state $view]
+    if {[dict get $now passedOver] == $passed} return
+    set passed [dict get $now passedOver]
+    set ms [dict get $now passedOverTimeInMs]
+    mark_damage $ms
+    ::qomplay::panels::say [::qomplay::trouble::passed_over [expr {$ms - $first_ms}]]
+}
+
+proc qomplay::window::mark_damage {ms} {
+    variable first_ms
+    ::qomplay::timeline::mark [fraction_of [expr {($ms - $first_ms) / [frame_ms]}]]
+}
+
+# The first size of the window: the picture at natural size where the screen has room for it.
+proc qomplay::window::size_first {} {
+    lassign $::qomplay::stage::size width height
+    update idletasks
+    set bars [winfo reqheight .bars]
+    if {[winfo manager .notice] ne ""} {incr bars [winfo reqheight .notice]}
+    set factor [expr {min(1.0, 0.92 * [winfo screenwidth .] / $width,
+        (0.88 * [winfo screenheight .] - $bars) / $height)}]
+    . configure -width [expr {max([px 780], round($width * $factor))}] \
+        -height [expr {max([px 360], round($height * $factor)) + $bars}]
+    update idletasks
+    ::qomplay::stage::layout
+}
