@@ -102,10 +102,11 @@ bool Verification::indexed(const QomScanEvent &event) const {
 }
 
 void Verification::visit_record(const QomScanEvent &event) {
-  std::string fault = event.record ? fault_of(event.record, recording_.header) : event.reason;
-  if (!fault.empty()) findings_.add(event.position, event.length, fault);
+  const std::string fault = event.record ? fault_of(event.record, recording_.header) : event.reason;
+  const bool sound = event.record && fault.empty();
+  if (!sound) findings_.add(event.position, event.length, fault);
   if (indexed(event)) compare_entry(event);
-  if (!fault.empty()) return;
+  if (!sound) return;
   ++records_;
   findings_.pass(event.record->timestamp);
 }

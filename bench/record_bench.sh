@@ -1,0 +1,168 @@
+#!/bin/bash
+# What recording a display costs, beside ffmpeg's x11grab into lossless x264 of the same content.
+#
+#   bench/record_bench.sh [--rounds N] [--seconds S] [--only quiet|text|video|film|speed]
+#
+# Prints medians over the rounds of ratios between two runs that follow each other: CPU time, bytes,
+# and, for the programs that are recorded, how fast they still draw. QOM names the program to
+# measure, build/release/tools/qom/qom otherwise.
+# Packages: xvfb xterm x11-apps mpv ffmpeg
+set -u
+cd "$(dirname "$0")/.." || exit 1
+qom=${QOM:-$PWD/build/release/tools/qom/qom}
+rounds=5
+seconds=15
+only=
+
+while [ $# -gt 0 ]; do
+    case $1 in
+        --rounds) rounds=$2; shift 2 ;;
+        --seconds) seconds=$2; shift 2 ;;
+        --only) only=$2; shift 2 ;;
+        *) sed -n '2,9s/^# \{0,1\}//p' "$0"; [ "$1" = --help ]; exit ;;
+    esac
+done
+
+for program in Xvfb xterm x11perf mpv ffmpeg "$qom"; do
+    command -v "$program" >/dev/null || { echo "record_bench: $program is missing" >&2; exit 1; }
+done
+
+work=$(mktemp -d)
+started=()
+finish() {
+    local pid
+    for pid in "${started[@]}"; do kill "$pid" 2>/dev/null; done
+    wait 2>/dev/null
+    rm -rf "$work"
+}
+trap finish EXIT
+trap 'exit 1' INT TERM
+
+# start PROGRAM ARGUMENTS...: in the background until stop_last or the end of the script.
+start() {
+    "$@" >/dev/null 2>&1 &
+    started+=($!)
+}
+stop_all_but_server() {
+    local pid
+    for pid in "${started[@]:1}"; do kill "$pid" 2>/dev/null; wait "$pid" 2>/dev/null; done
+    started=("${started[0]}")
+}
+
+start_server() {
+    exec 9>"$work/display"
+    Xvfb -displayfd 9 -screen 0 1920x1080x24 -noreset -nolisten tcp 2>/dev/null &
+    started+=($!)
+    exec 9>&-
+    until [ -s "$work/display" ]; do sleep 0.1; done
+    DISPLAY=:$(cat "$work/display")
+    export DISPLAY
+}
+
+# median FILE: of the numbers in it, one a line
+median() {
+    sort -g "$1" | awk '{ v[NR] = $1 } END { printf "%.3f", NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'
+}
+ratio() { awk -v a="$1" -v b="$2" 'BEGIN { print a / b }'; }
+
+# cpu_of COMMAND...: runs it and prints the CPU seconds it took
+cpu_of() {
+    local TIMEFORMAT='%U %S' times
+    times=$({ time "$@" >/dev/null 2>"$work/errors"; } 2>&1) || { cat "$work/errors" >&2; exit 1; }
+    awk '{ print $1 + $2 }' <<<"$times"
+}
+
+record() { rm -f "$work/r.qom"; cpu_of "$qom" record --quiet --fps 10 --duration "$seconds" "$work/r.qom"; }
+grab() {
+    cpu_of ffmpeg -y -nostdin -v error -f x11grab -framerate 10 -video_size 1920x1080 -i "$DISPLAY" \
+        -t "$seconds" -c:v libx264rgb -qp 0 -preset ultrafast "$work/u.mkv"
+}
+to_medium() {
+    ffmpeg -y -nostdin -v error -i "$work/u.mkv" -c:v libx264rgb -qp 0 -preset medium "$work/m.mkv"
+}
+size() { stat -c %s "$1"; }
+
+# What is recorded. Lines of text come at the pace of a compiler at work.
+cat >"$work/lines.sh" <<'LINES'
+while :; do
+    ls -lR /usr/include /usr/share/doc 2>/dev/null | awk -v pause="$1" '
+        { print } NR % 8 == 0 { fflush(); system("sleep " pause) }'
+done
+LINES
+play_quiet() {
+    start xterm -geometry 100x40+20+20 -e sh -c 'ls -l /usr/bin | head -40; sleep 10000'
+    start xclock -geometry 200x200+1200+40
+    start xlogo -geometry 300x300+1200+400
+}
+play_text() {
+    start xterm -geometry 150x60+10+10 -e sh "$work/lines.sh" 0.2
+    start xterm -geometry 120x50+1000+200 -e sh "$work/lines.sh" 0.8
+}
+# play_source NAME SOURCE: the source of ffmpeg's, as a video file, in a window beside a terminal
+play_source() {
+    local file=$work/$1.mp4
+    [ -f "$file" ] || ffmpeg -y -nostdin -v error -f lavfi -i "$2" -t 30 -c:v libx264 -crf 23 \
+        -pix_fmt yuv420p "$file"
+    start xterm -geometry 100x40+20+20 -e sh -c 'ls -l /usr/bin | head -40; sleep 10000'
+    start mpv --no-config --vo=x11 --hwdec=no --no-audio --loop=inf --no-osc --osd-level=0 \
+        --geometry=640x360+1000+200 "$file"
+}
+# Drawn shapes that move, and smooth colours that all change in every frame.
+play_video() { play_source shapes testsrc2=size=640x360:rate=25; }
+play_film() { play_source smooth mandelbrot=size=640x360:rate=25:start_scale=2:end_pts=300; }
+
+# compare CONTENT: rounds of recorder and grabber on it, one after the other
+compare() {
+    local content=$1 round cpu other
+    "play_$content"
+    sleep 2
+    for ((round = 0; round < rounds; round++)); do
+        cpu=$(record)
+        other=$(grab)
+        ratio "$cpu" "$other" >>"$work/$content.cpu"
+        awk -v c="$cpu" -v s="$seconds" 'BEGIN { print c / s }' >>"$work/$content.seconds"
+        ratio "$(size "$work/r.qom")" "$(size "$work/u.mkv")" >>"$work/$content.bytes"
+        ratio "$(size "$work/r.qom")" $((seconds * 1000000 / 60)) >>"$work/$content.minute"
+        [ "$content" = quiet ] && continue
+        to_medium
+        ratio "$(size "$work/r.qom")" "$(size "$work/m.mkv")" >>"$work/$content.medium"
+    done
+    stop_all_but_server
+}
+
+draw_rate() {
+    x11perf -scroll500 -time 2 -repeat 2 2>/dev/null | sed -n 's/.*( *\([0-9.]*\)\/sec).*/\1/p' | tail -n 1
+}
+compare_speed() {
+    local round alone recorded recorder
+    for ((round = 0; round < rounds; round++)); do
+        alone=$(draw_rate)
+        rm -f "$work/s.qom"
+        "$qom" record --quiet "$work/s.qom" &
+        recorder=$!
+        until [ -s "$work/s.qom" ]; do sleep 0.1; done
+        recorded=$(draw_rate)
+        kill "$recorder"
+        wait "$recorder"
+        ratio "$recorded" "$alone" >>"$work/speed"
+    done
+}
+
+row() { printf '%-44s %8s   %s\n' "$1" "$2" "$3"; }
+rows() {
+    local content=$1 cpu_goal=$2 bytes_goal=$3 medium_goal=$4
+    row "$content: CPU / x264 ultrafast" "$(median "$work/$content.cpu")" "$cpu_goal"
+    row "$content: CPU seconds per second" "$(median "$work/$content.seconds")" ""
+    row "$content: bytes / x264 ultrafast" "$(median "$work/$content.bytes")" "$bytes_goal"
+    [ "$content" = quiet ] || row "$content: bytes / x264 medium" "$(median "$work/$content.medium")" "$medium_goal"
+    row "$content: megabytes a minute" "$(median "$work/$content.minute")" ""
+}
+
+start_server
+row "what" "median" "goal"
+wanted() { [ -z "$only" ] || [ "$only" = "$1" ]; }
+if wanted quiet; then compare quiet; rows quiet "at most 0.05" "" ""; fi
+if wanted text; then compare text; rows text "at most 0.25" "at most 0.12" "at most 0.5"; fi
+if wanted video; then compare video; rows video "at most 0.65" "at most 0.6" ""; fi
+if wanted film; then compare film; rows film "" "" ""; fi
+if wanted speed; then compare_speed; row "x11perf -scroll500 recorded / alone" "$(median "$work/speed")" "at least 0.9"; fi

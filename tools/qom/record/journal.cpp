@@ -1,0 +1,208 @@
+#include "journal.h"
+
+#include <cstring>
+
+#include "error.h"
+
+namespace qom::record {
+namespace {
+
+// A checkpoint is due when the records since the last one are `weight` times as large as it and
+// hold `pictures` times the pixels of a whole picture, or when there were any for `longest`. The
+// first rule keeps checkpoints a small part of the file and a far move short, the second one looks
+// after sessions in which little happens.
+constexpr uint64_t weight = 8;
+constexpr uint64_t pictures = 6;
+constexpr int64_t longest = 300 * second;
+
+constexpr uint64_t frame_bytes = 40;  // what a record costs in the file beside its payload, about
+
+struct FreeRecord {
+  void operator()(void *record) const { qom_record_free(record); }
+};
+
+template <class Integer>
+uint8_t *put(uint8_t *to, Integer value) {
+  std::memcpy(to, &value, sizeof value);
+  return to + sizeof value;
+}
+
+}  // namespace
+
+Journal::Journal(const std::string &path, const JournalHeader &header)
+    : path_(path), pixel_format_(header.pixel_format) {
+  QomHeader first{};
+  first.type = QOM_HEADER;
+  first.timestamp = clock_.now();
+  first.depth = header.depth;
+  first.width = static_cast<uint16_t>(header.width);
+  first.height = static_cast<uint16_t>(header.height);
+  first.pixel_format = header.pixel_format;
+  first.scanline_pad = recorded_scanline_pad;
+  first.min_keycode = header.min_keycode;
+  first.max_keycode = header.max_keycode;
+  first.user = const_cast<char *>(header.user.c_str());
+  first.tfn = const_cast<char *>(header.tfn.c_str());
+  writer_.reset(qom_writer_create(path.c_str(), &first));
+  if (!writer_) fail();
+}
+
+Journal::~Journal() = default;
+
+void Journal::fail() const {
+  throw RecordError(path_ + ": " + qom_reader_error());
+}
+
+template <class Record>
+void Journal::append(Record &record) {
+  record.timestamp = clock_.now();
+  if (qom_writer_append(writer_.get(), &record) != 0) fail();
+  bytes_since_ += frame_bytes;
+  if (!flush_time_) flush_time_ = steady_time() + second;
+}
+
+void Journal::footer(QomRecordType item, const std::string &text) {
+  const auto found = footer_.find(item);
+  const std::string &known = found == footer_.end() ? std::string() : found->second;
+  if (text == known) return;
+  footer_[item] = text;
+  if (begun_) append_footer(item, text);
+}
+
+void Journal::append_footer(QomRecordType item, const std::string &text) {
+  QomFooterItem record{};
+  record.type = static_cast<uint8_t>(item);
+  record.item = const_cast<char *>(text.c_str());
+  append(record);
+  bytes_since_ += text.size();
+}
+
+void Journal::last_input(const std::string &user, const std::string &tfn) {
+  last_input_ = {user, tfn};
+  if (begun_) append_last_input();
+}
+
+void Journal::append_last_input() {
+  QomLastInput record{};
+  record.type = QOM_LAST_INPUT;
+  record.user = last_input_->first.data();
+  record.tfn = last_input_->second.data();
+  append(record);
+}
+
+void Journal::cursor(const CursorShape &shape, const CursorPlace &place) {
+  cursor_ = shape;
+  place_ = place;
+  if (begun_) append_cursor();
+}
+
+void Journal::append_cursor() {
+  QomCursorImage record{};
+  record.type = QOM_CURSOR_IMAGE;
+  record.width = static_cast<uint16_t>(cursor_->width);
+  record.height = static_cast<uint16_t>(cursor_->height);
+  record.x = static_cast<int16_t>(place_.x);
+  record.y = static_cast<int16_t>(place_.y);
+  record.xhot = static_cast<uint16_t>(cursor_->hot_x);
+  record.yhot = static_cast<uint16_t>(cursor_->hot_y);
+  record.cursor_serial = cursor_->serial;
+  record.length = static_cast<uint32_t>(cursor_->pixels.size() * sizeof(uint32_t));
+  record.data = reinterpret_cast<uint8_t *>(cursor_->pixels.data());
+  append(record);
+}
+
+void Journal::cursor_place(const CursorPlace &place) {
+  if (place == place_) return;
+  place_ = place;
+  QomCursorPosition record{};
+  record.type = QOM_CURSOR_POSITION;
+  record.x = static_cast<int16_t>(place.x);
+  record.y = static_cast<int16_t>(place.y);
+  append(record);
+}
+
+void Journal::changes(const Picture &picture, const std::vector<Rectangle> &areas) {
+  if (areas.empty()) return;
+  constexpr size_t head_bytes = 8;
+  size_t bytes = 0;
+  for (const Rectangle &area : areas) bytes += head_bytes + picture.encoded_size(area);
+  pixels_.resize(bytes);
+  uint8_t *to = pixels_.data();
+  for (const Rectangle &area : areas) {
+    to = put(to, static_cast<int16_t>(area.x));
+    to = put(to, static_cast<int16_t>(area.y));
+    to = put(to, static_cast<uint16_t>(area.width));
+    to = put(to, static_cast<uint16_t>(area.height));
+    picture.encode(area, to);
+    to += picture.encoded_size(area);
+  }
+  QomImageBlocks blocks{};
+  blocks.type = QOM_IMAGE_BLOCKS;
+  blocks.length = static_cast<uint32_t>(bytes);
+  blocks.data = pixels_.data();
+  const std::unique_ptr<QomCompressedImageBlocks, FreeRecord> compressed(
+      qom_image_blocks_compress(&blocks));
+  if (!compressed) fail();
+  append(*compressed);
+  bytes_since_ += compressed->compressed_length;
+  pixels_since_ += bytes;
+}
+
+void Journal::append_picture(const Picture &picture) {
+  const Rectangle whole{0, 0, picture.width(), picture.height()};
+  pixels_.resize(picture.encoded_size(whole));
+  picture.encode(whole, pixels_.data());
+  QomImage image{};
+  image.type = QOM_IMAGE;
+  image.width = static_cast<uint16_t>(whole.width);
+  image.height = static_cast<uint16_t>(whole.height);
+  image.pixel_format = pixel_format_;
+  image.scanline_pad = recorded_scanline_pad;
+  image.bytes_per_line = static_cast<uint32_t>(pixels_.size() / whole.height);
+  image.length = static_cast<uint32_t>(pixels_.size());
+  image.data = pixels_.data();
+  const std::unique_ptr<QomCompressedImage, FreeRecord> compressed(qom_image_compress(&image));
+  if (!compressed) fail();
+  append(*compressed);
+  checkpoint_bytes_ = compressed->compressed_length;
+  pixels_of_checkpoint_ = pixels_.size();
+}
+
+void Journal::checkpoint(const Picture &picture) {
+  if (qom_writer_begin_checkpoint(writer_.get()) != 0) fail();
+  QomScreenChange size{};
+  size.type = QOM_SCREEN_CHANGE;
+  size.width = static_cast<uint16_t>(picture.width());
+  size.height = static_cast<uint16_t>(picture.height());
+  append(size);
+  for (const auto &[item, text] : footer_) append_footer(item, text);
+  if (last_input_) append_last_input();
+  if (cursor_) append_cursor();
+  append_picture(picture);
+  if (qom_writer_end_checkpoint(writer_.get()) != 0) fail();
+  begun_ = true;
+  checkpoint_time_ = steady_time();
+  bytes_since_ = 0;
+  pixels_since_ = 0;
+}
+
+bool Journal::checkpoint_due() const {
+  if (pixels_since_ == 0) return false;
+  const bool heavy =
+      bytes_since_ > weight * checkpoint_bytes_ && pixels_since_ > pictures * pixels_of_checkpoint_;
+  return heavy || steady_time() - checkpoint_time_ > longest;
+}
+
+void Journal::flush() {
+  flush_time_.reset();
+  if (qom_writer_flush(writer_.get()) != 0) fail();
+}
+
+void Journal::finish() {
+  QomRecord end{};
+  end.type = QOM_DONE;
+  append(end);
+  if (qom_writer_close(writer_.release()) != 0) fail();
+}
+
+}  // namespace qom::record

@@ -1,0 +1,98 @@
+// The recording being written: what has been recorded so far, and when it has to be restated.
+#ifndef QOM_RECORD_JOURNAL_H
+#define QOM_RECORD_JOURNAL_H
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "clock.h"
+#include "cursor.h"
+#include "picture.h"
+#include "qom/writer.h"
+
+namespace qom::record {
+
+// What was asked to be in the header beside the geometry.
+struct JournalHeader {
+  uint8_t depth;
+  PixelFormat pixel_format;
+  int width;
+  int height;
+  uint8_t min_keycode;
+  uint8_t max_keycode;
+  std::string user;
+  std::string tfn;
+};
+
+// Every member that writes throws RecordError when the file cannot be written; the file then
+// still opens with what was written before.
+class Journal {
+ public:
+  // Creates the file, which must not exist.
+  Journal(const std::string &path, const JournalHeader &header);
+  ~Journal();
+  Journal(const Journal &) = delete;
+  Journal &operator=(const Journal &) = delete;
+
+  // Each of these writes one record when it says something new, and nothing otherwise. Before the
+  // first checkpoint they are only remembered: it states them all.
+  void footer(QomRecordType item, const std::string &text);
+  void last_input(const std::string &user, const std::string &tfn);
+  void cursor(const CursorShape &shape, const CursorPlace &place);
+  void cursor_place(const CursorPlace &place);
+  void changes(const Picture &picture, const std::vector<Rectangle> &areas);
+
+  // Restates everything: the size and pixels of the picture, the cursor, the texts.
+  void checkpoint(const Picture &picture);
+
+  // Whether replaying the records since the last checkpoint has become so much more work than
+  // reading another one that it is time for it.
+  bool checkpoint_due() const;
+
+  // Whether, and when (steady_time()), flush() has to be called so that what was recorded is on the
+  // disk a second later; none when it already is.
+  std::optional<int64_t> flush_time() const { return flush_time_; }
+  void flush();
+
+  // Marks the end of the recording at the present time and finishes the file.
+  void finish();
+
+ private:
+  struct CloseWriter {
+    void operator()(QomWriter *writer) const { qom_writer_close(writer); }
+  };
+
+  template <class Record>
+  void append(Record &record);
+  void append_footer(QomRecordType item, const std::string &text);
+  void append_last_input();
+  void append_cursor();
+  void append_picture(const Picture &picture);
+  [[noreturn]] void fail() const;
+
+  std::string path_;
+  RecordingClock clock_;
+  PixelFormat pixel_format_;
+  std::unique_ptr<QomWriter, CloseWriter> writer_;
+
+  std::map<QomRecordType, std::string> footer_;
+  std::optional<std::pair<std::string, std::string>> last_input_;  // user and tfn
+  std::optional<CursorShape> cursor_;
+  CursorPlace place_{0, 0};
+  std::vector<uint8_t> pixels_;  // of the record being made; kept for its memory
+
+  std::optional<int64_t> flush_time_;
+  bool begun_ = false;                 // whether there was a checkpoint
+  uint64_t checkpoint_bytes_ = 0;      // of the last one, as stored
+  uint64_t pixels_of_checkpoint_ = 0;  // bytes of its pixels
+  int64_t checkpoint_time_ = 0;
+  uint64_t bytes_since_ = 0;   // of the records after it, as stored
+  uint64_t pixels_since_ = 0;  // bytes that replaying them has to move
+};
+
+}  // namespace qom::record
+
+#endif

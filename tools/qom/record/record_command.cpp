@@ -1,0 +1,162 @@
+// The command line of `qom record`.
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+
+#include "commands.h"
+#include "error.h"
+#include "recorder.h"
+
+namespace {
+
+using namespace qom::record;
+
+struct ReaderCloser {
+  void operator()(QomReader *reader) const { qom_reader_close(reader); }
+};
+
+const char *ending_text(Ending ending) {
+  switch (ending) {
+    case Ending::signal:
+      return "stopped";
+    case Ending::duration:
+      return "time is up";
+    case Ending::server_gone:
+      return "the X server ended";
+    case Ending::window_closed:
+      return "the window was closed";
+  }
+  return "";
+}
+
+double percent(uint64_t part, uint64_t whole) {
+  return whole ? 100.0 * static_cast<double>(part) / static_cast<double>(whole) : 0.0;
+}
+
+// What became of the file, as a reader finds it.
+void print_summary(const std::string &path) {
+  const std::unique_ptr<QomReader, ReaderCloser> reader(qom_reader_open(path.c_str()));
+  QomReaderInfo info{};
+  if (!reader || qom_reader_info(reader.get(), &info) != 0) {
+    throw RecordError("cannot read " + path + " back: " + qom_reader_error());
+  }
+  const size_t count = qom_reader_index_length(reader.get());
+  const QomIndexEntry *index = qom_reader_index(reader.get());
+  const uint64_t began = qom_info_header(reader.get())->timestamp;
+  const double seconds = count ? static_cast<double>(index[count - 1].timestamp - began) / 1e6 : 0;
+  std::fprintf(stderr, "%s: %.1f s, %zu records, %ju bytes\n", path.c_str(), seconds, count,
+               static_cast<uintmax_t>(info.file_size));
+  const uint64_t changes = info.record_bytes - info.checkpoint_bytes;
+  std::fprintf(stderr, "%zu checkpoints: %ju bytes (%.1f%%), changes: %ju bytes (%.1f%%)\n",
+               info.checkpoint_count, static_cast<uintmax_t>(info.checkpoint_bytes),
+               percent(info.checkpoint_bytes, info.record_bytes), static_cast<uintmax_t>(changes),
+               percent(changes, info.record_bytes));
+}
+
+void print_start(const Options &options, const Recorder &recorder) {
+  const Picture &picture = recorder.screen().picture();
+  std::fprintf(stderr, "recording %dx%d in %s into %s, until Ctrl-C\n", picture.width(),
+               picture.height(), pixel_format_string(recorder.screen().recorded_format()),
+               options.output.c_str());
+}
+
+int record(const Options &options) {
+  try {
+    Recorder recorder(options);
+    if (!options.quiet) print_start(options, recorder);
+    const Ending ending = recorder.run();
+    if (!options.quiet) {
+      std::fprintf(stderr, "%s\n", ending_text(ending));
+      print_summary(options.output);
+    }
+    return qomtool::kGood;
+  } catch (const std::exception &error) {
+    std::fprintf(stderr, "qom: %s\n", error.what());
+    return qomtool::kFailed;
+  }
+}
+
+void add_text_options(CLI::App &command, Texts &texts) {
+  const auto add = [&](const char *name, std::optional<std::string> &text, const char *help) {
+    command.add_option(name, text, help)->type_name("TEXT")->group("Texts");
+  };
+  add("--user", texts.user, "login name of the person recorded (default: yours)");
+  add("--tfn", texts.tfn, "full name of that person (default: from the user database)");
+  add("--host", texts.host, "name of the machine (default: this one's)");
+  add("--ip", texts.ip, "address of the machine (default: this one's)");
+  add("--sid", texts.sid, "identifier of the session (default: the login session's)");
+  add("--tid", texts.tid, "identifier of the recorder (default: its process)");
+  add("--app", texts.app, "application, the same all the time (default: follow the active window)");
+  add("--appfmt", texts.appfmt,
+      "how to name the active window's application: %c is its class, %t its title, %% a percent "
+      "sign (default: \"%c: %t\")");
+}
+
+std::string known_formats() {
+  std::string names;
+  for (const std::string &name : recording_format_names()) {
+    names += (names.empty() ? "" : ", ") + name;
+  }
+  return names;
+}
+
+std::string parse_format(const std::string &name, Options &options) {
+  options.pixel_format = recording_format(name);
+  return options.pixel_format ? "" : "\"" + name + "\" is none of " + known_formats();
+}
+
+// The window's identifier as programs like xwininfo print it, decimal or with 0x before it.
+std::string parse_window(const std::string &text, Options &options) {
+  char *end = nullptr;
+  const unsigned long long id = std::strtoull(text.c_str(), &end, 0);
+  const bool number = !text.empty() && text[0] != '-' && *end == '\0';
+  if (!number || id == 0 || id > UINT32_MAX) return "\"" + text + "\" is not a window's identifier";
+  options.window = static_cast<uint32_t>(id);
+  return "";
+}
+
+}  // namespace
+
+void add_record_command(CLI::App &app, int &status) {
+  const auto options = std::make_shared<Options>();
+  CLI::App *command = app.add_subcommand("record", "Record an X display");
+  command->footer(
+      "The recording ends with Ctrl-C (or the signals INT, TERM and HUP), when its time is up, "
+      "when the X server ends or when the recorded window is closed; it is finished properly each "
+      "time.");
+  command->add_option("OUT", options->output, "file to create; it must not exist")->required();
+  command->add_option("--display", options->display, "X display (default: $DISPLAY)")
+      ->type_name(":N");
+  command->add_option("--fps", options->frames_per_second, "at most so many pictures a second")
+      ->check(CLI::Range(0.1, 60.0))
+      ->capture_default_str()
+      ->type_name("RATE");
+  command->add_option("--duration", options->duration, "stop after so many seconds")
+      ->check(CLI::PositiveNumber)
+      ->type_name("S");
+  command
+      ->add_option_function<std::string>(
+          "--window",
+          [options](const std::string &text) {
+            const std::string problem = parse_window(text, *options);
+            if (!problem.empty()) throw CLI::ValidationError("--window", problem);
+          },
+          "record this window only; the number is what xwininfo prints")
+      ->type_name("ID");
+  command
+      ->add_option_function<std::string>(
+          "--pixel-format",
+          [options](const std::string &name) {
+            const std::string problem = parse_format(name, *options);
+            if (!problem.empty()) throw CLI::ValidationError("--pixel-format", problem);
+          },
+          "format of the recorded pixels, one of " + known_formats() +
+              "; channels lose their lowest bits (default: the display's)")
+      ->type_name("NAME");
+  command->add_flag("-q,--quiet", options->quiet, "print nothing but errors");
+  add_text_options(*command, options->texts);
+  command->callback([options, &status] { status = record(*options); });
+}

@@ -1,0 +1,92 @@
+// An X server of a test's own, a client of it, and programs that run beside the test.
+#ifndef QOM_RECORD_TESTS_DISPLAY_H
+#define QOM_RECORD_TESTS_DISPLAY_H
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+#include <xcb/xcb.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+// Asks again and again until `condition` holds; false when it does not within `limit`.
+bool eventually(const std::function<bool()> &condition,
+                std::chrono::seconds limit = std::chrono::seconds(20));
+
+// A process; killed at the end when it still runs.
+class Process {
+ public:
+  // What it prints goes to a pipe. `prepare` runs in the child before the program.
+  explicit Process(
+      const std::vector<std::string> &command, const std::function<void()> &prepare = [] {});
+  ~Process();
+  Process(const Process &) = delete;
+  Process &operator=(const Process &) = delete;
+
+  pid_t id() const { return id_; }
+  void signal(int number) const;
+  // Reads on until the output holds `text`; false when it ends before.
+  bool prints(const std::string &text);
+  // Waits for the end: the exit status, or 128 and the signal's number.
+  int wait();
+  const std::string &output() const { return output_; }
+
+ private:
+  bool read_some();
+
+  pid_t id_;
+  int pipe_;
+  bool ended_ = false;
+  std::string output_;
+};
+
+struct Screenshot {
+  int width = 0;
+  int height = 0;
+  std::vector<uint32_t> pixels;  // as they are on the display, without unused bits
+
+  bool operator==(const Screenshot &) const = default;
+};
+
+class Display {
+ public:
+  // Starts `command`, an X server with its options, and connects to it.
+  explicit Display(std::vector<std::string> command);
+  ~Display();
+  Display(const Display &) = delete;
+  Display &operator=(const Display &) = delete;
+
+  const std::string &name() const { return name_; }
+  xcb_connection_t *connection() const { return connection_; }
+  xcb_window_t root() const { return screen_->root; }
+  Process &server() { return *server_; }
+
+  Screenshot screenshot(xcb_window_t window) const;
+  // The picture once nothing changes it any more.
+  Screenshot settled() const;
+
+  // A mapped window of one colour at this place, as big as asked for.
+  xcb_window_t make_window(int x, int y, int width, int height, uint32_t colour) const;
+  void configure(xcb_window_t window, uint16_t mask, const std::vector<uint32_t> &values) const;
+  void fill(xcb_window_t window, uint32_t colour, int x, int y, int width, int height) const;
+  // Pixels that do not compress.
+  void fill_with_noise(xcb_window_t window, int x, int y, int width, int height);
+  void set_title(xcb_window_t window, const std::string &wm_class, const std::string &title) const;
+  // Waits until the server has done everything asked for.
+  void sync() const;
+
+ private:
+  int pipe_[2];
+  std::string name_;
+  std::unique_ptr<Process> server_;
+  xcb_connection_t *connection_ = nullptr;
+  const xcb_screen_t *screen_ = nullptr;
+  xcb_gcontext_t gc_ = 0;
+  uint32_t random_ = 1;
+};
+
+#endif

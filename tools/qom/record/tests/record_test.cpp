@@ -1,0 +1,400 @@
+// Records real X servers with `qom record` and compares what the recording shows with what was
+// there.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <xcb/xfixes.h>
+#include <xcb/xtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "display.h"
+#include "replay.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+const std::vector<std::string> xvfb{"Xvfb", "-screen", "0", "800x600x24", "-noreset"};
+
+class Recording : public testing::Test {
+ protected:
+  void SetUp() override {
+    folder_ = fs::temp_directory_path() / ("qom-record-" + std::to_string(getpid()));
+    fs::create_directory(folder_);
+    file_ = folder_ / "out.qom";
+  }
+  void TearDown() override { fs::remove_all(folder_); }
+
+  void start_display(std::vector<std::string> command = xvfb) {
+    if (command[0] == "Xvnc") {
+      const std::string socket = folder_ / "vnc";
+      command.insert(command.end(), {"-SecurityTypes", "None", "-geometry", "640x480", "-rfbport",
+                                     "0", "-rfbunixpath", socket});
+    }
+    display_ = std::make_unique<Display>(command);
+  }
+
+  // Returns when the first picture is in the file.
+  void start_recorder(
+      std::vector<std::string> options = {}, const std::function<void()> &prepare = [] {}) {
+    options.insert(options.begin(), {QOM_RECORD_PROGRAM, "record"});
+    options.insert(options.end(), {"--fps", rate_, "--display", display_->name(), file_});
+    recorder_ = std::make_unique<Process>(options, prepare);
+    ASSERT_TRUE(recorder_->prints("until Ctrl-C")) << recorder_->output();
+  }
+
+  void stop_recorder() {
+    recorder_->signal(SIGTERM);
+    ASSERT_EQ(recorder_->wait(), 0) << recorder_->output();
+  }
+
+  std::unique_ptr<Process> start_program(std::vector<std::string> command) {
+    return std::make_unique<Process>(command,
+                                     [this] { setenv("DISPLAY", display_->name().c_str(), 1); });
+  }
+
+  // Ends the recording and compares everything that it shows at its end with the display.
+  void expect_last_frame_is_the_display() {
+    const Screenshot there = display_->settled();
+    stop_recorder();
+    ASSERT_TRUE(there == display_->screenshot(display_->root()));
+    const Replay replay(file_);
+    EXPECT_EQ(replay.info().state, QOM_STATE_FINISHED);
+    const Replayed end = replay.play();
+    EXPECT_EQ(end.frame.width, there.width);
+    EXPECT_TRUE(end.frame == there) << differences(end.frame, there);
+    expect_cursor(end);
+    for (const size_t checkpoint : replay.checkpoints()) {
+      const Replayed from_there = replay.play(checkpoint, replay.length());
+      EXPECT_TRUE(from_there.frame == there) << "from record " << checkpoint;
+      EXPECT_EQ(from_there.texts, end.texts);
+      EXPECT_EQ(from_there.cursor, end.cursor);
+    }
+  }
+
+  void expect_cursor(const Replayed &end) const {
+    xcb_connection_t *c = display_->connection();
+    free(xcb_xfixes_query_version_reply(c, xcb_xfixes_query_version(c, 4, 0), nullptr));
+    const std::unique_ptr<xcb_xfixes_get_cursor_image_reply_t, decltype(&free)> cursor(
+        xcb_xfixes_get_cursor_image_reply(c, xcb_xfixes_get_cursor_image(c), nullptr), free);
+    ASSERT_TRUE(cursor);
+    const uint32_t *pixels = xcb_xfixes_get_cursor_image_cursor_image(cursor.get());
+    EXPECT_EQ(end.cursor, std::vector<uint32_t>(pixels, pixels + cursor->width * cursor->height));
+    EXPECT_EQ(end.cursor_x, cursor->x);
+    EXPECT_EQ(end.cursor_y, cursor->y);
+  }
+
+  static std::string differences(const Screenshot &a, const Screenshot &b) {
+    size_t count = 0;
+    for (size_t i = 0; i < std::min(a.pixels.size(), b.pixels.size()); i++) {
+      count += a.pixels[i] != b.pixels[i];
+    }
+    return std::to_string(count) + " pixels differ";
+  }
+
+  bool recording_grows_beyond(uintmax_t bytes) const {
+    return fs::exists(file_) && fs::file_size(file_) > bytes;
+  }
+
+  fs::path folder_;
+  fs::path file_;
+  std::string rate_ = "30";
+  std::unique_ptr<Display> display_;
+  std::unique_ptr<Process> recorder_;
+};
+
+TEST_F(Recording, ShowsADesktopOfRealPrograms) {
+  start_display();
+  start_recorder();
+  const fs::path done = folder_ / "done";
+  const auto xterm =
+      start_program({"xterm", "-geometry", "80x24+10+10", "-e", "sh", "-c",
+                     "ls -l /usr/bin | head -300; touch " + done.string() + "; sleep 1000"});
+  const auto logo = start_program({"xlogo", "-geometry", "200x200+550+20"});
+  const fs::path script = folder_ / "bounce.tcl";
+  std::ofstream(script) << R"(
+    wm geometry . 300x200+300+350
+    pack [canvas .c -background white]
+    .c create oval 0 0 60 60 -fill red -tags ball
+    for {set i 0} {$i < 60} {incr i} { after 15; .c move ball 3 2; update }
+    puts bounced)";
+  const auto tk = start_program({"wish", script});
+  ASSERT_TRUE(eventually([&] { return fs::exists(done); }));
+  ASSERT_TRUE(tk->prints("bounced")) << tk->output();
+
+  // A window dragged over the others with the pointer.
+  const xcb_window_t window = display_->make_window(0, 0, 150, 120, 0x3366cc);
+  for (uint32_t step = 0; step < 40; step++) {
+    display_->configure(window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, {step * 12, step * 9});
+    xcb_test_fake_input(display_->connection(), XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME,
+                        display_->root(), static_cast<int16_t>(step * 12 + 5),
+                        static_cast<int16_t>(step * 9 + 5), 0);
+  }
+  // Over the text the pointer has another shape.
+  xcb_warp_pointer(display_->connection(), XCB_NONE, display_->root(), 0, 0, 0, 0, 100, 100);
+  display_->sync();
+  expect_last_frame_is_the_display();
+}
+
+TEST_F(Recording, ShowsWhatWasDrawnRightBeforeItsEnd) {
+  start_display();
+  rate_ = "0.1";
+  start_recorder();
+  const xcb_window_t window = display_->make_window(10, 10, 80, 60, 0x445566);
+  display_->fill_with_noise(window, 0, 0, 50, 50);
+  xcb_warp_pointer(display_->connection(), XCB_NONE, window, 0, 0, 0, 0, 3, 4);
+  display_->sync();
+  stop_recorder();
+  const Replayed end = Replay(file_).play();
+  EXPECT_TRUE(end.frame == display_->screenshot(display_->root()));
+  EXPECT_EQ(end.cursor_x, 13);
+}
+
+TEST_F(Recording, GoesOnWithTheNewSizeOfTheScreen) {
+  start_display({"Xvnc"});
+  start_recorder();
+  display_->make_window(50, 60, 500, 300, 0x20a040);
+  for (const char *size : {"800x600", "1024x768", "640x480"}) {
+    const auto xrandr = start_program({"xrandr", "-s", size});
+    ASSERT_EQ(xrandr->wait(), 0) << xrandr->output();
+    const xcb_window_t window = display_->make_window(0, 0, 2000, 40, 0xa02060);
+    display_->fill_with_noise(window, 3, 3, 100, 30);
+    ASSERT_TRUE(eventually([&] {
+      const Replayed now = Replay(file_).play();
+      return now.frame == display_->screenshot(display_->root());
+    }));
+  }
+  expect_last_frame_is_the_display();
+}
+
+// What a display pixel is in another format, worked out channel by channel.
+uint32_t truncated(uint32_t pixel, const std::string &format) {
+  const uint32_t red = pixel >> 16 & 0xff;
+  const uint32_t green = pixel >> 8 & 0xff;
+  const uint32_t blue = pixel & 0xff;
+  if (format == "RGB565") return red / 8 << 11 | green / 4 << 5 | blue / 8;
+  if (format == "BGR565") return blue / 8 << 11 | green / 4 << 5 | red / 8;
+  if (format == "rgb332") return red / 32 << 5 | green / 32 << 2 | blue / 64;
+  if (format == "bgr233") return blue / 64 << 6 | green / 32 << 3 | red / 32;
+  if (format == "BGRx8888") return blue << 24 | green << 16 | red << 8;
+  return pixel;
+}
+
+class RecordingInFormat : public Recording, public testing::WithParamInterface<std::string> {};
+
+TEST_P(RecordingInFormat, CutsOffTheLowestBitsOfEachChannel) {
+  start_display();
+  start_recorder({"--pixel-format", GetParam()});
+  const xcb_window_t window = display_->make_window(7, 9, 333, 222, 0x123456);
+  display_->fill_with_noise(window, 0, 0, 101, 150);
+  Screenshot expected = display_->settled();
+  for (uint32_t &pixel : expected.pixels) pixel = truncated(pixel, GetParam());
+  stop_recorder();
+  EXPECT_TRUE(Replay(file_).play().frame == expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, RecordingInFormat,
+                         testing::Values("RGB565", "BGR565", "rgb332", "bgr233", "BGRx8888"));
+
+struct Server {
+  std::vector<std::string> command;
+  PixelFormat format;
+};
+
+class RecordingOfServer : public Recording, public testing::WithParamInterface<Server> {};
+
+TEST_P(RecordingOfServer, KeepsItsPixels) {
+  start_display(GetParam().command);
+  start_recorder();
+  const xcb_window_t window = display_->make_window(31, 17, 301, 203, 0xf81f);
+  for (int i = 0; i < 20; i++) {
+    display_->fill_with_noise(window, i * 7, i * 5, 33 + i, 20);
+    display_->configure(window, XCB_CONFIG_WINDOW_X, {static_cast<uint32_t>(31 + 9 * i)});
+  }
+  expect_last_frame_is_the_display();
+  EXPECT_EQ(Replay(file_).header().pixel_format, GetParam().format);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Servers, RecordingOfServer,
+    testing::Values(Server{{"Xvfb", "-screen", "0", "801x601x16"}, RGB565},
+                    Server{{"Xvfb", "-screen", "0", "801x601x24", "-extension", "MIT-SHM"},
+                           xRGB8888},
+                    Server{{"Xvnc", "-depth", "24", "-pixelformat", "bgr888"}, xBGR8888},
+                    Server{{"Xvnc", "-depth", "16", "-pixelformat", "bgr565"}, BGR565}));
+
+TEST_F(Recording, OfOneWindowHasItsPixelsWhereverItIs) {
+  start_display();
+  const xcb_window_t window = display_->make_window(50, 50, 200, 150, 0x804020);
+  display_->set_title(window, "Painter", "a picture");
+  start_recorder({"--window", std::to_string(window)});
+  display_->fill_with_noise(window, 10, 10, 60, 60);
+  display_->make_window(100, 100, 300, 300, 0xffffff);  // covers a part of it
+  display_->fill(window, 0x00ff00, 100, 80, 90, 60);    // which is drawn on nevertheless
+  display_->configure(window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_WIDTH,
+                      {static_cast<uint32_t>(-40), 260});
+  display_->fill(window, 0x0000ff, 150, 5, 100, 100);
+  xcb_warp_pointer(display_->connection(), XCB_NONE, window, 0, 0, 0, 0, 112, 34);
+  display_->sync();
+  const Screenshot there = display_->screenshot(window);
+  ASSERT_EQ(there.width, 260);
+  ASSERT_TRUE(eventually([&] {
+    const Replayed now = Replay(file_).play();
+    return now.frame == there && now.cursor_x == 112 && now.cursor_y == 34;
+  }));
+  EXPECT_EQ(Replay(file_).play().texts[QOM_FOOTER_ITEM_APP], "Painter: a picture");
+
+  xcb_destroy_window(display_->connection(), window);
+  display_->sync();
+  EXPECT_EQ(recorder_->wait(), 0);
+  EXPECT_NE(recorder_->output().find("window was closed"), std::string::npos);
+  EXPECT_TRUE(Replay(file_).play().frame == there);
+  EXPECT_EQ(Replay(file_).info().state, QOM_STATE_FINISHED);
+}
+
+TEST_F(Recording, TellsTheTextsTheApplicationsAndTheInput) {
+  start_display();
+  const xcb_window_t window = display_->make_window(0, 0, 800, 600, 0);
+  display_->set_title(window, "Editor", "one.txt");
+  start_recorder({"--user", "ada", "--tfn", "Ada L.", "--host", "h1", "--ip", "192.0.2.7", "--sid",
+                  "s9", "--tid", "t3", "--appfmt", "%t (%c) 100%%"});
+  const auto application_is = [&](const std::string &text) {
+    return eventually([&] { return Replay(file_).play().texts[QOM_FOOTER_ITEM_APP] == text; });
+  };
+  EXPECT_TRUE(application_is("one.txt (Editor) 100%"));
+  display_->set_title(window, "Editor", "two.txt");
+  EXPECT_TRUE(application_is("two.txt (Editor) 100%"));
+  EXPECT_EQ(Replay(file_).play().texts.count(QOM_LAST_INPUT), 0u);
+  for (int press = 0; press < 20; press++) {
+    for (const uint8_t type : {uint8_t{XCB_KEY_PRESS}, uint8_t{XCB_KEY_RELEASE}}) {
+      xcb_test_fake_input(display_->connection(), type, 38, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+    }
+  }
+  display_->sync();
+  ASSERT_TRUE(eventually([&] { return Replay(file_).play().texts.count(QOM_LAST_INPUT) > 0; }));
+  stop_recorder();
+  const Replay replay(file_);
+  Replayed end = replay.play();
+  const std::vector<std::string> texts{
+      end.texts[QOM_LAST_INPUT],      end.texts[QOM_FOOTER_ITEM_HOST],
+      end.texts[QOM_FOOTER_ITEM_IP],  end.texts[QOM_FOOTER_ITEM_SID],
+      end.texts[QOM_FOOTER_ITEM_TID], end.texts[QOM_FOOTER_ITEM_APPFMT],
+      replay.header().user,           replay.header().tfn};
+  EXPECT_EQ(texts, (std::vector<std::string>{"ada/Ada L.", "h1", "192.0.2.7", "s9", "t3",
+                                             "%t (%c) 100%%", "ada", "Ada L."}));
+  EXPECT_EQ(std::count(end.types.begin(), end.types.end(), QOM_LAST_INPUT), 1);
+  EXPECT_EQ(end.applications.size(), 2u);
+}
+
+TEST_F(Recording, OfAQuietDisplayIsTheFirstPictureAndTheEnd) {
+  start_display();
+  start_recorder({"--duration", "2.5", "--app", "nothing"});
+  EXPECT_EQ(recorder_->wait(), 0);
+  const std::vector<int> types = Replay(file_).play().types;
+  const auto picture = std::find(types.begin(), types.end(), QOM_COMPRESSED_IMAGE);
+  ASSERT_NE(picture, types.end());
+  EXPECT_EQ(std::vector<int>(picture + 1, types.end()), std::vector<int>{QOM_DONE});
+}
+
+TEST_F(Recording, RestatesEverythingWhenMuchWasRecorded) {
+  start_display({"Xvfb", "-screen", "0", "160x120x24"});
+  start_recorder({"--app", "noise"});
+  const xcb_window_t window = display_->make_window(0, 0, 160, 120, 0);
+  ASSERT_TRUE(eventually([&] {
+    display_->fill_with_noise(window, 0, 0, 160, 120);
+    return Replay(file_).checkpoints().size() >= 4;
+  }));
+  expect_last_frame_is_the_display();
+  const QomReaderInfo info = Replay(file_).info();
+  EXPECT_LT(info.checkpoint_bytes * 5, info.record_bytes);
+}
+
+TEST_F(Recording, KilledAtAnyMomentKeepsAllButTheLastSecond) {
+  start_display({"Xvfb", "-screen", "0", "320x240x24"});
+  const xcb_window_t window = display_->make_window(0, 0, 320, 240, 0);
+  for (const uintmax_t bytes : {1, 30000, 400000, 1234567}) {
+    fs::remove(file_);
+    start_recorder();
+    std::vector<Clock::time_point> drawn{Clock::now()};  // by the colour
+    ASSERT_TRUE(eventually([&] {
+      display_->fill_with_noise(window, 0, 10, 320, 100);
+      display_->fill(window, static_cast<uint32_t>(drawn.size()), 0, 0, 8, 8);
+      drawn.push_back(Clock::now());
+      return recording_grows_beyond(bytes);
+    }));
+    const auto killed = Clock::now();
+    recorder_->signal(SIGKILL);
+    EXPECT_EQ(recorder_->wait(), 128 + SIGKILL);
+    const Replay replay(file_);
+    EXPECT_EQ(replay.info().state, QOM_STATE_UNFINISHED);
+    const uint32_t shown = replay.play().frame.pixels[0];
+    ASSERT_LT(shown, drawn.size());
+    const auto gone = shown + 1 < drawn.size() ? drawn[shown + 1] : killed;
+    EXPECT_LT(killed - gone, std::chrono::seconds(1)) << "colour " << shown;
+  }
+}
+
+TEST_F(Recording, OnAFullDiskStopsAndLeavesAFileThatOpens) {
+  start_display();
+  const xcb_window_t window = display_->make_window(0, 0, 400, 300, 0);
+  start_recorder({}, [] {
+    const rlimit limit{500000, 500000};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  });
+  ASSERT_TRUE(eventually([&] {
+    display_->fill_with_noise(window, 0, 0, 200, 150);
+    siginfo_t ended{};
+    waitid(P_PID, static_cast<id_t>(recorder_->id()), &ended, WEXITED | WNOHANG | WNOWAIT);
+    return ended.si_pid != 0;
+  }));
+  EXPECT_EQ(recorder_->wait(), 1);
+  EXPECT_NE(recorder_->output().find("File too large"), std::string::npos) << recorder_->output();
+  const Replay replay(file_);
+  EXPECT_GT(replay.play().types.size(), 8u);
+}
+
+TEST_F(Recording, EndsProperlyWithTheServer) {
+  start_display();
+  const xcb_window_t window = display_->make_window(20, 20, 300, 300, 0x112233);
+  start_recorder();
+  display_->fill_with_noise(window, 0, 0, 100, 100);
+  const Screenshot there = display_->screenshot(display_->root());
+  ASSERT_TRUE(eventually([&] { return Replay(file_).play().frame == there; }));
+  display_->server().signal(SIGKILL);
+  EXPECT_EQ(recorder_->wait(), 0) << recorder_->output();
+  EXPECT_NE(recorder_->output().find("X server ended"), std::string::npos);
+  EXPECT_EQ(Replay(file_).info().state, QOM_STATE_FINISHED);
+  EXPECT_TRUE(Replay(file_).play().frame == there);
+}
+
+TEST_F(Recording, RefusesWhatCannotBeRecorded) {
+  start_display({"Xvfb", "-screen", "0", "320x240x8"});
+  const auto refusal = [&](std::vector<std::string> options) {
+    options.insert(options.begin(), {QOM_RECORD_PROGRAM, "record", file_});
+    Process recorder(options);
+    EXPECT_NE(recorder.wait(), 0);
+    EXPECT_FALSE(fs::exists(file_) && fs::file_size(file_) != 4);
+    return recorder.output();
+  };
+  EXPECT_NE(refusal({"--display", display_->name()}).find("depth 8"), std::string::npos);
+  EXPECT_NE(refusal({"--display", ":4711"}).find("cannot open display \":4711\""),
+            std::string::npos);
+  EXPECT_NE(refusal({"--pixel-format", "rgb999"}).find("\"rgb999\" is none of xRGB8888"),
+            std::string::npos);
+  EXPECT_NE(refusal({"--window", "0x"}).find("not a window"), std::string::npos);
+  EXPECT_NE(refusal({"--fps", "0"}).find("--fps"), std::string::npos);
+  start_display();
+  EXPECT_NE(
+      refusal({"--display", display_->name(), "--window", "0x7777777"}).find("no such window"),
+      std::string::npos);
+  std::ofstream(file_) << "mine";
+  EXPECT_NE(refusal({"--display", display_->name()}).find("File exists"), std::string::npos);
+}
+
+}  // namespace
