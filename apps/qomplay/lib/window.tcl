@@ -189,8 +189,9 @@ proc qomplay::window::size_first {} {
     if {[winfo manager .notice] ne ""} {incr bars [winfo reqheight .notice]}
     set factor [expr {min(1.0, 0.92 * [winfo screenwidth .] / $width,
         (0.88 * [winfo screenheight .] - $bars) / $height)}]
-    . configure -width [expr {max([px 780], round($width * $factor))}] \
-        -height [expr {max([px 360], round($height * $factor)) + $bars}]
+    . configure \
+        -width [expr {min([winfo screenwidth .], max([px 780], round($width * $factor)))}] \
+        -height [expr {min([winfo screenheight .], max([px 360], round($height * $factor)) + $bars)}]
     update idletasks
     ::qomplay::stage::layout
 }
