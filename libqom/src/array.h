@@ -39,9 +39,12 @@ class Array {
     return true;
   }
 
+  // Makes room for so many elements in all.
+  bool reserve(size_t size) { return size <= capacity_ || allocate(size); }
+
   // Makes the array `size` long; new elements are uninitialised.
   bool resize(size_t size) {
-    if (size > capacity_ && !allocate(size)) return false;
+    if (!reserve(size)) return false;
     size_ = size;
     return true;
   }

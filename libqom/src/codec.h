@@ -23,8 +23,9 @@ size_t stated_length(const uint8_t *stored, size_t stored_length, size_t most);
 // Room that compress() may need, in bytes.
 size_t compress_bound(size_t raw_length);
 
-// How hard compress() tries. What looks like a photograph does not become smaller by trying.
-enum class Effort { usual, photographic };
+// How hard compress() tries. What looks like a photograph does not become smaller by trying; the
+// plain pixels of text do.
+enum class Effort { usual, photographic, thorough };
 
 // Compresses into `stored` (room for compress_bound() bytes); 0 with the reason on failure.
 size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t room,

@@ -97,8 +97,9 @@ QomCompressedImage *qom_image_compress(const QomImage *image) {
   std::unique_ptr<uint8_t[]> scratch;
   uint8_t codec;
   const uint8_t *raw = prepare(image, &scratch, &codec);
-  auto compressed = compressed_record<QomCompressedImage>(QOM_COMPRESSED_IMAGE, image->timestamp,
-                                                          codec, raw, image->length);
+  auto compressed = compressed_record<QomCompressedImage>(
+      QOM_COMPRESSED_IMAGE, image->timestamp, codec, raw, image->length,
+      codec == codec_zstd_left ? Effort::photographic : Effort::thorough);
   if (!compressed) return nullptr;
   compressed->width = image->width;
   compressed->height = image->height;

@@ -215,17 +215,19 @@ Outcome Loader::read_chain(Frame block, IndexHead head) {
   const uint64_t limit = block.position;
   const uint64_t most = limit / frame_head_bytes;
   if (head.first_record > most || head.entries > most - head.first_record) return Outcome::bad;
-  if (!index_->entries.resize(head.first_record + head.entries)) return out_of_memory("the index");
+  // With room for the records behind the last block, so that they do not move all the others.
+  const uint64_t count = head.first_record + head.entries;
+  if (!index_->entries.reserve(count + index_block_entries) || !index_->entries.resize(count))
+    return out_of_memory("the index");
   for (;;) {
     if (head.entries == 0) return Outcome::bad;
     Outcome outcome = read_index_frame(block, head, index_->entries.data() + head.first_record);
     if (outcome != Outcome::good) return outcome;
     if (head.previous == 0) break;
     const IndexHead later = head;
-    if (later.previous >= later.position) return Outcome::bad;
     outcome = read_index_head(later.previous, frame_index_block, &block, &head);
     if (outcome != Outcome::good) return outcome;
-    // Blocks that overlap could each hold the rest of the file.
+    // The chain gets on: blocks that overlap could loop, or each hold the rest of the file.
     if (block.end() > later.position || head.first_record > later.first_record ||
         head.entries != later.first_record - head.first_record)
       return Outcome::bad;

@@ -109,6 +109,15 @@ TEST_F(Damage, ADamagedHeadLosesItsRecordAlone) {
   EXPECT_EQ(found.damaged_bytes, index[4].length + qom::frame_head_bytes);
 }
 
+TEST_F(Damage, ADamagedLastHeadIsNoTornTail) {
+  write(sample_header(), every_record(sample_header()), false);
+  Bytes bytes = contents();
+  bytes[static_cast<size_t>(entries().back().position) + 9] ^= 1;
+  put(bytes);
+  EXPECT_EQ(info().state, QOM_STATE_DAMAGED);
+  EXPECT_EQ(info().torn_bytes, 0u);
+}
+
 TEST_F(Damage, ADamagedIndexIsFoundOutAndWalkedAround) {
   write(sample_header(), every_record(sample_header()));
   const auto whole = records();
@@ -125,9 +134,11 @@ TEST_F(Damage, RecordsBehindAnyLengthOfGarbageAreFound) {
   const auto whole = records();
   const auto index = entries();
   const Bytes good = contents();
-  constexpr size_t window = 256 * 1024;
-  for (const size_t length : {size_t{1}, size_t{31}, size_t{33}, window - 33, window - 32,
-                              window - 31, window - 3, window - 1, window, window + 1}) {
+  // Where the first window ends, counted from where the garbage begins.
+  const size_t window = 256 * 1024 - static_cast<size_t>(index[5].position - index[0].position);
+  for (const size_t length :
+       {size_t{1}, size_t{31}, size_t{33}, window - 33, window - 32, window - 31, window - 4,
+        window - 3, window - 2, window - 1, window, window + 1}) {
     put(good);
     Bytes garbage(length, 0x55);
     for (size_t i = 0; i + 4 < length; i += 997)

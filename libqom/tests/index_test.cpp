@@ -1,4 +1,5 @@
 // The index by end mark, by chain and by walking; checkpoints; times.
+#include <algorithm>
 #include <cerrno>
 
 #include "fixture.h"
@@ -222,6 +223,14 @@ TEST_F(IndexTest, ACheckpointThatIsNotWholeIsRefusedAndItsRecordsStay) {
   EXPECT_EQ(attempt(run(whole(), change())), -1);
   EXPECT_EQ(attempt(run(change(), compressed_image(header, 1000, 8, 3))), -1);
   EXPECT_EQ(attempt(run(change(), image(header, 1000, 8, 4))), -1);
+  const auto shifted = [&](int16_t x, int16_t y) {
+    Record record = whole();
+    reinterpret_cast<QomCompressedImage *>(record.get())->x = x;
+    reinterpret_cast<QomCompressedImage *>(record.get())->y = y;
+    return record;
+  };
+  EXPECT_EQ(attempt(run(change(), shifted(1, 0))), -1);
+  EXPECT_EQ(attempt(run(change(), shifted(0, -1))), -1);
   EXPECT_EQ(attempt(run(change(), whole(), screen_change(1000, 8, 5))), -1);
   EXPECT_EQ(attempt(run(change(), whole())), 0);
   append(writer, run(text_record(QOM_FOOTER_ITEM_IP, 1000, "ip")));
@@ -231,7 +240,7 @@ TEST_F(IndexTest, ACheckpointThatIsNotWholeIsRefusedAndItsRecordsStay) {
   while (many.size() < 256) many.push_back(position(1000));
   EXPECT_EQ(attempt(std::move(many)), 0);
   EXPECT_EQ(attempt({}), -1);
-  const size_t written = 0 + 1 + 1 + 2 + 2 + 2 + 3 + 2 + 1 + 2 + 3 + 256;
+  const size_t written = 0 + 1 + 1 + 2 + 2 + 2 + 2 + 2 + 3 + 2 + 1 + 2 + 3 + 256;
   close(writer);
   EXPECT_EQ(records().size(), written);
   EXPECT_EQ(info().checkpoint_count, 3u);
@@ -251,6 +260,34 @@ TEST_F(IndexTest, ACheckpointOfTooManyRecordsIsRefused) {
   EXPECT_EQ(info().checkpoint_count, 0u);
 }
 
+TEST_F(IndexTest, ACheckpointIsNeverCutByAnIndexBlock) {
+  QomWriter *writer = create();
+  for (int i = 0; i < 4095; ++i) append_positions(writer, 1);
+  ASSERT_EQ(qom_writer_begin_checkpoint(writer), 0);
+  append(writer, every_record(sample_header()));
+  close(writer);
+  const auto kinds = scan();
+  const auto block = std::find(kinds.begin(), kinds.end(), QOM_SCAN_INDEX);
+  EXPECT_EQ(block - kinds.begin(), 4095 + static_cast<long>(every_record(sample_header()).size()));
+}
+
+TEST_F(IndexTest, ADamagedMarkIsNoCheckpoint) {
+  QomWriter *writer = create();
+  append_checkpoint(writer, 1000);
+  const size_t size = contents().size();
+  close(writer);
+  truncate(size);
+  Bytes bytes = contents();
+  bytes[size - 1] ^= 0x80;  // of the number of records
+  bytes[size - 8] ^= 3;
+  put(bytes);
+  EXPECT_EQ(info().checkpoint_count, 0u);
+  EXPECT_EQ(info().state, QOM_STATE_DAMAGED);
+  bytes[size - 1] ^= 0x80;
+  put(bytes);  // one record in place of two, which would be a mark that counts
+  EXPECT_EQ(info().checkpoint_count, 0u);
+}
+
 TEST_F(IndexTest, HostileCheckpointMarksAreIgnored) {
   forge::Recording recording;
   const Bytes image = forge::geometry(1, 1);
@@ -258,15 +295,21 @@ TEST_F(IndexTest, HostileCheckpointMarksAreIgnored) {
   const size_t b = recording.add(QOM_COMPRESSED_IMAGE, image, 0, 4, qom::codec_zstd);
   const size_t c = recording.add(QOM_DEBUG);
   const size_t d = recording.add(QOM_COMPRESSED_IMAGE, image, 0, 4, qom::codec_zstd);
+  recording.add(QOM_DEBUG);
+  const size_t gap = recording.add(QOM_COMPRESSED_IMAGE, image, 0, 4, qom::codec_zstd);
   recording.add(200);
-  const size_t e = recording.add(QOM_DEBUG);
+  recording.add(QOM_DEBUG);
+  const size_t many = recording.add(QOM_COMPRESSED_IMAGE, image, 0, 4, qom::codec_zstd);
+  for (int i = 0; i < 300; ++i) recording.add(QOM_DEBUG);
   const std::vector<CheckpointSpan> marks = {
-      {b, 2},  // the one that is good
-      {b, 1},  // the same records again: the shorter one stays
-      {c, 2},  // overlaps it
-      {a, 1},  // no picture in it
-      {d, 2},  // another frame within
-      {d, 0}, {d, 257}, {d, UINT64_MAX}, {d + 1, 1}, {e, 9}, {0, 1}, {UINT64_MAX, 1}};
+      {b, 2},       // the one that is good
+      {b, 1},       // the same records again: the shorter one stays
+      {c, 2},       // overlaps it
+      {a, 1},       // no picture in it
+      {gap, 2},     // another frame within
+      {many, 257},  // too many
+      {many, 400},  // more than there are
+      {d, 0},      {d, 257}, {d, UINT64_MAX}, {d + 1, 1}, {0, 1}, {UINT64_MAX, 1}};
   for (const CheckpointSpan &mark : marks) recording.add_checkpoint(mark.position, mark.count);
   recording.add(qom::frame_checkpoint, Bytes(15));
   put(recording.bytes);
@@ -281,7 +324,7 @@ TEST_F(IndexTest, HostileCheckpointMarksAreIgnored) {
     EXPECT_EQ(checkpoint_before(reader.get(), 0), "none");
     EXPECT_EQ(checkpoint_before(reader.get(), 1), "1-2");
     EXPECT_EQ(checkpoint_before(reader.get(), 2), "2-4");
-    EXPECT_EQ(checkpoint_before(reader.get(), 4), "2-4");
+    EXPECT_EQ(checkpoint_before(reader.get(), 1000), "2-4");
     EXPECT_EQ(info().state, finished ? QOM_STATE_FINISHED : QOM_STATE_UNFINISHED);
     same_index();
   }

@@ -74,6 +74,9 @@ TEST_F(Open, HeadersThatBreakARule) {
   forge::put(&recording.bytes, 12, uint32_t{0xFFFFFFF0});
   put(recording.bytes);
   EXPECT_EQ(refusal(0), "a recording whose header is cut off");
+  forge::put(&recording.bytes, 12, uint32_t{1000});
+  put(recording.bytes);
+  EXPECT_EQ(refusal(0), "a recording whose header is cut off");
   forge::Recording long_header(Bytes(qom::max_header_bytes + 1));
   put(long_header.bytes);
   EXPECT_EQ(refusal(0), "a recording whose header is cut off");

@@ -73,7 +73,9 @@ class Threat : public RecordingTest {
   // The same file must still give these records, whatever its index says.
   void expect_walked_around(const Recording &recording, size_t count, const char *what) {
     put(recording.bytes);
+    const bool closed = recording.bytes[recording.bytes.size() - 60] == qom::frame_end_mark;
     EXPECT_EQ(records().size(), count) << what;
+    EXPECT_EQ(info().state, closed ? QOM_STATE_DAMAGED : QOM_STATE_UNFINISHED) << what;
     EXPECT_EQ(index_from(path, IndexSource::end_mark), index_from(path, IndexSource::walk)) << what;
   }
 };
@@ -121,6 +123,7 @@ TEST_F(Threat, CursorsTextsAndFixedRecordsWhoseLengthsLie) {
   expect_refused(
       {{"a cursor without columns", QOM_CURSOR_IMAGE, cursor(0, 1, 0, 0, 0), 0},
        {"a cursor that is too wide", QOM_CURSOR_IMAGE, cursor(1025, 1, 0, 0, 4100), 4100},
+       {"a cursor that is too high", QOM_CURSOR_IMAGE, cursor(1, 1025, 0, 0, 4100), 4100},
        {"a cursor with too few pixels", QOM_CURSOR_IMAGE, cursor(2, 2, 0, 0, 12), 12},
        {"a hot spot to the right", QOM_CURSOR_IMAGE, cursor(1, 1, 2, 0, 4), 4},
        {"a hot spot below", QOM_CURSOR_IMAGE, cursor(1, 1, 0, 2, 4), 4},
@@ -201,6 +204,19 @@ TEST_F(Bomb, OnlyOneWholeFrameOfTheRightSizeIsDecompressed) {
   EXPECT_FALSE(uncompresses(4, 4, Bytes(good.begin(), good.end() - 1))) << "cut off";
   EXPECT_FALSE(uncompresses(4, 4, {})) << "nothing";
   EXPECT_FALSE(uncompresses(4, 4, Bytes(20, 0x5A))) << "no frame";
+}
+
+TEST_F(Bomb, ALengthThatIsNotTheGeometrysIsRefused) {
+  Bytes stored = Bytes{1} + zstd_frame(Bytes(64));
+  QomCompressedImage image = {
+      QOM_COMPRESSED_IMAGE, 0, 4, 4, 0, 0, xRGB8888, 0, 60, static_cast<uint32_t>(stored.size()),
+      stored.data()};
+  EXPECT_FALSE(qom_image_uncompress(&image));
+  image.length = 64;
+  image.pixel_format = RGB565;
+  EXPECT_FALSE(qom_image_uncompress(&image));
+  image.pixel_format = xRGB8888;
+  EXPECT_TRUE(qom::RecordPtr<QomImage>(qom_image_uncompress(&image)));
 }
 
 TEST_F(Bomb, AFrameThatDoesNotStateItsSizeIsRefused) {
@@ -309,6 +325,11 @@ TEST_F(Threat, EntriesThatDoNotMatchTheirFrames) {
   EXPECT_EQ(changed_entry([](QomIndexEntry *e) { e->position += 1, e->length -= 1; }),
             "error: record at offset 85: an impossible length");
   EXPECT_EQ(changed_entry([](QomIndexEntry *e) {
+              e->type = QOM_FOOTER_ITEM_APP;
+              e->length = 0;
+            }),
+            reason + "not the record of the index");
+  EXPECT_EQ(changed_entry([](QomIndexEntry *e) {
               e->type = QOM_DEBUG;
               e->length = 4;
             }),
@@ -319,6 +340,18 @@ TEST_F(Threat, EntriesThatDoNotMatchTheirFrames) {
               e->position += 1;
             }),
             "error: record at offset 85: its head is damaged");
+}
+
+TEST_F(Threat, FlagsOfEntriesAreTheReadersOwn) {
+  Recording recording = four_records();
+  recording.entries[0].flags = 0xFF;
+  recording.entries[0].reserved = 0xFFFF;
+  recording.finish();
+  put(recording.bytes);
+  EXPECT_EQ(info().state, QOM_STATE_FINISHED);
+  const Reader reader = open();
+  EXPECT_EQ(qom_reader_index(reader.get())[0].flags, 0);
+  EXPECT_EQ(qom_reader_index(reader.get())[0].reserved, 0);
 }
 
 TEST_F(Threat, EndMarksThatLie) {
@@ -419,6 +452,13 @@ TEST_F(Threat, ChainsThatLoopOrDoNotJoin) {
   expect_walked_around(chain(1, UINT64_MAX - 1, 2), record_count, "numbers that wrap");
   expect_walked_around(chain(1, uint64_t{1} << 40, 2), record_count, "more than memory");
   expect_walked_around(chain(1, 2, 0), record_count, "an empty block");
+
+  Recording lies;
+  lies.add(QOM_DEBUG);
+  auto entries = lies.entries;
+  entries[0].length = 77;
+  lies.add_index(frame_index_block, {}, entries);
+  expect_walked_around(lies, 1, "an entry that reaches into the block");
 }
 
 // Every block holds all that follow it in the file as its checkpoints: without a check the
