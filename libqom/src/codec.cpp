@@ -11,6 +11,7 @@
 
 #include "error.h"
 #include "format.h"
+#include "left_differences.h"
 #include "pixel_format.h"
 #include "qom/writer.h"
 #include "records.h"
@@ -75,30 +76,6 @@ ZSTD_CCtx *compressor() {
   return contexts.get();
 }
 
-// Four 32-bit pixels as bytes; sums wrap.
-typedef uint8_t Pixels __attribute__((vector_size(16)));
-
-// Replaces left differences of one row by the pixels: a running sum over pixels, four at a time.
-void undo_left_differences(uint8_t *row, size_t row_bytes) {
-  const Pixels zero = {};
-  Pixels carry = {};
-  size_t i = 0;
-  for (; i + sizeof(Pixels) <= row_bytes; i += sizeof(Pixels)) {
-    Pixels sum;
-    std::memcpy(&sum, row + i, sizeof sum);
-    sum += __builtin_shufflevector(zero, sum, 0, 1, 2, 3, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25,
-                                   26, 27);
-    sum +=
-        __builtin_shufflevector(zero, sum, 0, 1, 2, 3, 4, 5, 6, 7, 16, 17, 18, 19, 20, 21, 22, 23);
-    sum += carry;
-    std::memcpy(row + i, &sum, sizeof sum);
-    carry = __builtin_shufflevector(sum, sum, 12, 13, 14, 15, 12, 13, 14, 15, 12, 13, 14, 15, 12,
-                                    13, 14, 15);
-  }
-  for (i = std::max<size_t>(i, 4); i < row_bytes; ++i)
-    row[i] = static_cast<uint8_t>(row[i] + row[i - 4]);
-}
-
 size_t compress_at(int zstd_level, const uint8_t *raw, size_t raw_length, uint8_t *stored,
                    size_t room) {
   ZSTD_CCtx *context = compressor();
@@ -158,16 +135,6 @@ size_t compress_bound(size_t raw_length) {
 size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t room,
                 Effort effort) {
   return compress_at(level_of(effort), raw, raw_length, stored, room);
-}
-
-void to_left_differences(const uint8_t *raw, uint8_t *differences, size_t length,
-                         size_t row_bytes) {
-  for (size_t row = 0; row < length; row += row_bytes) {
-    const uint8_t *from = raw + row;
-    uint8_t *to = differences + row;
-    for (size_t i = row_bytes; i-- > 4;) to[i] = static_cast<uint8_t>(from[i] - from[i - 4]);
-    std::memmove(to, from, std::min<size_t>(row_bytes, 4));
-  }
 }
 
 bool left_differences_pay(const uint8_t *raw, size_t length, size_t row_bytes) {

@@ -31,10 +31,6 @@ enum class Effort { usual, photographic, thorough };
 size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t room,
                 Effort effort = Effort::usual);
 
-// Replaces rows of 32-bit pixels by their differences from the pixel to the left, from `raw` to
-// `differences` (which may be the same).
-void to_left_differences(const uint8_t *raw, uint8_t *differences, size_t length, size_t row_bytes);
-
 // Whether left differences compress rows of 32-bit pixels clearly better, judged by a sample.
 bool left_differences_pay(const uint8_t *raw, size_t length, size_t row_bytes);
 

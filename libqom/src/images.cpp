@@ -9,6 +9,7 @@
 #include "error.h"
 #include "format.h"
 #include "packing.h"
+#include "left_differences.h"
 #include "pixel_format.h"
 #include "qom/writer.h"
 #include "records.h"

@@ -60,7 +60,8 @@ Picture unpacked(const Packed &packed, const PictureRows &like) {
 
 // Sizes at, below and above the edges of tiles, all pixel sizes, all forms of tiles.
 TEST(PackedPicture, UnpacksWhatWasPacked) {
-  for (const auto &[width, height] : {std::pair{1, 1}, {255, 63}, {256, 64}, {257, 65}, {700, 200}})
+  for (const auto &[width, height] :
+       {std::pair{1, 1}, {255, 127}, {256, 128}, {257, 129}, {700, 300}})
     for (const int bytes : {1, 2, 4}) {
       Picture picture(width, height, bytes);
       picture.fill(0x33);                           // one colour
@@ -74,9 +75,9 @@ TEST(PackedPicture, UnpacksWhatWasPacked) {
 
 TEST(PackedPicture, OneColourIsNotTakenForAnAlmostEqualOne) {
   for (const int x : {0, 1, 511}) {
-    Picture picture(512, 64, 4);
+    Picture picture(512, 128, 4);
     picture.fill(0);
-    picture.poke(x, 63);
+    picture.poke(x, 127);
     const Packed packed(picture_pack(picture.rows(), nullptr, nullptr));
     EXPECT_TRUE(unpacked(packed, picture.rows()) == picture) << x;
   }

@@ -1,5 +1,6 @@
 #include "playback/packed_picture.h"
 
+#include <left_differences.h>
 #include <lz4.h>
 #include <zstd.h>
 
@@ -14,15 +15,16 @@ namespace {
 /* Large enough to compress well, small enough that a change touches few of them; a tile of
    32-bit pixels fits into the second-level cache, through which it is unpacked. */
 constexpr int kTileWidth = 256;
-constexpr int kTileHeight = 64;
+constexpr int kTileHeight = 128;
 constexpr size_t kMaxTileBytes = size_t{kTileWidth} * kTileHeight * 4;
 
-/* zstd packs text and plain areas best and unpacks them fast; where it does not shrink a tile
-   to a 16th the content is a photograph, which LZ4 unpacks several times faster. */
-constexpr size_t kWorthZstd = 16;
+/* zstd packs text and plain areas best and unpacks them fast. Where it does not shrink a tile
+   to a 16th, the content is like a photograph: then differences of neighbours are tried, and
+   LZ4, which unpacks several times faster, when it costs little more room. */
+constexpr size_t kTextLike = 16;
 constexpr int kZstdLevel = 1;
 
-enum class Form : uint8_t { colour, zstd, lz4, plain };
+enum class Form : uint8_t { colour, zstd, zstd_left, lz4, plain };
 
 struct Tile {
   uint32_t references;
@@ -108,9 +110,12 @@ class Packer {
     room_ = std::max(ZSTD_compressBound(kMaxTileBytes),
                      static_cast<size_t>(LZ4_compressBound(int{kMaxTileBytes})));
     raw_ = bytes_new(kMaxTileBytes);
-    packed_ = bytes_new(room_);
+    differences_ = bytes_new(kMaxTileBytes);
+    zstd_ = bytes_new(room_);
+    zstd_left_ = bytes_new(room_);
+    lz4_ = bytes_new(room_);
     context_.reset(ZSTD_createCCtx());
-    return raw_ && packed_ && context_;
+    return raw_ && differences_ && zstd_ && zstd_left_ && lz4_ && context_;
   }
 
   Tile *pack(const PictureRows &rows, const TilePlace &place) {
@@ -120,26 +125,52 @@ class Packer {
     const auto pixel = static_cast<size_t>(rows.bytes_per_pixel);
     if (is_one_colour(raw_.get(), place.bytes(), pixel))
       return tile_new(Form::colour, raw_.get(), pixel);
-    return compress(place.bytes());
+    return compress(place, pixel);
   }
 
  private:
-  Tile *compress(size_t bytes) {
-    const size_t zstd =
-        ZSTD_compressCCtx(context_.get(), packed_.get(), room_, raw_.get(), bytes, kZstdLevel);
-    if (!ZSTD_isError(zstd) && zstd < bytes / kWorthZstd)
-      return tile_new(Form::zstd, packed_.get(), zstd);
-    const int lz4 = LZ4_compress_default(reinterpret_cast<const char *>(raw_.get()),
-                                         reinterpret_cast<char *>(packed_.get()),
-                                         static_cast<int>(bytes), static_cast<int>(room_));
-    if (lz4 > 0 && static_cast<size_t>(lz4) < bytes)
-      return tile_new(Form::lz4, packed_.get(), static_cast<size_t>(lz4));
-    return tile_new(Form::plain, raw_.get(), bytes);
+  /* Compressed bytes of one form; none when it failed. */
+  struct Candidate {
+    Form form;
+    size_t bytes;
+    const uint8_t *data;
+  };
+
+  Tile *compress(const TilePlace &place, size_t pixel) {
+    const size_t bytes = place.bytes();
+    Candidate best = {Form::plain, bytes, raw_.get()};
+    const auto consider = [&](Form form, size_t packed, const Bytes &room, size_t worth) {
+      if (packed > 0 && packed < worth) best = {form, packed, room.get()};
+    };
+    consider(Form::zstd, zstd(raw_, bytes, zstd_), zstd_, best.bytes);
+    if (best.bytes < bytes / kTextLike) return tile_new(best.form, best.data, best.bytes);
+    if (pixel == 4) {
+      qom::to_left_differences(raw_.get(), differences_.get(), bytes, place.row_bytes);
+      consider(Form::zstd_left, zstd(differences_, bytes, zstd_left_), zstd_left_, best.bytes);
+    }
+    consider(Form::lz4, lz4(raw_, bytes, lz4_), lz4_, best.bytes + best.bytes / 4);
+    return tile_new(best.form, best.data, best.bytes);
   }
 
-  size_t room_ = 0;
+  size_t zstd(const Bytes &raw, size_t bytes, const Bytes &packed) {
+    const size_t length =
+        ZSTD_compressCCtx(context_.get(), packed.get(), room_, raw.get(), bytes, kZstdLevel);
+    return ZSTD_isError(length) ? 0 : length;
+  }
+
+  size_t lz4(const Bytes &raw, size_t bytes, const Bytes &packed) {
+    const int length = LZ4_compress_default(reinterpret_cast<const char *>(raw.get()),
+                                            reinterpret_cast<char *>(packed.get()),
+                                            static_cast<int>(bytes), static_cast<int>(room_));
+    return length > 0 ? static_cast<size_t>(length) : 0;
+  }
+
+  size_t room_ = 0; /* bytes of each of the three packed forms */
   Bytes raw_;
-  Bytes packed_;
+  Bytes differences_;
+  Bytes zstd_;
+  Bytes zstd_left_;
+  Bytes lz4_;
   std::unique_ptr<ZSTD_CCtx, FreeContext> context_;
 };
 
@@ -156,7 +187,7 @@ class Unpacker {
       fill(tile->data(), rows, place);
       return true;
     }
-    const uint8_t *pixels = pixels_of(tile, place.bytes());
+    const uint8_t *pixels = pixels_of(tile, place);
     if (!pixels) return false;
     each_row(rows, place, [&](uint8_t *row, size_t y) {
       memcpy(row, pixels + y * place.row_bytes, place.row_bytes);
@@ -174,23 +205,32 @@ class Unpacker {
     });
   }
 
-  const uint8_t *pixels_of(Tile *tile, size_t bytes) {
+  const uint8_t *pixels_of(Tile *tile, const TilePlace &place) {
     switch (tile->form) {
       case Form::zstd:
-        return ZSTD_decompressDCtx(context_.get(), raw_.get(), bytes, tile->data(), tile->bytes) ==
-                       bytes
-                   ? raw_.get()
-                   : nullptr;
+        return unpack_zstd(tile, place.bytes()) ? raw_.get() : nullptr;
+      case Form::zstd_left:
+        if (!unpack_zstd(tile, place.bytes())) return nullptr;
+        for (int y = 0; y < place.height; ++y)
+          qom::undo_left_differences(raw_.get() + static_cast<size_t>(y) * place.row_bytes,
+                                     place.row_bytes);
+        return raw_.get();
       case Form::lz4:
-        return LZ4_decompress_safe(reinterpret_cast<const char *>(tile->data()),
-                                   reinterpret_cast<char *>(raw_.get()),
-                                   static_cast<int>(tile->bytes),
-                                   static_cast<int>(bytes)) == static_cast<int>(bytes)
-                   ? raw_.get()
-                   : nullptr;
+        return unpack_lz4(tile, static_cast<int>(place.bytes())) ? raw_.get() : nullptr;
       default:
         return tile->data();
     }
+  }
+
+  bool unpack_zstd(Tile *tile, size_t bytes) {
+    return ZSTD_decompressDCtx(context_.get(), raw_.get(), bytes, tile->data(), tile->bytes) ==
+           bytes;
+  }
+
+  bool unpack_lz4(Tile *tile, int bytes) {
+    return LZ4_decompress_safe(reinterpret_cast<const char *>(tile->data()),
+                               reinterpret_cast<char *>(raw_.get()), static_cast<int>(tile->bytes),
+                               bytes) == bytes;
   }
 
   Bytes raw_;
