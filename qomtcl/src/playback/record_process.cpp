@@ -114,6 +114,9 @@ void image_merge(QomView *view, const QomImage *img) {
   assert(view != 0 && "view should not be NULL");
   assert(img != 0 && "img should not be NULL");
   assert((img != 0 && (((QomRecord *)img)->type) == QOM_IMAGE) && "img should be a QomImage");
+  /* Another view may have been made since; with its padding the rows of this recording would be
+     read past their end. */
+  scanline_pad = view->header->scanline_pad;
   view->merge(img, view->ximage);
   if (!region_touch(view->ximage_region, {img->x, img->y, img->width, img->height}))
     warnx("%s: failed to add image region to ximage_region", "image_merge");
