@@ -18,7 +18,8 @@ struct Fault {
   int countdown; /* the call that fails, counted from 1; 0 none, -1 all */
 };
 
-Fault faults[] = {{"shm", 0}, {"attach", 0}, {"region", 0}, {"calloc", 0}, {"gc", 0}};
+Fault faults[] = {{"shm", 0},    {"attach", 0}, {"region", 0},
+                  {"calloc", 0}, {"gc", 0},     {"pixmap", 0}};
 
 bool fails(const char *name) {
   for (Fault &fault : faults)
@@ -27,6 +28,25 @@ bool fails(const char *name) {
       return fault.countdown > 0 && --fault.countdown == 0;
     }
   return false;
+}
+
+/* What Tk provides is called through a table, of which the tests have a copy. */
+const TkStubs *tk_itself = nullptr;
+TkStubs tk_with_faults;
+
+/* Asks the server for more than it gives, so that the error is its own. */
+Pixmap pixmap_or_refused(Display *display, Drawable drawable, int width, int height, int depth) {
+  const int side = fails("pixmap") ? 40000 : 0;
+  return tk_itself->tk_GetPixmap(display, drawable, side ? side : width, side ? side : height,
+                                 depth);
+}
+
+void tk_table_replace() {
+  if (tk_itself) return;
+  tk_itself = tkStubsPtr;
+  tk_with_faults = *tk_itself;
+  tk_with_faults.tk_GetPixmap = pixmap_or_refused;
+  tkStubsPtr = &tk_with_faults;
 }
 
 constexpr size_t kImageSized = 4096; /* bytes; smaller allocations are left alone */
@@ -67,6 +87,7 @@ void *__wrap_calloc(size_t count, size_t size) {
 int fault_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
   int countdown = 0;
   if (objc != 3 || Tcl_GetIntFromObj(interp, objv[2], &countdown) != TCL_OK) return TCL_ERROR;
+  tk_table_replace();
   for (Fault &fault : faults)
     if (strcmp(fault.name, Tcl_GetString(objv[1])) == 0) {
       fault.countdown = countdown;
