@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "desktop.h"
+#include "desktop_content.h"
 #include "qom/writer.h"
 #include "ratio.h"
 
@@ -26,15 +26,32 @@ void check(bool good, const char *what) {
   std::exit(1);
 }
 
-/* The lines that a typed character, scrolling text or a playing video change in one frame. */
-std::vector<bench::Rectangle> typing() {
-  return {{24, 500, 400, 16}, {424, 500, 8, 16}, {432, 500, 2, 16}};
+using bench::Area;
+
+QomImage image_of(bench::Desktop *desktop) {
+  QomImage image = {};
+  image.type = QOM_IMAGE;
+  image.width = width;
+  image.height = height;
+  image.pixel_format = xRGB8888;
+  image.scanline_pad = 32;
+  image.bytes_per_line = width * 4;
+  image.length = image.bytes_per_line * height;
+  image.data = desktop->data();
+  return image;
 }
-std::vector<bench::Rectangle> scrolling() {
-  return {{20, 78, width / 2 - 30, height - 130}, {width - 20, 120, 8, 700}};
-}
-std::vector<bench::Rectangle> video() {
-  return {{600, 300, 640, 360}};
+
+/* The data of an image blocks record with this part of the screen. */
+std::vector<uint8_t> block_of(const bench::Desktop &desktop, const Area &part) {
+  std::vector<uint8_t> data;
+  const auto add = [&data](const void *bytes, size_t length) {
+    auto from = static_cast<const uint8_t *>(bytes);
+    data.insert(data.end(), from, from + length);
+  };
+  for (const int number : {part.x, part.y, part.width, part.height}) add(&number, 2);
+  for (int y = part.y; y < part.y + part.height; ++y)
+    add(desktop.pixels() + y * width + part.x, static_cast<size_t>(part.width) * 4);
+  return data;
 }
 
 struct Payload {
@@ -89,9 +106,8 @@ void measure_library(const std::string &name, const Plain &plain,
   qom_record_free(packed);
 }
 
-void measure_uncompress(bench::Table *table, const char *name, const bench::Picture &picture,
+void measure_uncompress(bench::Table *table, const char *name, const QomImage &image,
                         const bench::Options &options) {
-  const QomImage image = picture.image();
   QomCompressedImage *packed = qom_image_compress(&image);
   check(packed, "cannot compress");
   ZSTD_DCtx *context = ZSTD_createDCtx();
@@ -112,22 +128,25 @@ void measure_uncompress(bench::Table *table, const char *name, const bench::Pict
 int main(int argc, char *argv[]) {
   const bench::Options options = bench::options_read(
       argc, argv, "Compression of generated desktop content, against copying it.");
-  const bench::Picture text = bench::text_desktop(width, height, 1);
-  const bench::Picture photo = bench::photo(width, height, 1);
+  bench::Desktop text(width, height, 1);
+  const Area line = text.type(1);
+  const Area window = text.scroll(2, 3);
+  bench::Desktop photo(width, height, 1);
+  photo.film({0, 0, width, height}, 1);
 
   std::puts(
       "Compression: bytes, raw / compressed, and costs as multiples of copying the raw bytes");
   std::printf("%-28s %5s %10s %8s %10s %10s\n", "", "level", "bytes", "ratio", "compress",
               "decompress");
-  const std::pair<std::string, QomImage> pictures[] = {{"full picture, text", text.image()},
-                                                       {"full picture, photo", photo.image()}};
+  const std::pair<std::string, QomImage> pictures[] = {{"full picture, text", image_of(&text)},
+                                                       {"full picture, photo", image_of(&photo)}};
   for (const auto &[name, image] : pictures) {
     measure_levels({name, {image.data, image.data + image.length}}, options);
     measure_library(name, image, qom_image_compress, qom_image_uncompress, options);
   }
-  const Payload payloads[] = {{"blocks, typing", bench::blocks_of(text, typing())},
-                              {"blocks, scrolling text", bench::blocks_of(text, scrolling())},
-                              {"blocks, video", bench::blocks_of(photo, video())}};
+  const Payload payloads[] = {{"blocks, a typed line", block_of(text, line)},
+                              {"blocks, scrolling text", block_of(text, window)},
+                              {"blocks, video", block_of(photo, {600, 300, 640, 360})}};
   for (const Payload &payload : payloads) {
     measure_levels(payload, options);
     const QomImageBlocks blocks = {QOM_IMAGE_BLOCKS, 0, static_cast<uint32_t>(payload.raw.size()),
@@ -138,7 +157,7 @@ int main(int argc, char *argv[]) {
 
   bench::Table table(
       "qom_image_uncompress, 1920x1080: speed, of bare zstd into an allocated buffer");
-  measure_uncompress(&table, "text", text, options);
-  measure_uncompress(&table, "photo", photo, options);
+  measure_uncompress(&table, "text", image_of(&text), options);
+  measure_uncompress(&table, "photo", image_of(&photo), options);
   return table.close();
 }
