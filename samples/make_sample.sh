@@ -115,9 +115,9 @@ until [ -s "$work/session.qom" ]; do sleep 0.1; done
 sleep 2
 start xterm -title 'Terminal' -geometry 100x30+30+40 -fa '' -e sh
 terminal=$(window XTerm)
-type_in "$terminal" "cd $top && ls -l"
+type_in "$terminal" "cd /usr/share && ls -l | head -24"
 sleep 3
-type_in "$terminal" 'git log --oneline | head -20'
+type_in "$terminal" "ls -l /usr/bin | head -40"
 sleep 4
 type_in "$terminal" "cat $work/hello.c"
 sleep 3

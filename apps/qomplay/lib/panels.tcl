@@ -115,7 +115,6 @@ proc qomplay::panels::fill_goto {path} {
     bind $path.time <KeyRelease> [namespace code [list preview $path]]
     bind $path.time <Return> [namespace code [list go $path]]
     bind $path.time <KP_Enter> [namespace code [list go $path]]
-    bind $path.time <Escape> [namespace code [list close $path]]
     focus $path.time
     preview $path
 }
