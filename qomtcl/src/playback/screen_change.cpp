@@ -13,8 +13,10 @@
 
 namespace {
 
-bool side_is_in_range(uint16_t side) {
-  return side > 0 && side <= QOM_MAX_SIDE;
+/* The same limits as for a header's size: each side, and the memory of the picture. */
+bool size_is_in_range(uint16_t width, uint16_t height) {
+  const uint64_t bytes = uint64_t{width} * height * 4;
+  return bytes > 0 && bytes <= QOM_MAX_DATA && width <= QOM_MAX_SIDE && height <= QOM_MAX_SIDE;
 }
 
 /* At natural size the window beside a smaller frame has to be painted anew too. */
@@ -41,7 +43,7 @@ void cursor_clip_again(QomView *view) {
 }  // namespace
 
 int screen_change_process(QomView *view, uint16_t new_width, uint16_t new_height) {
-  if (!side_is_in_range(new_width) || !side_is_in_range(new_height)) {
+  if (!size_is_in_range(new_width, new_height)) {
     warnx("%s: screen size %dx%d is out of range", "screen_change_process", new_width, new_height);
     return 1;
   }

@@ -7,7 +7,8 @@
 #include "view.h"
 
 /*
- * Gives the frame a new size, 1..QOM_MAX_SIDE pixels on each side; the common part of
+ * Gives the frame a new size, 1..QOM_MAX_SIDE pixels on each side and
+ * at most QOM_MAX_DATA bytes of 32-bit pixels; the common part of
  * the picture stays at the top left, the rest is zero. Asks Tk for the new size and for
  * a display. Returns 0, or 1 with the old size and picture in place when the size is
  * out of range or memory is short; also 1, with the new size and picture in place, when

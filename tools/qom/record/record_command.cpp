@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -118,6 +119,18 @@ std::string parse_window(const std::string &text, Options &options) {
   return "";
 }
 
+// A number between two others; "nan" and "inf" are none.
+CLI::Validator number_within(double least, double most, const std::string &wanted) {
+  return CLI::Validator(
+      [=](const std::string &text) {
+        double number = 0;
+        const bool sound = CLI::detail::lexical_cast(text, number) && std::isfinite(number) &&
+                           number >= least && number <= most;
+        return sound ? std::string() : text + " is not " + wanted;
+      },
+      "");
+}
+
 }  // namespace
 
 void add_record_command(CLI::App &app, int &status) {
@@ -131,11 +144,11 @@ void add_record_command(CLI::App &app, int &status) {
   command->add_option("--display", options->display, "X display (default: $DISPLAY)")
       ->type_name(":N");
   command->add_option("--fps", options->frames_per_second, "at most so many pictures a second")
-      ->check(CLI::Range(0.1, 60.0))
+      ->check(number_within(0.1, 60, "a rate from 0.1 to 60 pictures a second"))
       ->capture_default_str()
       ->type_name("RATE");
   command->add_option("--duration", options->duration, "stop after so many seconds")
-      ->check(CLI::PositiveNumber)
+      ->check(number_within(0.001, 1e9, "a number of seconds above 0"))
       ->type_name("S");
   command
       ->add_option_function<std::string>(

@@ -36,6 +36,8 @@ class Command : public ProgramTest {
 
 TEST_F(Command, WrongUsageExitsWith2AndShowsTheUsage) {
   const std::vector<std::vector<std::string>> wrong = {
+      {"record", "--fps", "nan", path("out.qom")},
+      {"record", "--duration", "nan", path("out.qom")},
       {},
       {"frobnicate"},
       {"info"},

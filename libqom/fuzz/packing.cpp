@@ -1,0 +1,24 @@
+// Unpacks bytes as if zstd had just given them, and packs what they unpack to: the first two
+// bytes are the length that the blocks should have, the rest is packed.
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <vector>
+
+#include "packing.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  if (size < 2) return 0;
+  const size_t length = size_t{data[0]} << 8 | data[1];
+  // Each is exactly as large as it says, so that the sanitizer sees a step outside.
+  const std::vector<uint8_t> bytes(data + 2, data + size);
+  std::vector<uint8_t> blocks(length);
+  if (!qom::unpack_blocks(bytes.data(), bytes.size(), blocks.data(), length)) return 0;
+  const qom::Packed packed = qom::pack_blocks(blocks.data(), length);
+  if (!packed.bytes) return 0;
+  std::vector<uint8_t> again(length);
+  if (!qom::unpack_blocks(packed.bytes, packed.length, again.data(), length) || again != blocks)
+    std::abort();
+  std::free(packed.bytes);
+  return 0;
+}
