@@ -24,11 +24,6 @@ bool happened;
 size_t largest;
 size_t blocks;
 
-void *count_block(void *memory) {
-  if (memory) ++blocks;
-  return memory;
-}
-
 // Whether this call has to fail; sets errno.
 bool fails(faults::Call call) {
   Fault &fault = plan[static_cast<size_t>(call)];
@@ -92,6 +87,11 @@ ssize_t pread(int fd, void *data, size_t length, off_t at) {
 }
 
 #ifndef __SANITIZE_ADDRESS__
+static void *count_block(void *memory) {
+  if (memory) ++blocks;
+  return memory;
+}
+
 void *__libc_malloc(size_t);
 void *__libc_calloc(size_t, size_t);
 void *__libc_realloc(void *, size_t);
