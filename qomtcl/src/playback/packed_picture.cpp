@@ -22,7 +22,8 @@ constexpr size_t kMaxTileBytes = size_t{kTileWidth} * kTileHeight * 4;
    to a 16th, the content is like a photograph: then differences of neighbours are tried, and
    LZ4, which unpacks several times faster, when it costs little more room. */
 constexpr size_t kTextLike = 16;
-constexpr int kZstdLevel = 1;
+constexpr int kTextLevel = -1; /* leaves single bytes as they are, which unpacks faster */
+constexpr int kPhotoLevel = 1;
 
 enum class Form : uint8_t { colour, zstd, zstd_left, lz4, plain };
 
@@ -142,19 +143,20 @@ class Packer {
     const auto consider = [&](Form form, size_t packed, const Bytes &room, size_t worth) {
       if (packed > 0 && packed < worth) best = {form, packed, room.get()};
     };
-    consider(Form::zstd, zstd(raw_, bytes, zstd_), zstd_, best.bytes);
+    consider(Form::zstd, zstd(raw_, bytes, kTextLevel, zstd_), zstd_, best.bytes);
     if (best.bytes < bytes / kTextLike) return tile_new(best.form, best.data, best.bytes);
     if (pixel == 4) {
       qom::to_left_differences(raw_.get(), differences_.get(), bytes, place.row_bytes);
-      consider(Form::zstd_left, zstd(differences_, bytes, zstd_left_), zstd_left_, best.bytes);
+      consider(Form::zstd_left, zstd(differences_, bytes, kPhotoLevel, zstd_left_), zstd_left_,
+               best.bytes);
     }
     consider(Form::lz4, lz4(raw_, bytes, lz4_), lz4_, best.bytes + best.bytes / 4);
     return tile_new(best.form, best.data, best.bytes);
   }
 
-  size_t zstd(const Bytes &raw, size_t bytes, const Bytes &packed) {
+  size_t zstd(const Bytes &raw, size_t bytes, int level, const Bytes &packed) {
     const size_t length =
-        ZSTD_compressCCtx(context_.get(), packed.get(), room_, raw.get(), bytes, kZstdLevel);
+        ZSTD_compressCCtx(context_.get(), packed.get(), room_, raw.get(), bytes, level);
     return ZSTD_isError(length) ? 0 : length;
   }
 
