@@ -15,8 +15,8 @@ constexpr Area kFilm = {200, 150, 640, 360};
 constexpr int kMinute = 600; /* pictures */
 
 /* As the recorder decides it. */
-constexpr uint64_t kWeight = 12;
-constexpr uint64_t kPictures = 12;
+constexpr uint64_t kWeight = 8;
+constexpr uint64_t kPictures = 6;
 constexpr int kLongest = 3000; /* pictures */
 
 struct FreeRecord {
