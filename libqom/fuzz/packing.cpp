@@ -14,11 +14,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const std::vector<uint8_t> bytes(data + 2, data + size);
   std::vector<uint8_t> blocks(length);
   if (!qom::unpack_blocks(bytes.data(), bytes.size(), blocks.data(), length)) return 0;
-  const qom::Packed packed = qom::pack_blocks(blocks.data(), length);
-  if (!packed.bytes) return 0;
+  qom::Packed packed;
+  if (!qom::pack_blocks(blocks.data(), length, &packed)) return 0;
   std::vector<uint8_t> again(length);
-  if (!qom::unpack_blocks(packed.bytes, packed.length, again.data(), length) || again != blocks)
+  if (!qom::unpack_blocks(packed.bytes.data(), packed.bytes.size(), again.data(), length) ||
+      again != blocks)
     std::abort();
-  std::free(packed.bytes);
   return 0;
 }

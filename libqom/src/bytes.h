@@ -58,6 +58,12 @@ class ByteWriter {
     return *this;
   }
 
+  ByteWriter &put_bytes(const void *bytes, size_t length) {
+    if (length > 0) std::memcpy(data_, bytes, length);
+    data_ += length;
+    return *this;
+  }
+
   size_t length() const { return static_cast<size_t>(data_ - start_); }
 
  private:

@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 #include <zstd.h>
+#include <zstd_errors.h>
 
 #include <algorithm>
 #include <array>
@@ -22,20 +23,22 @@ namespace {
 // Levels of zstd. Text in plain pixels shrinks by a quarter more at level 5 than at 3 and decodes
 // as fast; photographs gain a few percent above level 1 and take several times as long. See
 // bench/codec_bench.
-constexpr int fast_level = 1;
-constexpr int usual_level = 3;
-constexpr int thorough_level = 5;
-
 int level_of(Effort effort) {
   switch (effort) {
-    case Effort::photographic:
-      return fast_level;
+    case Effort::quick:
+      return 1;
     case Effort::thorough:
-      return thorough_level;
+      return 5;
+    case Effort::patient:
+      return 8;
     default:
-      return usual_level;
+      return 3;
   }
 }
+
+// Kinds of bytes are kept apart where there are so many of one that statistics of their own pay.
+// It also keeps what is stored below compress_bound().
+constexpr size_t least_apart = 1024;
 
 // A context for each thread, since making one costs more than decompressing a small rectangle.
 // Not thread_local: registering a destructor there ends the process when memory is short.
@@ -76,19 +79,25 @@ ZSTD_CCtx *compressor() {
   return contexts.get();
 }
 
-size_t compress_at(int zstd_level, const uint8_t *raw, size_t raw_length, uint8_t *stored,
-                   size_t room) {
-  ZSTD_CCtx *context = compressor();
-  if (!context) {
-    errno = ENOMEM;
-    set_error("out of memory for compression");
-    return 0;
+// Ends a block of zstd, and with it the statistics of its bytes, at every seam.
+size_t compress_apart(ZSTD_CCtx *context, int level, const uint8_t *raw, size_t raw_length,
+                      std::span<const size_t> seams, uint8_t *stored, size_t room) {
+  ZSTD_CCtx_reset(context, ZSTD_reset_session_and_parameters);
+  ZSTD_CCtx_setParameter(context, ZSTD_c_compressionLevel, level);
+  ZSTD_CCtx_setPledgedSrcSize(context, raw_length);
+  ZSTD_outBuffer output{stored, room, 0};
+  ZSTD_inBuffer input{raw, 0, 0};
+  size_t left = 0;
+  for (const size_t seam : seams) {
+    if (seam - input.pos < least_apart || raw_length - seam < least_apart) continue;
+    input.size = seam;
+    left = ZSTD_compressStream2(context, &output, &input, ZSTD_e_flush);
+    if (ZSTD_isError(left)) return left;
   }
-  const size_t length = ZSTD_compressCCtx(context, stored, room, raw, raw_length, zstd_level);
-  if (!ZSTD_isError(length)) return length;
-  errno = ENOMEM;
-  set_error("cannot compress: %s", ZSTD_getErrorName(length));
-  return 0;
+  input.size = raw_length;
+  left = ZSTD_compressStream2(context, &output, &input, ZSTD_e_end);
+  if (left == 0) return output.pos;
+  return ZSTD_isError(left) ? left : static_cast<size_t>(-ZSTD_error_dstSize_tooSmall);
 }
 
 }  // namespace
@@ -132,9 +141,22 @@ size_t compress_bound(size_t raw_length) {
   return ZSTD_compressBound(raw_length);
 }
 
-size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t room,
-                Effort effort) {
-  return compress_at(level_of(effort), raw, raw_length, stored, room);
+size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t room, Effort effort,
+                std::span<const size_t> seams) {
+  ZSTD_CCtx *context = compressor();
+  if (!context) {
+    errno = ENOMEM;
+    set_error("out of memory for compression");
+    return 0;
+  }
+  const int level = level_of(effort);
+  const size_t length = seams.empty()
+                            ? ZSTD_compressCCtx(context, stored, room, raw, raw_length, level)
+                            : compress_apart(context, level, raw, raw_length, seams, stored, room);
+  if (!ZSTD_isError(length)) return length;
+  errno = ENOMEM;
+  set_error("cannot compress: %s", ZSTD_getErrorName(length));
+  return 0;
 }
 
 bool left_differences_pay(const uint8_t *raw, size_t length, size_t row_bytes) {
@@ -154,8 +176,8 @@ bool left_differences_pay(const uint8_t *raw, size_t length, size_t row_bytes) {
     const uint8_t *from = raw + (rows - band_rows) * band / (bands - 1) * row_bytes;
     to_left_differences(from, scratch.get(), band_bytes, row_bytes);
     uint8_t *stored = scratch.get() + band_bytes;
-    plain += compress_at(fast_level, from, band_bytes, stored, room);
-    differences += compress_at(fast_level, scratch.get(), band_bytes, stored, room);
+    plain += compress(from, band_bytes, stored, room, Effort::quick);
+    differences += compress(scratch.get(), band_bytes, stored, room, Effort::quick);
   }
   // Differences cost time on both sides: a small gain is not worth it.
   return differences * 10 < plain * 8;

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace qom {
 
@@ -23,13 +24,13 @@ size_t stated_length(const uint8_t *stored, size_t stored_length, size_t most);
 // Room that compress() may need, in bytes.
 size_t compress_bound(size_t raw_length);
 
-// How hard compress() tries. What looks like a photograph does not become smaller by trying; the
-// plain pixels of text do.
-enum class Effort { usual, photographic, thorough };
+// How hard compress() tries.
+enum class Effort { quick, usual, thorough, patient };
 
-// Compresses into `stored` (room for compress_bound() bytes); 0 with the reason on failure.
-size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t room,
-                Effort effort = Effort::usual);
+// Compresses into `stored` (room for compress_bound() bytes); 0 with the reason on failure. At the
+// seams (positions in `raw`, rising) bytes of another kind begin.
+size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t room, Effort effort,
+                std::span<const size_t> seams = {});
 
 // Whether left differences compress rows of 32-bit pixels clearly better, judged by a sample.
 bool left_differences_pay(const uint8_t *raw, size_t length, size_t row_bytes);

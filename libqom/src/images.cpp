@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <span>
 
 #include "codec.h"
 #include "error.h"
@@ -39,13 +40,13 @@ Record *invalid(const char *reason) {
 // A record of the type with compressed bytes behind a codec byte; the caller fills in the rest.
 template <typename Record>
 RecordPtr<Record> compressed_record(uint8_t type, uint64_t timestamp, uint8_t codec,
-                                    const uint8_t *raw, size_t length,
-                                    Effort effort = Effort::usual) {
+                                    const uint8_t *raw, size_t length, Effort effort,
+                                    std::span<const size_t> seams = {}) {
   const size_t room = compress_bound(length);
   RecordPtr<Record> record(reinterpret_cast<Record *>(allocate_record(type, timestamp, 1 + room)));
   if (!record) return nullptr;
   uint8_t *data = record_data(record.get());
-  const size_t stored = compress(raw, length, data + 1, room, effort);
+  const size_t stored = compress(raw, length, data + 1, room, effort, seams);
   if (stored == 0) return nullptr;
   data[0] = codec;
   record->length = static_cast<uint32_t>(length);
@@ -100,7 +101,7 @@ QomCompressedImage *qom_image_compress(const QomImage *image) {
   const uint8_t *raw = prepare(image, &scratch, &codec);
   auto compressed = compressed_record<QomCompressedImage>(
       QOM_COMPRESSED_IMAGE, image->timestamp, codec, raw, image->length,
-      codec == codec_zstd_left ? Effort::photographic : Effort::thorough);
+      codec == codec_zstd_left ? Effort::quick : Effort::thorough);
   if (!compressed) return nullptr;
   compressed->width = image->width;
   compressed->height = image->height;
@@ -114,19 +115,19 @@ QomCompressedImage *qom_image_compress(const QomImage *image) {
 QomCompressedImageBlocks *qom_image_blocks_compress(const QomImageBlocks *blocks) {
   if (!blocks || blocks->length > QOM_MAX_DATA || (blocks->length > 0 && !blocks->data))
     return invalid<QomCompressedImageBlocks>("image blocks whose sizes disagree");
-  const Packed packed = pack_blocks(blocks->data, blocks->length);
-  if (packed.bytes) {
-    const std::unique_ptr<uint8_t, void (*)(void *)> owner(packed.bytes, std::free);
+  Packed packed;
+  if (pack_blocks(blocks->data, blocks->length, &packed)) {
     auto compressed = compressed_record<QomCompressedImageBlocks>(
-        QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp, codec_zstd_packed, packed.bytes,
-        packed.length, packed.photographic ? Effort::photographic : Effort::usual);
+        QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp, codec_zstd_packed, packed.bytes.data(),
+        packed.bytes.size(), packed.photographic ? Effort::patient : Effort::usual,
+        {packed.seams.data(), packed.seams.size()});
     if (compressed) compressed->length = blocks->length;
     return compressed.release();
   }
   static const uint8_t nothing = 0;
   return compressed_record<QomCompressedImageBlocks>(
              QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp, codec_zstd,
-             blocks->data ? blocks->data : &nothing, blocks->length)
+             blocks->data ? blocks->data : &nothing, blocks->length, Effort::usual)
       .release();
 }
 

@@ -1,12 +1,11 @@
 #include "packing.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
+#include <iterator>
 
-#include "array.h"
 #include "bytes.h"
+#include "residuals.h"
 
 namespace qom {
 namespace {
@@ -14,7 +13,7 @@ namespace {
 constexpr size_t head_bytes = 8;  // of a block: x, y, width, height
 
 // How the pixels of a group of blocks are stored.
-enum Method : uint8_t { few_colours = 1, many_colours = 2, differences = 3 };
+enum Method : uint8_t { few_colours = 1, many_colours = 2, residuals = 3 };
 
 constexpr size_t most_few = 16;
 constexpr size_t most_many = 256;
@@ -95,28 +94,14 @@ class Packer {
  public:
   Packer(const uint8_t *blocks, size_t length) : blocks_(blocks), length_(length) {}
 
-  Packed pack() {
-    if (!find_blocks() || !indices_.resize(most_pixels_) || !start_output()) return {};
+  bool pack(Packed *packed) {
+    if (!find_blocks() || !indices_.resize(most_pixels_)) return false;
     for (const Block &block : list_)
-      if (!add(block)) return {};
-    if (!write_group()) return {};
-    Packed packed;
-    packed.length = written_;
-    packed.photographic = difference_bytes_ > written_ / 2;
-    packed.bytes = output_.release();
-    return packed;
+      if (!add(block)) return false;
+    return write_group() && write(packed);
   }
 
  private:
-  struct FreeBytes {
-    void operator()(uint8_t *bytes) const { std::free(bytes); }
-  };
-
-  bool start_output() {
-    output_.reset(static_cast<uint8_t *>(std::malloc(most_packed(length_))));
-    return output_ != nullptr;
-  }
-
   bool find_blocks() {
     size_t offset = 0;
     while (length_ - offset > head_bytes) {
@@ -135,7 +120,7 @@ class Packer {
     const size_t most = std::min(most_many, block.pixels() / pixels_per_colour);
     if (join(pixels, block, few_colours, most_few) || join(pixels, block, many_colours, most))
       return keep(block);
-    Method method = differences;
+    Method method = residuals;
     Palette palette;
     if (palette.index(pixels, block.pixels(), most_few, indices_.data())) {
       method = few_colours;
@@ -143,11 +128,11 @@ class Packer {
       palette.clear();
       if (palette.index(pixels, block.pixels(), most, indices_.data())) method = many_colours;
     }
-    if (method != differences || method_ != differences || full()) {
+    if (method != residuals || method_ != residuals || full()) {
       if (!write_group()) return false;
       method_ = method;
       palette_ = palette;
-      if (method == differences) palette_.clear();
+      if (method == residuals) palette_.clear();
     }
     return keep(block);
   }
@@ -165,7 +150,8 @@ class Packer {
 
   bool keep(const Block &block) {
     if (!group_.push(block)) return false;
-    return method_ == differences || keep_indices(block);
+    if (method_ != residuals) return keep_indices(block);
+    return residuals_.add(blocks_ + block.offset + head_bytes, block.width, block.height);
   }
 
   // The indices of a group, ready to be written: two in a byte, rows begin a new byte, for few
@@ -191,70 +177,28 @@ class Packer {
 
   bool write_group() {
     if (group_.empty()) return true;
-    const size_t colours = method_ == differences ? 0 : palette_.count();
-    size_t data_bytes = group_data_.size();
-    if (method_ == differences)
-      for (const Block &block : group_) data_bytes += 4 * block.pixels();
-    const size_t bytes = 4 + head_bytes * group_.size() + 4 * colours + data_bytes;
-    if (bytes > most_packed(length_) - written_) return false;
-    uint8_t *to = output_.get() + written_;
-    *to++ = method_;
-    *to++ = static_cast<uint8_t>(colours ? colours - 1 : 0);
-    const auto count = static_cast<uint16_t>(group_.size());
-    std::memcpy(to, &count, sizeof count);
-    to += sizeof count;
-    for (const Block &block : group_) {
-      std::memcpy(to, blocks_ + block.offset, head_bytes);
-      to += head_bytes;
-    }
-    if (colours) std::memcpy(to, palette_.colours(), 4 * colours);
-    to += 4 * colours;
-    if (method_ == differences) {
-      if (!write_differences(to)) return false;
-      difference_bytes_ += data_bytes;
-    } else {
-      std::memcpy(to, group_data_.data(), data_bytes);
-    }
-    written_ += bytes;
+    const size_t colours = method_ == residuals ? 0 : palette_.count();
+    const size_t begin = groups_.size();
+    const size_t bytes = 4 + head_bytes * group_.size() + 4 * colours + group_data_.size();
+    if (!groups_.resize(begin + bytes)) return false;
+    ByteWriter writer(groups_.data() + begin);
+    writer.put(method_)
+        .put(static_cast<uint8_t>(colours ? colours - 1 : 0))
+        .put(static_cast<uint16_t>(group_.size()));
+    for (const Block &block : group_) writer.put_bytes(blocks_ + block.offset, head_bytes);
+    writer.put_bytes(palette_.colours(), 4 * colours);
+    writer.put_bytes(group_data_.data(), group_data_.size());
     group_.clear();
     group_data_.clear();
     return true;
   }
 
-  // Four planes per block. A row of a plane begins with the difference from the row above.
-  bool write_differences(uint8_t *to) {
-    for (const Block &block : group_) {
-      if (!row_.resize(4 * size_t{block.width})) return false;
-      const uint8_t *from = blocks_ + block.offset + head_bytes;
-      const size_t plane_bytes = block.pixels();
-      uint8_t above[4] = {};
-      for (uint32_t y = 0; y < block.height; ++y, from += 4 * size_t{block.width}) {
-        split_row(from, block.width);
-        for (int plane = 0; plane < 4; ++plane) {
-          const uint8_t *row = row_.data() + plane * size_t{block.width};
-          uint8_t *out = to + plane * plane_bytes + size_t{block.width} * y;
-          out[0] = static_cast<uint8_t>(row[0] - above[plane]);
-          for (uint32_t x = 1; x < block.width; ++x)
-            out[x] = static_cast<uint8_t>(row[x] - row[x - 1]);
-          above[plane] = row[0];
-        }
-      }
-      to += 4 * plane_bytes;
-    }
-    return true;
-  }
-
-  // The bytes of a row's pixels side by side; the first and third one less the second, since the
-  // colours of a pixel resemble each other.
-  void split_row(const uint8_t *from, uint32_t width) {
-    uint8_t *row = row_.data();
-    for (uint32_t x = 0; x < width; ++x) {
-      const uint8_t *pixel = from + 4 * size_t{x};
-      row[x] = static_cast<uint8_t>(pixel[0] - pixel[1]);
-      row[x + width] = pixel[1];
-      row[x + 2 * size_t{width}] = static_cast<uint8_t>(pixel[2] - pixel[1]);
-      row[x + 3 * size_t{width}] = pixel[3];
-    }
+  bool write(Packed *packed) const {
+    const size_t bytes = residuals_.bytes() + groups_.size();
+    if (bytes > most_packed(length_) || !packed->bytes.resize(bytes)) return false;
+    std::memcpy(packed->bytes.data() + residuals_.bytes(), groups_.data(), groups_.size());
+    packed->photographic = residuals_.bytes() > bytes / 2;
+    return residuals_.write(packed->bytes.data(), &packed->seams);
   }
 
   const uint8_t *blocks_;
@@ -262,16 +206,14 @@ class Packer {
   Array<Block> list_;
   size_t most_pixels_ = 0;
 
-  Method method_ = differences;  // of the group
+  Method method_ = residuals;  // of the group
   Palette palette_;
   Array<Block> group_;
   Array<uint8_t> group_data_;
   Array<uint8_t> indices_;  // of the pixels of one block
-  Array<uint8_t> row_;
 
-  std::unique_ptr<uint8_t, FreeBytes> output_;
-  size_t written_ = 0;
-  size_t difference_bytes_ = 0;
+  ResidualPacker residuals_;
+  Array<uint8_t> groups_;  // as they will follow the residuals
 };
 
 bool unpack_few(ByteReader &packed, const uint32_t *palette, const Block &block, uint8_t *to) {
@@ -292,36 +234,16 @@ bool unpack_many(ByteReader &packed, const uint32_t *palette, const Block &block
   return true;
 }
 
-bool unpack_differences(ByteReader &packed, const Block &block, uint8_t *to) {
-  const size_t plane = block.pixels();
-  const uint8_t *from = packed.take(4 * plane);
-  if (!from) return false;
-  uint8_t above[4] = {};
-  for (uint32_t y = 0; y < block.height; ++y) {
-    uint8_t a = above[0], b = above[1], c = above[2], d = above[3];
-    for (uint32_t x = 0; x < block.width; ++x, ++from, to += 4) {
-      a = static_cast<uint8_t>(a + from[0]);
-      b = static_cast<uint8_t>(b + from[plane]);
-      c = static_cast<uint8_t>(c + from[2 * plane]);
-      d = static_cast<uint8_t>(d + from[3 * plane]);
-      if (x == 0) above[0] = a, above[1] = b, above[2] = c, above[3] = d;
-      const uint32_t pixel = static_cast<uint8_t>(a + b) | uint32_t{b} << 8 |
-                             uint32_t{static_cast<uint8_t>(c + b)} << 16 | uint32_t{d} << 24;
-      std::memcpy(to, &pixel, sizeof pixel);
-    }
-  }
-  return true;
-}
-
 // One group. Indices without a colour in the palette give zero pixels.
-bool unpack_group(ByteReader &packed, uint8_t *blocks, size_t length, size_t *offset) {
+bool unpack_group(ByteReader &packed, ResidualReader *residual_reader, uint8_t *blocks,
+                  size_t length, size_t *offset) {
   const auto method = packed.get<uint8_t>();
   const size_t colours = size_t{packed.get<uint8_t>()} + 1;
   const auto count = packed.get<uint16_t>();
   const uint8_t *heads = packed.take(head_bytes * count);
   if (!heads || count == 0) return false;
   uint32_t palette[most_many] = {};
-  if (method != differences) {
+  if (method != residuals) {
     const uint8_t *stored = packed.take(4 * colours);
     if (!stored) return false;
     std::memcpy(palette, stored, 4 * colours);
@@ -336,8 +258,9 @@ bool unpack_group(ByteReader &packed, uint8_t *blocks, size_t length, size_t *of
     *offset += 4 * block.pixels();
     const bool unpacked = method == few_colours    ? unpack_few(packed, palette, block, to)
                           : method == many_colours ? unpack_many(packed, palette, block, to)
-                          : method == differences  ? unpack_differences(packed, block, to)
-                                                   : false;
+                          : method == residuals
+                              ? residual_reader->unpack(block.width, block.height, to)
+                              : false;
     if (!unpacked) return false;
   }
   return true;
@@ -345,16 +268,18 @@ bool unpack_group(ByteReader &packed, uint8_t *blocks, size_t length, size_t *of
 
 }  // namespace
 
-Packed pack_blocks(const uint8_t *blocks, size_t length) {
-  return Packer(blocks, length).pack();
+bool pack_blocks(const uint8_t *blocks, size_t length, Packed *packed) {
+  return Packer(blocks, length).pack(packed);
 }
 
 bool unpack_blocks(const uint8_t *packed, size_t packed_length, uint8_t *blocks, size_t length) {
   ByteReader reader(packed, packed_length);
+  ResidualReader residual_reader;
+  if (!residual_reader.open(reader)) return false;
   size_t offset = 0;
   while (reader.left() > 0)
-    if (!unpack_group(reader, blocks, length, &offset)) return false;
-  return reader.ok() && offset == length;
+    if (!unpack_group(reader, &residual_reader, blocks, length, &offset)) return false;
+  return reader.ok() && offset == length && residual_reader.finished();
 }
 
 }  // namespace qom

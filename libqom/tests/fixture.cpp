@@ -100,6 +100,17 @@ Bytes pixels(size_t length) {
   return bytes;
 }
 
+// Shades that differ little at first and more and more further on, as photographs have them.
+Bytes shades(size_t length) {
+  Bytes bytes(length);
+  uint32_t any = 1;
+  for (size_t i = 0; i < length; ++i) {
+    any = any * 1664525 + 1013904223;
+    bytes[i] = static_cast<uint8_t>(90 + (any >> 16) % (1 + i / 24));
+  }
+  return bytes;
+}
+
 uint32_t row_bytes(const QomHeader &header, uint16_t width) {
   return stride_in_bytes(
       width, static_cast<uint8_t>(8 * pixel_format_bytes_per_pixel(header.pixel_format)),
@@ -155,12 +166,14 @@ Record compressed_image(const QomHeader &header, uint64_t time, uint16_t width, 
 
 Record image_blocks(const QomHeader &header, uint64_t time) {
   Bytes data;
-  for (const auto &[width, height] : {std::pair<uint16_t, uint16_t>{5, 2}, {1, 1}, {3, 4}}) {
+  for (const auto &[width, height] :
+       {std::pair<uint16_t, uint16_t>{5, 2}, {1, 1}, {3, 4}, {9, 6}}) {
     forge::append(&data, int16_t{-7});
     forge::append(&data, int16_t{9});
     forge::append(&data, width);
     forge::append(&data, height);
-    forge::append(&data, pixels(size_t{row_bytes(header, width)} * height));
+    const size_t length = size_t{row_bytes(header, width)} * height;
+    forge::append(&data, width < 9 ? pixels(length) : shades(length));
   }
   return keep(
       QomImageBlocks{QOM_IMAGE_BLOCKS, time, static_cast<uint32_t>(data.size()), data.data()});

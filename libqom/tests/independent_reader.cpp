@@ -3,6 +3,7 @@
 #include <zstd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <set>
 
@@ -303,30 +304,66 @@ bool Walk::decode_cursor(Fields in, const Frame &frame, Record *record) const {
   return in.good;
 }
 
-// The pixels of one block of a packed group; false when they are not all there.
-bool unpack_block(Fields *in, uint64_t method, const Bytes &colours, size_t width, size_t height,
-                  Bytes *raw) {
-  const size_t row = method == 1 ? (width + 1) / 2 : method == 2 ? width : 4 * width;
-  if (method < 1 || method > 3 || in->left < row * height) return false;
-  const uint8_t *from = in->at;
-  const size_t plane = width * height;
-  Bytes values(4 * plane);
-  for (size_t i = 0; method == 3 && i < 4 * plane; ++i) {
-    const size_t x = i % width;
-    const bool first = i % plane == 0;
-    const uint8_t before = first ? uint8_t{0} : values[x > 0 ? i - 1 : i - width];
-    values[i] = static_cast<uint8_t>(before + from[i]);
-  }
-  for (size_t i = 0; i < plane; ++i) {
-    const size_t x = i % width;
-    const uint8_t byte = from[method == 1 ? i / width * row + x / 2 : i];
-    const size_t colour = method == 1 ? byte >> (x % 2 * 4) & 15u : byte;
-    for (size_t k = 0; k < 4; ++k) {
-      const uint8_t less = k % 2 == 0 ? values[plane + i] : uint8_t{0};
-      raw->push_back(method == 3 ? static_cast<uint8_t>(values[k * plane + i] + less)
-                     : 4 * colour < colours.size() ? colours[4 * colour + k]
-                                                   : uint8_t{0});
+using Pixel = std::array<int, 4>;
+
+// The residuals in front of packed blocks.
+struct Residuals {
+  std::array<size_t, 3> next{};  // in a plane, for each kind
+  std::array<size_t, 3> end{};
+  Bytes planes;
+
+  explicit Residuals(Fields *in) {
+    size_t sum = 0;
+    for (size_t kind = 0; kind < 3; ++kind) {
+      next[kind] = sum;
+      end[kind] = sum += in->number(4);
     }
+    if (in->left < 4 * sum) in->good = false;
+    if (!in->good) return;
+    planes.assign(in->at, in->at + 4 * sum);
+    in->at += 4 * sum;
+    in->left -= 4 * sum;
+  }
+
+  bool unpack(size_t width, size_t height, Bytes *raw) {
+    const size_t plane = planes.size() / 4;
+    std::vector<Pixel> values;
+    for (size_t i = 0; i < width * height; ++i) {
+      const Pixel start = {128, 0, 128, 0};
+      Pixel left = i % width > 0 ? values[i - 1] : i > 0 ? values[i - width] : start;
+      const Pixel above = i >= width ? values[i - width] : left;
+      const Pixel corner = i < width ? left : i % width > 0 ? values[i - width - 1] : above;
+      int spread = 0;
+      for (size_t k = 0; k < 4; ++k)
+        spread +=
+            std::max({left[k], above[k], corner[k]}) - std::min({left[k], above[k], corner[k]});
+      const size_t kind = spread < 3 ? 0 : spread < 14 ? 1 : 2;
+      if (next[kind] == end[kind]) return false;
+      for (size_t k = 0; k < 4; ++k) {
+        const int predicted = std::clamp(left[k] + above[k] - corner[k],
+                                         std::min(left[k], above[k]), std::max(left[k], above[k]));
+        left[k] = (predicted + planes[k * plane + next[kind]]) & 255;
+      }
+      ++next[kind];
+      values.push_back(left);
+      for (size_t k = 0; k < 4; ++k)
+        raw->push_back(static_cast<uint8_t>(left[k] + (k % 2 == 0 ? left[1] - 128 : 0)));
+    }
+    return true;
+  }
+};
+
+// The pixels of one block of a group of few or many colours; false when they are not all there.
+bool unpack_colours(Fields *in, uint64_t method, const Bytes &colours, size_t width, size_t height,
+                    Bytes *raw) {
+  const size_t row = method == 1 ? (width + 1) / 2 : width;
+  if (method < 1 || method > 2 || in->left < row * height) return false;
+  for (size_t i = 0; i < width * height; ++i) {
+    const size_t x = i % width;
+    const uint8_t byte = in->at[method == 1 ? i / width * row + x / 2 : i];
+    const size_t colour = method == 1 ? byte >> (x % 2 * 4) & 15u : byte;
+    for (size_t k = 0; k < 4; ++k)
+      raw->push_back(4 * colour < colours.size() ? colours[4 * colour + k] : uint8_t{0});
   }
   in->at += row * height;
   in->left -= row * height;
@@ -334,6 +371,7 @@ bool unpack_block(Fields *in, uint64_t method, const Bytes &colours, size_t widt
 }
 
 bool unpack_blocks(Fields in, size_t length, Bytes *raw) {
+  Residuals residuals(&in);
   while (in.good && in.left > 0) {
     const uint64_t method = in.number(1);
     const size_t colour_count = in.number(1) + 1;
@@ -349,12 +387,13 @@ bool unpack_blocks(Fields in, size_t length, Bytes *raw) {
       heads.number(4);
       const size_t width = heads.number(2);
       const size_t height = heads.number(2);
-      if (raw->size() + 4 * width * height > length ||
-          !unpack_block(&in, method, colours, width, height, raw))
+      if (raw->size() + 4 * width * height > length) return false;
+      if (method == 3 ? !residuals.unpack(width, height, raw)
+                      : !unpack_colours(&in, method, colours, width, height, raw))
         return false;
     }
   }
-  return in.good && raw->size() == length;
+  return in.good && raw->size() == length && residuals.next == residuals.end;
 }
 
 // The compressed bytes go into the fields with their codec in front. Bytes that do not

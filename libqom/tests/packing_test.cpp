@@ -36,10 +36,10 @@ struct Packing : testing::Test {
   }
 
   Bytes pack() const {
-    const qom::Packed packed = qom::pack_blocks(blocks.data(), blocks.size());
-    const std::unique_ptr<uint8_t, void (*)(void *)> owner(packed.bytes, std::free);
-    EXPECT_LE(packed.length, qom::most_packed(blocks.size()));
-    return packed.bytes ? Bytes(packed.bytes, packed.bytes + packed.length) : Bytes();
+    qom::Packed packed;
+    if (!qom::pack_blocks(blocks.data(), blocks.size(), &packed)) return {};
+    EXPECT_LE(packed.bytes.size(), qom::most_packed(blocks.size()));
+    return {packed.bytes.begin(), packed.bytes.end()};
   }
   bool unpacks(const Bytes &packed, size_t length) const {
     const std::unique_ptr<uint8_t[]> exact(new uint8_t[length]);  // an overrun would be noticed

@@ -115,7 +115,7 @@ TEST_F(RoundTrip, BlocksAreSteppedThroughInOrder) {
     EXPECT_EQ(image.bytes_per_line, stride_in_bytes(image.width, 16, 32));
     EXPECT_EQ(image.data + image.length, blocks->data + offset);
   }
-  EXPECT_EQ(sizes, "5x2 1x1 3x4 ");
+  EXPECT_EQ(sizes, "5x2 1x1 3x4 9x6 ");
   EXPECT_EQ(offset, blocks->length);
 }
 

@@ -1,0 +1,197 @@
+#include "residuals.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+namespace qom {
+namespace {
+
+// The four values of a pixel: first and third byte less the second one, since the colours of a
+// pixel resemble each other, around the middle so that small differences are neighbours.
+typedef int16_t Values __attribute__((vector_size(8)));
+typedef uint8_t Bytes __attribute__((vector_size(4)));
+
+constexpr Values centre = {128, 0, 128, 0};
+constexpr Values low_byte = {255, 255, 255, 255};
+
+// Four bytes that lie `distance` apart.
+Values gather(const uint8_t *at, size_t distance) {
+  const uint64_t lanes = at[0] | uint64_t{at[distance]} << 16 | uint64_t{at[2 * distance]} << 32 |
+                         uint64_t{at[3 * distance]} << 48;
+  Values values;
+  std::memcpy(&values, &lanes, sizeof values);
+  return values;
+}
+
+uint32_t to_bytes(Values values) {
+  const Bytes four = __builtin_convertvector(values & low_byte, Bytes);
+  uint32_t bytes;
+  std::memcpy(&bytes, &four, sizeof bytes);
+  return bytes;
+}
+
+Values second(Values values) {
+  return __builtin_shuffle(values, Values{}, Values{1, 4, 1, 4});
+}
+
+Values to_values(const uint8_t *pixel) {
+  const Values bytes = gather(pixel, 1);
+  return (bytes - second(bytes) + centre) & low_byte;
+}
+
+uint32_t to_pixel(Values values) {
+  return to_bytes(values + second(values) - centre);
+}
+
+Values lesser(Values a, Values b) {
+  return a < b ? a : b;
+}
+Values greater(Values a, Values b) {
+  return a > b ? a : b;
+}
+
+// The pixels left of, above, and left above one. Where there is none, another one stands in.
+struct Neighbours {
+  Values left;
+  Values above;
+  Values corner;
+
+  // The median of left, above, and what would continue them in a plane.
+  Values predict() const {
+    const Values plane = left + above - corner;
+    return lesser(greater(plane, lesser(left, above)), greater(left, above));
+  }
+
+  // How far they are apart, in all values together.
+  uint64_t spread() const {
+    const Values spread =
+        greater(greater(left, above), corner) - lesser(lesser(left, above), corner);
+    uint64_t lanes;
+    std::memcpy(&lanes, &spread, sizeof lanes);
+    return lanes * 0x0001000100010001u >> 48;
+  }
+};
+
+constexpr uint64_t least_spread[residual_kinds] = {0, 3, 14};
+
+Values load(const uint64_t *at) {
+  Values values;
+  std::memcpy(&values, at, sizeof values);
+  return values;
+}
+
+void store(uint64_t *at, Values values) {
+  std::memcpy(at, &values, sizeof values);
+}
+
+// Goes over a rectangle, row by row: `pixel(neighbours)` gives the values of the next one. `above`
+// has room for a row.
+template <typename Pixel>
+void walk(uint32_t width, uint32_t height, uint64_t *above, Pixel pixel) {
+  Values left = centre;
+  for (uint32_t x = 0; x < width; ++x) {
+    left = pixel(Neighbours{left, left, left});
+    store(above + x, left);
+  }
+  for (uint32_t y = 1; y < height; ++y) {
+    left = load(above);
+    Values corner = left;
+    for (uint32_t x = 0; x < width; ++x) {
+      const Values over = load(above + x);
+      left = pixel(Neighbours{left, over, corner});
+      corner = over;
+      store(above + x, left);
+    }
+  }
+}
+
+}  // namespace
+
+bool ResidualPacker::add(const uint8_t *pixels, uint32_t width, uint32_t height) {
+  const size_t count = size_t{width} * height;
+  const size_t begin = kinds_.size();
+  if (!residuals_.resize(begin + count) || !kinds_.resize(begin + count) || !above_.resize(width))
+    return false;
+  uint32_t *residual = residuals_.data() + begin;
+  uint8_t *kind = kinds_.data() + begin;
+  walk(width, height, above_.data(), [&](const Neighbours &neighbours) {
+    const Values values = to_values(pixels);
+    pixels += sizeof(uint32_t);
+    *residual++ = to_bytes(values - neighbours.predict());
+    const uint64_t spread = neighbours.spread();
+    *kind = static_cast<uint8_t>((spread >= least_spread[1]) + (spread >= least_spread[2]));
+    ++counts_[*kind++];
+    return values;
+  });
+  return true;
+}
+
+size_t ResidualPacker::bytes() const {
+  return residual_kinds * sizeof(uint32_t) + residual_planes * residuals_.size();
+}
+
+bool ResidualPacker::write(uint8_t *to, Array<size_t> *seams) const {
+  const size_t pixels = residuals_.size();
+  ByteWriter writer(to);
+  for (const size_t count : counts_) writer.put(static_cast<uint32_t>(count));
+  uint8_t *next[residual_kinds];
+  size_t begin = writer.length();
+  for (size_t kind = 0; kind < residual_kinds; begin += counts_[kind++]) next[kind] = to + begin;
+  for (size_t plane = 0; plane < residual_planes; ++plane)
+    for (const uint8_t *of_kind : next)
+      if (!seams->push(static_cast<size_t>(of_kind - to) + plane * pixels)) return false;
+  for (size_t i = 0; i < pixels; ++i) {
+    uint8_t *at = next[kinds_[i]]++;
+    for (size_t plane = 0; plane < residual_planes; ++plane)
+      at[plane * pixels] = static_cast<uint8_t>(residuals_[i] >> 8 * plane);
+  }
+  return seams->push(bytes());
+}
+
+bool ResidualReader::open(ByteReader &packed) {
+  uint32_t counts[residual_kinds];
+  plane_bytes_ = 0;
+  for (uint32_t &count : counts) plane_bytes_ += count = packed.get<uint32_t>();
+  const uint8_t *begin = packed.take(residual_planes * plane_bytes_);
+  if (!begin) return false;
+  for (size_t kind = 0; kind < residual_kinds; begin = end_[kind++]) {
+    next_[kind] = begin;
+    end_[kind] = begin + counts[kind];
+  }
+  return true;
+}
+
+// Which kind comes next is left to the processor to guess: waiting until it is known would take
+// several times as long.
+bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *to) {
+  if (!above_.resize(width)) return false;
+  const uint8_t *calm = next_[0], *livelier = next_[1], *restless = next_[2];
+  const uint8_t *const ends[] = {end_[0], end_[1], end_[2]};
+  const size_t distance = plane_bytes_;
+  bool whole = true;
+  const auto take = [&](const uint8_t *&next, const uint8_t *end) {
+    if (next != end) return gather(next++, distance);
+    whole = false;
+    return Values{};
+  };
+  walk(width, height, above_.data(), [&](const Neighbours &neighbours) {
+    const uint64_t spread = neighbours.spread();
+    Values residual;
+    if (spread < least_spread[1])
+      residual = take(calm, ends[0]);
+    else if (spread < least_spread[2])
+      residual = take(livelier, ends[1]);
+    else
+      residual = take(restless, ends[2]);
+    const Values values = (neighbours.predict() + residual) & low_byte;
+    const uint32_t pixel = to_pixel(values);
+    std::memcpy(to, &pixel, sizeof pixel);
+    to += sizeof pixel;
+    return values;
+  });
+  next_[0] = calm, next_[1] = livelier, next_[2] = restless;
+  return whole;
+}
+
+}  // namespace qom

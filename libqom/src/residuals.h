@@ -1,0 +1,59 @@
+// Rectangles of 32-bit pixels as residuals: what has to be added to a pixel predicted from its
+// neighbours. The residuals are sorted by how restless those neighbours are, since small and large
+// ones compress better apart. The bytes are described in docs/format.md.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "array.h"
+#include "bytes.h"
+
+namespace qom {
+
+// How the neighbours of a pixel differ: hardly, somewhat, much.
+constexpr size_t residual_kinds = 3;
+constexpr size_t residual_planes = 4;
+
+// Collects rectangles, and writes the residuals of all of them.
+class ResidualPacker {
+ public:
+  // Takes in the pixels of a rectangle, rows without padding. False when memory is short.
+  bool add(const uint8_t *pixels, uint32_t width, uint32_t height);
+
+  // Writes bytes() bytes for what was added, and adds the positions in them at which bytes of
+  // another kind begin. False when memory is short.
+  bool write(uint8_t *to, Array<size_t> *seams) const;
+
+  size_t bytes() const;
+
+ private:
+  Array<uint32_t> residuals_;  // of each pixel, as four bytes
+  Array<uint8_t> kinds_;       // of each pixel
+  size_t counts_[residual_kinds] = {};
+  Array<uint64_t> above_;
+};
+
+// Restores rectangles in the order in which they were added.
+class ResidualReader {
+ public:
+  // Takes what ResidualPacker::write() has written, which must outlive the reader. False when it is
+  // not all there.
+  bool open(ByteReader &packed);
+
+  // Restores the pixels of the next rectangle. False when the residuals do not have it, or memory
+  // is short.
+  bool unpack(uint32_t width, uint32_t height, uint8_t *to);
+
+  // Whether nothing is left.
+  bool finished() const { return std::equal(next_, next_ + residual_kinds, end_); }
+
+ private:
+  size_t plane_bytes_ = 0;
+  const uint8_t *next_[residual_kinds];  // in the first plane
+  const uint8_t *end_[residual_kinds];
+  Array<uint64_t> above_;
+};
+
+}  // namespace qom
