@@ -9,34 +9,51 @@ namespace {
 
 // The four values of a pixel: first and third byte less the second one, since the colours of a
 // pixel resemble each other, around the middle so that small differences are neighbours.
-typedef int16_t Values __attribute__((vector_size(8)));
-typedef uint8_t Bytes __attribute__((vector_size(4)));
+// They are the lower four of a vector that processors have.
+typedef int16_t Values __attribute__((vector_size(16)));
+typedef uint8_t Bytes __attribute__((vector_size(16)));
 
 constexpr Values centre = {128, 0, 128, 0};
 constexpr Values low_byte = {255, 255, 255, 255};
+
+Values load(const uint64_t *at) {
+  typedef uint64_t Halves __attribute__((vector_size(16)));
+  return reinterpret_cast<Values>(Halves{*at, 0});
+}
+
+void store(uint64_t *at, Values values) {
+  std::memcpy(at, &values, sizeof *at);
+}
+
+Values from_bytes(uint32_t bytes) {
+  typedef uint32_t Words __attribute__((vector_size(16)));
+  const Bytes four = reinterpret_cast<Bytes>(Words{bytes, 0, 0, 0});
+  return reinterpret_cast<Values>(__builtin_shuffle(
+      four, Bytes{}, Bytes{0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23}));
+}
 
 // Four bytes that lie `distance` apart.
 Values gather(const uint8_t *at, size_t distance) {
   const uint64_t lanes = at[0] | uint64_t{at[distance]} << 16 | uint64_t{at[2 * distance]} << 32 |
                          uint64_t{at[3 * distance]} << 48;
-  Values values;
-  std::memcpy(&values, &lanes, sizeof values);
-  return values;
+  return load(&lanes);
 }
 
 uint32_t to_bytes(Values values) {
-  const Bytes four = __builtin_convertvector(values & low_byte, Bytes);
-  uint32_t bytes;
-  std::memcpy(&bytes, &four, sizeof bytes);
-  return bytes;
+  typedef uint8_t Octet __attribute__((vector_size(8)));
+  const Octet bytes = __builtin_convertvector(values & low_byte, Octet);
+  uint32_t four;
+  std::memcpy(&four, &bytes, sizeof four);
+  return four;
 }
 
+// The second value in place of the first and third.
 Values second(Values values) {
-  return __builtin_shuffle(values, Values{}, Values{1, 4, 1, 4});
+  return __builtin_shuffle(values, Values{1, 1, 1, 1, 4, 5, 6, 7}) & Values{-1, 0, -1, 0};
 }
 
-Values to_values(const uint8_t *pixel) {
-  const Values bytes = gather(pixel, 1);
+Values to_values(uint32_t pixel) {
+  const Values bytes = from_bytes(pixel);
   return (bytes - second(bytes) + centre) & low_byte;
 }
 
@@ -64,26 +81,16 @@ struct Neighbours {
   }
 
   // How far they are apart, in all values together.
-  uint64_t spread() const {
+  int spread() const {
     const Values spread =
         greater(greater(left, above), corner) - lesser(lesser(left, above), corner);
-    uint64_t lanes;
-    std::memcpy(&lanes, &spread, sizeof lanes);
-    return lanes * 0x0001000100010001u >> 48;
+    const Values pairs = spread + __builtin_shuffle(spread, Values{1, 0, 3, 2, 4, 5, 6, 7});
+    return pairs[0] + pairs[2];
   }
 };
 
-constexpr uint64_t least_spread[residual_kinds] = {0, 3, 14};
-
-Values load(const uint64_t *at) {
-  Values values;
-  std::memcpy(&values, at, sizeof values);
-  return values;
-}
-
-void store(uint64_t *at, Values values) {
-  std::memcpy(at, &values, sizeof values);
-}
+// From which spread on a pixel is of each kind.
+constexpr int least_spread[residual_kinds] = {0, 3, 14};
 
 // Goes over a rectangle, row by row: `pixel(neighbours)` gives the values of the next one. `above`
 // has room for a row.
@@ -116,10 +123,12 @@ bool ResidualPacker::add(const uint8_t *pixels, uint32_t width, uint32_t height)
   uint32_t *residual = residuals_.data() + begin;
   uint8_t *kind = kinds_.data() + begin;
   walk(width, height, above_.data(), [&](const Neighbours &neighbours) {
-    const Values values = to_values(pixels);
-    pixels += sizeof(uint32_t);
+    uint32_t pixel;
+    std::memcpy(&pixel, pixels, sizeof pixel);
+    pixels += sizeof pixel;
+    const Values values = to_values(pixel);
     *residual++ = to_bytes(values - neighbours.predict());
-    const uint64_t spread = neighbours.spread();
+    const int spread = neighbours.spread();
     *kind = static_cast<uint8_t>((spread >= least_spread[1]) + (spread >= least_spread[2]));
     ++counts_[*kind++];
     return values;
@@ -150,9 +159,9 @@ bool ResidualPacker::write(uint8_t *to, Array<size_t> *seams) const {
 }
 
 bool ResidualReader::open(ByteReader &packed) {
-  uint32_t counts[residual_kinds];
+  size_t counts[residual_kinds];
   plane_bytes_ = 0;
-  for (uint32_t &count : counts) plane_bytes_ += count = packed.get<uint32_t>();
+  for (size_t &count : counts) plane_bytes_ += count = packed.get<uint32_t>();
   const uint8_t *begin = packed.take(residual_planes * plane_bytes_);
   if (!begin) return false;
   for (size_t kind = 0; kind < residual_kinds; begin = end_[kind++]) {
@@ -162,8 +171,7 @@ bool ResidualReader::open(ByteReader &packed) {
   return true;
 }
 
-// Which kind comes next is left to the processor to guess: waiting until it is known would take
-// several times as long.
+// Which kind comes next is left to the processor to guess: choosing without a branch takes longer.
 bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *to) {
   if (!above_.resize(width)) return false;
   const uint8_t *calm = next_[0], *livelier = next_[1], *restless = next_[2];
@@ -176,7 +184,7 @@ bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *to) {
     return Values{};
   };
   walk(width, height, above_.data(), [&](const Neighbours &neighbours) {
-    const uint64_t spread = neighbours.spread();
+    const int spread = neighbours.spread();
     Values residual;
     if (spread < least_spread[1])
       residual = take(calm, ends[0]);
