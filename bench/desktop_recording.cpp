@@ -16,7 +16,7 @@ constexpr int kMinute = 600; /* pictures */
 
 /* As the recorder decides it. */
 constexpr uint64_t kWeight = 8;
-constexpr uint64_t kPictures = 2;
+constexpr uint64_t kPictures = 3;
 constexpr int kLongest = 3000; /* pictures */
 
 struct FreeRecord {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "forge.h"
+#include "packing.h"
 #include "qom/writer.h"
 #include "records.h"
 
@@ -130,6 +131,40 @@ void save_pixels() {
   }
 }
 
+// Blocks of few colours, of many, and of so many that only their residuals are stored.
+Bytes blocks_like(const std::string &content) {
+  const uint16_t side = 20;
+  Bytes data(size_t{4} * side * side);
+  for (size_t i = 0; i < data.size(); ++i) {
+    const size_t pixel = i / 4;
+    const size_t shade = content == "few" ? pixel / 7 % 2 : content == "many" ? pixel % 24 : pixel;
+    data[i] = static_cast<uint8_t>(shade * (3 + i % 4) + (content == "photo" ? i * i % 5 : 0));
+  }
+  return block(side, side, data);
+}
+
+void save_packed() {
+  for (const std::string name : {"few", "many", "photo", "all"}) {
+    const Bytes blocks = name == "all" ? blocks_like("photo") + blocks_like("few") +
+                                             blocks_like("photo") + blocks_like("many")
+                                       : blocks_like(name);
+    const auto length = static_cast<uint16_t>(blocks.size());
+    qom::Packed packed;
+    if (!qom::pack_blocks(blocks.data(), length, &packed)) continue;
+    save("packing", name,
+         Bytes{static_cast<uint8_t>(length >> 8), static_cast<uint8_t>(length)} +
+             Bytes(packed.bytes.begin(), packed.bytes.end()));
+    const QomImageBlocks plain = {QOM_IMAGE_BLOCKS, 0, length,
+                                  const_cast<uint8_t *>(blocks.data())};
+    const RecordPtr<QomCompressedImageBlocks> record(qom_image_blocks_compress(&plain));
+    Bytes head(12);
+    forge::put(&head, 8, length);
+    save("decompress", "packed_" + name,
+         head + Bytes(record->data, record->data + record->compressed_length));
+    save("blocks", name, Bytes{xRGB8888, 32} + blocks);
+  }
+}
+
 void save_scripts() {
   save("writer", "texts", {6, 3, 0, 128, 1, 1, 3, 'a', 'b', 'c', 2, 0, 0, 7, 1, 1, 2, 'u', 'v'});
   save("writer", "images", {4, 2, 0, 200, 3, 9, 5, 4, 7, 4, 9, 3, 2, 1, 5, 1, 6, 0, 7, 0});
@@ -143,5 +178,6 @@ int main(int argc, char *argv[]) {
   top = argv[1];
   save_recordings();
   save_pixels();
+  save_packed();
   save_scripts();
 }

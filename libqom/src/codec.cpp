@@ -30,7 +30,7 @@ int level_of(Effort effort) {
     case Effort::thorough:
       return 5;
     case Effort::patient:
-      return 8;
+      return 6;
     default:
       return 3;
   }

@@ -8,8 +8,8 @@ namespace qom {
 namespace {
 
 // The four values of a pixel: first and third byte less the second one, since the colours of a
-// pixel resemble each other, around the middle so that small differences are neighbours.
-// They are the lower four of a vector that processors have.
+// pixel resemble each other, with 128 for none, so that values of both signs are neighbours. They
+// are the lower half of a vector, which is what processors calculate with.
 typedef int16_t Values __attribute__((vector_size(16)));
 typedef uint8_t Bytes __attribute__((vector_size(16)));
 
@@ -28,8 +28,8 @@ void store(uint64_t *at, Values values) {
 Values from_bytes(uint32_t bytes) {
   typedef uint32_t Words __attribute__((vector_size(16)));
   const Bytes four = reinterpret_cast<Bytes>(Words{bytes, 0, 0, 0});
-  return reinterpret_cast<Values>(__builtin_shuffle(
-      four, Bytes{}, Bytes{0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23}));
+  return reinterpret_cast<Values>(__builtin_shufflevector(four, Bytes{}, 0, 16, 1, 17, 2, 18, 3, 19,
+                                                          4, 20, 5, 21, 6, 22, 7, 23));
 }
 
 // Four bytes that lie `distance` apart.
@@ -49,7 +49,7 @@ uint32_t to_bytes(Values values) {
 
 // The second value in place of the first and third.
 Values second(Values values) {
-  return __builtin_shuffle(values, Values{1, 1, 1, 1, 4, 5, 6, 7}) & Values{-1, 0, -1, 0};
+  return __builtin_shufflevector(values, values, 1, 1, 1, 1, 4, 5, 6, 7) & Values{-1, 0, -1, 0};
 }
 
 Values to_values(uint32_t pixel) {
@@ -74,7 +74,7 @@ struct Neighbours {
   Values above;
   Values corner;
 
-  // The median of left, above, and what would continue them in a plane.
+  // The median of left, above, and what would continue them in a plane, as JPEG-LS predicts.
   Values predict() const {
     const Values plane = left + above - corner;
     return lesser(greater(plane, lesser(left, above)), greater(left, above));
@@ -84,7 +84,7 @@ struct Neighbours {
   int spread() const {
     const Values spread =
         greater(greater(left, above), corner) - lesser(lesser(left, above), corner);
-    const Values pairs = spread + __builtin_shuffle(spread, Values{1, 0, 3, 2, 4, 5, 6, 7});
+    const Values pairs = spread + __builtin_shufflevector(spread, spread, 1, 0, 3, 2, 4, 5, 6, 7);
     return pairs[0] + pairs[2];
   }
 };

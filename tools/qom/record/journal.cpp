@@ -12,7 +12,7 @@ namespace {
 // first rule keeps checkpoints a small part of the file and a far move short, the second one looks
 // after sessions in which little happens.
 constexpr uint64_t weight = 8;
-constexpr uint64_t pictures = 2;
+constexpr uint64_t pictures = 3;
 constexpr int64_t longest = 300 * second;
 
 constexpr uint64_t frame_bytes = 40;  // what a record costs in the file beside its payload, about
