@@ -55,22 +55,41 @@ RecordPtr<Record> compressed_record(uint8_t type, uint64_t timestamp, uint8_t co
   return record;
 }
 
-// The pixels as they go to the compressor: themselves, or their left differences in `scratch`.
-const uint8_t *prepare(const QomImage *image, std::unique_ptr<uint8_t[]> *scratch, uint8_t *codec) {
-  *codec = codec_zstd;
-  if (pixel_format_bytes_per_pixel(image->pixel_format) != 4 ||
-      !left_differences_pay(image->data, image->length, image->bytes_per_line))
-    return image->data;
+// The left differences of a picture in `scratch`; false when they do not pay, or memory is short.
+bool take_left_differences(const QomImage *image, std::unique_ptr<uint8_t[]> *scratch) {
+  if (!left_differences_pay(image->data, image->length, image->bytes_per_line)) return false;
   scratch->reset(new (std::nothrow) uint8_t[image->length]);
-  if (!*scratch) return image->data;
+  if (!*scratch) return false;
   to_left_differences(image->data, scratch->get(), image->length, image->bytes_per_line);
-  *codec = codec_zstd_left;
-  return scratch->get();
+  return true;
 }
 
-// Through the packed bytes, whose number was checked before, into the blocks.
+// What looks like a photograph from edge to edge is restored fastest from left differences; the
+// rest of what a screen shows takes least when it is packed.
+RecordPtr<QomCompressedImage> compress_image(const QomImage *image) {
+  const auto compressed = [image](uint8_t codec, const uint8_t *raw, size_t length, Effort effort,
+                                  std::span<const size_t> seams = {}) {
+    return compressed_record<QomCompressedImage>(QOM_COMPRESSED_IMAGE, image->timestamp, codec, raw,
+                                                 length, effort, seams);
+  };
+  if (pixel_format_bytes_per_pixel(image->pixel_format) == 4) {
+    std::unique_ptr<uint8_t[]> scratch;
+    if (take_left_differences(image, &scratch))
+      return compressed(codec_zstd_left, scratch.get(), image->length, Effort::quick);
+    Packed packed;
+    if (pack_image(image->data, image->width, image->height, &packed))
+      return compressed(codec_zstd_packed, packed.bytes.data(), packed.bytes.size(),
+                        packed.photographic ? Effort::patient : Effort::thorough,
+                        {packed.seams.data(), packed.seams.size()});
+  }
+  return compressed(codec_zstd, image->data, image->length, Effort::thorough);
+}
+
+// Decompresses packed pixels, of which there will be `packed_length` bytes, and gives them to
+// `unpack(packed, length)`.
+template <typename Unpack>
 bool decompress_packed(const uint8_t *stored, size_t stored_length, size_t packed_length,
-                       QomImageBlocks *blocks) {
+                       Unpack unpack) {
   const std::unique_ptr<uint8_t[]> packed(new (std::nothrow) uint8_t[packed_length]);
   if (!packed) {
     errno = ENOMEM;
@@ -78,9 +97,17 @@ bool decompress_packed(const uint8_t *stored, size_t stored_length, size_t packe
     return false;
   }
   if (!decompress(codec_zstd, stored, stored_length, packed.get(), packed_length, 0)) return false;
-  if (!unpack_blocks(packed.get(), packed_length, blocks->data, blocks->length))
-    return QOM_REFUSE(false, "packed pixels that do not give %u bytes of blocks", blocks->length);
-  return true;
+  return unpack(packed.get(), packed_length) ||
+         QOM_REFUSE(false, "packed pixels that do not give the blocks they should");
+}
+
+// The number of bytes that stored pixels decompress to, looked at before memory for them is
+// allocated: `length`, or with packed ones at most what that may be packed into. 0 with the reason
+// otherwise.
+size_t decompressed_length(uint8_t codec, const uint8_t *stored, size_t stored_length,
+                           size_t length) {
+  if (codec == codec_zstd_packed) return stated_length(stored, stored_length, most_packed(length));
+  return check_compressed(stored, stored_length, length) ? length : 0;
 }
 
 }  // namespace
@@ -96,13 +123,9 @@ QomCompressedImage *qom_image_compress(const QomImage *image) {
           image->length ||
       image->length == 0 || image->bytes_per_line != image->length / image->height)
     return invalid<QomCompressedImage>("an image whose sizes disagree");
-  std::unique_ptr<uint8_t[]> scratch;
-  uint8_t codec;
-  const uint8_t *raw = prepare(image, &scratch, &codec);
-  auto compressed = compressed_record<QomCompressedImage>(
-      QOM_COMPRESSED_IMAGE, image->timestamp, codec, raw, image->length,
-      codec == codec_zstd_left ? Effort::quick : Effort::thorough);
+  RecordPtr<QomCompressedImage> compressed = compress_image(image);
   if (!compressed) return nullptr;
+  compressed->length = image->length;
   compressed->width = image->width;
   compressed->height = image->height;
   compressed->x = image->x;
@@ -139,10 +162,13 @@ QomImage *qom_image_uncompress(const QomCompressedImage *compressed) {
                                       compressed->pixel_format, compressed->scanline_pad);
   const size_t pixel_bytes = pixel_format_bytes_per_pixel(compressed->pixel_format);
   if (length == 0 || length != compressed->length ||
-      (codec != codec_zstd && !(codec == codec_zstd_left && pixel_bytes == 4)))
+      (codec != codec_zstd &&
+       !((codec == codec_zstd_left || codec == codec_zstd_packed) && pixel_bytes == 4)))
     return QOM_REFUSE(nullptr, "a compressed image whose sizes or codec are not allowed");
-  const size_t stored = compressed->compressed_length - 1;
-  if (!check_compressed(compressed->data + 1, stored, length)) return nullptr;
+  const uint8_t *stored = compressed->data + 1;
+  const size_t stored_length = compressed->compressed_length - 1;
+  const size_t decompressed = decompressed_length(codec, stored, stored_length, length);
+  if (decompressed == 0) return nullptr;
   RecordPtr<QomImage> image(
       reinterpret_cast<QomImage *>(allocate_record(QOM_IMAGE, compressed->timestamp, length)));
   if (!image) return nullptr;
@@ -155,9 +181,14 @@ QomImage *qom_image_uncompress(const QomCompressedImage *compressed) {
   image->bytes_per_line = static_cast<uint32_t>(length / compressed->height);
   image->length = static_cast<uint32_t>(length);
   image->data = record_data(image.get());
-  if (!decompress(codec, compressed->data + 1, stored, image->data, length, image->bytes_per_line))
-    return nullptr;
-  return image.release();
+  const auto unpack = [&image](const uint8_t *packed, size_t packed_length) {
+    return unpack_image(packed, packed_length, image->data, image->width, image->height);
+  };
+  const bool whole =
+      codec == codec_zstd_packed
+          ? decompress_packed(stored, stored_length, decompressed, unpack)
+          : decompress(codec, stored, stored_length, image->data, length, image->bytes_per_line);
+  return whole ? image.release() : nullptr;
 }
 
 QomImageBlocks *qom_image_blocks_uncompress(const QomCompressedImageBlocks *compressed) {
@@ -168,21 +199,20 @@ QomImageBlocks *qom_image_blocks_uncompress(const QomCompressedImageBlocks *comp
     return QOM_REFUSE(nullptr, "compressed image blocks whose size or codec is not allowed");
   const uint8_t *stored = compressed->data + 1;
   const size_t stored_length = compressed->compressed_length - 1;
-  const size_t packed_length =
-      codec == codec_zstd_packed
-          ? stated_length(stored, stored_length, most_packed(compressed->length))
-          : 0;
-  if (codec == codec_zstd_packed ? packed_length == 0
-                                 : !check_compressed(stored, stored_length, compressed->length))
-    return nullptr;
+  const bool empty = compressed->length == 0;
+  const size_t decompressed = decompressed_length(codec, stored, stored_length, compressed->length);
+  if (decompressed == 0 && !empty) return nullptr;
   RecordPtr<QomImageBlocks> blocks(reinterpret_cast<QomImageBlocks *>(
       allocate_record(QOM_IMAGE_BLOCKS, compressed->timestamp, compressed->length)));
   if (!blocks) return nullptr;
   blocks->length = compressed->length;
   blocks->data = record_data(blocks.get());
+  const auto unpack = [&blocks](const uint8_t *packed, size_t packed_length) {
+    return unpack_blocks(packed, packed_length, blocks->data, blocks->length);
+  };
   const bool whole =
       codec == codec_zstd_packed
-          ? decompress_packed(stored, stored_length, packed_length, blocks.get())
+          ? decompress_packed(stored, stored_length, decompressed, unpack)
           : decompress(codec_zstd, stored, stored_length, blocks->data, blocks->length, 0);
   return whole ? blocks.release() : nullptr;
 }

@@ -5,40 +5,27 @@
 #include <iterator>
 
 #include "bytes.h"
+#include "packed_form.h"
 #include "residuals.h"
 
 namespace qom {
 namespace {
 
-constexpr size_t head_bytes = 8;  // of a block: x, y, width, height
-
-// How the pixels of a group of blocks are stored.
-enum Method : uint8_t { few_colours = 1, many_colours = 2, residuals = 3 };
-
-constexpr size_t most_few = 16;
-constexpr size_t most_many = 256;
 // Blocks with more colours than one in so many pixels look like a photograph.
 constexpr size_t pixels_per_colour = 16;
-constexpr size_t most_blocks_of_group = 0xFFFF;
 
 struct Block {
-  size_t offset;  // of its head in the blocks, bytes
-  uint32_t width;
-  uint32_t height;
+  BlockHead head;
+  const uint8_t *pixels;
+  size_t stride;  // bytes from a row to the next
 
-  size_t pixels() const { return size_t{width} * height; }
+  const uint8_t *row(size_t y) const { return pixels + y * stride; }
 };
 
 uint32_t pixel_at(const uint8_t *at) {
   uint32_t pixel;
   std::memcpy(&pixel, at, sizeof pixel);
   return pixel;
-}
-
-Block block_at(const uint8_t *blocks, size_t offset) {
-  uint16_t sides[2];
-  std::memcpy(sides, blocks + offset + 4, sizeof sides);
-  return {offset, sides[0], sides[1]};
 }
 
 // The colours of a group in the order of their first pixel, found by hashing.
@@ -54,17 +41,20 @@ class Palette {
 
   // Writes one index per pixel. False, with some colours added, when there would be more colours
   // than `limit`.
-  bool index(const uint8_t *pixels, size_t count, size_t limit, uint8_t *indices) {
+  bool index(const Block &block, size_t limit, uint8_t *indices) {
     uint32_t last = 0;
     int last_index = -1;
-    for (size_t i = 0; i < count; ++i) {
-      const uint32_t pixel = pixel_at(pixels + 4 * i);
-      if (pixel != last || last_index < 0) {
-        last_index = find_or_add(pixel, limit);
-        if (last_index < 0) return false;
-        last = pixel;
+    for (size_t y = 0; y < block.head.height; ++y) {
+      const uint8_t *row = block.row(y);
+      for (size_t x = 0; x < block.head.width; ++x) {
+        const uint32_t pixel = pixel_at(row + 4 * x);
+        if (pixel != last || last_index < 0) {
+          last_index = find_or_add(pixel, limit);
+          if (last_index < 0) return false;
+          last = pixel;
+        }
+        *indices++ = static_cast<uint8_t>(last_index);
       }
-      indices[i] = static_cast<uint8_t>(last_index);
     }
     return true;
   }
@@ -92,41 +82,53 @@ class Palette {
 // Packs block after block; a group is written when its last block is known.
 class Packer {
  public:
-  Packer(const uint8_t *blocks, size_t length) : blocks_(blocks), length_(length) {}
+  bool add_blocks(const uint8_t *blocks, size_t length) {
+    length_ = length;
+    size_t offset = 0;
+    while (length - offset > sizeof(BlockHead)) {
+      BlockHead head;
+      std::memcpy(&head, blocks + offset, sizeof head);
+      offset += sizeof head;
+      if (head.pixels() == 0 || head.pixels() > (length - offset) / 4) return false;
+      if (!list_.push({head, blocks + offset, 4 * size_t{head.width}})) return false;
+      offset += 4 * head.pixels();
+    }
+    return offset == length && !list_.empty();
+  }
+
+  bool add_image(const uint8_t *pixels, unsigned width, unsigned height) {
+    const size_t stride = 4 * size_t{width};
+    length_ = stride * height;
+    for (Tiles tiles(width, height); !tiles.finished();) {
+      const BlockHead tile = tiles.next();
+      const size_t x = static_cast<size_t>(tile.x);
+      const size_t y = static_cast<size_t>(tile.y);
+      if (!list_.push({tile, pixels + y * stride + 4 * x, stride})) return false;
+    }
+    return !list_.empty();
+  }
 
   bool pack(Packed *packed) {
-    if (!find_blocks() || !indices_.resize(most_pixels_)) return false;
+    size_t most_pixels = 0;
+    for (const Block &block : list_) most_pixels = std::max(most_pixels, block.head.pixels());
+    if (!indices_.resize(most_pixels)) return false;
     for (const Block &block : list_)
       if (!add(block)) return false;
     return write_group() && write(packed);
   }
 
  private:
-  bool find_blocks() {
-    size_t offset = 0;
-    while (length_ - offset > head_bytes) {
-      const Block block = block_at(blocks_, offset);
-      const size_t left = (length_ - offset - head_bytes) / 4;
-      if (block.pixels() == 0 || block.pixels() > left || !list_.push(block)) return false;
-      offset += head_bytes + 4 * block.pixels();
-      most_pixels_ = std::max(most_pixels_, block.pixels());
-    }
-    return offset == length_ && !list_.empty();
-  }
-
   // Joins the block to the group when that needs no other method, else begins a new group.
   bool add(const Block &block) {
-    const uint8_t *pixels = blocks_ + block.offset + head_bytes;
-    const size_t most = std::min(most_many, block.pixels() / pixels_per_colour);
-    if (join(pixels, block, few_colours, most_few) || join(pixels, block, many_colours, most))
-      return keep(block);
+    const size_t most = std::min(most_many, block.head.pixels() / pixels_per_colour);
+    if (join(block, few_colours, most_few) || join(block, many_colours, most)) return keep(block);
     Method method = residuals;
     Palette palette;
-    if (palette.index(pixels, block.pixels(), most_few, indices_.data())) {
+    if (palette.index(block, most_few, indices_.data())) {
       method = few_colours;
     } else {
       palette.clear();
-      if (palette.index(pixels, block.pixels(), most, indices_.data())) method = many_colours;
+      if (palette.index(block, most, indices_.data())) method = many_colours;
     }
     if (method != residuals || method_ != residuals || full()) {
       if (!write_group()) return false;
@@ -139,24 +141,24 @@ class Packer {
 
   bool full() const { return group_.size() == most_blocks_of_group; }
 
-  bool join(const uint8_t *pixels, const Block &block, Method method, size_t most) {
+  bool join(const Block &block, Method method, size_t most) {
     if (method_ != method || group_.empty() || full()) return false;
     Palette wider = palette_;
     const size_t limit = method == few_colours ? most_few : std::max(most, palette_.count());
-    if (!wider.index(pixels, block.pixels(), limit, indices_.data())) return false;
+    if (!wider.index(block, limit, indices_.data())) return false;
     palette_ = wider;
     return true;
   }
 
   bool keep(const Block &block) {
-    if (!group_.push(block)) return false;
-    if (method_ != residuals) return keep_indices(block);
-    return residuals_.add(blocks_ + block.offset + head_bytes, block.width, block.height);
+    if (!group_.push(block.head)) return false;
+    if (method_ != residuals) return keep_indices(block.head);
+    return residuals_.add(block.pixels, block.stride, block.head.width, block.head.height);
   }
 
   // The indices of a group, ready to be written: two in a byte, rows begin a new byte, for few
   // colours.
-  bool keep_indices(const Block &block) {
+  bool keep_indices(BlockHead block) {
     const size_t begin = group_data_.size();
     const uint8_t *from = indices_.data();
     if (method_ == many_colours) {
@@ -179,13 +181,13 @@ class Packer {
     if (group_.empty()) return true;
     const size_t colours = method_ == residuals ? 0 : palette_.count();
     const size_t begin = groups_.size();
-    const size_t bytes = 4 + head_bytes * group_.size() + 4 * colours + group_data_.size();
+    const size_t bytes = 4 + sizeof(BlockHead) * group_.size() + 4 * colours + group_data_.size();
     if (!groups_.resize(begin + bytes)) return false;
     ByteWriter writer(groups_.data() + begin);
     writer.put(method_)
         .put(static_cast<uint8_t>(colours ? colours - 1 : 0))
         .put(static_cast<uint16_t>(group_.size()));
-    for (const Block &block : group_) writer.put_bytes(blocks_ + block.offset, head_bytes);
+    writer.put_bytes(group_.data(), sizeof(BlockHead) * group_.size());
     writer.put_bytes(palette_.colours(), 4 * colours);
     writer.put_bytes(group_data_.data(), group_data_.size());
     group_.clear();
@@ -201,14 +203,12 @@ class Packer {
     return residuals_.write(packed->bytes.data(), &packed->seams);
   }
 
-  const uint8_t *blocks_;
-  size_t length_;
   Array<Block> list_;
-  size_t most_pixels_ = 0;
+  size_t length_ = 0;  // bytes of all that is packed
 
   Method method_ = residuals;  // of the group
   Palette palette_;
-  Array<Block> group_;
+  Array<BlockHead> group_;
   Array<uint8_t> group_data_;
   Array<uint8_t> indices_;  // of the pixels of one block
 
@@ -216,70 +216,16 @@ class Packer {
   Array<uint8_t> groups_;  // as they will follow the residuals
 };
 
-bool unpack_few(ByteReader &packed, const uint32_t *palette, const Block &block, uint8_t *to) {
-  const size_t row_bytes = (size_t{block.width} + 1) / 2;
-  const uint8_t *from = packed.take(row_bytes * block.height);
-  if (!from) return false;
-  for (uint32_t y = 0; y < block.height; ++y, from += row_bytes) {
-    for (uint32_t x = 0; x < block.width; ++x, to += 4)
-      std::memcpy(to, &palette[from[x / 2] >> (x % 2 * 4) & 15], 4);
-  }
-  return true;
-}
-
-bool unpack_many(ByteReader &packed, const uint32_t *palette, const Block &block, uint8_t *to) {
-  const uint8_t *from = packed.take(block.pixels());
-  if (!from) return false;
-  for (size_t i = 0; i < block.pixels(); ++i, to += 4) std::memcpy(to, &palette[from[i]], 4);
-  return true;
-}
-
-// One group. Indices without a colour in the palette give zero pixels.
-bool unpack_group(ByteReader &packed, ResidualReader *residual_reader, uint8_t *blocks,
-                  size_t length, size_t *offset) {
-  const auto method = packed.get<uint8_t>();
-  const size_t colours = size_t{packed.get<uint8_t>()} + 1;
-  const auto count = packed.get<uint16_t>();
-  const uint8_t *heads = packed.take(head_bytes * count);
-  if (!heads || count == 0) return false;
-  uint32_t palette[most_many] = {};
-  if (method != residuals) {
-    const uint8_t *stored = packed.take(4 * colours);
-    if (!stored) return false;
-    std::memcpy(palette, stored, 4 * colours);
-  }
-  for (size_t i = 0; i < count; ++i) {
-    if (length - *offset < head_bytes) return false;
-    std::memcpy(blocks + *offset, heads + head_bytes * i, head_bytes);
-    const Block block = block_at(blocks, *offset);
-    *offset += head_bytes;
-    if (block.pixels() > (length - *offset) / 4) return false;
-    uint8_t *to = blocks + *offset;
-    *offset += 4 * block.pixels();
-    const bool unpacked = method == few_colours    ? unpack_few(packed, palette, block, to)
-                          : method == many_colours ? unpack_many(packed, palette, block, to)
-                          : method == residuals
-                              ? residual_reader->unpack(block.width, block.height, to)
-                              : false;
-    if (!unpacked) return false;
-  }
-  return true;
-}
-
 }  // namespace
 
 bool pack_blocks(const uint8_t *blocks, size_t length, Packed *packed) {
-  return Packer(blocks, length).pack(packed);
+  Packer packer;
+  return packer.add_blocks(blocks, length) && packer.pack(packed);
 }
 
-bool unpack_blocks(const uint8_t *packed, size_t packed_length, uint8_t *blocks, size_t length) {
-  ByteReader reader(packed, packed_length);
-  ResidualReader residual_reader;
-  if (!residual_reader.open(reader)) return false;
-  size_t offset = 0;
-  while (reader.left() > 0)
-    if (!unpack_group(reader, &residual_reader, blocks, length, &offset)) return false;
-  return reader.ok() && offset == length && residual_reader.finished();
+bool pack_image(const uint8_t *pixels, unsigned width, unsigned height, Packed *packed) {
+  Packer packer;
+  return packer.add_image(pixels, width, height) && packer.pack(packed);
 }
 
 }  // namespace qom

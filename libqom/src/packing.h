@@ -1,5 +1,5 @@
-// Image blocks of 32-bit pixels restated in fewer bytes before they are compressed: few colours
-// as indices into a palette, many as residuals. The bytes are described in docs/format.md.
+// Pixels of 32 bits restated in fewer bytes before they are compressed: blocks of few colours as
+// indices into a palette, of many as residuals. The bytes are described in docs/format.md.
 #pragma once
 
 #include <cstddef>
@@ -9,8 +9,8 @@
 
 namespace qom {
 
-// The most bytes that blocks of `length` bytes are packed into. Residuals save nothing yet,
-// and cost a few bytes for each group of blocks; zstd makes up for it.
+// The most bytes that blocks or an image of `length` bytes are packed into. Residuals save nothing
+// yet, and cost a few bytes for each group of blocks; zstd makes up for it.
 constexpr size_t most_packed(size_t length) {
   return length + length / 16 + 64;
 }
@@ -21,13 +21,20 @@ struct Packed {
   bool photographic = false;  // mostly residuals
 };
 
-// Packs the blocks. False when they are not blocks of 32-bit pixels, when they are so many and
+// Packs image blocks. False when they are not blocks of 32-bit pixels, when they are so many and
 // small that packing makes them larger, or when memory is short: they can be compressed as they
 // are.
 bool pack_blocks(const uint8_t *blocks, size_t length, Packed *packed);
 
+// Packs an image of width x height pixels of 32 bits, rows without padding. False as above.
+bool pack_image(const uint8_t *pixels, unsigned width, unsigned height, Packed *packed);
+
 // Restores exactly `length` bytes of blocks. False when the packed bytes are not what
-// pack_blocks() makes for that length.
+// pack_blocks() makes for that length, or memory is short.
 bool unpack_blocks(const uint8_t *packed, size_t packed_length, uint8_t *blocks, size_t length);
+
+// Restores all pixels of an image, as above.
+bool unpack_image(const uint8_t *packed, size_t packed_length, uint8_t *pixels, unsigned width,
+                  unsigned height);
 
 }  // namespace qom

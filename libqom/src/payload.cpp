@@ -55,7 +55,7 @@ bool has_pixels(uint8_t type) {
 bool check_codec(uint8_t type, uint8_t codec) {
   switch (type) {
     case QOM_COMPRESSED_IMAGE:
-      return codec == codec_zstd || codec == codec_zstd_left;
+      return codec >= codec_zstd && codec <= codec_zstd_packed;
     case QOM_COMPRESSED_IMAGE_BLOCKS:
       return codec == codec_zstd || codec == codec_zstd_packed;
     default:

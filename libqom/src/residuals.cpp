@@ -92,40 +92,47 @@ struct Neighbours {
 // From which spread on a pixel is of each kind.
 constexpr int least_spread[residual_kinds] = {0, 3, 14};
 
-// Goes over a rectangle, row by row: `pixel(neighbours)` gives the values of the next one. `above`
-// has room for a row.
-template <typename Pixel>
-void walk(uint32_t width, uint32_t height, uint64_t *above, Pixel pixel) {
+struct Rectangle {
+  uint32_t width;
+  uint32_t height;
+  size_t stride;    // bytes from a row to the next
+  uint64_t *above;  // room for a row of values
+};
+
+// Goes over a rectangle, row by row: `pixel(at, neighbours)` gives the values of the pixel there.
+template <typename Byte, typename Pixel>
+void walk(const Rectangle &rectangle, Byte *pixels, Pixel pixel) {
   Values left = centre;
-  for (uint32_t x = 0; x < width; ++x) {
-    left = pixel(Neighbours{left, left, left});
-    store(above + x, left);
+  for (uint32_t x = 0; x < rectangle.width; ++x) {
+    left = pixel(pixels + size_t{4} * x, Neighbours{left, left, left});
+    store(rectangle.above + x, left);
   }
-  for (uint32_t y = 1; y < height; ++y) {
-    left = load(above);
+  for (uint32_t y = 1; y < rectangle.height; ++y) {
+    Byte *row = pixels + y * rectangle.stride;
+    left = load(rectangle.above);
     Values corner = left;
-    for (uint32_t x = 0; x < width; ++x) {
-      const Values over = load(above + x);
-      left = pixel(Neighbours{left, over, corner});
+    for (uint32_t x = 0; x < rectangle.width; ++x) {
+      const Values over = load(rectangle.above + x);
+      left = pixel(row + size_t{4} * x, Neighbours{left, over, corner});
       corner = over;
-      store(above + x, left);
+      store(rectangle.above + x, left);
     }
   }
 }
 
 }  // namespace
 
-bool ResidualPacker::add(const uint8_t *pixels, uint32_t width, uint32_t height) {
+bool ResidualPacker::add(const uint8_t *pixels, size_t stride, uint32_t width, uint32_t height) {
   const size_t count = size_t{width} * height;
   const size_t begin = kinds_.size();
   if (!residuals_.resize(begin + count) || !kinds_.resize(begin + count) || !above_.resize(width))
     return false;
   uint32_t *residual = residuals_.data() + begin;
   uint8_t *kind = kinds_.data() + begin;
-  walk(width, height, above_.data(), [&](const Neighbours &neighbours) {
+  const Rectangle rectangle = {width, height, stride, above_.data()};
+  walk(rectangle, pixels, [&](const uint8_t *at, const Neighbours &neighbours) {
     uint32_t pixel;
-    std::memcpy(&pixel, pixels, sizeof pixel);
-    pixels += sizeof pixel;
+    std::memcpy(&pixel, at, sizeof pixel);
     const Values values = to_values(pixel);
     *residual++ = to_bytes(values - neighbours.predict());
     const int spread = neighbours.spread();
@@ -172,7 +179,7 @@ bool ResidualReader::open(ByteReader &packed) {
 }
 
 // Which kind comes next is left to the processor to guess: choosing without a branch takes longer.
-bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *to) {
+bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *pixels, size_t stride) {
   if (!above_.resize(width)) return false;
   const uint8_t *calm = next_[0], *livelier = next_[1], *restless = next_[2];
   const uint8_t *const ends[] = {end_[0], end_[1], end_[2]};
@@ -183,7 +190,8 @@ bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *to) {
     whole = false;
     return Values{};
   };
-  walk(width, height, above_.data(), [&](const Neighbours &neighbours) {
+  const Rectangle rectangle = {width, height, stride, above_.data()};
+  walk(rectangle, pixels, [&](uint8_t *to, const Neighbours &neighbours) {
     const int spread = neighbours.spread();
     Values residual;
     if (spread < least_spread[1])
@@ -195,7 +203,6 @@ bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *to) {
     const Values values = (neighbours.predict() + residual) & low_byte;
     const uint32_t pixel = to_pixel(values);
     std::memcpy(to, &pixel, sizeof pixel);
-    to += sizeof pixel;
     return values;
   });
   next_[0] = calm, next_[1] = livelier, next_[2] = restless;

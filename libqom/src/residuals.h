@@ -19,8 +19,9 @@ constexpr size_t residual_planes = 4;
 // Collects rectangles, and writes the residuals of all of them.
 class ResidualPacker {
  public:
-  // Takes in the pixels of a rectangle, rows without padding. False when memory is short.
-  bool add(const uint8_t *pixels, uint32_t width, uint32_t height);
+  // Takes in the pixels of a rectangle, `stride` bytes from a row to the next. False when memory is
+  // short.
+  bool add(const uint8_t *pixels, size_t stride, uint32_t width, uint32_t height);
 
   // Writes bytes() bytes for what was added, and adds the positions in them at which bytes of
   // another kind begin. False when memory is short.
@@ -44,7 +45,7 @@ class ResidualReader {
 
   // Restores the pixels of the next rectangle. False when the residuals do not have it, or memory
   // is short.
-  bool unpack(uint32_t width, uint32_t height, uint8_t *to);
+  bool unpack(uint32_t width, uint32_t height, uint8_t *pixels, size_t stride);
 
   // Whether nothing is left.
   bool finished() const { return std::equal(next_, next_ + residual_kinds, end_); }

@@ -284,7 +284,7 @@ bool Walk::decode_image(Fields in, const Frame &frame, Record *record) const {
   record->fields = words(width, height, x, y, format, pad, frame.raw);
   const uint64_t row = row_bytes(width, format, pad);
   if (frame.type == 4)
-    return frame.codec >= 1 && frame.codec <= 2 && unpack(in, frame, row, record);
+    return frame.codec >= 1 && frame.codec <= 3 && unpack(in, frame, row, record);
   record->fields += words(row) + in.data(frame.raw);
   return in.good;
 }
@@ -396,6 +396,24 @@ bool unpack_blocks(Fields in, size_t length, Bytes *raw) {
   return in.good && raw->size() == length && residuals.next == residuals.end;
 }
 
+// Puts the tiles of an image together; none when they are not where they should be.
+Bytes join_tiles(const Bytes &blocks, size_t row, size_t height) {
+  Bytes image(row * height);
+  Fields in = {blocks.data(), blocks.size()};
+  for (size_t y = 0; y < height; y += 64) {
+    for (size_t x = 0; x < row / 4; x += 128) {
+      const size_t tile_width = std::min<size_t>(128, row / 4 - x);
+      const size_t tile_height = std::min<size_t>(64, height - y);
+      for (const size_t number : {x, y, tile_width, tile_height})
+        if (in.number(2) != number) return {};
+      for (size_t line = y; line < y + tile_height; ++line, in.at += 4 * tile_width)
+        std::copy_n(in.at, 4 * tile_width,
+                    image.begin() + static_cast<ptrdiff_t>(line * row + 4 * x));
+    }
+  }
+  return image;
+}
+
 // The compressed bytes go into the fields with their codec in front. Bytes that do not
 // decompress are the matter of who wants the pixels: the record is there all the same.
 bool Walk::unpack(Fields in, const Frame &frame, size_t row, Record *record) const {
@@ -404,10 +422,14 @@ bool Walk::unpack(Fields in, const Frame &frame, size_t row, Record *record) con
   if (codec == 3) {
     Bytes packed(frame.raw < 1 << 20 ? frame.raw + frame.raw / 16 + 64 : 0);
     const size_t length = ZSTD_decompress(packed.data(), packed.size(), in.at, in.left);
+    const bool image = frame.type == 4;
+    if (ZSTD_isError(length) || length == 0 || (image && header_.format < 6)) return true;
+    const size_t height = image ? frame.raw / row : 0;
+    const size_t tiles = (row / 4 + 127) / 128 * ((height + 63) / 64);
     Bytes blocks;
-    if (!ZSTD_isError(length) && length > 0 &&
-        unpack_blocks({packed.data(), length}, frame.raw, &blocks))
-      record->decoded = digits(blocks.data(), blocks.size());
+    if (!unpack_blocks({packed.data(), length}, frame.raw + 8 * tiles, &blocks)) return true;
+    if (image) blocks = join_tiles(blocks, row, height);
+    record->decoded = digits(blocks.data(), blocks.size());
     return true;
   }
   Bytes raw(frame.raw < 1 << 20 ? frame.raw : 0);

@@ -73,6 +73,29 @@ TEST_F(Packing, MixedBlocksComeBackInTheirOrder) {
   }
 }
 
+TEST_F(Packing, ImagesComeBackFromTheirTiles) {
+  for (const auto &[width, height] : {std::pair{1u, 1u}, {128u, 64u}, {129u, 65u}, {300u, 130u}}) {
+    std::vector<uint32_t> image(size_t{width} * height);
+    for (size_t i = 0; i < image.size();
+         ++i)  // some tiles of few colours, some of many, some noise
+      image[i] = static_cast<uint32_t>(i % width < 100  ? i % 3
+                                       : i / width < 70 ? i % 90
+                                                        : random());
+    const auto *pixels = reinterpret_cast<const uint8_t *>(image.data());
+    qom::Packed packed;
+    ASSERT_TRUE(qom::pack_image(pixels, width, height, &packed));
+    EXPECT_LE(packed.bytes.size(), qom::most_packed(4 * image.size()));
+    std::vector<uint32_t> again(image.size());
+    auto *to = reinterpret_cast<uint8_t *>(again.data());
+    EXPECT_TRUE(qom::unpack_image(packed.bytes.data(), packed.bytes.size(), to, width, height));
+    EXPECT_EQ(again, image) << width << "x" << height;
+    const Bytes other(packed.bytes.begin(), packed.bytes.end());
+    for (const int change : {-1, 1})  // of the tiles of another image none may be put anywhere
+      EXPECT_FALSE(qom::unpack_image(other.data(), other.size(), to, width,
+                                     height + static_cast<unsigned>(change)));
+  }
+}
+
 TEST_F(Packing, FewColoursTakeAnEighthOfTheRoom) {
   for (int i = 0; i < 100; ++i) add(64, 16, 2);
   EXPECT_EQ(pack().empty(), false);

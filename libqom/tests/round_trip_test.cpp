@@ -72,7 +72,7 @@ TEST_F(RoundTrip, PixelsSurviveCompressionWithAndWithoutDifferences) {
       plain->data[i] = static_cast<uint8_t>(smooth ? i / 4 * (i % 4 + 1) + i * i % 3 : i / 999);
     const qom::RecordPtr<QomCompressedImage> packed(qom_image_compress(plain));
     ASSERT_TRUE(packed);
-    EXPECT_EQ(packed->data[0], smooth ? qom::codec_zstd_left : qom::codec_zstd);
+    EXPECT_EQ(packed->data[0], smooth ? qom::codec_zstd_left : qom::codec_zstd_packed);
     const qom::RecordPtr<QomImage> again(qom_image_uncompress(packed.get()));
     EXPECT_EQ(describe(again.get()), describe(plain));
   }

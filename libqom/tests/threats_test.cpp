@@ -102,7 +102,7 @@ TEST_F(Threat, ImagesWhoseGeometryLies) {
         forge::geometry(2, 2) + zstd_frame(Bytes(20)), 20, qom::codec_zstd},
        {"another format, compressed", QOM_COMPRESSED_IMAGE,
         forge::geometry(1, 1, BGRA8888) + zstd_frame(four), 4, qom::codec_zstd},
-       {"an unknown codec", QOM_COMPRESSED_IMAGE, forge::geometry(1, 1) + zstd_frame(four), 4, 3},
+       {"an unknown codec", QOM_COMPRESSED_IMAGE, forge::geometry(1, 1) + zstd_frame(four), 4, 4},
        {"no codec", QOM_COMPRESSED_IMAGE, forge::geometry(1, 1) + zstd_frame(four), 4}});
 }
 

@@ -1,0 +1,105 @@
+#include <cstring>
+
+#include "bytes.h"
+#include "packed_form.h"
+#include "packing.h"
+#include "residuals.h"
+
+namespace qom {
+namespace {
+
+// Where the pixels of a block go. `stride` bytes lie between the beginnings of two rows.
+struct Target {
+  uint8_t *pixels;
+  size_t stride;
+};
+
+bool unpack_few(ByteReader &packed, const uint32_t *palette, BlockHead block, Target to) {
+  const size_t row_bytes = (size_t{block.width} + 1) / 2;
+  const uint8_t *from = packed.take(row_bytes * block.height);
+  if (!from) return false;
+  for (unsigned y = 0; y < block.height; ++y, from += row_bytes, to.pixels += to.stride)
+    for (size_t x = 0; x < block.width; ++x)
+      std::memcpy(to.pixels + 4 * x, &palette[from[x / 2] >> (x % 2 * 4) & 15], 4);
+  return true;
+}
+
+bool unpack_many(ByteReader &packed, const uint32_t *palette, BlockHead block, Target to) {
+  const uint8_t *from = packed.take(block.pixels());
+  if (!from) return false;
+  for (unsigned y = 0; y < block.height; ++y, from += block.width, to.pixels += to.stride)
+    for (size_t x = 0; x < block.width; ++x) std::memcpy(to.pixels + 4 * x, &palette[from[x]], 4);
+  return true;
+}
+
+// One group. `place(head)` says where the next block goes, with no pixels when it must not be.
+// Indices without a colour in the palette give zero pixels.
+template <typename Place>
+bool unpack_group(ByteReader &packed, ResidualReader *residual_reader, Place place) {
+  const auto method = packed.get<uint8_t>();
+  const size_t colours = size_t{packed.get<uint8_t>()} + 1;
+  const auto count = packed.get<uint16_t>();
+  const uint8_t *heads = packed.take(sizeof(BlockHead) * count);
+  if (!heads || count == 0) return false;
+  uint32_t palette[most_many] = {};
+  if (method != residuals) {
+    const uint8_t *stored = packed.take(4 * colours);
+    if (!stored) return false;
+    std::memcpy(palette, stored, 4 * colours);
+  }
+  for (size_t i = 0; i < count; ++i) {
+    BlockHead block;
+    std::memcpy(&block, heads + sizeof block * i, sizeof block);
+    const Target to = place(block);
+    if (!to.pixels) return false;
+    const bool unpacked = method == few_colours    ? unpack_few(packed, palette, block, to)
+                          : method == many_colours ? unpack_many(packed, palette, block, to)
+                          : method == residuals ? residual_reader->unpack(block.width, block.height,
+                                                                          to.pixels, to.stride)
+                                                : false;
+    if (!unpacked) return false;
+  }
+  return true;
+}
+
+// All groups, whose blocks have to have used everything up.
+template <typename Place>
+bool unpack_groups(const uint8_t *packed, size_t packed_length, Place place) {
+  ByteReader reader(packed, packed_length);
+  ResidualReader residual_reader;
+  if (!residual_reader.open(reader)) return false;
+  while (reader.left() > 0)
+    if (!unpack_group(reader, &residual_reader, place)) return false;
+  return reader.ok() && residual_reader.finished();
+}
+
+}  // namespace
+
+bool unpack_blocks(const uint8_t *packed, size_t packed_length, uint8_t *blocks, size_t length) {
+  size_t offset = 0;
+  const auto place = [&](BlockHead block) -> Target {
+    const size_t left = length - offset;
+    if (left < sizeof block || block.pixels() > (left - sizeof block) / 4) return {};
+    std::memcpy(blocks + offset, &block, sizeof block);
+    uint8_t *pixels = blocks + offset + sizeof block;
+    offset += sizeof block + 4 * block.pixels();
+    return {pixels, 4 * size_t{block.width}};
+  };
+  return unpack_groups(packed, packed_length, place) && offset == length;
+}
+
+bool unpack_image(const uint8_t *packed, size_t packed_length, uint8_t *pixels, unsigned width,
+                  unsigned height) {
+  Tiles tiles(width, height);
+  const size_t stride = 4 * size_t{width};
+  const auto place = [&](BlockHead block) -> Target {
+    if (tiles.finished()) return {};
+    const BlockHead tile = tiles.next();
+    if (std::memcmp(&tile, &block, sizeof tile) != 0) return {};
+    return {pixels + static_cast<size_t>(tile.y) * stride + 4 * static_cast<size_t>(tile.x),
+            stride};
+  };
+  return unpack_groups(packed, packed_length, place) && tiles.finished();
+}
+
+}  // namespace qom
