@@ -14,21 +14,36 @@ struct Target {
   size_t stride;
 };
 
-bool unpack_few(ByteReader &packed, const uint32_t *palette, BlockHead block, Target to) {
+// The colours of a group, also two at a time: what a byte of few colours stands for.
+struct Colours {
+  uint32_t one[most_many] = {};
+  uint64_t two[256];
+
+  void pair() {
+    for (size_t byte = 0; byte < 256; ++byte)
+      two[byte] = one[byte & 15] | uint64_t{one[byte >> 4]} << 32;
+  }
+};
+
+bool unpack_few(ByteReader &packed, const Colours &colours, BlockHead block, Target to) {
   const size_t row_bytes = (size_t{block.width} + 1) / 2;
   const uint8_t *from = packed.take(row_bytes * block.height);
   if (!from) return false;
-  for (unsigned y = 0; y < block.height; ++y, from += row_bytes, to.pixels += to.stride)
-    for (size_t x = 0; x < block.width; ++x)
-      std::memcpy(to.pixels + 4 * x, &palette[from[x / 2] >> (x % 2 * 4) & 15], 4);
+  for (unsigned y = 0; y < block.height; ++y, from += row_bytes, to.pixels += to.stride) {
+    for (size_t i = 0; i < block.width / 2u; ++i)
+      std::memcpy(to.pixels + 8 * i, &colours.two[from[i]], 8);
+    if (block.width % 2)
+      std::memcpy(to.pixels + 4 * (block.width - 1u), &colours.two[from[row_bytes - 1]], 4);
+  }
   return true;
 }
 
-bool unpack_many(ByteReader &packed, const uint32_t *palette, BlockHead block, Target to) {
+bool unpack_many(ByteReader &packed, const Colours &colours, BlockHead block, Target to) {
   const uint8_t *from = packed.take(block.pixels());
   if (!from) return false;
   for (unsigned y = 0; y < block.height; ++y, from += block.width, to.pixels += to.stride)
-    for (size_t x = 0; x < block.width; ++x) std::memcpy(to.pixels + 4 * x, &palette[from[x]], 4);
+    for (size_t x = 0; x < block.width; ++x)
+      std::memcpy(to.pixels + 4 * x, &colours.one[from[x]], 4);
   return true;
 }
 
@@ -37,23 +52,24 @@ bool unpack_many(ByteReader &packed, const uint32_t *palette, BlockHead block, T
 template <typename Place>
 bool unpack_group(ByteReader &packed, ResidualReader *residual_reader, Place place) {
   const auto method = packed.get<uint8_t>();
-  const size_t colours = size_t{packed.get<uint8_t>()} + 1;
+  const size_t colour_count = size_t{packed.get<uint8_t>()} + 1;
   const auto count = packed.get<uint16_t>();
   const uint8_t *heads = packed.take(sizeof(BlockHead) * count);
   if (!heads || count == 0) return false;
-  uint32_t palette[most_many] = {};
+  Colours colours;
   if (method != residuals) {
-    const uint8_t *stored = packed.take(4 * colours);
+    const uint8_t *stored = packed.take(4 * colour_count);
     if (!stored) return false;
-    std::memcpy(palette, stored, 4 * colours);
+    std::memcpy(colours.one, stored, 4 * colour_count);
   }
+  if (method == few_colours) colours.pair();
   for (size_t i = 0; i < count; ++i) {
     BlockHead block;
     std::memcpy(&block, heads + sizeof block * i, sizeof block);
     const Target to = place(block);
     if (!to.pixels) return false;
-    const bool unpacked = method == few_colours    ? unpack_few(packed, palette, block, to)
-                          : method == many_colours ? unpack_many(packed, palette, block, to)
+    const bool unpacked = method == few_colours    ? unpack_few(packed, colours, block, to)
+                          : method == many_colours ? unpack_many(packed, colours, block, to)
                           : method == residuals ? residual_reader->unpack(block.width, block.height,
                                                                           to.pixels, to.stride)
                                                 : false;
