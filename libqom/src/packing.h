@@ -30,7 +30,7 @@ bool pack_blocks(const uint8_t *blocks, size_t length, Packed *packed);
 bool pack_image(const uint8_t *pixels, unsigned width, unsigned height, Packed *packed);
 
 // Restores exactly `length` bytes of blocks. False when the packed bytes are not what
-// pack_blocks() makes for that length, or memory is short.
+// pack_blocks() makes for that length.
 bool unpack_blocks(const uint8_t *packed, size_t packed_length, uint8_t *blocks, size_t length);
 
 // Restores all pixels of an image, as above.

@@ -8,22 +8,40 @@ namespace qom {
 namespace {
 
 // The four values of a pixel: first and third byte less the second one, since the colours of a
-// pixel resemble each other, with 128 for none, so that values of both signs are neighbours. They
-// are the lower half of a vector, which is what processors calculate with.
+// pixel resemble each other, with 128 for none, so that values of both signs are neighbours. Four
+// bytes again, two of which are calculated with at a time.
+constexpr uint32_t outer_bytes = 0x00FF00FF;
+
+constexpr uint32_t second_twice(uint32_t bytes) {
+  return (bytes >> 8 & 0xFF) * 0x00010001;
+}
+
+constexpr uint32_t to_values(uint32_t pixel) {
+  const uint32_t outer = (pixel & outer_bytes) + 0x01800180 - second_twice(pixel);
+  return (outer & outer_bytes) | (pixel & ~outer_bytes);
+}
+
+constexpr uint32_t to_pixel(uint32_t values) {
+  const uint32_t outer = (values & outer_bytes) + 0x00800080 + second_twice(values);
+  return (outer & outer_bytes) | (values & ~outer_bytes);
+}
+
+uint32_t load(const uint8_t *at) {
+  uint32_t four;
+  std::memcpy(&four, at, sizeof four);
+  return four;
+}
+
+void store(uint8_t *at, uint32_t four) {
+  std::memcpy(at, &four, sizeof four);
+}
+
+// The values to predict with: the lower half of a vector, which is what processors calculate with.
 typedef int16_t Values __attribute__((vector_size(16)));
 typedef uint8_t Bytes __attribute__((vector_size(16)));
 
 constexpr Values centre = {128, 0, 128, 0};
 constexpr Values low_byte = {255, 255, 255, 255};
-
-Values load(const uint64_t *at) {
-  typedef uint64_t Halves __attribute__((vector_size(16)));
-  return reinterpret_cast<Values>(Halves{*at, 0});
-}
-
-void store(uint64_t *at, Values values) {
-  std::memcpy(at, &values, sizeof *at);
-}
 
 Values from_bytes(uint32_t bytes) {
   typedef uint32_t Words __attribute__((vector_size(16)));
@@ -34,9 +52,10 @@ Values from_bytes(uint32_t bytes) {
 
 // Four bytes that lie `distance` apart.
 Values gather(const uint8_t *at, size_t distance) {
+  typedef uint64_t Halves __attribute__((vector_size(16)));
   const uint64_t lanes = at[0] | uint64_t{at[distance]} << 16 | uint64_t{at[2 * distance]} << 32 |
                          uint64_t{at[3 * distance]} << 48;
-  return load(&lanes);
+  return reinterpret_cast<Values>(Halves{lanes, 0});
 }
 
 uint32_t to_bytes(Values values) {
@@ -45,20 +64,6 @@ uint32_t to_bytes(Values values) {
   uint32_t four;
   std::memcpy(&four, &bytes, sizeof four);
   return four;
-}
-
-// The second value in place of the first and third.
-Values second(Values values) {
-  return __builtin_shufflevector(values, values, 1, 1, 1, 1, 4, 5, 6, 7) & Values{-1, 0, -1, 0};
-}
-
-Values to_values(uint32_t pixel) {
-  const Values bytes = from_bytes(pixel);
-  return (bytes - second(bytes) + centre) & low_byte;
-}
-
-uint32_t to_pixel(Values values) {
-  return to_bytes(values + second(values) - centre);
 }
 
 Values lesser(Values a, Values b) {
@@ -92,32 +97,34 @@ struct Neighbours {
 // From which spread on a pixel is of each kind.
 constexpr int least_spread[residual_kinds] = {0, 3, 14};
 
-struct Rectangle {
+struct Size {
   uint32_t width;
   uint32_t height;
-  size_t stride;    // bytes from a row to the next
-  uint64_t *above;  // room for a row of values
 };
 
-// Goes over a rectangle, row by row: `pixel(at, neighbours)` gives the values of the pixel there.
-template <typename Byte, typename Pixel>
-void walk(const Rectangle &rectangle, Byte *pixels, Pixel pixel) {
+// Goes over a rectangle, row by row: `pixel(at, neighbours)` gives the values of the pixel there,
+// `known(at)` those of one that it was called for. `stride` bytes lie from a row to the next.
+template <typename Byte, typename Known, typename Pixel>
+void walk(Size size, Byte *pixels, size_t stride, Known known, Pixel pixel) {
   Values left = centre;
-  for (uint32_t x = 0; x < rectangle.width; ++x) {
+  for (uint32_t x = 0; x < size.width; ++x)
     left = pixel(pixels + size_t{4} * x, Neighbours{left, left, left});
-    store(rectangle.above + x, left);
-  }
-  for (uint32_t y = 1; y < rectangle.height; ++y) {
-    Byte *row = pixels + y * rectangle.stride;
-    left = load(rectangle.above);
+  for (uint32_t y = 1; y < size.height; ++y) {
+    const Byte *above = pixels;
+    pixels += stride;
+    left = known(above);
     Values corner = left;
-    for (uint32_t x = 0; x < rectangle.width; ++x) {
-      const Values over = load(rectangle.above + x);
-      left = pixel(row + size_t{4} * x, Neighbours{left, over, corner});
+    for (uint32_t x = 0; x < size.width; ++x) {
+      const Values over = known(above + size_t{4} * x);
+      left = pixel(pixels + size_t{4} * x, Neighbours{left, over, corner});
       corner = over;
-      store(rectangle.above + x, left);
     }
   }
+}
+
+void values_to_pixels(Size size, uint8_t *values, size_t stride) {
+  for (uint32_t y = 0; y < size.height; ++y, values += stride)
+    for (size_t x = 0; x < size.width; ++x) store(values + 4 * x, to_pixel(load(values + 4 * x)));
 }
 
 }  // namespace
@@ -125,21 +132,19 @@ void walk(const Rectangle &rectangle, Byte *pixels, Pixel pixel) {
 bool ResidualPacker::add(const uint8_t *pixels, size_t stride, uint32_t width, uint32_t height) {
   const size_t count = size_t{width} * height;
   const size_t begin = kinds_.size();
-  if (!residuals_.resize(begin + count) || !kinds_.resize(begin + count) || !above_.resize(width))
-    return false;
+  if (!residuals_.resize(begin + count) || !kinds_.resize(begin + count)) return false;
   uint32_t *residual = residuals_.data() + begin;
   uint8_t *kind = kinds_.data() + begin;
-  const Rectangle rectangle = {width, height, stride, above_.data()};
-  walk(rectangle, pixels, [&](const uint8_t *at, const Neighbours &neighbours) {
-    uint32_t pixel;
-    std::memcpy(&pixel, at, sizeof pixel);
-    const Values values = to_values(pixel);
-    *residual++ = to_bytes(values - neighbours.predict());
-    const int spread = neighbours.spread();
-    *kind = static_cast<uint8_t>((spread >= least_spread[1]) + (spread >= least_spread[2]));
-    ++counts_[*kind++];
-    return values;
-  });
+  const auto values_at = [](const uint8_t *at) { return from_bytes(to_values(load(at))); };
+  walk(Size{width, height}, pixels, stride, values_at,
+       [&](const uint8_t *at, const Neighbours &neighbours) {
+         const Values values = values_at(at);
+         *residual++ = to_bytes(values - neighbours.predict());
+         const int spread = neighbours.spread();
+         *kind = static_cast<uint8_t>((spread >= least_spread[1]) + (spread >= least_spread[2]));
+         ++counts_[*kind++];
+         return values;
+       });
   return true;
 }
 
@@ -180,7 +185,6 @@ bool ResidualReader::open(ByteReader &packed) {
 
 // Which kind comes next is left to the processor to guess: choosing without a branch takes longer.
 bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *pixels, size_t stride) {
-  if (!above_.resize(width)) return false;
   const uint8_t *calm = next_[0], *livelier = next_[1], *restless = next_[2];
   const uint8_t *const ends[] = {end_[0], end_[1], end_[2]};
   const size_t distance = plane_bytes_;
@@ -190,8 +194,9 @@ bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *pixels, si
     whole = false;
     return Values{};
   };
-  const Rectangle rectangle = {width, height, stride, above_.data()};
-  walk(rectangle, pixels, [&](uint8_t *to, const Neighbours &neighbours) {
+  const auto known = [](const uint8_t *at) { return from_bytes(load(at)); };
+  const Size size = {width, height};
+  walk(size, pixels, stride, known, [&](uint8_t *at, const Neighbours &neighbours) {
     const int spread = neighbours.spread();
     Values residual;
     if (spread < least_spread[1])
@@ -201,10 +206,10 @@ bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *pixels, si
     else
       residual = take(restless, ends[2]);
     const Values values = (neighbours.predict() + residual) & low_byte;
-    const uint32_t pixel = to_pixel(values);
-    std::memcpy(to, &pixel, sizeof pixel);
+    store(at, to_bytes(values));
     return values;
   });
+  values_to_pixels(size, pixels, stride);
   next_[0] = calm, next_[1] = livelier, next_[2] = restless;
   return whole;
 }

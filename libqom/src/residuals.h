@@ -33,7 +33,6 @@ class ResidualPacker {
   Array<uint32_t> residuals_;  // of each pixel, as four bytes
   Array<uint8_t> kinds_;       // of each pixel
   size_t counts_[residual_kinds] = {};
-  Array<uint64_t> above_;
 };
 
 // Restores rectangles in the order in which they were added.
@@ -43,8 +42,7 @@ class ResidualReader {
   // not all there.
   bool open(ByteReader &packed);
 
-  // Restores the pixels of the next rectangle. False when the residuals do not have it, or memory
-  // is short.
+  // Restores the pixels of the next rectangle. False when the residuals do not have it.
   bool unpack(uint32_t width, uint32_t height, uint8_t *pixels, size_t stride);
 
   // Whether nothing is left.
@@ -54,7 +52,6 @@ class ResidualReader {
   size_t plane_bytes_ = 0;
   const uint8_t *next_[residual_kinds];  // in the first plane
   const uint8_t *end_[residual_kinds];
-  Array<uint64_t> above_;
 };
 
 }  // namespace qom
