@@ -18,15 +18,26 @@ std::string version_text() {
          '.' + std::to_string(QOM_VERSION_PATCH);
 }
 
-// The usage of the subcommand that was being parsed, or of the program.
-std::string usage(const CLI::App &app) {
-  const auto chosen = app.get_subcommands();
-  return chosen.empty() ? app.help() : chosen.front()->help(app.get_name());
+std::string what_is_wrong(const CLI::App &app, const CLI::ParseError &error, const char *first) {
+  if (app.get_subcommands().empty() && first && first[0] != '-')
+    return "there is no subcommand '" + std::string(first) + "'";
+  return error.what();
 }
 
-int refuse(const CLI::App &app, const CLI::ParseError &error) {
+// The line of usage of the subcommand that was being parsed, or of the program.
+std::string usage(const CLI::App &app) {
+  const auto chosen = app.get_subcommands();
+  const std::string help = chosen.empty() ? app.help() : chosen.front()->help(app.get_name());
+  const size_t begin = help.find("Usage: ");
+  const size_t end = help.find('\n', begin);
+  const std::string name = chosen.empty() ? "qom" : "qom " + chosen.front()->get_name();
+  return help.substr(begin, end - begin) + '\n' + name + " --help tells more\n";
+}
+
+int refuse(const CLI::App &app, const CLI::ParseError &error, const char *first) {
   if (error.get_exit_code() == 0) return app.exit(error);  // --help and --version
-  std::fprintf(stderr, "qom: %s\n\n%s", error.what(), usage(app).c_str());
+  std::fprintf(stderr, "qom: %s\n%s", what_is_wrong(app, error, first).c_str(),
+               first ? usage(app).c_str() : app.help().c_str());
   return kUsage;
 }
 
@@ -48,7 +59,7 @@ int run(int argc, char **argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
-    status = refuse(app, error);
+    status = refuse(app, error, argc > 1 ? argv[1] : nullptr);
   }
   // What was printed may still wait in the buffer, and a full disk shows only when it leaves it.
   if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
