@@ -9,8 +9,8 @@
 #include "handles.h"
 #include "playback/footer.h"
 #include "playback/keyframe.h"
-#include "playback/navigation.h"
 #include "playback/screen_change.h"
+#include "playback/stepping.h"
 #include "recording/timeline.h"
 #include "trace.h"
 

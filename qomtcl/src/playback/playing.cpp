@@ -1,7 +1,8 @@
 #include "playback/playing.h"
 
 #include "display/pipeline.h"
-#include "playback/navigation.h"
+#include "playback/stepping.h"
+#include "playback/tcl_time.h"
 #include "recording/timeline.h"
 #include "trace.h"
 #include "view_hold.h"
@@ -166,19 +167,4 @@ void debug_tick(ClientData clientData) noexcept {
 void playing_cancel(QomView *view) {
   playing_off(view);
   tick_cancel(view);
-}
-
-void time_add_milliseconds(Tcl_Time *time, int milliseconds) {
-  time->usec += static_cast<long>(milliseconds) * 1000;
-  if (time->usec <= 999999) return;
-  time->sec += 1;
-  time->usec -= 1000000;
-}
-
-int time_difference_in_ms(Tcl_Time t1, Tcl_Time t2) {
-  return static_cast<int>((t1.sec - t2.sec) * 1000 + (t1.usec - t2.usec) / 1000);
-}
-
-bool time_is_less_than(Tcl_Time t1, Tcl_Time t2) {
-  return t1.sec != t2.sec ? t1.sec < t2.sec : t1.usec < t2.usec;
 }

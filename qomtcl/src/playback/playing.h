@@ -29,13 +29,4 @@ void debug_tick(ClientData clientData) noexcept;
 /* Deletes every timer of playing, the trace tick included. May run twice. */
 void playing_cancel(QomView *view);
 
-/* Adds at most 1000 milliseconds to a time. */
-void time_add_milliseconds(Tcl_Time *time, int milliseconds);
-
-/* t1 minus t2 in milliseconds, the part below a millisecond truncated toward zero. */
-int time_difference_in_ms(Tcl_Time t1, Tcl_Time t2);
-
-/* Strictly earlier. */
-bool time_is_less_than(Tcl_Time t1, Tcl_Time t2);
-
 #endif /* QOMTCL_PLAYBACK_PLAYING_H */

@@ -1,0 +1,28 @@
+/*
+ * playback/stepping.h - frames applied one after the other.
+ *
+ * Moves report with bits: 0 the target was reached, 1 error (always alone), 2 the last
+ * frame was applied, 4 the time budget of a round ran out first.
+ */
+#ifndef QOMTCL_PLAYBACK_STEPPING_H
+#define QOMTCL_PLAYBACK_STEPPING_H
+
+#include "view.h"
+
+inline constexpr int kMoveReached = 0;
+inline constexpr int kMoveError = 1;
+inline constexpr int kMoveAtEnd = 2;
+inline constexpr int kMoveTimeout = 4;
+
+/* Applies the frames from..to - 1 in order; from <= to. Returns the bits above. */
+int go_from_to(QomView *view, size_t from, size_t to);
+
+/* Moves one frame ahead; 2 at once when the last frame was applied already. */
+int go_to_next_frame(QomView *view);
+
+/* Applies the records first <= index < last, `last` limited to the index. Returns 0, or
+   1 at the first record that cannot be read or applied, which is named on standard
+   error. */
+int consume_records(QomView *view, size_t first, size_t last);
+
+#endif /* QOMTCL_PLAYBACK_STEPPING_H */
