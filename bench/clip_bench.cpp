@@ -17,6 +17,7 @@
 #include "desktop_recording.h"
 #include "display/pipeline.h"
 #include "playback/navigation.h"
+#include "playback/stepping.h"
 
 namespace {
 

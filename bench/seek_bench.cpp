@@ -13,6 +13,7 @@
 #include "handles.h"
 #include "playback/navigation.h"
 #include "playback/record_process.h"
+#include "playback/stepping.h"
 #include "ratio.h"
 #include "recording/reader.h"
 #include "recording/timeline.h"
