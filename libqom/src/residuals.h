@@ -42,7 +42,7 @@ class ResidualReader {
   // not all there.
   bool open(ByteReader &packed);
 
-  // Restores the pixels of the next rectangle. False when the residuals do not have it.
+  // Restores the pixels of the next rectangle, of at least one. False when the residuals do not have it.
   bool unpack(uint32_t width, uint32_t height, uint8_t *pixels, size_t stride);
 
   // Whether nothing is left.

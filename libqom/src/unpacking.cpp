@@ -95,7 +95,8 @@ bool unpack_blocks(const uint8_t *packed, size_t packed_length, uint8_t *blocks,
   size_t offset = 0;
   const auto place = [&](BlockHead block) -> Target {
     const size_t left = length - offset;
-    if (left < sizeof block || block.pixels() > (left - sizeof block) / 4) return {};
+    if (left < sizeof block || block.pixels() == 0 || block.pixels() > (left - sizeof block) / 4)
+      return {};
     std::memcpy(blocks + offset, &block, sizeof block);
     uint8_t *pixels = blocks + offset + sizeof block;
     offset += sizeof block + 4 * block.pixels();

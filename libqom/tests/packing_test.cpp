@@ -120,6 +120,10 @@ TEST_F(Packing, DamagedBytesStayInBounds) {
         unpacks(Bytes(good.begin(), good.begin() + static_cast<ptrdiff_t>(length)), blocks.size()));
   }
   EXPECT_FALSE(unpacks(good, blocks.size() - 1));
+  // No residuals, and a group of one block 500 pixels wide and none high, in room for its head.
+  Bytes flat(12);
+  flat.insert(flat.end(), {3, 0, 1, 0, 0, 0, 0, 0, 0xF4, 1, 0, 0});
+  EXPECT_FALSE(unpacks(flat, 8));
   EXPECT_FALSE(unpacks(good, blocks.size() + 1));
   for (int round = 0; round < 20000; ++round) {
     Bytes bad = good;
