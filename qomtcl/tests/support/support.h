@@ -7,7 +7,7 @@
  *         plain X Y W H SEED      the same, uncompressed
  *         blocks {X Y W H SEED}...  compressed image blocks
  *         overrun N {X Y W H SEED}...  blocks whose data is N bytes short of the last
- *         garbage W H             compressed image that does not decompress
+ *         garbage X Y W H SEED    compressed image that does not decompress
  *         screen W H              screen change
  *         cursor W H X Y XHOT YHOT SEED
  *         position X Y
@@ -32,13 +32,7 @@
 #ifndef QOMTCL_TESTS_SUPPORT_H
 #define QOMTCL_TESTS_SUPPORT_H
 
-#include <cstdint>
-#include <vector>
-
 #include "view.h"
-
-/* Pixel x, y of a picture drawn from a seed: cells of a few pixels, so that scaling shows. */
-uint32_t pattern_pixel(uint32_t seed, int x, int y);
 
 /* The view of a path; null with an error message when there is none. */
 QomView *view_of(Tcl_Interp *interp, Tcl_Obj *path);
