@@ -7,27 +7,20 @@
 #include <X11/extensions/XShm.h>
 
 #include <cstdlib>
-#include <cstring>
+#include <map>
+#include <string>
 
 #include "support.h"
 
 namespace {
 
-struct Fault {
-  const char *name;
-  int countdown; /* the call that fails, counted from 1; 0 none, -1 all */
-};
-
-Fault faults[] = {{"shm", 0},    {"attach", 0}, {"region", 0},
-                  {"calloc", 0}, {"gc", 0},     {"pixmap", 0}};
+/* The call that fails, counted from 1; 0 none, -1 all. */
+std::map<std::string, int> countdowns = {{"shm", 0},    {"attach", 0}, {"region", 0},
+                                         {"calloc", 0}, {"gc", 0},     {"pixmap", 0}};
 
 bool fails(const char *name) {
-  for (Fault &fault : faults)
-    if (strcmp(fault.name, name) == 0) {
-      if (fault.countdown < 0) return true;
-      return fault.countdown > 0 && --fault.countdown == 0;
-    }
-  return false;
+  int &countdown = countdowns.at(name);
+  return countdown < 0 || (countdown > 0 && --countdown == 0);
 }
 
 /* What Tk provides is called through a table, of which the tests have a copy. */
@@ -36,9 +29,8 @@ TkStubs tk_with_faults;
 
 /* Asks the server for more than it gives, so that the error is its own. */
 Pixmap pixmap_or_refused(Display *display, Drawable drawable, int width, int height, int depth) {
-  const int side = fails("pixmap") ? 40000 : 0;
-  return tk_itself->tk_GetPixmap(display, drawable, side ? side : width, side ? side : height,
-                                 depth);
+  if (fails("pixmap")) width = height = 40000;
+  return tk_itself->tk_GetPixmap(display, drawable, width, height, depth);
 }
 
 void tk_table_replace() {
@@ -85,13 +77,7 @@ void *__wrap_calloc(size_t count, size_t size) {
 }
 
 int fault_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
-  int countdown = 0;
-  if (objc != 3 || Tcl_GetIntFromObj(interp, objv[2], &countdown) != TCL_OK) return TCL_ERROR;
+  if (objc != 3 || !countdowns.contains(Tcl_GetString(objv[1]))) return TCL_ERROR;
   tk_table_replace();
-  for (Fault &fault : faults)
-    if (strcmp(fault.name, Tcl_GetString(objv[1])) == 0) {
-      fault.countdown = countdown;
-      return TCL_OK;
-    }
-  return TCL_ERROR;
+  return Tcl_GetIntFromObj(interp, objv[2], &countdowns[Tcl_GetString(objv[1])]);
 }

@@ -1,6 +1,6 @@
 /* The entry point of qomtest, and its small commands. */
 
-#include <cstring>
+#include <map>
 #include <string>
 
 #include "display/pipeline.h"
@@ -43,26 +43,18 @@ int settle_command(ClientData, Tcl_Interp *interp, int, Tcl_Obj *const[]) {
 }
 
 int state_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
-  QomView *view = objc == 3 ? view_of(interp, objv[1]) : nullptr;
+  const QomView *view = objc == 3 ? view_of(interp, objv[1]) : nullptr;
   if (!view) return TCL_ERROR;
-  const std::string field = Tcl_GetString(objv[2]);
-  double value = -1;
-  if (field == "index_of_first_frame") value = static_cast<double>(view->index_of_first_frame);
-  if (field == "number_of_frames") value = static_cast<double>(view->number_of_frames);
-  if (field == "width") value = view->width;
-  if (field == "height") value = view->height;
-  if (field == "scaling") value = view->scaling.on;
-  if (field == "factor") value = view->scaling.factor;
-  if (field == "framerate") value = view->option.framerate;
-  if (field == "pixmap") value = view->pixmap != None;
-  if (field == "redraw_pending") value = view->redraw_pending;
-  if (field == "update_scrollbars") value = view->update_scrollbars;
-  if (field == "notice_pending") value = view->first_notice != nullptr;
-  if (field == "red_mask") value = static_cast<double>(view->ximage->red_mask);
-  if (field == "green_mask") value = static_cast<double>(view->ximage->green_mask);
-  if (field == "blue_mask") value = static_cast<double>(view->ximage->blue_mask);
-  if (field == "shared") value = view->ximage->obdata != nullptr;
-  Tcl_SetObjResult(interp, Tcl_NewDoubleObj(value));
+  const std::map<std::string, Tcl_WideInt> fields = {
+      {"index_of_first_frame", view->index_of_first_frame},
+      {"pixmap", view->pixmap != None},
+      {"redraw_pending", view->redraw_pending},
+      {"notice_pending", view->first_notice != nullptr},
+      {"shared", view->ximage->obdata != nullptr},
+      {"red_mask", view->ximage->red_mask},
+      {"green_mask", view->ximage->green_mask},
+      {"blue_mask", view->ximage->blue_mask}};
+  Tcl_SetObjResult(interp, Tcl_NewWideIntObj(fields.at(Tcl_GetString(objv[2]))));
   return TCL_OK;
 }
 
@@ -72,17 +64,6 @@ int first_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[
   if (!view || Tcl_GetIntFromObj(interp, objv[2], &frame) != TCL_OK) return TCL_ERROR;
   const size_t index = index_of_frame(view, static_cast<size_t>(frame));
   Tcl_SetObjResult(interp, Tcl_NewWideIntObj(static_cast<Tcl_WideInt>(index)));
-  return TCL_OK;
-}
-
-int poke_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
-  QomView *view = objc == 4 ? view_of(interp, objv[1]) : nullptr;
-  int value = 0;
-  if (!view || Tcl_GetIntFromObj(interp, objv[3], &value) != TCL_OK) return TCL_ERROR;
-  const std::string field = Tcl_GetString(objv[2]);
-  if (field == "topleft.x") view->topleft.x = static_cast<short>(value);
-  if (field == "topleft.y") view->topleft.y = static_cast<short>(value);
-  if (field == "debug") view->option.debug = value != 0;
   return TCL_OK;
 }
 
@@ -104,8 +85,7 @@ extern "C" __attribute__((visibility("default"))) int Qomtest_Init(Tcl_Interp *i
   } commands[] = {{"::qomtest::record", record_command}, {"::qomtest::check", check_command},
                   {"::qomtest::fault", fault_command},   {"::qomtest::apply", apply_command},
                   {"::qomtest::settle", settle_command}, {"::qomtest::state", state_command},
-                  {"::qomtest::poke", poke_command},     {"::qomtest::first", first_command},
-                  {"::qomtest::clock", clock_command}};
+                  {"::qomtest::first", first_command},   {"::qomtest::clock", clock_command}};
   Tcl_CreateNamespace(interp, "::qomtest", nullptr, nullptr);
   for (const auto &command : commands)
     Tcl_CreateObjCommand(interp, command.name, command.procedure, nullptr, nullptr);

@@ -24,7 +24,6 @@
  *   qomtest::first PATH FRAME     index of the first record that the step from a frame applies
  *   qomtest::settle               returns when no event is left in the process or on its way
  *   qomtest::state PATH FIELD     a field of the view record
- *   qomtest::poke PATH FIELD N    sets one
  *   qomtest::clock N              every reading of Tcl's clock puts it N milliseconds ahead;
  *                                 0 puts it right; only for moves and settle, not for vwait
  *   qomtest::fault NAME N         makes the n-th call of a function fail, -1: all, 0: none
