@@ -1,43 +1,122 @@
-# Sourced by tests that drive a view `.v` and listen to what it reports.
+# Sourced by the tests: a view `.v` of a recording made to measure, what is wrong with its window,
+# and what it reports.
 
 package require tcltest 2.5
 package require qomtest
 namespace import ::tcltest::test
+wm geometry . +0+0
 
 namespace eval driving {
     variable file [tcltest::makeFile {} driving.qom]
-    variable told {}   ;# notifications, in order
-    variable at {}     ;# clock readings, milliseconds, one for each
+    variable applied {} ;# indexes of the records that the window has to show
+    variable last 0     ;# index of the last record
+    variable told {}    ;# notifications, in order
+    variable at {}      ;# clock readings, milliseconds, one for each
 
-    proc tell notification {
-        lappend driving::at [clock milliseconds]
-        lappend driving::told $notification
-    }
-    # A recording of these records, or of so many frames with a change in each.
-    proc record args {
+    # A recording of a size, which options for its format may precede, and of these records.
+    proc record {size args} {
         variable file
-        variable records $args
-        if {[string is integer $args]} {
-            set records {{image 0 0 80 60 1}}
-            for {set i 1} {$i <= $args} {incr i} {
-                lappend records [list at ${i}00000] [list blocks [list [expr {$i % 60}] 3 20 20 $i]]
-            }
-        }
+        variable last [expr {[llength $args] - 1}]
         file delete $file
-        qomtest::record $file 80 60 {*}$records
+        qomtest::record $file {*}$size {*}$args
+        return $file
     }
-    proc show {} {
+    # A recording of so many frames with a change in each.
+    proc record_frames count {
+        set records {{image 0 0 80 60 1}}
+        for {set i 1} {$i <= $count} {incr i} {
+            lappend records [list at ${i}00000] [list blocks [list [expr {$i % 60}] 3 20 20 $i]]
+        }
+        record {80 60} {*}$records
+    }
+    # A view of the recording, displayed. What creation applies is its first record.
+    proc show {{geometry ""} args} {
         variable file
+        variable applied 0
         ::qom::view .v $file
+        .v configure {*}$args
         .v callback driving::tell
-        pack .v -fill both -expand 1
+        pack .v -side left -fill both -expand 1
+        wm geometry . $geometry
+        map
+        forget
+    }
+    proc map {} {
+        wm deiconify .
         tkwait visibility .v
+        qomtest::settle
+    }
+    proc done {} {
+        destroy {*}[winfo children .]
+        wm geometry . {}
+        foreach fault {shm attach region calloc gc pixmap} {qomtest::fault $fault 0}
+        qomtest::clock 0
         qomtest::settle
         forget
     }
+
+    # -- the window --
+
+    proc mode on {
+        .v configure -scaling $on
+        qomtest::settle
+    }
+    proc resize geometry {
+        wm geometry . $geometry
+        qomtest::settle
+    }
+    # Covers a part of the screen while a script runs.
+    proc cover {x y width height {script {}}} {
+        toplevel .cover
+        wm overrideredirect .cover 1
+        wm geometry .cover ${width}x$height+$x+$y
+        tkwait visibility .cover
+        qomtest::settle
+        uplevel 1 $script
+        destroy .cover
+        qomtest::settle
+    }
+    # Applies records that the next display will show.
+    proc queue args {
+        variable applied
+        lappend applied {*}$args
+        qomtest::apply .v {*}$args
+    }
+    # Applies records that are displayed at once; returns what is wrong then.
+    proc apply args {
+        queue {*}$args
+        qomtest::settle
+        return [check]
+    }
+    # Applies every record in turn; a list of what goes wrong.
+    proc walk {} {
+        variable last
+        set wrong [check]
+        for {set i 1} {$i <= $last} {incr i} {
+            set difference [apply $i]
+            if {$difference ne ""} {lappend wrong "record $i: $difference"}
+        }
+        return $wrong
+    }
+    # What is wrong with the window; nothing if all is well.
+    proc check {} {
+        variable file
+        variable applied
+        set difference [qomtest::check .v $file $applied]
+        # The factor may be above 1 from a screen change on until the window changes.
+        if {$difference eq "" || [qomtest::check .v $file $applied -uncapped] eq ""} return
+        return $difference
+    }
+
+    # -- moves and reports --
+
     proc seek {frame {command {::qom::seek .v}}} {
         {*}$command $frame
         qomtest::settle
+    }
+    proc tell notification {
+        lappend driving::at [clock milliseconds]
+        lappend driving::told $notification
     }
     proc forget {} {
         variable told {}
@@ -59,8 +138,35 @@ namespace eval driving {
             expr {$type eq "timestamp" ? $frame : $type}
         }
     }
-    proc done {} {
-        destroy .v
-        forget
+
+    # -- what fails, and what is left --
+
+    # Message and error code of a command that fails.
+    proc failure args {
+        variable file
+        if {![catch $args message options]} {return "did not fail: $message"}
+        return [list [string map [list $file FILE] $message] [dict get $options -errorcode]]
+    }
+    # What views leave that are gone: windows, commands, open recordings, segments; none of it.
+    proc left {} {
+        qomtest::settle
+        set open 0
+        foreach descriptor [glob -nocomplain /proc/[pid]/fd/*] {
+            if {![catch {file readlink $descriptor} target]} {incr open [string match *.qom* $target]}
+        }
+        set memory [open /proc/[pid]/maps]
+        set segments [regexp -all {/SYSV} [read $memory]]
+        close $memory
+        return [list [winfo children .] [info commands .?*] $open $segments]
+    }
+    variable nothing {{} {} 0 0}
+
+    # An interpreter of its own that has the test package.
+    proc child {} {
+        set child [interp create]
+        $child eval [list set auto_path $::auto_path]
+        $child eval {package require qomtest}
+        $child eval [list set file $driving::file]
+        return $child
     }
 }
