@@ -1,12 +1,14 @@
 # The viewer in an interpreter of its own within the test's process: its real code under real
 # key and mouse events, where a test can also ask what it knows.
 package require Tk
+package require tcltest
+namespace import tcltest::*
 wm withdraw .
 
 namespace eval program {
     variable program ""
     variable patience 30000   ;# milliseconds until a test gives up waiting
-    namespace export start stop ask until shown_frame at_frame key events point colour record wait_for launch window_named
+    namespace export start stop ask until at_frame key events point colour record wait_for launch window_named
 }
 
 # Makes a recording from the lines of a text.
@@ -21,22 +23,16 @@ proc program::record {name lines} {
 # Starts the viewer as if with these words on its command line, and waits for its first picture.
 proc program::start {args} {
     variable program [interp create]
-    $program eval {set argv {}}
-    $program eval [list set auto_path $::auto_path]
-    $program eval {package require Tk}
-    $program eval {package require qom::view}
-    $program eval [list source -encoding utf-8 [file join $::env(QOMPLAY_LIBRARY) qomplay.tcl]]
-    set status [$program eval [list qomplay::start [ask_options $args]]]
+    ask {set argv {}}
+    ask [list set auto_path $::auto_path]
+    ask {package require Tk; package require qom::view}
+    ask [list source -encoding utf-8 [file join $::env(QOMPLAY_LIBRARY) qomplay.tcl]]
+    set status [ask [list qomplay::start [ask [list qomplay::options::parse $args]]]]
     if {$status != 0} {error "the viewer did not start: status $status"}
     until {[winfo ismapped .] && [winfo ismapped .stage.clip.view]}
     ask {focus -force .}
     until {[focus] eq "."}
     update
-}
-
-proc program::ask_options {words} {
-    variable program
-    return [$program eval [list qomplay::options::parse $words]]
 }
 
 proc program::stop {} {
@@ -54,8 +50,7 @@ proc program::ask {script} {
 
 # Lets the program run until an expression is true in it.
 proc program::until {condition} {
-    variable program
-    wait_for $condition {$program eval [list expr $condition]}
+    wait_for $condition {ask [list expr $condition]}
 }
 
 # Lets events happen until a script returns true.
@@ -69,25 +64,21 @@ proc program::wait_for {what script} {
     }
 }
 
-# Starts the program as a process of its own and returns a channel to what it says and its window.
+# Starts the program as a process of its own and returns a channel to what it says.
 proc program::launch {args} {
     set pipe [open |[list $::env(QOMPLAY) {*}$args 2>@1] r]
-    return [list $pipe [window_named "qomplay$"]]
+    window_named "qomplay$"
+    return $pipe
 }
 
-# The X window with a name, with the keyboard on it.
+# Waits for the X window with a name and gives it the keyboard.
 proc program::window_named {name} {
-    set window [lindex [plain xdotool search --sync --onlyvisible --name $name] 0]
-    plain xdotool windowfocus --sync $window
-    return $window
+    events search --sync --onlyvisible --name $name windowfocus --sync
 }
-
-proc program::shown_frame {} {return [ask {dict get $qomplay::window::shown frame}]}
 
 # Waits until a frame is shown and no move is under way.
 proc program::at_frame {frame} {
     until "\[dict get \$qomplay::window::shown frame\] == $frame && \[qomplay::seeking::target\] < 0"
-    return [shown_frame]
 }
 
 # Sends real events.
@@ -102,9 +93,10 @@ proc program::key {args} {
 
 # Places of a widget on the screen, as fractions of its width and height.
 proc program::place {widget fx fy} {
-    lassign [ask "list \[winfo rootx $widget\] \[winfo rooty $widget\] \[winfo width $widget\] \[winfo height $widget\]"] \
-        x y width height
-    return [list [expr {round($x + $fx * ($width - 1))}] [expr {round($y + $fy * ($height - 1))}]]
+    ask [list update]
+    lmap {corner side} {rootx width rooty height} fraction [list $fx $fy] {
+        expr {round([ask "winfo $corner $widget"] + $fraction * ([ask "winfo $side $widget"] - 1))}
+    }
 }
 
 proc program::point {widget {fx 0.5} {fy 0.5}} {
@@ -114,7 +106,6 @@ proc program::point {widget {fx 0.5} {fy 0.5}} {
 # The colour on the screen in a widget, red, green and blue.
 proc program::colour {widget {fx 0.5} {fy 0.5}} {
     lassign [place $widget $fx $fy] x y
-    update
     set pixel [plain import -silent -window root -crop 1x1+$x+$y -depth 8 txt:-]
     if {![regexp {\((\d+),(\d+),(\d+)} $pixel - red green blue]} {error "no pixel in $pixel"}
     return [list $red $green $blue]
