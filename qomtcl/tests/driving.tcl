@@ -21,14 +21,6 @@ namespace eval driving {
         qomtest::record $file {*}$size {*}$args
         return $file
     }
-    # A recording of so many frames with a change in each.
-    proc record_frames count {
-        set records {{image 0 0 80 60 1}}
-        for {set i 1} {$i <= $count} {incr i} {
-            lappend records [list at ${i}00000] [list blocks [list [expr {$i % 60}] 3 20 20 $i]]
-        }
-        record {80 60} {*}$records
-    }
     # A view of the recording, displayed. What creation applies is its first record.
     proc show {{geometry ""} args} {
         variable file
@@ -40,6 +32,15 @@ namespace eval driving {
         wm geometry . $geometry
         map
         forget
+    }
+    # A view of a recording of so many frames with a change in each.
+    proc show_frames count {
+        set records {{image 0 0 80 60 1}}
+        for {set i 1} {$i <= $count} {incr i} {
+            lappend records [list at ${i}00000] [list blocks [list [expr {$i % 60}] 3 20 20 $i]]
+        }
+        record {80 60} {*}$records
+        show
     }
     proc map {} {
         wm deiconify .
