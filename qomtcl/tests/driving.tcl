@@ -13,13 +13,62 @@ namespace eval driving {
     variable told {}    ;# notifications, in order
     variable at {}      ;# clock readings, milliseconds, one for each
 
-    # A recording of a size, which options for its format may precede, and of these records.
+    # A recording of a size, which lines of its header may precede, and of these records:
+    #   at MICROSECONDS                 time of the following records, from the start
+    #   image|plain|garbage X Y W H SEED   a compressed image, an uncompressed one, and one that
+    #                                   does not decompress, of pixels drawn from SEED
+    #   blocks|overrun {X Y W H SEED}...   compressed blocks; those whose data ends too early
+    #   screen W H, cursor W H X Y XHOT YHOT SEED, position X Y
+    #   app|appfmt|host|ip|sid|tid ?TEXT?, input USER TFN, done
+    #   begin, end                      marks the records between them as a checkpoint
     proc record {size args} {
         variable file
         variable last [expr {[llength $args] - 1}]
-        file delete $file
-        qomtest::record $file {*}$size {*}$args
+        write $file $size $args
         return $file
+    }
+    # Lines of a header: so many entries of a palette, also wider than 8 bits.
+    proc palette count {
+        for {set i 0} {$i < $count} {incr i} {
+            lappend lines [format "palette %04x %04x %04x" [expr {$i * 7}] [expr {$i * 11}] [expr {$i * 13}]]
+        }
+        return $lines
+    }
+    proc write {path size records} {
+        set lines [list "qom-text 1" "start 1700000000" "keycodes 0 0"]
+        lappend lines {*}[lrange $size 0 end-2] "screen [join [lrange $size end-1 end] x]"
+        if {![string match *format* $size]} {lappend lines "format xRGB8888"}
+        set time 1700000000
+        set spoilt {}
+        foreach record $records {
+            lassign $record kind a b c d e f g
+            if {$kind in {garbage overrun}} {dict set spoilt [expr {[llength $lines] + 1}] ""}
+            switch $kind {
+                at {set time [format %d.%06d [expr {1700000000 + $a / 1000000}] [expr {$a % 1000000}]]}
+                plain {lappend lines "image $time ${c}x$d $a,$b random $e"}
+                image - garbage {lappend lines "compressed-image $time ${c}x$d $a,$b random $e"}
+                blocks - overrun {
+                    lappend lines "compressed-image-blocks $time"
+                    foreach block [lrange $record 1 end] {
+                        lassign $block a b c d e
+                        lappend lines "block ${c}x$d $a,$b random $e"
+                    }
+                    lappend lines end
+                }
+                screen {lappend lines "screen-change $time ${a}x$b"}
+                cursor {lappend lines "cursor-image $time ${a}x$b $c,$d hot $e,$f serial 0 random $g"}
+                position {lappend lines "cursor-position $time $a,$b"}
+                input {lappend lines "last-input $time \"$a\" \"$b\""}
+                done {lappend lines "done $time"}
+                begin - end {lappend lines checkpoint-$kind}
+                default {
+                    set text [expr {[llength $record] > 1 ? "\"$a\"" : "-"}]
+                    lappend lines "footer-item-$kind $time $text"
+                }
+            }
+        }
+        file delete $path
+        qomtest::record $path [join $lines \n] $spoilt
     }
     # A view of the recording, displayed. What creation applies is its first record.
     proc show {{geometry ""} args} {

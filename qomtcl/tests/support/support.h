@@ -1,21 +1,9 @@
 /*
  * support.h - the package qomtest: the view built once more, with commands that tests need.
  *
- *   qomtest::record FILE ?-format F? ?-pad N? ?-palette N? WIDTH HEIGHT RECORD...
- *       writes a recording. A record is a list, its first word one of
- *         image X Y W H SEED      compressed image of pixels drawn from SEED
- *         plain X Y W H SEED      the same, uncompressed
- *         blocks {X Y W H SEED}...  compressed image blocks
- *         overrun N {X Y W H SEED}...  blocks whose data is N bytes short of the last
- *         garbage X Y W H SEED    compressed image that does not decompress
- *         screen W H              screen change
- *         cursor W H X Y XHOT YHOT SEED
- *         position X Y
- *         app|appfmt|host|ip|sid|tid ?TEXT?
- *         input USER TFN
- *         done
- *         begin, end              marks the records between them as a checkpoint
- *         at MICROSECONDS         time of the following records, from the start
+ *   qomtest::record FILE TEXT SPOILT
+ *       writes a recording from its text form (docs/text.md). The keys of the dictionary SPOILT
+ *       are lines of records, compressed images or blocks, whose data is made to be broken
  *   qomtest::apply PATH INDEX...  applies records to a view and asks for a display; a list of
  *                                 0 and 1 for each
  *   qomtest::check PATH FILE INDEXES ?-uncapped?
