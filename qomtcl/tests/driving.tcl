@@ -14,13 +14,13 @@ namespace eval driving {
     variable at {}      ;# clock readings, milliseconds, one for each
 
     # A recording of a size, which lines of its header may precede, and of these records:
-    #   at MICROSECONDS                 time of the following records, from the start
-    #   image|plain|garbage X Y W H SEED   a compressed image, an uncompressed one, and one that
-    #                                   does not decompress, of pixels drawn from SEED
-    #   blocks|overrun {X Y W H SEED}...   compressed blocks; those whose data ends too early
-    #   screen W H, cursor W H X Y XHOT YHOT SEED, position X Y
+    #   at MICROSECONDS                     time of the following records, from the start
+    #   image|plain|garbage X Y W H SEED    an image of pixels drawn from SEED; plain is not
+    #                                       compressed, and garbage does not decompress
+    #   blocks|overrun {X Y W H SEED}...    compressed blocks; overrun ends within the last one
+    #   cursor W H X Y XHOT YHOT SEED, position X Y, screen W H
     #   app|appfmt|host|ip|sid|tid ?TEXT?, input USER TFN, done
-    #   begin, end                      marks the records between them as a checkpoint
+    #   begin, end                          marks the records between them as a checkpoint
     proc record {size args} {
         variable file
         variable last [expr {[llength $args] - 1}]
