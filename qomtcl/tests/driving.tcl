@@ -82,13 +82,16 @@ namespace eval driving {
         map
         forget
     }
-    # A view of a recording of so many frames with a change in each.
-    proc show_frames count {
+    # Records for so many frames, with a change exactly where each begins.
+    proc frames count {
         set records {{image 0 0 80 60 1}}
         for {set i 1} {$i <= $count} {incr i} {
             lappend records [list at ${i}00000] [list blocks [list [expr {$i % 60}] 3 20 20 $i]]
         }
-        record {80 60} {*}$records
+        return $records
+    }
+    proc show_frames count {
+        record {80 60} {*}[frames $count]
         show
     }
     proc map {} {

@@ -237,6 +237,13 @@ bool position_is_in_range(const QomView *view, const Picture &frame) {
          view->topleft.y <= std::max(0, frame.height() - Tk_Height(view->tkwin));
 }
 
+/* A display leaves nothing to be displayed again. */
+bool damage_is_left(const QomView *view) {
+  for (const Region region : {view->ximage_region, view->pixmap_region, view->exposed_region})
+    if (region && !XEmptyRegion(region)) return true;
+  return false;
+}
+
 struct ReaderDeleter {
   void operator()(QomReader *reader) const { qom_reader_close(reader); }
 };
@@ -268,6 +275,10 @@ int check_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[
   if (!view->scaling.on && !position_is_in_range(view, replay.frame())) {
     Tcl_SetObjResult(interp, Tcl_ObjPrintf("scroll position %d,%d is out of range", view->topleft.x,
                                            view->topleft.y));
+    return TCL_OK;
+  }
+  if (damage_is_left(view)) {
+    Tcl_SetObjResult(interp, Tcl_NewStringObj("damage is left", -1));
     return TCL_OK;
   }
   const double largest = objc == 4 ? 1.0 : HUGE_VAL;
