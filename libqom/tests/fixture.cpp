@@ -1,15 +1,12 @@
 #include "fixture.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
-#include "bytes.h"
 #include "independent_reader.h"
+#include "records.h"
 
 namespace {
 
@@ -18,12 +15,12 @@ std::string quoted(const char *text) {
 }
 
 std::string hex(const void *data, size_t length) {
-  std::ostringstream out;
-  out << ' ' << length << ':' << std::hex;
-  for (size_t i = 0; i < length; ++i)
-    out << (static_cast<const uint8_t *>(data)[i] < 16 ? "0" : "")
-        << unsigned{static_cast<const uint8_t *>(data)[i]};
-  return out.str();
+  std::string text = ' ' + std::to_string(length) + ':';
+  for (auto at = static_cast<const uint8_t *>(data), end = at + length; at < end; ++at) {
+    text += "0123456789abcdef"[*at / 16];
+    text += "0123456789abcdef"[*at % 16];
+  }
+  return text;
 }
 
 template <typename... Fields>
@@ -33,61 +30,51 @@ std::string numbers(Fields... fields) {
   return text;
 }
 
-std::string describe_header(const QomHeader *h) {
-  return numbers(h->version, h->depth, h->width, h->height, static_cast<int>(h->pixel_format),
-                 h->scanline_pad, h->min_keycode, h->max_keycode) +
-         hex(h->palette, h->palette_size * sizeof(RgbValue)) + quoted(h->user) + quoted(h->tfn);
-}
-
 template <typename Image>
-std::string geometry_of(const Image *i) {
-  return numbers(i->width, i->height, i->x, i->y, static_cast<int>(i->pixel_format),
-                 i->scanline_pad, i->length);
+std::string geometry_of(const Image &i) {
+  return numbers(i.width, i.height, i.x, i.y, int{i.pixel_format}, i.scanline_pad, i.length);
 }
 
-std::string describe_cursor(const QomCursorImage *c) {
-  return numbers(c->width, c->height, c->x, c->y, c->xhot, c->yhot, c->cursor_serial) +
-         hex(c->data, c->length);
+template <typename T>
+const T &as(const QomRecord *record) {
+  return *reinterpret_cast<const T *>(record);
 }
 
 std::string fields_of(const QomRecord *record) {
   switch (record->type) {
-    case QOM_HEADER:
-      return describe_header(reinterpret_cast<const QomHeader *>(record));
+    case QOM_HEADER: {
+      auto &h = as<QomHeader>(record);
+      return numbers(h.version, h.depth, h.width, h.height, int{h.pixel_format}, h.scanline_pad,
+                     h.min_keycode, h.max_keycode) +
+             hex(h.palette, h.palette_size * sizeof(RgbValue)) + quoted(h.user) + quoted(h.tfn);
+    }
     case QOM_IMAGE: {
-      auto i = reinterpret_cast<const QomImage *>(record);
-      return geometry_of(i) + numbers(i->bytes_per_line) + hex(i->data, i->length);
+      auto &i = as<QomImage>(record);
+      return geometry_of(i) + numbers(i.bytes_per_line) + hex(i.data, i.length);
     }
     case QOM_COMPRESSED_IMAGE: {
-      auto i = reinterpret_cast<const QomCompressedImage *>(record);
-      return geometry_of(i) + hex(i->data, i->compressed_length);
+      auto &i = as<QomCompressedImage>(record);
+      return geometry_of(i) + hex(i.data, i.compressed_length);
     }
-    case QOM_CURSOR_IMAGE:
-      return describe_cursor(reinterpret_cast<const QomCursorImage *>(record));
-    case QOM_CURSOR_POSITION: {
-      auto p = reinterpret_cast<const QomCursorPosition *>(record);
-      return numbers(p->x, p->y);
+    case QOM_CURSOR_IMAGE: {
+      auto &c = as<QomCursorImage>(record);
+      return numbers(c.width, c.height, c.x, c.y, c.xhot, c.yhot, c.cursor_serial) +
+             hex(c.data, c.length);
     }
-    case QOM_SCREEN_CHANGE: {
-      auto s = reinterpret_cast<const QomScreenChange *>(record);
-      return numbers(s->width, s->height);
-    }
-    case QOM_LAST_INPUT: {
-      auto i = reinterpret_cast<const QomLastInput *>(record);
-      return quoted(i->user) + quoted(i->tfn);
-    }
-    case QOM_IMAGE_BLOCKS: {
-      auto b = reinterpret_cast<const QomImageBlocks *>(record);
-      return hex(b->data, b->length);
-    }
+    case QOM_CURSOR_POSITION:
+      return numbers(as<QomCursorPosition>(record).x, as<QomCursorPosition>(record).y);
+    case QOM_SCREEN_CHANGE:
+      return numbers(as<QomScreenChange>(record).width, as<QomScreenChange>(record).height);
+    case QOM_LAST_INPUT:
+      return quoted(as<QomLastInput>(record).user) + quoted(as<QomLastInput>(record).tfn);
+    case QOM_IMAGE_BLOCKS:
+      return hex(as<QomImageBlocks>(record).data, as<QomImageBlocks>(record).length);
     case QOM_COMPRESSED_IMAGE_BLOCKS: {
-      auto b = reinterpret_cast<const QomCompressedImageBlocks *>(record);
-      return numbers(b->length) + hex(b->data, b->compressed_length);
+      auto &b = as<QomCompressedImageBlocks>(record);
+      return numbers(b.length) + hex(b.data, b.compressed_length);
     }
     default:
-      return qom::is_footer_type(record->type)
-                 ? quoted(reinterpret_cast<const QomFooterItem *>(record)->item)
-                 : "";
+      return qom::is_footer_type(record->type) ? quoted(as<QomFooterItem>(record).item) : "";
   }
 }
 
@@ -117,11 +104,6 @@ uint32_t row_bytes(const QomHeader &header, uint16_t width) {
       header.scanline_pad);
 }
 
-int collect(void *context, const QomScanEvent *event) {
-  static_cast<std::vector<QomScanKind> *>(context)->push_back(event->kind);
-  return 0;
-}
-
 }  // namespace
 
 std::string describe(const void *data) {
@@ -131,8 +113,8 @@ std::string describe(const void *data) {
          numbers(record->timestamp) + fields_of(record);
 }
 
-std::vector<std::string> describe_all(const std::vector<Record> &records) {
-  std::vector<std::string> texts;
+Texts describe_all(const std::vector<Record> &records) {
+  Texts texts;
   for (const Record &record : records) texts.push_back(describe(record.get()));
   return texts;
 }
@@ -158,12 +140,6 @@ Record image(const QomHeader &header, uint64_t time, uint16_t width, uint16_t he
                        header.scanline_pad, row, row * height, data.data()});
 }
 
-Record compressed_image(const QomHeader &header, uint64_t time, uint16_t width, uint16_t height) {
-  const Record plain = image(header, time, width, height);
-  return Record(reinterpret_cast<QomRecord *>(
-      qom_image_compress(reinterpret_cast<const QomImage *>(plain.get()))));
-}
-
 Record image_blocks(const QomHeader &header, uint64_t time) {
   Bytes data;
   for (const auto &[width, height] :
@@ -179,12 +155,6 @@ Record image_blocks(const QomHeader &header, uint64_t time) {
       QomImageBlocks{QOM_IMAGE_BLOCKS, time, static_cast<uint32_t>(data.size()), data.data()});
 }
 
-Record compressed_blocks(const QomHeader &header, uint64_t time) {
-  const Record plain = image_blocks(header, time);
-  return Record(reinterpret_cast<QomRecord *>(
-      qom_image_blocks_compress(reinterpret_cast<const QomImageBlocks *>(plain.get()))));
-}
-
 Record text_record(uint8_t type, uint64_t time, const char *text) {
   return keep(QomFooterItem{type, time, const_cast<char *>(text)});
 }
@@ -197,42 +167,53 @@ Record screen_change(uint64_t time, uint16_t width, uint16_t height) {
   return keep(QomScreenChange{QOM_SCREEN_CHANGE, time, width, height});
 }
 
+Record compressed(const Record &plain) {
+  void *packed = plain->type == QOM_IMAGE
+                     ? static_cast<void *>(qom_image_compress(&as<QomImage>(plain)))
+                     : qom_image_blocks_compress(&as<QomImageBlocks>(plain));
+  return Record(static_cast<QomRecord *>(packed));
+}
+
+Record uncompressed(const Record &packed) {
+  void *plain = packed->type == QOM_COMPRESSED_IMAGE
+                    ? static_cast<void *>(qom_image_uncompress(&as<QomCompressedImage>(packed)))
+                    : qom_image_blocks_uncompress(&as<QomCompressedImageBlocks>(packed));
+  return Record(static_cast<QomRecord *>(plain));
+}
+
 std::vector<Record> every_record(const QomHeader &header) {
-  std::vector<Record> records;
   uint64_t time = header.timestamp;
-  records.push_back(keep(QomRecord{QOM_DEBUG, time}));
   QomHeader inner = header;
-  inner.timestamp = time += 5;
+  inner.timestamp = time + 5;
   inner.version = 77;
   RgbValue palette[] = {{1, 2, 3, 4}, {65535, 0, 65535, 9}};
   inner.palette = palette;
   inner.palette_size = 2;
   char user[] = "inner";
   inner.user = user;
-  records.push_back(keep(inner));
-  records.push_back(image(header, time, 7, 3));
-  records.push_back(compressed_image(header, time += 1, 5, 4));
   Bytes cursor = pixels(3 * 2 * 4);
-  records.push_back(keep(QomCursorImage{QOM_CURSOR_IMAGE, time, 3, 2, -30000, 30000, 3, 2,
-                                        0xFFFFFFFF, 24, cursor.data()}));
-  records.push_back(position(time, INT16_MIN, INT16_MAX));
-  records.push_back(screen_change(time += 1000000, 0, 65535));
   char tfn[] = "\xC3\xA9 \x01 text";
-  records.push_back(keep(QomLastInput{QOM_LAST_INPUT, time, nullptr, tfn}));
+  std::vector<Record> records =
+      list(keep(QomRecord{QOM_DEBUG, time}), keep(inner), image(header, time + 5, 7, 3),
+           compressed(image(header, time + 6, 5, 4)),
+           keep(QomCursorImage{QOM_CURSOR_IMAGE, time + 6, 3, 2, -30000, 30000, 3, 2, 0xFFFFFFFF,
+                               24, cursor.data()}),
+           position(time + 6, INT16_MIN, INT16_MAX), screen_change(time + 1000006, 0, 65535),
+           keep(QomLastInput{QOM_LAST_INPUT, time + 1000006, nullptr, tfn}));
+  time += 1000006;
   for (const uint8_t type : {QOM_FOOTER_ITEM_APP, QOM_FOOTER_ITEM_HOST, QOM_FOOTER_ITEM_IP,
                              QOM_FOOTER_ITEM_SID, QOM_FOOTER_ITEM_TID, QOM_FOOTER_ITEM_APPFMT})
     records.push_back(text_record(type, ++time, type % 2 ? "odd" : ""));
-  records.push_back(text_record(QOM_FOOTER_ITEM_APP, time, nullptr));
-  records.push_back(image_blocks(header, ++time));
-  records.push_back(compressed_blocks(header, time));
-  records.push_back(keep(QomRecord{QOM_DONE, ++time}));
+  for (Record &record :
+       list(text_record(QOM_FOOTER_ITEM_APP, time, nullptr), image_blocks(header, time + 1),
+            compressed(image_blocks(header, time + 1)), keep(QomRecord{QOM_DONE, time + 2})))
+    records.push_back(std::move(record));
   return records;
 }
 
 RecordingTest::RecordingTest() {
-  std::string name = testing::TempDir() + "/qom-XXXXXX";
-  if (!mkdtemp(name.data())) throw std::filesystem::filesystem_error("mkdtemp", {});
-  folder = name;
+  folder = testing::TempDir() + "/qom-XXXXXX";
+  if (!mkdtemp(folder.data())) throw std::filesystem::filesystem_error("mkdtemp", {});
   path = folder + "/recording";
 }
 
@@ -241,6 +222,7 @@ RecordingTest::~RecordingTest() {
 }
 
 QomWriter *RecordingTest::create(const QomHeader &header) {
+  std::filesystem::remove(path);
   QomWriter *writer = qom_writer_create(path.c_str(), &header);
   EXPECT_TRUE(writer) << qom_reader_error();
   return writer;
@@ -252,26 +234,28 @@ void RecordingTest::append(QomWriter *writer, const std::vector<Record> &records
         << describe(record.get()) << ": " << qom_reader_error();
 }
 
-void RecordingTest::close(QomWriter *writer) {
+void RecordingTest::append_positions(QomWriter *writer, int count, uint64_t time) {
+  for (int i = 0; i < count; ++i) append(writer, list(position(time + static_cast<uint64_t>(i))));
+}
+
+void RecordingTest::append_checkpoint(QomWriter *writer, uint64_t time) {
+  ASSERT_EQ(qom_writer_begin_checkpoint(writer), 0) << qom_reader_error();
+  append(writer, list(screen_change(time, 8, 4), compressed(image(sample_header(), time, 8, 4))));
+  ASSERT_EQ(qom_writer_end_checkpoint(writer), 0) << qom_reader_error();
+}
+
+size_t RecordingTest::close(QomWriter *writer) {
+  const size_t size = std::filesystem::file_size(path);
   EXPECT_EQ(qom_writer_close(writer), 0) << qom_reader_error();
+  return size;
 }
 
 void RecordingTest::write(const QomHeader &header, const std::vector<Record> &records,
                           bool finish) {
   QomWriter *writer = create(header);
   append(writer, records);
-  const size_t frames = contents().size();
-  close(writer);
+  const size_t frames = close(writer);
   if (!finish) truncate(frames);
-}
-
-void RecordingTest::append_checkpoint(QomWriter *writer, uint64_t time) {
-  std::vector<Record> state;
-  state.push_back(screen_change(time, 8, 4));
-  state.push_back(compressed_image(sample_header(), time, 8, 4));
-  ASSERT_EQ(qom_writer_begin_checkpoint(writer), 0) << qom_reader_error();
-  append(writer, state);
-  ASSERT_EQ(qom_writer_end_checkpoint(writer), 0) << qom_reader_error();
 }
 
 Bytes RecordingTest::contents() const {
@@ -280,19 +264,13 @@ Bytes RecordingTest::contents() const {
 }
 
 void RecordingTest::put(const Bytes &bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(reinterpret_cast<const char *>(bytes.data()),
-            static_cast<std::streamsize>(bytes.size()));
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char *>(bytes.data()),
+             static_cast<std::streamsize>(bytes.size()));
 }
 
 void RecordingTest::truncate(size_t length) {
   std::filesystem::resize_file(path, length);
-}
-
-void RecordingTest::append_garbage(const Bytes &garbage) {
-  Bytes bytes = contents();
-  forge::append(&bytes, garbage);
-  put(bytes);
 }
 
 Reader RecordingTest::open() {
@@ -308,8 +286,8 @@ std::string RecordingTest::refusal(int error) {
   return reader ? "it opens" : qom_reader_error();
 }
 
-std::vector<std::string> RecordingTest::records() {
-  std::vector<std::string> texts;
+Texts RecordingTest::records() {
+  Texts texts;
   const Reader reader = open();
   if (!reader) return texts;
   if (!index_lies) compare_with_independent(reader.get());
@@ -320,20 +298,28 @@ std::vector<std::string> RecordingTest::records() {
   return texts;
 }
 
-void RecordingTest::compare_with_independent(QomReader *reader) const {
+void RecordingTest::compare_with_independent(QomReader *reader) {
   const Bytes bytes = contents();
   if (bytes.size() > max_compared) return;
   const independent::Recording other = independent::read(bytes);
+  ASSERT_EQ(describe(qom_info_header(reader)), "QOM_HEADER" + other.header);
   size_t good = 0;
   for (size_t i = 0; i < qom_reader_index_length(reader); ++i) {
     const Record record(qom_record_at_index(reader, i));
     if (!record) continue;
     ASSERT_LT(good, other.records.size());
-    ASSERT_EQ(record->type, other.records[good].type);
+    const independent::Record &same = other.records[good++];
+    ASSERT_EQ(record->type, same.type);
     const std::string text = describe(record.get());
-    ASSERT_EQ(text.substr(text.find(" at ")), other.records[good++].fields);
+    ASSERT_EQ(text.substr(text.find(" at ")), same.fields);
+    if (same.decoded.empty()) continue;
+    const std::string plain = describe(uncompressed(record).get());
+    ASSERT_EQ(plain.substr(plain.rfind(':') + 1), same.decoded);
   }
   EXPECT_EQ(good, other.records.size());
+  if (good == qom_reader_index_length(reader) && info().state == QOM_STATE_FINISHED) {
+    EXPECT_TRUE(other.index_agrees);
+  }
   for (const auto &[first, end] : other.checkpoints) {
     size_t found_first = 0;
     size_t found_end = 0;
@@ -343,21 +329,27 @@ void RecordingTest::compare_with_independent(QomReader *reader) const {
   }
 }
 
+std::vector<QomIndexEntry> RecordingTest::entries() {
+  const Reader reader = open();
+  const QomIndexEntry *index = qom_reader_index(reader.get());
+  return {index, index + qom_reader_index_length(reader.get())};
+}
+
 QomReaderInfo RecordingTest::info() {
   QomReaderInfo info = {};
   const Reader reader = open();
-  if (reader) {
-    EXPECT_EQ(qom_reader_info(reader.get(), &info), 0) << qom_reader_error();
-  }
+  EXPECT_TRUE(reader && qom_reader_info(reader.get(), &info) == 0) << qom_reader_error();
   return info;
 }
 
 std::vector<QomScanKind> RecordingTest::scan() {
   std::vector<QomScanKind> kinds;
+  const auto collect = [](void *all, const QomScanEvent *event) {
+    static_cast<std::vector<QomScanKind> *>(all)->push_back(event->kind);
+    return 0;
+  };
   const Reader reader = open();
-  if (reader) {
-    EXPECT_EQ(qom_reader_scan(reader.get(), collect, &kinds), 0) << qom_reader_error();
-  }
+  EXPECT_TRUE(reader && qom_reader_scan(reader.get(), collect, &kinds) == 0) << qom_reader_error();
   return kinds;
 }
 

@@ -1,9 +1,6 @@
 // What is appended is what is read back, and what cannot be is refused.
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
 
 #include "fixture.h"
 
@@ -16,10 +13,14 @@ TEST_F(RoundTrip, EveryRecordOfEveryFormatAndPaddingComesBackAsItWas) {
     for (const int pad : {0, 8, 16, 32}) {
       const QomHeader header =
           sample_header(static_cast<PixelFormat>(format), static_cast<uint8_t>(pad));
-      const auto written = every_record(header);
+      auto written = every_record(header);
+      const uint64_t time = written.back()->timestamp;
+      for (const Record &plain : list(image(header, time, 60, 40), image_blocks(header, time))) {
+        written.push_back(compressed(plain));
+        EXPECT_EQ(describe(uncompressed(written.back()).get()), describe(plain.get()));
+      }
       write(header, written);
       EXPECT_EQ(records(), describe_all(written)) << format << " " << pad;
-      std::filesystem::remove(path);
     }
 }
 
@@ -39,7 +40,6 @@ TEST_F(RoundTrip, TheHeaderComesBackWithItsPaletteAndTexts) {
   header.version = 1;
   EXPECT_EQ(describe(qom_info_header(open().get())), describe(&header));
 
-  std::filesystem::remove(path);
   header.user = header.tfn = nullptr;
   header.palette_size = 0;
   write(header, {});
@@ -47,42 +47,32 @@ TEST_F(RoundTrip, TheHeaderComesBackWithItsPaletteAndTexts) {
 }
 
 TEST_F(RoundTrip, TheLargestValuesComeBack) {
-  QomHeader header = sample_header(PALETTE8, 8);
-  std::vector<Record> written;
-  written.push_back(image(header, 1000, QOM_MAX_SIDE, 1));
-  written.push_back(compressed_image(header, 1000, 1, QOM_MAX_SIDE));
+  const QomHeader header = sample_header(PALETTE8, 8);
   Bytes cursor(QOM_MAX_CURSOR_SIDE * QOM_MAX_CURSOR_SIDE * 4, 0xAB);
-  written.push_back(keep(QomCursorImage{QOM_CURSOR_IMAGE, 1000, 1024, 1024, 1, 1, 1024, 1024, 1,
-                                        static_cast<uint32_t>(cursor.size()), cursor.data()}));
   const std::string text(QOM_MAX_TEXT, 't');
-  written.push_back(text_record(QOM_FOOTER_ITEM_SID, 1000, text.c_str()));
-  written.push_back(keep(QomImageBlocks{QOM_IMAGE_BLOCKS, QOM_MAX_TIME, 0, nullptr}));
-  const QomImageBlocks none = {QOM_IMAGE_BLOCKS, QOM_MAX_TIME, 0, nullptr};
-  written.emplace_back(reinterpret_cast<QomRecord *>(qom_image_blocks_compress(&none)));
+  const auto none = [] { return keep(QomImageBlocks{QOM_IMAGE_BLOCKS, QOM_MAX_TIME, 0, nullptr}); };
+  const auto written =
+      list(image(header, 1000, QOM_MAX_SIDE, 1), compressed(image(header, 1000, 1, QOM_MAX_SIDE)),
+           keep(QomCursorImage{QOM_CURSOR_IMAGE, 1000, 1024, 1024, 1, 1, 1024, 1024, 1,
+                               static_cast<uint32_t>(cursor.size()), cursor.data()}),
+           text_record(QOM_FOOTER_ITEM_SID, 1000, text.c_str()), none(), compressed(none()));
   write(header, written);
   EXPECT_EQ(records(), describe_all(written));
 }
 
-TEST_F(RoundTrip, PixelsSurviveCompressionWithAndWithoutDifferences) {
+TEST_F(RoundTrip, SmoothPicturesAreCompressedAsDifferences) {
   const QomHeader header = sample_header(xRGB8888, 32);
   for (const bool smooth : {false, true}) {
-    const Record record = image(header, 5, 300, 200);
-    auto plain = reinterpret_cast<QomImage *>(record.get());
-    for (uint32_t i = 0; i < plain->length; ++i)
-      plain->data[i] = static_cast<uint8_t>(smooth ? i / 4 * (i % 4 + 1) + i * i % 3 : i / 999);
-    const qom::RecordPtr<QomCompressedImage> packed(qom_image_compress(plain));
-    ASSERT_TRUE(packed);
-    EXPECT_EQ(packed->data[0], smooth ? qom::codec_zstd_left : qom::codec_zstd_packed);
-    const qom::RecordPtr<QomImage> again(qom_image_uncompress(packed.get()));
-    EXPECT_EQ(describe(again.get()), describe(plain));
-  }
-  for (int format = PALETTE8; format <= BGRA8888; ++format) {
-    const QomHeader other = sample_header(static_cast<PixelFormat>(format), 16);
-    const Record plain = image_blocks(other, 7);
-    const Record packed = compressed_blocks(other, 7);
-    const qom::RecordPtr<QomImageBlocks> again(qom_image_blocks_uncompress(
-        reinterpret_cast<const QomCompressedImageBlocks *>(packed.get())));
-    EXPECT_EQ(describe(again.get()), describe(plain.get()));
+    const Record plain = image(header, 1000, 256, 200);
+    auto &picture = as<QomImage>(plain);
+    for (uint32_t i = 0; i < picture.length; ++i)
+      picture.data[i] = static_cast<uint8_t>(smooth ? i / 4 * (i % 4 + 1) + i * i % 3 : i / 999);
+    const auto packed = list(compressed(plain));
+    EXPECT_EQ(as<QomCompressedImage>(packed[0]).data[0],
+              smooth ? qom::codec_zstd_left : qom::codec_zstd_packed);
+    EXPECT_EQ(describe(uncompressed(packed[0]).get()), describe(plain.get()));
+    write(header, packed);
+    EXPECT_EQ(records(), describe_all(packed));
   }
 }
 
@@ -104,40 +94,26 @@ TEST_F(RoundTrip, ACopyOwnsEverything) {
 TEST_F(RoundTrip, BlocksAreSteppedThroughInOrder) {
   const QomHeader header = sample_header(RGB565, 32);
   const Record record = image_blocks(header, 77);
-  auto blocks = reinterpret_cast<const QomImageBlocks *>(record.get());
+  const auto &blocks = as<QomImageBlocks>(record);
   std::string sizes;
   QomImage image;
   size_t offset = 0;
-  while (qom_image_blocks_next(blocks, &header, &offset, &image) == 1) {
+  while (qom_image_blocks_next(&blocks, &header, &offset, &image) == 1) {
     sizes += std::to_string(image.width) + "x" + std::to_string(image.height) + " ";
     EXPECT_EQ(image.timestamp, 77u);
     EXPECT_EQ(image.x, -7);
     EXPECT_EQ(image.bytes_per_line, stride_in_bytes(image.width, 16, 32));
-    EXPECT_EQ(image.data + image.length, blocks->data + offset);
+    EXPECT_EQ(image.data + image.length, blocks.data + offset);
   }
   EXPECT_EQ(sizes, "5x2 1x1 3x4 9x6 ");
-  EXPECT_EQ(offset, blocks->length);
+  EXPECT_EQ(offset, blocks.length);
 }
 
-TEST_F(RoundTrip, AStrideIsRoundedUpToThePadding) {
-  EXPECT_EQ(stride_in_bytes(3, 8, 0), 3u);
-  EXPECT_EQ(stride_in_bytes(3, 8, 8), 3u);
-  EXPECT_EQ(stride_in_bytes(3, 8, 16), 4u);
-  EXPECT_EQ(stride_in_bytes(3, 16, 32), 8u);
-  EXPECT_EQ(stride_in_bytes(5, 8, 32), 8u);
-  EXPECT_EQ(stride_in_bytes(0, 32, 32), 0u);
-  EXPECT_EQ(stride_in_bytes(16384, 32, 32), 65536u);
-}
-
-TEST_F(RoundTrip, NamesAreThoseOfTheEnumerations) {
-  EXPECT_STREQ(qom_record_type_to_string(QOM_DONE), "QOM_DONE");
+TEST_F(RoundTrip, NumbersWithoutANameAreUnknown) {
   EXPECT_STREQ(qom_record_type_to_string(QOM_FOOTER_ITEM_APPFMT), "QOM_FOOTER_ITEM_APPFMT");
-  EXPECT_STREQ(qom_record_type_to_string(QOM_TYPE_UNKNOWN), "QOM_TYPE_UNKNOWN");
   EXPECT_STREQ(qom_record_type_to_string(static_cast<QomRecordType>(17)), "QOM_TYPE_UNKNOWN");
-  EXPECT_STREQ(pixel_format_string(PALETTE8), "PALETTE8");
   EXPECT_STREQ(pixel_format_string(BGRA8888), "BGRA8888");
   EXPECT_STREQ(pixel_format_string(static_cast<PixelFormat>(14)), "FORMAT_UNKNOWN");
-  EXPECT_EQ(pixel_format_bytes_per_pixel(BGR565), 2u);
   EXPECT_EQ(pixel_format_bytes_per_pixel(static_cast<PixelFormat>(15)), 0u);
 }
 
@@ -157,147 +133,98 @@ TEST_F(RoundTrip, ADumpShowsNoControlCharactersOfTheFile) {
 
 class Refusal : public RecordingTest {
  protected:
-  // Has the writer refuse each of them, and then finish a file that holds one good record.
+  // Makes one thing after another wrong with the record and has the writer refuse each. What it
+  // writes in the end is the good record alone.
   template <typename T>
-  void refuse(const QomHeader &header, const T &good, const std::vector<T> &bad) {
+  void refuse(const QomHeader &header, const Record &good,
+              std::initializer_list<void (*)(T &)> changes) {
     QomWriter *writer = create(header);
-    for (size_t i = 0; i < bad.size(); ++i) {
+    size_t number = 0;
+    const auto expect_refusal = [&](const T &bad) {
       errno = 0;
-      EXPECT_EQ(qom_writer_append(writer, &bad[i]), -1) << i;
-      EXPECT_EQ(errno, EINVAL) << i;
-      EXPECT_STRNE(qom_reader_error(), "") << i;
+      EXPECT_EQ(qom_writer_append(writer, &bad), -1) << number;
+      EXPECT_EQ(errno, EINVAL) << number;
+      EXPECT_STRNE(qom_reader_error(), "") << number++;
+    };
+    for (const auto &change : changes) {
+      T bad = as<T>(good);
+      change(bad);
+      expect_refusal(bad);
     }
-    EXPECT_EQ(qom_writer_append(writer, &good), 0) << qom_reader_error();
+    EXPECT_EQ(qom_writer_append(writer, good.get()), 0) << qom_reader_error();
+    T earlier = as<T>(good);
+    --earlier.timestamp;
+    expect_refusal(earlier);
     close(writer);
-    EXPECT_EQ(records(), std::vector<std::string>{describe(&good)});
-    std::filesystem::remove(path);
-  }
-
-  // Variants of a record, each with one thing wrong.
-  template <typename T>
-  static std::vector<T> variants(const T &good, std::initializer_list<void (*)(T *)> changes) {
-    std::vector<T> list;
-    for (auto change : changes) {
-      list.push_back(good);
-      change(&list.back());
-    }
-    return list;
+    EXPECT_EQ(records(), Texts{describe(good.get())});
   }
 };
 
-TEST_F(Refusal, RecordsWhoseSizesDisagree) {
+// Which sizes are allowed is the reader's rule too: threats_test.cpp has them all.
+TEST_F(Refusal, RecordsThatDisagreeWithThemselvesOrTheRecording) {
   const QomHeader header = sample_header(RGB565, 32);
-  const Record i = image(header, 1000, 3, 2);
-  const auto &good_image = *reinterpret_cast<QomImage *>(i.get());
-  refuse(header, good_image,
-         variants<QomImage>(
-             good_image,
-             {[](QomImage *x) { x->width = 0; }, [](QomImage *x) { x->height = 0; },
-              [](QomImage *x) { x->width = QOM_MAX_SIDE + 1; }, [](QomImage *x) { x->length += 1; },
-              [](QomImage *x) { x->bytes_per_line = 6; },
-              [](QomImage *x) { x->pixel_format = BGR565; },
-              [](QomImage *x) { x->scanline_pad = 16; }, [](QomImage *x) { x->data = nullptr; }}));
-  const Record c = compressed_image(header, 1000, 3, 2);
-  const auto &good_compressed = *reinterpret_cast<QomCompressedImage *>(c.get());
   static uint8_t no_codec[] = {9, 9, 9};
-  refuse(header, good_compressed,
-         variants<QomCompressedImage>(
-             good_compressed, {[](QomCompressedImage *x) { x->length -= 2; },
-                               [](QomCompressedImage *x) { x->compressed_length = 1; },
-                               [](QomCompressedImage *x) { x->compressed_length = UINT32_MAX; },
-                               [](QomCompressedImage *x) { x->data = nullptr; },
-                               [](QomCompressedImage *x) { x->data = no_codec; },
-                               [](QomCompressedImage *x) { x->height = 3; }}));
-  const Record b = image_blocks(header, 1000);
-  const auto &good_blocks = *reinterpret_cast<QomImageBlocks *>(b.get());
-  refuse(header, good_blocks,
-         variants<QomImageBlocks>(good_blocks,
-                                  {[](QomImageBlocks *x) { x->length -= 1; },
-                                   [](QomImageBlocks *x) { x->length = QOM_MAX_DATA + 1; },
-                                   [](QomImageBlocks *x) { x->data = nullptr; }}));
-  const Record p = compressed_blocks(header, 1000);
-  const auto &good_packed = *reinterpret_cast<QomCompressedImageBlocks *>(p.get());
-  refuse(header, good_packed,
-         variants<QomCompressedImageBlocks>(
-             good_packed, {[](QomCompressedImageBlocks *x) { x->length = QOM_MAX_DATA + 1; },
-                           [](QomCompressedImageBlocks *x) { x->data = no_codec; },
-                           [](QomCompressedImageBlocks *x) { x->compressed_length = 0; }}));
-}
-
-TEST_F(Refusal, CursorsTextsAndTypes) {
-  const QomHeader header = sample_header();
-  static Bytes pixels(4 * 4 * 4);
-  const QomCursorImage cursor = {QOM_CURSOR_IMAGE, 1000, 4, 4, 0, 0, 0, 0, 0, 64, pixels.data()};
-  refuse(
-      header, cursor,
-      variants<QomCursorImage>(
-          cursor,
-          {[](QomCursorImage *x) { x->width = 0; }, [](QomCursorImage *x) { x->height = 1025; },
-           [](QomCursorImage *x) { x->length = 60; }, [](QomCursorImage *x) { x->xhot = 5; },
-           [](QomCursorImage *x) { x->yhot = 5; }, [](QomCursorImage *x) { x->data = nullptr; }}));
+  refuse<QomImage>(header, image(header, 2000, 3, 2),
+                   {[](auto &i) { i.width = 0; }, [](auto &i) { i.length += 1; },
+                    [](auto &i) { i.bytes_per_line = 6; }, [](auto &i) { i.pixel_format = BGR565; },
+                    [](auto &i) { i.data = nullptr; }});
+  refuse<QomCompressedImage>(
+      header, compressed(image(header, 2000, 3, 2)),
+      {[](auto &i) { i.length -= 2; }, [](auto &i) { i.height = 3; },
+       [](auto &i) { i.compressed_length = 1; }, [](auto &i) { i.compressed_length = UINT32_MAX; },
+       [](auto &i) { i.data = nullptr; }, [](auto &i) { i.data = no_codec; }});
+  refuse<QomImageBlocks>(
+      header, image_blocks(header, 2000),
+      {[](auto &b) { b.length -= 1; }, [](auto &b) { b.length = QOM_MAX_DATA + 1; },
+       [](auto &b) { b.data = nullptr; }});
+  refuse<QomCompressedImageBlocks>(
+      header, compressed(image_blocks(header, 2000)),
+      {[](auto &b) { b.length = QOM_MAX_DATA + 1; }, [](auto &b) { b.compressed_length = 0; },
+       [](auto &b) { b.data = no_codec; }});
+  Bytes pixels(4 * 4 * 4);
+  refuse<QomCursorImage>(
+      header, keep(QomCursorImage{QOM_CURSOR_IMAGE, 2000, 4, 4, 0, 0, 0, 0, 0, 64, pixels.data()}),
+      {[](auto &c) { c.height = 1025; }, [](auto &c) { c.length = 60; },
+       [](auto &c) { c.xhot = 5; }, [](auto &c) { c.data = nullptr; }});
   static std::string text(QOM_MAX_TEXT + 1, 't');
-  const QomLastInput input = {QOM_LAST_INPUT, 1000, nullptr, nullptr};
-  refuse(header, input,
-         variants<QomLastInput>(
-             input,
-             {[](QomLastInput *x) { x->user = text.data(); },
-              [](QomLastInput *x) { x->tfn = text.data(); }, [](QomLastInput *x) { x->type = 17; },
-              [](QomLastInput *x) { x->type = QOM_TYPE_UNKNOWN; },
-              [](QomLastInput *x) { x->type = 226; }, [](QomLastInput *x) { x->timestamp = 999; },
-              [](QomLastInput *x) { x->timestamp = QOM_MAX_TIME + 1; }}));
+  refuse<QomLastInput>(header, keep(QomLastInput{QOM_LAST_INPUT, 2000, nullptr, nullptr}),
+                       {[](auto &i) { i.user = text.data(); }, [](auto &i) { i.tfn = text.data(); },
+                        [](auto &i) { i.type = 17; }, [](auto &i) { i.type = QOM_TYPE_UNKNOWN; },
+                        [](auto &i) { i.type = 226; }, [](auto &i) { i.timestamp = 999; },
+                        [](auto &i) { i.timestamp = QOM_MAX_TIME + 1; }});
 }
 
-TEST_F(Refusal, TimesThatGoBack) {
-  QomWriter *writer = create();
-  append(writer, {});
-  ASSERT_EQ(qom_writer_append(writer, position(2000).get()), 0);
-  EXPECT_EQ(qom_writer_append(writer, position(1999).get()), -1);
-  EXPECT_EQ(errno, EINVAL);
-  EXPECT_EQ(qom_writer_append(writer, nullptr), -1);
-  EXPECT_EQ(qom_writer_append(writer, position(2000, 5).get()), 0);
-  close(writer);
-  EXPECT_EQ(records().size(), 2u);
-}
-
-TEST_F(Refusal, HeadersThatNoReaderWouldAccept) {
-  const auto bad = variants<QomHeader>(
-      sample_header(),
-      {[](QomHeader *h) { h->width = 0; }, [](QomHeader *h) { h->height = QOM_MAX_SIDE + 1; },
-       [](QomHeader *h) { h->width = h->height = QOM_MAX_SIDE; },  // 1 GiB of pixels
-       [](QomHeader *h) { h->pixel_format = FORMAT_UNKNOWN; },
-       [](QomHeader *h) { h->pixel_format = static_cast<PixelFormat>(14); },
-       [](QomHeader *h) { h->depth = 0; }, [](QomHeader *h) { h->depth = 33; },
-       [](QomHeader *h) { h->scanline_pad = 24; }, [](QomHeader *h) { h->palette_size = 1; },
-       [](QomHeader *h) { h->timestamp = QOM_MAX_TIME + 1; }});
-  for (size_t i = 0; i < bad.size(); ++i) {
-    errno = 0;
-    EXPECT_FALSE(qom_writer_create(path.c_str(), &bad[i])) << i;
-    EXPECT_EQ(errno, EINVAL) << i;
-    EXPECT_FALSE(std::filesystem::exists(path)) << i;
+TEST_F(Refusal, FilesThatCannotBeBegun) {
+  void (*const changes[])(QomHeader &) = {
+      [](auto &h) { h.width = 0; }, [](auto &h) { h.palette_size = 1; },
+      [](auto &h) { h.pixel_format = static_cast<PixelFormat>(14); },
+      [](auto &h) { h.timestamp = QOM_MAX_TIME + 1; }};
+  for (const auto &change : changes) {
+    QomHeader bad = sample_header();
+    change(bad);
+    EXPECT_FALSE(qom_writer_create(path.c_str(), &bad));
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_FALSE(std::filesystem::exists(path));
   }
-}
-
-TEST_F(Refusal, AFileThatExistsAndAFolderThatDoesNot) {
-  put({'k', 'e', 'p', 't'});
   const QomHeader header = sample_header();
+  EXPECT_FALSE(qom_writer_create((folder + "/none/recording").c_str(), &header));
+  EXPECT_EQ(errno, ENOENT);
+  put({'k', 'e', 'p', 't'});
   EXPECT_FALSE(qom_writer_create(path.c_str(), &header));
   EXPECT_EQ(errno, EEXIST);
   EXPECT_EQ(contents(), (Bytes{'k', 'e', 'p', 't'}));
-  EXPECT_FALSE(qom_writer_create((folder + "/none/recording").c_str(), &header));
-  EXPECT_EQ(errno, ENOENT);
   EXPECT_EQ(qom_writer_close(nullptr), 0);
 }
 
 TEST_F(Refusal, MalformedImagesToCompress) {
   const Record record = image(sample_header(), 0, 4, 4);
-  auto bad = *reinterpret_cast<QomImage *>(record.get());
-  bad.length -= 4;
-  EXPECT_FALSE(qom_image_compress(&bad));
+  as<QomImage>(record).length -= 4;
+  EXPECT_FALSE(compressed(record));
   EXPECT_EQ(errno, EINVAL);
-  EXPECT_FALSE(qom_image_compress(nullptr));
   const QomImageBlocks blocks = {QOM_IMAGE_BLOCKS, 0, 8, nullptr};
   EXPECT_FALSE(qom_image_blocks_compress(&blocks));
   EXPECT_EQ(errno, EINVAL);
+  EXPECT_FALSE(qom_image_compress(nullptr));
 }
 
 }  // namespace
