@@ -8,15 +8,14 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 namespace qomtool {
 namespace {
 
 constexpr unsigned kPatience = 60;  // seconds
 
-[[noreturn]] void become_program(const std::vector<std::string> &arguments,
-                                 const std::string &folder, uint64_t largest_file) {
+[[noreturn]] void become_program(const Texts &arguments, const std::string &folder,
+                                 uint64_t largest_file) {
   std::vector<char *> words = {const_cast<char *>("qom")};
   for (const std::string &argument : arguments)
     words.push_back(const_cast<char *>(argument.c_str()));
@@ -39,41 +38,36 @@ constexpr unsigned kPatience = 60;  // seconds
 
 }  // namespace
 
-void ProgramTest::SetUp() {
-  std::string pattern = testing::TempDir() + "qom-test-XXXXXX";
-  ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-  folder_ = pattern;
-}
-
-void ProgramTest::TearDown() {
-  if (!folder_.empty()) std::filesystem::remove_all(folder_);
-}
-
-Outcome ProgramTest::qom(const std::vector<std::string> &arguments, const std::string &input,
-                         uint64_t largest_file) {
-  write_file(path(".in"), input);
+Outcome ProgramTest::qom(const Texts &arguments, const std::string &input, uint64_t largest_file) {
+  write_file(file(".in"), input);
   const pid_t child = fork();
-  if (child == 0) become_program(arguments, folder_, largest_file);
+  if (child == 0) become_program(arguments, folder, largest_file);
   int status = 0;
   EXPECT_EQ(waitpid(child, &status, 0), child);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), read_file(path(".out")),
-          read_file(path(".err"))};
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), read_file(file(".out")),
+          read_file(file(".err"))};
 }
 
 void ProgramTest::make(const std::string &name, const std::string &text) {
-  const Outcome made = qom({"make", "-", path(name)}, text);
+  const Outcome made = qom({"make", "-", file(name)}, text);
   ASSERT_EQ(made.status, 0) << made.err;
 }
 
 std::string read_file(const std::string &path) {
-  std::ifstream file(path, std::ios::binary);
-  std::stringstream bytes;
-  bytes << file.rdbuf();
-  return bytes.str();
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
 }
 
 void write_file(const std::string &path, const std::string &bytes) {
   std::ofstream(path, std::ios::binary) << bytes;
+}
+
+bool exists(const std::string &path) {
+  return std::filesystem::exists(path);
+}
+
+bool contains(const std::string &text, const std::string &part) {
+  return text.find(part) != std::string::npos;
 }
 
 std::string small_text() {

@@ -1,11 +1,7 @@
-// Runs the built program in a folder of its own.
+// Runs the built program in a folder of the test's own.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <string>
-#include <vector>
+#include "fixture.h"
 
 namespace qomtool {
 
@@ -15,28 +11,23 @@ struct Outcome {
   std::string err;
 };
 
-// A test with an empty folder, which is removed after it.
-class ProgramTest : public testing::Test {
+class ProgramTest : public RecordingTest {
  protected:
-  void SetUp() override;
-  void TearDown() override;
-
-  std::string path(const std::string &name) const { return folder_ + '/' + name; }
+  std::string file(const std::string &name) const { return folder + '/' + name; }
 
   // Runs qom with the arguments. Files that it writes may grow to `largest_file` bytes. One that
   // does not end within a minute is ended.
-  Outcome qom(const std::vector<std::string> &arguments, const std::string &input = "",
+  Outcome qom(const Texts &arguments, const std::string &input = "",
               uint64_t largest_file = UINT64_MAX);
 
   // Makes a recording from a text, which must be a good one.
   void make(const std::string &name, const std::string &text);
-
- private:
-  std::string folder_;
 };
 
 std::string read_file(const std::string &path);
 void write_file(const std::string &path, const std::string &bytes);
+bool exists(const std::string &path);
+bool contains(const std::string &text, const std::string &part);
 
 // A text with a record of every type and two checkpoints, small enough to damage everywhere.
 std::string small_text();
