@@ -91,24 +91,6 @@ TEST_F(RoundTrip, ACopyOwnsEverything) {
   qom_record_free(nullptr);
 }
 
-TEST_F(RoundTrip, BlocksAreSteppedThroughInOrder) {
-  const QomHeader header = sample_header(RGB565, 32);
-  const Record record = image_blocks(header, 77);
-  const auto &blocks = as<QomImageBlocks>(record);
-  std::string sizes;
-  QomImage image;
-  size_t offset = 0;
-  while (qom_image_blocks_next(&blocks, &header, &offset, &image) == 1) {
-    sizes += std::to_string(image.width) + "x" + std::to_string(image.height) + " ";
-    EXPECT_EQ(image.timestamp, 77u);
-    EXPECT_EQ(image.x, -7);
-    EXPECT_EQ(image.bytes_per_line, stride_in_bytes(image.width, 16, 32));
-    EXPECT_EQ(image.data + image.length, blocks.data + offset);
-  }
-  EXPECT_EQ(sizes, "5x2 1x1 3x4 9x6 ");
-  EXPECT_EQ(offset, blocks.length);
-}
-
 TEST_F(RoundTrip, NumbersWithoutANameAreUnknown) {
   EXPECT_STREQ(qom_record_type_to_string(QOM_FOOTER_ITEM_APPFMT), "QOM_FOOTER_ITEM_APPFMT");
   EXPECT_STREQ(qom_record_type_to_string(static_cast<QomRecordType>(17)), "QOM_TYPE_UNKNOWN");

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <stdexcept>
 #include <thread>
 
@@ -104,19 +105,6 @@ Display::~Display() {
   close(pipe_[0]);
 }
 
-namespace {
-
-template <class Pixel>
-void read_pixels(const uint8_t *data, uint32_t mask, Screenshot &shot) {
-  const size_t stride = (static_cast<size_t>(shot.width) * sizeof(Pixel) + 3) / 4 * 4;
-  for (int y = 0; y < shot.height; y++) {
-    const auto *row = reinterpret_cast<const Pixel *>(data + y * stride);
-    for (int x = 0; x < shot.width; x++) shot.pixels.push_back(row[x] & mask);
-  }
-}
-
-}  // namespace
-
 Screenshot Display::screenshot(xcb_window_t window) const {
   const std::unique_ptr<xcb_get_geometry_reply_t, decltype(&free)> geometry(
       xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr), free);
@@ -129,27 +117,29 @@ Screenshot Display::screenshot(xcb_window_t window) const {
       free);
   if (!image) return {};
   Screenshot shot{geometry->width, geometry->height, {}};
-  const uint8_t *data = xcb_get_image_data(image.get());
-  if (geometry->depth == 16) {
-    read_pixels<uint16_t>(data, 0xffff, shot);
-  } else {
-    read_pixels<uint32_t>(data, 0xffffff, shot);
+  const size_t bytes = geometry->depth == 16 ? 2 : 4;
+  const uint8_t *row = xcb_get_image_data(image.get());
+  for (int y = 0; y < shot.height; y++, row += (bytes * geometry->width + 3) / 4 * 4) {
+    for (size_t x = 0; x < geometry->width; x++) {
+      uint32_t pixel = 0;
+      std::memcpy(&pixel, row + bytes * x, bytes);
+      shot.pixels.push_back(pixel & 0xffffff);
+    }
   }
   return shot;
 }
 
 Screenshot Display::settled() const {
-  Screenshot last = screenshot(root());
-  Screenshot shot;
+  Screenshot last;
   int same = 0;
   const bool quiet = eventually([&] {
-    shot = screenshot(root());
+    const Screenshot shot = screenshot(root());
     same = shot == last ? same + 1 : 0;
     last = shot;
     return same >= 20;
   });
   EXPECT_TRUE(quiet) << "the display does not come to rest";
-  return shot;
+  return last;
 }
 
 xcb_window_t Display::make_window(int x, int y, int width, int height, uint32_t colour) const {
