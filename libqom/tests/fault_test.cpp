@@ -107,8 +107,15 @@ TEST_F(Fault, EveryFailingWriteAndSyncIsReportedAndLosesNothingBefore) {
   };
   fail_every(
       Call::write, ENOSPC, [this] { return write_all(ENOSPC); }, check);
+  std::vector<size_t> accepted;  // before the sync that failed
+  const auto check_and_note = [&] {
+    check();
+    accepted.push_back(accepted_);
+  };
   fail_every(
-      Call::sync, EIO, [this] { return write_all(EIO); }, check);
+      Call::sync, EIO, [this] { return write_all(EIO); }, check_and_note);
+  const size_t all = written_.size();
+  EXPECT_EQ(accepted, (std::vector<size_t>{0, 5, all, all})) << "begin, flush and close sync";
 }
 
 TEST_F(Fault, EveryFailingReadIsReported) {

@@ -30,17 +30,15 @@ FrameHead read_head(const uint8_t *bytes) {
 
 Bytes header_payload(PixelFormat format, uint8_t scanline_pad) {
   Bytes bytes(header_fixed_bytes);
-  ByteWriter(bytes.data())
-      .put(uint64_t{1000})
-      .put(static_cast<uint8_t>(pixel_format_bytes_per_pixel(format) * 8))
-      .put(scanline_pad)
-      .put(static_cast<uint8_t>(format))
-      .put(uint8_t{8})
-      .put(uint8_t{255})
-      .put(format_major)
-      .put(uint16_t{0})
-      .put(uint16_t{64})
-      .put(uint16_t{48});
+  put(&bytes, 0, uint64_t{1000});
+  bytes[8] = static_cast<uint8_t>(pixel_format_bytes_per_pixel(format) * 8);
+  bytes[9] = scanline_pad;
+  bytes[10] = static_cast<uint8_t>(format);
+  bytes[11] = 8;
+  bytes[12] = 255;
+  bytes[13] = format_major;
+  put(&bytes, 16, uint16_t{64});
+  put(&bytes, 18, uint16_t{48});
   append(&bytes, absent_text);
   append(&bytes, absent_text);
   return bytes;
@@ -48,12 +46,10 @@ Bytes header_payload(PixelFormat format, uint8_t scanline_pad) {
 
 Bytes geometry(uint16_t width, uint16_t height, PixelFormat format, uint8_t pad) {
   Bytes bytes(12);
-  ByteWriter(bytes.data())
-      .put(width)
-      .put(height)
-      .put(uint32_t{0})
-      .put(static_cast<uint8_t>(format))
-      .put(pad);
+  put(&bytes, 0, width);
+  put(&bytes, 2, height);
+  bytes[8] = static_cast<uint8_t>(format);
+  bytes[9] = pad;
   return bytes;
 }
 

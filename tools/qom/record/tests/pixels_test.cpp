@@ -1,7 +1,5 @@
-// What needs no display: cells, pixel formats and the comparison of pictures.
+// What needs no display: pixel formats, the comparison of pictures, the application's text.
 #include <gtest/gtest.h>
-
-#include <random>
 
 #include "application.h"
 #include "cell_map.h"
@@ -10,37 +8,6 @@
 
 namespace qom::record {
 namespace {
-
-TEST(CellMap, RectanglesHoldEveryMarkedCellOnceAndNothingWithoutReason) {
-  std::mt19937 random(7);
-  for (int round = 0; round < 200; round++) {
-    const int width = 1 + static_cast<int>(random() % 300);
-    const int height = 1 + static_cast<int>(random() % 200);
-    const int gap = static_cast<int>(random() % 3);
-    CellMap map(width, height, 16, 8);
-    for (int i = 0; i < 6; i++) {
-      map.mark({static_cast<int>(random() % 400) - 50, static_cast<int>(random() % 300) - 50,
-                static_cast<int>(random() % 60), static_cast<int>(random() % 60)});
-    }
-    std::vector<int> covered(static_cast<size_t>(width) * height);
-    for (const Rectangle &r : map.rectangles(gap)) {
-      ASSERT_EQ(r, intersection(r, {0, 0, width, height}));
-      for (int y = r.y; y < r.y + r.height; y++) {
-        for (int x = r.x; x < r.x + r.width; x++) covered[static_cast<size_t>(y) * width + x]++;
-      }
-    }
-    for (int y = 0; y < height; y++) {
-      for (int x = 0; x < width; x++) {
-        const int count = covered[static_cast<size_t>(y) * width + x];
-        if (map.cell(x / 16, y / 8)) {
-          ASSERT_EQ(count, 1);
-        } else {
-          ASSERT_LE(count, gap > 0 ? 1 : 0);
-        }
-      }
-    }
-  }
-}
 
 TEST(PixelLayout, WiderChannelsRepeatTheirHighestBits) {
   const uint16_t pixels[] = {0x0000, 0xffff, 0x8410, 0xf800, 0x07e0, 0x001f};
