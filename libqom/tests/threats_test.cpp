@@ -291,89 +291,46 @@ Recording four_records(Add add) {
   return recording;
 }
 
-using Entry = QomIndexEntry;
-Recording with_entry(size_t number, void (*change)(Entry &)) {
-  return four_records([&](Recording *r) {
-    change(r->entries[number]);
-    r->add_index(qom::frame_index_part, {}, r->entries);
-  });
-}
-
-TEST_F(Threat, EntriesThatPointToPlacesWhereNoRecordCanBe) {
-  const struct {
-    const char *what;
-    size_t entry;
-    void (*change)(Entry &);
-  } lies[] = {{"before the frames", 0, [](Entry &e) { e.position = 0; }},
-              {"negative", 0, [](Entry &e) { e.position = -1; }},
-              {"behind the index", 3, [](Entry &e) { e.position += 4096; }},
-              {"into the index", 3, [](Entry &e) { e.position += 36; }},
-              {"the same record twice", 2, [](Entry &e) { e.position -= 36; }},
-              {"into the record before", 2, [](Entry &e) { e.position -= 1; }},
-              {"longer than the file", 3, [](Entry &e) { e.length = 0xFFFFFFFF; }},
-              {"longer than the gap", 1, [](Entry &e) { e.length += 1; }},
-              {"no record type", 1, [](Entry &e) { e.type = 224; }},
-              {"a time above all", 3, [](Entry &e) { e.timestamp = QOM_MAX_TIME + 1; }}};
-  for (const auto &[what, entry, change] : lies)
-    expect_walked_around(what, with_entry(entry, change));
-}
-
-// These pass for an index, so that only reading the record can find them out.
-TEST_F(Threat, EntriesThatDoNotMatchTheirFrames) {
+// Every byte of an index and its end mark is wrong in turn. Some of these pass for an index, so
+// that only reading the record can find them out: it comes back as it is or not at all.
+TEST_F(Threat, IndexesThatLieInOneByte) {
   index_lies = true;
-  const std::pair<void (*)(Entry &), const char *> lies[] = {
-      {[](Entry &e) { e.type = QOM_SCREEN_CHANGE; }, "84: not the record of the index"},
-      {[](Entry &e) { e.timestamp -= 1; }, "84: not the record of the index"},
-      {[](Entry &e) { e.length = 3; }, "84: an impossible length"},
-      {[](Entry &e) { e.position += 1, e.length -= 1; }, "85: an impossible length"},
-      {[](Entry &e) { e.type = QOM_FOOTER_ITEM_APP, e.length = 0; },
-       "84: not the record of the index"},
-      {[](Entry &e) { e.type = QOM_DEBUG; }, "84: not the record of the index"},
-      {[](Entry &e) { e.type = QOM_DEBUG, e.length = 3, e.position += 1; },
-       "85: its head is damaged"}};
-  for (const auto &[change, reason] : lies) {
-    put(with_entry(1, change).bytes);
-    EXPECT_EQ(info().state, QOM_STATE_FINISHED);
-    EXPECT_EQ(
-        records(),
-        (Texts{"QOM_CURSOR_POSITION at 1000 0 0", std::string("error: record at offset ") + reason,
-               "QOM_CURSOR_POSITION at 1002 2 0", "QOM_CURSOR_POSITION at 1003 3 0"}));
-  }
-  put(with_entry(0, [](Entry &e) { e.flags = 0xFF, e.reserved = 0xFFFF; }).bytes);
-  EXPECT_EQ(entries()[0].flags + entries()[0].reserved, 0) << "what is the reader's own";
+  const Recording good =
+      four_records([](Recording *r) { r->add_index(qom::frame_index_part, {}, r->entries); });
+  size_t believed = 0;
+  for (auto at = static_cast<size_t>(good.entries[3].position) + 36; at < good.bytes.size(); ++at)
+    for (const int mask : {1, 4, 0x80, 0xFF}) {
+      SCOPED_TRACE(std::to_string(at) + " ^ " + std::to_string(mask));
+      Bytes bytes = good.bytes;
+      bytes[at] = static_cast<uint8_t>(bytes[at] ^ mask);
+      forge::repair(&bytes);
+      put(bytes);
+      const Texts found = records();
+      const bool finished = info().state == QOM_STATE_FINISHED;
+      believed += finished;
+      ASSERT_EQ(found.size(), 4u);
+      for (size_t i = 0; i < 4; ++i) {
+        const bool refused = found[i].rfind("error: record at offset ", 0) == 0;
+        ASSERT_EQ(entries()[i].flags & ~QOM_ENTRY_TIME_RAISED, 0);
+        ASSERT_EQ(entries()[i].reserved, 0);
+        if (finished && refused) continue;
+        // A time that the index has too large raises those behind it.
+        ASSERT_EQ(found[i].substr(0, 23), "QOM_CURSOR_POSITION at ");
+        ASSERT_EQ(found[i].substr(found[i].size() - 4), " " + std::to_string(i) + " 0");
+      }
+      if (finished) continue;
+      ASSERT_EQ(index_from(path, IndexSource::end_mark), index_from(path, IndexSource::walk));
+    }
+  EXPECT_GT(believed, 50u);
 }
 
-// One number after the other in an index part and in the end mark.
+// What a single byte does not reach.
 TEST_F(Threat, IndexesAndEndMarksThatLie) {
   const auto add_index = [](Recording *r) { r->add_index(qom::frame_index_part, {}, r->entries); };
-  const Recording good = four_records(add_index);
-  const size_t index = good.entries[3].position + 36;
-  const size_t head = index + qom::frame_head_bytes;
-  const size_t mark = good.bytes.size() - sizeof(qom::EndMark);
-  const struct {
-    const char *what;
-    size_t at;
-    uint64_t value;
-  } lies[] = {{"another position of the part", head, 60},
-              {"another first record", head + 16, 1},
-              {"more entries than bytes", head + 24, UINT32_MAX},
-              {"more checkpoints than bytes", head + 24, 4 | uint64_t{UINT32_MAX} << 32},
-              {"another position of the mark", mark, 48},
-              {"no index there", mark + 8, index + 1},
-              {"a record there", mark + 8, index - 36},
-              {"an index before the file", mark + 8, index - 10000},
-              {"an index far behind it", mark + 8, index + (uint64_t{1} << 63)},
-              {"one record too many", mark + 16, 5},
-              {"one too few", mark + 16, 3},
-              {"as many as there can be", mark + 16, UINT64_MAX},
-              {"more than memory", mark + 16, uint64_t{1} << 40},
-              {"a checkpoint too many", mark + 24, 1}};
-  for (const auto &[what, at, value] : lies) {
-    Recording recording = good;
-    forge::put(&recording.bytes, at, value);
-    forge::repair(&recording.bytes);
-    expect_walked_around(what, recording);
-  }
+  expect_walked_around("the same record twice", four_records([&](Recording *r) {
+                         r->entries[2].position = r->entries[1].position;
+                         add_index(r);
+                       }));
   expect_walked_around("a block in place of a part", four_records([](Recording *r) {
                          r->add_index(qom::frame_index_block, {}, r->entries);
                        }));
