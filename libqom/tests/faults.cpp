@@ -10,14 +10,12 @@
 
 namespace {
 
-constexpr auto kinds = static_cast<size_t>(faults::Call::count);
-
-struct Fault {
-  size_t calls;
-  size_t from;  // first call that fails, 0 for none
+struct {
+  faults::Call call;
+  size_t from;   // first call of this kind that fails, 0 for none
+  size_t calls;  // of it so far
   int error;
-};
-Fault plan[kinds];
+} plan;
 size_t trickle_bytes;
 bool interrupt;
 bool happened;
@@ -26,11 +24,9 @@ size_t blocks;
 
 // Whether this call has to fail; sets errno.
 bool fails(faults::Call call) {
-  Fault &fault = plan[static_cast<size_t>(call)];
-  ++fault.calls;
-  if (fault.from == 0 || fault.calls < fault.from) return false;
+  if (plan.from == 0 || call != plan.call || ++plan.calls < plan.from) return false;
   happened = true;
-  errno = fault.error;
+  errno = plan.error;
   return true;
 }
 
@@ -123,7 +119,7 @@ void free(void *memory) {
 namespace faults {
 
 void fail(Call call, size_t n, int error) {
-  plan[static_cast<size_t>(call)] = {0, n, error};
+  plan = {call, n, 0, error};
 }
 
 void trickle(size_t bytes) {
@@ -132,7 +128,7 @@ void trickle(size_t bytes) {
 
 bool clear() {
   const bool result = happened;
-  for (Fault &fault : plan) fault = {};
+  plan = {};
   trickle_bytes = 0;
   largest = 0;
   happened = false;

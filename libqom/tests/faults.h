@@ -6,7 +6,7 @@
 
 namespace faults {
 
-enum class Call { write, sync, read, allocation, count };
+enum class Call { write, sync, read, allocation };
 
 // The n-th call of the kind from now on (counted from 1) and all that follow it fail with the
 // error, until clear(). n = 0 lets them all succeed.
