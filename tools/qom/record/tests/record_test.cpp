@@ -169,7 +169,7 @@ uint32_t truncated(uint32_t pixel, const std::string &format) {
 struct Pixels {
   std::vector<std::string> server;
   PixelFormat recorded;
-  std::string asked = "";  // for with --pixel-format; the server's own otherwise
+  std::string asked = "";  // with --pixel-format; none for the server's own
 };
 
 class RecordingOfPixels : public Recording, public testing::WithParamInterface<Pixels> {};
@@ -178,9 +178,9 @@ TEST_P(RecordingOfPixels, KeepsThemOrCutsOffTheLowestBitsOfEachChannel) {
   const auto &[server, recorded, asked] = GetParam();
   start_display(server);
   start_recorder(asked.empty() ? Texts{} : Texts{"--pixel-format", asked});
-  const xcb_window_t window = display_->make_window(31, 17, 301, 203, 0xf81f);
-  for (int i = 0; i < 20; i++) {
-    display_->fill_with_noise(window, i * 7, i * 5, 33 + i, 20);
+  const xcb_window_t window = display_->make_window(31, 17, 900, 700, 0xf81f);
+  for (int i = 0; i < 20; i++) {  // down to the lower right corner
+    display_->fill_with_noise(window, i * 40, i * 31, 33 + i, 20);
     display_->configure(window, XCB_CONFIG_WINDOW_X, {static_cast<uint32_t>(31 + 9 * i)});
   }
   Screenshot expected = display_->settled();
