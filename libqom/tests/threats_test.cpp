@@ -178,6 +178,8 @@ TEST_F(Threat, RecordsThatLieThroughout) {
        {"no columns", QOM_IMAGE, geometry(0, 1)},
        {"no rows", QOM_IMAGE, geometry(1, 0)},
        {"half a geometry", QOM_IMAGE, Bytes(6)},
+       {"another format", QOM_IMAGE, geometry(1, 1, ARGB8888) + Bytes(4), 4},
+       {"another padding", QOM_IMAGE, geometry(1, 1, xRGB8888, 8) + Bytes(4), 4},
        {"no columns, compressed", QOM_COMPRESSED_IMAGE, geometry(0, 1) + packed, 0, zstd},
        // Each side is allowed, but all the pixels are more than 256 MiB.
        {"an image that is too large", QOM_COMPRESSED_IMAGE, geometry(16384, 4097) + packed,
