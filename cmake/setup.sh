@@ -18,7 +18,7 @@ test_packages=(
   libgtest-dev libbenchmark-dev
   clang libclang-rt-14-dev # libFuzzer
   libxcb-xtest0-dev xvfb tigervnc-standalone-server xauth
-  xdotool xterm x11-apps x11-utils x11-xserver-utils
+  xdotool xterm x11-apps x11-utils x11-xserver-utils mpv # what is recorded
 )
 
 say() {

@@ -106,8 +106,12 @@ bool decompress_packed(const uint8_t *stored, size_t stored_length, size_t packe
 // otherwise.
 size_t decompressed_length(uint8_t codec, const uint8_t *stored, size_t stored_length,
                            size_t length) {
-  if (codec == codec_zstd_packed) return stated_length(stored, stored_length, most_packed(length));
-  return check_compressed(stored, stored_length, length) ? length : 0;
+  if (codec != codec_zstd_packed)
+    return check_compressed(stored, stored_length, length) ? length : 0;
+  const size_t packed_length = stated_length(stored, stored_length, most_packed(length));
+  if (packed_length > 0 && length > most_unpacked(packed_length))
+    return QOM_REFUSE(0, "packed pixels that cannot give %zu bytes", length);
+  return packed_length;
 }
 
 }  // namespace

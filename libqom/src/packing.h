@@ -15,6 +15,11 @@ constexpr size_t most_packed(size_t length) {
   return length + length / 16 + 64;
 }
 
+// The most bytes that so many packed ones can give: those of few colours, two pixels in a byte.
+constexpr size_t most_unpacked(size_t packed_length) {
+  return 8 * packed_length;
+}
+
 struct Packed {
   Array<uint8_t> bytes;       // at most most_packed()
   Array<size_t> seams;        // where bytes of another kind begin, which compress better apart

@@ -254,17 +254,20 @@ TEST_F(Fault, EveryFailingAllocationOfAReaderIsReportedAndLeaksNothing) {
 }
 
 TEST_F(Fault, NoMemoryIsTakenForPixelsThatAreNotThere) {
-  const Record small = compressed(image(sample_header(RGB565), 1, 4, 4));
-  auto &lie = as<QomCompressedImage>(small);
-  const Record blocks = keep(QomCompressedImageBlocks{QOM_COMPRESSED_IMAGE_BLOCKS, 1, QOM_MAX_DATA,
-                                                      lie.compressed_length, lie.data});
-  lie.width = QOM_MAX_SIDE;
-  lie.height = 8192;
-  lie.length = QOM_MAX_DATA;
-  faults::clear();
-  EXPECT_FALSE(uncompressed(small));
-  EXPECT_FALSE(uncompressed(blocks));
-  EXPECT_LT(faults::largest_allocation(), size_t{1} << 20);
+  for (const PixelFormat format : {RGB565, xRGB8888}) {  // plain, and packed
+    const Record small = compressed(image(sample_header(format), 1, 4, 4));
+    auto &lie = as<QomCompressedImage>(small);
+    EXPECT_EQ(lie.data[0], format == RGB565 ? qom::codec_zstd : qom::codec_zstd_packed);
+    const Record blocks = keep(QomCompressedImageBlocks{
+        QOM_COMPRESSED_IMAGE_BLOCKS, 1, QOM_MAX_DATA, lie.compressed_length, lie.data});
+    lie.width = QOM_MAX_SIDE;
+    lie.height = format == RGB565 ? 8192 : 4096;
+    lie.length = QOM_MAX_DATA;
+    faults::clear();
+    EXPECT_FALSE(uncompressed(small));
+    EXPECT_FALSE(uncompressed(blocks));
+    EXPECT_LT(faults::largest_allocation(), size_t{1} << 20);
+  }
 }
 #endif
 

@@ -111,6 +111,14 @@ TEST_F(Recording, ShowsADesktopOfRealPrograms) {
   ASSERT_TRUE(eventually([&] { return fs::exists(done); }));
   ASSERT_TRUE(tk->prints("bounced")) << tk->output();
 
+  // A video in a window, stopped in the middle once it runs.
+  const auto video = start_program({"mpv", "--no-config", "--no-audio", "--vo=x11", "--hwdec=no",
+                                    "--osd-level=0", "--no-border", "--geometry=240x180+530+250",
+                                    "--term-status-msg=at ${=time-pos}",
+                                    "av://lavfi:testsrc2=size=240x180:rate=25"});
+  ASSERT_TRUE(video->prints("at 1.0")) << video->output();
+  video->signal(SIGSTOP);
+
   // A window dragged over the others with the pointer.
   const xcb_window_t window = display_->make_window(0, 0, 150, 120, 0x3366cc);
   for (uint32_t step = 0; step < 40; step++) {
