@@ -11,6 +11,14 @@ namespace qom {
 // Index entries, block heads and pixels are used as they lie in the file.
 static_assert(std::endian::native == std::endian::little);
 
+// The number or pixel at any place in memory.
+template <typename T>
+T load(const uint8_t *at) {
+  T value;
+  std::memcpy(&value, at, sizeof value);
+  return value;
+}
+
 // Reads from [data, data + length). Running past the end gives zeros and makes ok() false
 // for good, so that a parser looks once, at its end.
 class ByteReader {

@@ -5,7 +5,6 @@
 #include <zstd_errors.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -13,16 +12,14 @@
 #include "error.h"
 #include "format.h"
 #include "left_differences.h"
-#include "pixel_format.h"
-#include "qom/writer.h"
-#include "records.h"
 
 namespace qom {
 namespace {
 
 // Levels of zstd. Text in plain pixels shrinks by a quarter more at level 5 than at 3 and decodes
-// as fast; photographs gain a few percent above level 1 and take several times as long. See
-// bench/codec_bench.
+// as fast; photographs gain a few percent above level 1 and take several times as long, see
+// bench/codec_bench. Residuals gain as little, but a recorded video consists of them: level 6 is
+// what the recorder can spend on them.
 int level_of(Effort effort) {
   switch (effort) {
     case Effort::quick:

@@ -6,10 +6,12 @@
 #include <new>
 #include <span>
 
+#include "bytes.h"
 #include "codec.h"
 #include "error.h"
 #include "format.h"
 #include "left_differences.h"
+#include "packed_form.h"
 #include "packing.h"
 #include "pixel_format.h"
 #include "qom/writer.h"
@@ -17,8 +19,6 @@
 
 namespace qom {
 namespace {
-
-constexpr size_t block_head_bytes = 8;
 
 // Cuts the reserve off a record of compressed bytes; keeping it would do no harm.
 template <typename Record>
@@ -85,33 +85,47 @@ RecordPtr<QomCompressedImage> compress_image(const QomImage *image) {
   return compressed(codec_zstd, image->data, image->length, Effort::thorough);
 }
 
-// Decompresses packed pixels, of which there will be `packed_length` bytes, and gives them to
-// `unpack(packed, length)`.
+// Compressed pixels of a record, behind their codec byte.
+struct Stored {
+  uint8_t codec;
+  const uint8_t *bytes;
+  size_t length;
+  size_t decompressed = 0;  // bytes they decompress to, once check() has looked
+
+  // Whether they say that they give `raw_length` bytes of pixels, or with the codec of packed ones
+  // something that may give them; looked at before memory for them is allocated.
+  bool check(size_t raw_length) {
+    decompressed = raw_length;
+    if (codec != codec_zstd_packed) return check_compressed(bytes, length, raw_length);
+    decompressed = stated_length(bytes, length, most_packed(raw_length));
+    if (decompressed == 0) return false;
+    return raw_length <= most_unpacked(decompressed) ||
+           QOM_REFUSE(false, "packed pixels that cannot give %zu bytes", raw_length);
+  }
+};
+
+template <typename Compressed>
+Stored stored_pixels(const Compressed *compressed) {
+  return {compressed->data[0], compressed->data + 1, compressed->compressed_length - size_t{1}};
+}
+
+// Restores the `raw_length` bytes that check() was asked about. `unpack(packed, length)` restores
+// packed ones; `row_bytes` is needed by the codec of left differences.
 template <typename Unpack>
-bool decompress_packed(const uint8_t *stored, size_t stored_length, size_t packed_length,
-                       Unpack unpack) {
-  const std::unique_ptr<uint8_t[]> packed(new (std::nothrow) uint8_t[packed_length]);
+bool restore(const Stored &stored, uint8_t *raw, size_t raw_length, size_t row_bytes,
+             Unpack unpack) {
+  if (stored.codec != codec_zstd_packed)
+    return decompress(stored.codec, stored.bytes, stored.length, raw, raw_length, row_bytes);
+  const std::unique_ptr<uint8_t[]> packed(new (std::nothrow) uint8_t[stored.decompressed]);
   if (!packed) {
     errno = ENOMEM;
     set_error("out of memory for packed pixels");
     return false;
   }
-  if (!decompress(codec_zstd, stored, stored_length, packed.get(), packed_length, 0)) return false;
-  return unpack(packed.get(), packed_length) ||
+  if (!decompress(codec_zstd, stored.bytes, stored.length, packed.get(), stored.decompressed, 0))
+    return false;
+  return unpack(packed.get(), stored.decompressed) ||
          QOM_REFUSE(false, "packed pixels that do not give the blocks they should");
-}
-
-// The number of bytes that stored pixels decompress to, looked at before memory for them is
-// allocated: `length`, or with packed ones at most what that may be packed into. 0 with the reason
-// otherwise.
-size_t decompressed_length(uint8_t codec, const uint8_t *stored, size_t stored_length,
-                           size_t length) {
-  if (codec != codec_zstd_packed)
-    return check_compressed(stored, stored_length, length) ? length : 0;
-  const size_t packed_length = stated_length(stored, stored_length, most_packed(length));
-  if (packed_length > 0 && length > most_unpacked(packed_length))
-    return QOM_REFUSE(0, "packed pixels that cannot give %zu bytes", length);
-  return packed_length;
 }
 
 }  // namespace
@@ -161,18 +175,14 @@ QomCompressedImageBlocks *qom_image_blocks_compress(const QomImageBlocks *blocks
 QomImage *qom_image_uncompress(const QomCompressedImage *compressed) {
   if (!compressed || !compressed->data || compressed->compressed_length < 2)
     return invalid<QomImage>("no compressed image");
-  const uint8_t codec = compressed->data[0];
+  Stored stored = stored_pixels(compressed);
   const uint64_t length = image_bytes(compressed->width, compressed->height,
                                       compressed->pixel_format, compressed->scanline_pad);
-  const size_t pixel_bytes = pixel_format_bytes_per_pixel(compressed->pixel_format);
-  if (length == 0 || length != compressed->length ||
-      (codec != codec_zstd &&
-       !((codec == codec_zstd_left || codec == codec_zstd_packed) && pixel_bytes == 4)))
+  const bool wide = pixel_format_bytes_per_pixel(compressed->pixel_format) == 4;
+  if (length == 0 || length != compressed->length || stored.codec < codec_zstd ||
+      stored.codec > (wide ? codec_zstd_packed : codec_zstd))
     return QOM_REFUSE(nullptr, "a compressed image whose sizes or codec are not allowed");
-  const uint8_t *stored = compressed->data + 1;
-  const size_t stored_length = compressed->compressed_length - 1;
-  const size_t decompressed = decompressed_length(codec, stored, stored_length, length);
-  if (decompressed == 0) return nullptr;
+  if (!stored.check(length)) return nullptr;
   RecordPtr<QomImage> image(
       reinterpret_cast<QomImage *>(allocate_record(QOM_IMAGE, compressed->timestamp, length)));
   if (!image) return nullptr;
@@ -188,24 +198,18 @@ QomImage *qom_image_uncompress(const QomCompressedImage *compressed) {
   const auto unpack = [&image](const uint8_t *packed, size_t packed_length) {
     return unpack_image(packed, packed_length, image->data, image->width, image->height);
   };
-  const bool whole =
-      codec == codec_zstd_packed
-          ? decompress_packed(stored, stored_length, decompressed, unpack)
-          : decompress(codec, stored, stored_length, image->data, length, image->bytes_per_line);
-  return whole ? image.release() : nullptr;
+  if (!restore(stored, image->data, length, image->bytes_per_line, unpack)) return nullptr;
+  return image.release();
 }
 
 QomImageBlocks *qom_image_blocks_uncompress(const QomCompressedImageBlocks *compressed) {
   if (!compressed || !compressed->data || compressed->compressed_length < 2)
     return invalid<QomImageBlocks>("no compressed image blocks");
-  const uint8_t codec = compressed->data[0];
-  if ((codec != codec_zstd && codec != codec_zstd_packed) || compressed->length > QOM_MAX_DATA)
+  Stored stored = stored_pixels(compressed);
+  if ((stored.codec != codec_zstd && stored.codec != codec_zstd_packed) ||
+      compressed->length > QOM_MAX_DATA)
     return QOM_REFUSE(nullptr, "compressed image blocks whose size or codec is not allowed");
-  const uint8_t *stored = compressed->data + 1;
-  const size_t stored_length = compressed->compressed_length - 1;
-  const bool empty = compressed->length == 0;
-  const size_t decompressed = decompressed_length(codec, stored, stored_length, compressed->length);
-  if (decompressed == 0 && !empty) return nullptr;
+  if (!stored.check(compressed->length)) return nullptr;
   RecordPtr<QomImageBlocks> blocks(reinterpret_cast<QomImageBlocks *>(
       allocate_record(QOM_IMAGE_BLOCKS, compressed->timestamp, compressed->length)));
   if (!blocks) return nullptr;
@@ -214,11 +218,8 @@ QomImageBlocks *qom_image_blocks_uncompress(const QomCompressedImageBlocks *comp
   const auto unpack = [&blocks](const uint8_t *packed, size_t packed_length) {
     return unpack_blocks(packed, packed_length, blocks->data, blocks->length);
   };
-  const bool whole =
-      codec == codec_zstd_packed
-          ? decompress_packed(stored, stored_length, decompressed, unpack)
-          : decompress(codec_zstd, stored, stored_length, blocks->data, blocks->length, 0);
-  return whole ? blocks.release() : nullptr;
+  if (!restore(stored, blocks->data, blocks->length, 0, unpack)) return nullptr;
+  return blocks.release();
 }
 
 int qom_image_blocks_next(const QomImageBlocks *blocks, const QomHeader *header, size_t *offset,
@@ -226,26 +227,25 @@ int qom_image_blocks_next(const QomImageBlocks *blocks, const QomHeader *header,
   if (*offset >= blocks->length) return 0;
   const uint8_t *block = blocks->data + *offset;
   const size_t left = blocks->length - *offset;
-  uint16_t fields[4] = {};
-  if (left >= block_head_bytes) std::memcpy(fields, block, sizeof fields);
+  const auto head = left >= sizeof(BlockHead) ? load<BlockHead>(block) : BlockHead{};
   const uint64_t length =
-      image_bytes(fields[2], fields[3], header->pixel_format, header->scanline_pad);
-  if (length == 0 || length > left - block_head_bytes)
+      image_bytes(head.width, head.height, header->pixel_format, header->scanline_pad);
+  if (length == 0 || length > left - sizeof head)
     return QOM_REFUSE(-1, "an image block at byte %zu of %u that has no pixels or does not fit",
                       *offset, blocks->length);
   std::memset(image, 0, sizeof *image);
   image->type = QOM_IMAGE;
   image->timestamp = blocks->timestamp;
-  image->x = static_cast<int16_t>(fields[0]);
-  image->y = static_cast<int16_t>(fields[1]);
-  image->width = fields[2];
-  image->height = fields[3];
+  image->x = head.x;
+  image->y = head.y;
+  image->width = head.width;
+  image->height = head.height;
   image->pixel_format = header->pixel_format;
   image->scanline_pad = header->scanline_pad;
-  image->bytes_per_line = static_cast<uint32_t>(length / fields[3]);
+  image->bytes_per_line = static_cast<uint32_t>(length / head.height);
   image->length = static_cast<uint32_t>(length);
-  image->data = const_cast<uint8_t *>(block) + block_head_bytes;
-  *offset += block_head_bytes + length;
+  image->data = const_cast<uint8_t *>(block) + sizeof head;
+  *offset += sizeof head + length;
   return 1;
 }
 

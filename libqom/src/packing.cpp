@@ -22,12 +22,6 @@ struct Block {
   const uint8_t *row(size_t y) const { return pixels + y * stride; }
 };
 
-uint32_t pixel_at(const uint8_t *at) {
-  uint32_t pixel;
-  std::memcpy(&pixel, at, sizeof pixel);
-  return pixel;
-}
-
 // The colours of a group in the order of their first pixel, found by hashing.
 class Palette {
  public:
@@ -47,7 +41,7 @@ class Palette {
     for (size_t y = 0; y < block.head.height; ++y) {
       const uint8_t *row = block.row(y);
       for (size_t x = 0; x < block.head.width; ++x) {
-        const uint32_t pixel = pixel_at(row + 4 * x);
+        const uint32_t pixel = load<uint32_t>(row + 4 * x);
         if (pixel != last || last_index < 0) {
           last_index = find_or_add(pixel, limit);
           if (last_index < 0) return false;
@@ -86,8 +80,7 @@ class Packer {
     length_ = length;
     size_t offset = 0;
     while (length - offset > sizeof(BlockHead)) {
-      BlockHead head;
-      std::memcpy(&head, blocks + offset, sizeof head);
+      const auto head = load<BlockHead>(blocks + offset);
       offset += sizeof head;
       if (head.pixels() == 0 || head.pixels() > (length - offset) / 4) return false;
       if (!list_.push({head, blocks + offset, 4 * size_t{head.width}})) return false;
@@ -179,7 +172,7 @@ class Packer {
 
   bool write_group() {
     if (group_.empty()) return true;
-    const size_t colours = method_ == residuals ? 0 : palette_.count();
+    const size_t colours = palette_.count();
     const size_t begin = groups_.size();
     const size_t bytes = 4 + sizeof(BlockHead) * group_.size() + 4 * colours + group_data_.size();
     if (!groups_.resize(begin + bytes)) return false;
@@ -207,7 +200,7 @@ class Packer {
   size_t length_ = 0;  // bytes of all that is packed
 
   Method method_ = residuals;  // of the group
-  Palette palette_;
+  Palette palette_;            // empty with residuals
   Array<BlockHead> group_;
   Array<uint8_t> group_data_;
   Array<uint8_t> indices_;  // of the pixels of one block

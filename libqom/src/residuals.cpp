@@ -26,12 +26,6 @@ constexpr uint32_t to_pixel(uint32_t values) {
   return (outer & outer_bytes) | (values & ~outer_bytes);
 }
 
-uint32_t load(const uint8_t *at) {
-  uint32_t four;
-  std::memcpy(&four, at, sizeof four);
-  return four;
-}
-
 void store(uint8_t *at, uint32_t four) {
   std::memcpy(at, &four, sizeof four);
 }
@@ -124,7 +118,8 @@ void walk(Size size, Byte *pixels, size_t stride, Known known, Pixel pixel) {
 
 void values_to_pixels(Size size, uint8_t *values, size_t stride) {
   for (uint32_t y = 0; y < size.height; ++y, values += stride)
-    for (size_t x = 0; x < size.width; ++x) store(values + 4 * x, to_pixel(load(values + 4 * x)));
+    for (size_t x = 0; x < size.width; ++x)
+      store(values + 4 * x, to_pixel(load<uint32_t>(values + 4 * x)));
 }
 
 }  // namespace
@@ -135,7 +130,9 @@ bool ResidualPacker::add(const uint8_t *pixels, size_t stride, uint32_t width, u
   if (!residuals_.resize(begin + count) || !kinds_.resize(begin + count)) return false;
   uint32_t *residual = residuals_.data() + begin;
   uint8_t *kind = kinds_.data() + begin;
-  const auto values_at = [](const uint8_t *at) { return from_bytes(to_values(load(at))); };
+  const auto values_at = [](const uint8_t *at) {
+    return from_bytes(to_values(load<uint32_t>(at)));
+  };
   walk(Size{width, height}, pixels, stride, values_at,
        [&](const uint8_t *at, const Neighbours &neighbours) {
          const Values values = values_at(at);
@@ -194,7 +191,7 @@ bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *pixels, si
     whole = false;
     return Values{};
   };
-  const auto known = [](const uint8_t *at) { return from_bytes(load(at)); };
+  const auto known = [](const uint8_t *at) { return from_bytes(load<uint32_t>(at)); };
   const Size size = {width, height};
   walk(size, pixels, stride, known, [&](uint8_t *at, const Neighbours &neighbours) {
     const int spread = neighbours.spread();

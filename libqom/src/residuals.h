@@ -42,10 +42,11 @@ class ResidualReader {
   // not all there.
   bool open(ByteReader &packed);
 
-  // Restores the pixels of the next rectangle, of at least one. False when the residuals do not have it.
+  // Restores the pixels of the next rectangle, which has at least one, `stride` bytes from a row to
+  // the next. False, with other pixels in their place, when there are not enough residuals.
   bool unpack(uint32_t width, uint32_t height, uint8_t *pixels, size_t stride);
 
-  // Whether nothing is left.
+  // Whether no residual is left.
   bool finished() const { return std::equal(next_, next_ + residual_kinds, end_); }
 
  private:

@@ -64,8 +64,7 @@ bool unpack_group(ByteReader &packed, ResidualReader *residual_reader, Place pla
   }
   if (method == few_colours) colours.pair();
   for (size_t i = 0; i < count; ++i) {
-    BlockHead block;
-    std::memcpy(&block, heads + sizeof block * i, sizeof block);
+    const auto block = load<BlockHead>(heads + sizeof(BlockHead) * i);
     const Target to = place(block);
     if (!to.pixels) return false;
     const bool unpacked = method == few_colours    ? unpack_few(packed, colours, block, to)

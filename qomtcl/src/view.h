@@ -160,7 +160,7 @@ struct upload {
 };
 
 /* What a move does at a record that cannot be read or applied; owned by
-   playback/navigation. */
+   playback/stepping. */
 struct tolerance {
   bool on;              /* pass over it and go on; off: the move fails */
   uint64_t passed_over; /* records passed over so far, each counted as often as it was met */

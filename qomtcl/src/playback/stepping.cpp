@@ -16,6 +16,7 @@ namespace {
 
 constexpr int kBudget = 1000;          /* milliseconds of wall time per round */
 constexpr size_t kFramesPerCheck = 25; /* frames between looks at the clock */
+
 Tcl_Time go_from_to_timeout() {
   Tcl_Time deadline;
   Tcl_GetTime(&deadline);
