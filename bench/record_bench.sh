@@ -13,6 +13,7 @@ qom=${QOM:-$PWD/build/release/tools/qom/qom}
 rounds=5
 seconds=15
 only=
+arguments=("$@")
 
 while [ $# -gt 0 ]; do
     case $1 in
@@ -26,6 +27,12 @@ done
 for program in Xvfb xterm x11perf mpv ffmpeg "$qom"; do
     command -v "$program" >/dev/null || { echo "record_bench: $program is missing" >&2; exit 1; }
 done
+
+# All of it happens on a display of its own.
+if [ -z "${RECORD_BENCH_DISPLAY-}" ]; then
+    RECORD_BENCH_DISPLAY=own exec tests/xserver/with-xserver --screen 1920x1080 xvfb24 \
+        bench/record_bench.sh "${arguments[@]}"
+fi
 
 work=$(mktemp -d)
 started=()
@@ -43,20 +50,10 @@ start() {
     "$@" >/dev/null 2>&1 &
     started+=($!)
 }
-stop_all_but_server() {
+stop_all() {
     local pid
-    for pid in "${started[@]:1}"; do kill "$pid" 2>/dev/null; wait "$pid" 2>/dev/null; done
-    started=("${started[0]}")
-}
-
-start_server() {
-    exec 9>"$work/display"
-    Xvfb -displayfd 9 -screen 0 1920x1080x24 -noreset -nolisten tcp 2>/dev/null &
-    started+=($!)
-    exec 9>&-
-    until [ -s "$work/display" ]; do sleep 0.1; done
-    DISPLAY=:$(cat "$work/display")
-    export DISPLAY
+    for pid in "${started[@]}"; do kill "$pid" 2>/dev/null; wait "$pid" 2>/dev/null; done
+    started=()
 }
 
 # median FILE: of the numbers in it, one a line
@@ -127,7 +124,7 @@ compare() {
         to_medium
         ratio "$(size "$work/r.qom")" "$(size "$work/m.mkv")" >>"$work/$content.medium"
     done
-    stop_all_but_server
+    stop_all
 }
 
 # The fastest of three, which other work on the machine disturbs least.
@@ -159,7 +156,6 @@ rows() {
     row "$content: megabytes a minute" "$(median "$work/$content.minute")" ""
 }
 
-start_server
 row "what" "median" "goal"
 wanted() { [ -z "$only" ] || [ "$only" = "$1" ]; }
 if wanted quiet; then compare quiet; rows quiet "at most 0.05" "" ""; fi
