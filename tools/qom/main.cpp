@@ -18,6 +18,7 @@ std::string version_text() {
          '.' + std::to_string(QOM_VERSION_PATCH);
 }
 
+// `first` is the first argument, null when there is none.
 std::string what_is_wrong(const CLI::App &app, const CLI::ParseError &error, const char *first) {
   if (app.get_subcommands().empty() && first && first[0] != '-')
     return "there is no subcommand '" + std::string(first) + "'";

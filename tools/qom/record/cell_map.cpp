@@ -1,5 +1,7 @@
 #include "cell_map.h"
 
+#include <algorithm>
+
 namespace qom::record {
 
 CellMap::CellMap(int width, int height, int cell_width, int cell_height)

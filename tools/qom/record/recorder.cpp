@@ -100,7 +100,6 @@ void Recorder::begin() {
   look_at_cursor();
   look_at_application();
   journal_->checkpoint(screen_->picture());
-  news_ = {};
   restate_ = screen_->refused();
   news_ = {};
   start_ = last_look_ = steady_time();
