@@ -32,8 +32,8 @@ inline void undo_left_differences(uint8_t *row, size_t row_bytes) {
     std::memcpy(&sum, row + i, sizeof sum);
     sum += __builtin_shufflevector(zero, sum, 0, 1, 2, 3, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25,
                                    26, 27);
-    sum += __builtin_shufflevector(zero, sum, 0, 1, 2, 3, 4, 5, 6, 7, 16, 17, 18, 19, 20, 21, 22,
-                                   23);
+    sum +=
+        __builtin_shufflevector(zero, sum, 0, 1, 2, 3, 4, 5, 6, 7, 16, 17, 18, 19, 20, 21, 22, 23);
     sum += carry;
     std::memcpy(row + i, &sum, sizeof sum);
     carry = __builtin_shufflevector(sum, sum, 12, 13, 14, 15, 12, 13, 14, 15, 12, 13, 14, 15, 12,
