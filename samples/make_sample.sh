@@ -17,6 +17,12 @@ for program in Xvfb openbox xterm xclock xeyes xcalc xlogo xdotool wish "$qom"; 
     command -v "$program" >/dev/null || { echo "make_sample: $program is missing" >&2; exit 1; }
 done
 
+# All of it happens on a display of its own.
+if [ -z "${MAKE_SAMPLE_DISPLAY-}" ]; then
+    MAKE_SAMPLE_DISPLAY=own exec tests/xserver/with-xserver --screen 1280x800 xvfb24 \
+        samples/make_sample.sh "$out"
+fi
+
 work=$(mktemp -d)
 started=()
 finish() {
@@ -33,13 +39,7 @@ start() {
     started+=($!)
 }
 
-exec 9>"$work/display"
-Xvfb -displayfd 9 -screen 0 1280x800x24 -noreset -nolisten tcp 2>/dev/null &
-started+=($!)
-exec 9>&-
-until [ -s "$work/display" ]; do sleep 0.1; done
-DISPLAY=:$(cat "$work/display")
-export DISPLAY HOME="$work"
+export HOME="$work"
 
 # type_in WINDOW TEXT: as a person types, with Return at the end
 type_in() {
