@@ -20,11 +20,11 @@ proc qomplay::stage::build {} {
     bind .stage <Configure> [namespace code layout_soon]
 }
 
-# Creates the view; its errors are passed on.
-proc qomplay::stage::open {file} {
+# Creates the view of a recording, whose name is given as bytes; its errors are passed on.
+proc qomplay::stage::open {name} {
     variable view
     variable size
-    ::qom::view $view $file
+    ::qomplay::names::as_bytes {::qom::view $view [::qomplay::names::plain $name]}
     $view configure -xscrollcommand {.stage.x set} -yscrollcommand {.stage.y set}
     set size [recorded_size]
     foreach window [list .stage .stage.clip $view] {
@@ -55,6 +55,13 @@ proc qomplay::stage::follow_size {} {
 proc qomplay::stage::layout_soon {} {
     after cancel [namespace code layout]
     after idle [namespace code layout]
+}
+
+# Nothing is to be laid out, and no click to be followed, any more.
+proc qomplay::stage::close {} {
+    variable size {}
+    after cancel [namespace code layout]
+    after cancel ::qomplay::actions::play
 }
 
 proc qomplay::stage::layout {} {
