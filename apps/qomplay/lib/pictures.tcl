@@ -7,15 +7,29 @@ proc qomplay::pictures::save {view cursor} {
     set photo [image create photo]
     try {
         ::qom::photo $view $photo -cursor $cursor
-        set name [tk_getSaveFile -parent . -title "Save the picture" -defaultextension .png \
-            -filetypes {{{PNG pictures} .png}} -initialfile [first_name]]
-        if {$name eq ""} return
+        set name [ask]
+        if {$name eq "" || ![is_open $view]} return
         # The dialog has asked about a file that is there.
         write $photo $name [is_there $name]
     } finally {
-        image delete $photo
+        if {[is_open .]} {image delete $photo}
     }
 }
+
+# The path of a file to be; empty without one, also when the window goes while its dialog is open,
+# which the dialog takes for an error.
+proc qomplay::pictures::ask {} {
+    set failed [catch {
+        tk_getSaveFile -parent . -title "Save the picture" -defaultextension .png \
+            -filetypes {{{PNG pictures} .png}} -initialfile [first_name]
+    } name details]
+    if {!$failed} {return $name}
+    if {[is_open .stage]} {return -options $details $name}
+    return ""
+}
+
+# Also where the whole window is gone, and Tk with it.
+proc qomplay::pictures::is_open {window} {return [expr {[info commands $window] ne ""}]}
 
 # The recording's name and the time of the frame, short enough for any file system.
 proc qomplay::pictures::first_name {} {

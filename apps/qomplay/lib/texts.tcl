@@ -69,8 +69,9 @@ proc qomplay::texts::numbers {characters} {
 
 proc qomplay::texts::visible {text} {
     variable invisible
-    regsub -all {[[:cntrl:][:space:]\u0080-\u009f\u2028\u2029]+} $text " " text
-    return [string trim [regsub -all $invisible $text ""]]
+    # First these, for Tcl takes some of them for white space.
+    regsub -all $invisible $text "" text
+    return [string trim [regsub -all {[[:cntrl:][:space:]\u0080-\u009f\u2028\u2029]+} $text " "]]
 }
 
 # Tcl counts a character beyond the first 65536 as two; none is cut in half.

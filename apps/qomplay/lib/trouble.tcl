@@ -53,7 +53,7 @@ proc qomplay::trouble::bytes {count} {
 # An error that nobody has foreseen.
 proc qomplay::trouble::unexpected {message details} {
     ::qomplay::complain "unexpected error: [dict get $details -errorinfo]"
-    if {[winfo exists .stage]} {::qomplay::panels::say "Something went wrong: $message"}
+    if {[info commands .stage] ne ""} {::qomplay::panels::say "Something went wrong: $message"}
 }
 
 # Turns the window into one that says why the recording cannot be shown. A click on the words

@@ -105,13 +105,13 @@ proc qomplay::window::report {notification} {
 
 proc qomplay::window::cannot_go_on {} {notice "The recording cannot be shown from here on."}
 
-# Only another program of the display can have destroyed the view while its window stays.
+# The view was destroyed while its window stays: nothing waits for it any more.
 proc qomplay::window::lost {} {
     variable file
     if {![winfo exists .]} return
     ::qomplay::seeking::setup "" list
-    ::qomplay::trouble::show_failure "The picture of [::qomplay::texts::path $file] is gone: another\
-        program has closed it." $file
+    ::qomplay::trouble::show_failure \
+        "The picture of [::qomplay::texts::path $file] is gone. Open the recording again." $file
 }
 
 # Playing ends when the last frame is next, without showing it.

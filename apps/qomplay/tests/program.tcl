@@ -23,6 +23,9 @@ proc program::record {name lines} {
 # Starts the viewer as if with these words on its command line, and waits for its first picture.
 proc program::start {args} {
     variable program [interp create]
+    # In place of a dialog that nobody answers.
+    $program alias fault ::runner::backgroundError
+    interp bgerror $program fault
     ask {set argv {}}
     ask [list set auto_path $::auto_path]
     ask {package require Tk; package require qom::view}
