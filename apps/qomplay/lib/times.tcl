@@ -8,7 +8,7 @@ namespace eval qomplay::times {}
 proc qomplay::times::elapsed {ms {digits 1}} {
     set ms [expr {max(0, $ms)}]
     set seconds [expr {$ms / 1000}]
-    set text [format %lld:%02d:%02d [expr {$seconds / 3600}] [expr {$seconds / 60 % 60}] \
+    set text [format %d:%02d:%02d [expr {$seconds / 3600}] [expr {$seconds / 60 % 60}] \
         [expr {$seconds % 60}]]
     if {$digits} {append text . [expr {$ms / 100 % 10}]}
     return $text
