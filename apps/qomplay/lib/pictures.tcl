@@ -31,10 +31,11 @@ proc qomplay::pictures::ask {} {
 # Also where the whole window is gone, and Tk with it.
 proc qomplay::pictures::is_open {window} {return [expr {[info commands $window] ne ""}]}
 
-# The recording's name and the time of the frame, short enough for any file system.
+# The recording's name and the time of the frame, short enough for any file system and without what
+# means something to the dialog.
 proc qomplay::pictures::first_name {} {
     set stem [::qomplay::texts::line [file rootname [::qomplay::names::tail $::qomplay::window::file]] 50]
-    return [string map {: "" / _ " " -} $stem-[::qomplay::actions::shown_time]].png
+    return [string map {: "" " " - / _ ~ _ * _ ? _ [ _ ] _} $stem-[::qomplay::actions::shown_time]].png
 }
 
 proc qomplay::pictures::is_there {name} {return [expr {![catch {file lstat $name facts}]}]}
