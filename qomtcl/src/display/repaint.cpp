@@ -24,7 +24,7 @@ void window_copy(QomView *view, XRectangle part) {
 
 void window_fill(QomView *view, XRectangle part) {
   if (part.width == 0 || part.height == 0) return;
-  const GC gc = gc_for_bands(view);
+  GC gc = gc_for_bands(view);
   if (!gc) return;
   XFillRectangle(view->display, Tk_WindowId(view->tkwin), gc, part.x, part.y, part.width,
                  part.height);

@@ -88,7 +88,7 @@ bool older_command_delete(QomView *view, const std::string &path, const std::str
   const auto find = [&] {
     return Tcl_FindCommand(view->interp, name.c_str(), nullptr, TCL_GLOBAL_ONLY);
   };
-  if (const Tcl_Command older = find()) Tcl_DeleteCommandFromToken(view->interp, older);
+  if (Tcl_Command older = find()) Tcl_DeleteCommandFromToken(view->interp, older);
   if (!view_is_alive(view))
     return command_setup_failed(
         view, Tcl_ObjPrintf("window \"%s\" was destroyed by a trace of an older command \"%s\"",

@@ -50,7 +50,7 @@ void timers_cancel(QomView *view) {
 }
 
 void command_delete(QomView *view) {
-  const Tcl_Command command = view->widgetCmd;
+  Tcl_Command command = view->widgetCmd;
   view->widgetCmd = nullptr;
   if (command) Tcl_DeleteCommandFromToken(view->interp, command);
 }
@@ -120,7 +120,7 @@ void ViewInstanceDeleteProc(ClientData clientData) noexcept {
 void view_end(QomView *view) {
   if (view->destroying_view) return;
   view->destroying_view = true;
-  const Tk_Window window = view->tkwin;
+  Tk_Window window = view->tkwin;
   view->tkwin = nullptr;
   view_display_cancel(view);
   timers_cancel(view);
