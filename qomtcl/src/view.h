@@ -4,7 +4,7 @@
  * Every widget made by ::qom::view has one QomView. It is made of one sub-record per
  * module; a module writes its own and reads the others. The record is plain: it is
  * allocated zero-filled with Tcl's allocator, zero is the empty state of every field
- * unless its comment says otherwise, and view_destroy() (widget/events.h) frees it.
+ * unless its comment says otherwise, and view_end() (widget/events.h) has it freed.
  *
  * Coordinate spaces
  *   frame   pixels of the recorded screen, 0..width x 0..height
@@ -17,11 +17,13 @@
  * Times are microseconds of the recording unless the comment says otherwise.
  *
  * How a view ends: its window is destroyed, its instance command is deleted, or its
- * creation fails. All three lead to view_destroy() exactly once. From the moment the
- * window is gone `tkwin` is none, no timer and no display of the view is pending, and
- * the command is deleted; the record itself lives until the last Tcl_Release(). Code
- * that runs a script therefore holds the view with a ViewHold (view_hold.h), and when
- * the script has returned leaves a view that is no longer alive alone.
+ * creation fails. All three lead to view_end() (widget/events.h), which acts once. From
+ * then on `tkwin` is none, and no timer and no display of the view is pending. Scripts that
+ * the end itself runs, Destroy bindings and traces of the command, may still call the
+ * command, which then serves what needs no window. The record lives until the last
+ * Tcl_Release(). Code that runs a script therefore holds the view with a ViewHold
+ * (view_hold.h), and when the script has returned leaves a view that is no longer alive
+ * alone.
  */
 #ifndef QOMTCL_VIEW_H
 #define QOMTCL_VIEW_H
@@ -127,7 +129,7 @@ struct scaling {
   XImage *ximage; /* scaled frame, frontend size; none: to be remade by the next display */
   XImage *cursor; /* scaled cursor (display/cursor); none: to be remade */
   pixman_format_code_t pixman_format; /* of the display's pixel format; set by merge_setup() */
-  GC gc;                              /* fills the bands beside the picture; owned by the widget */
+  GC gc; /* fills the bands beside the picture; display/gc.h; none: made by its next use */
 };
 
 /* A move in progress; owned by playback/navigation. */
@@ -170,7 +172,7 @@ struct tolerance {
 struct QomView {
   /* -- widget -- */
   Tcl_Interp *interp;    /* creating interpreter; whose end is also the view's */
-  Tk_Window tkwin;       /* none once the window is destroyed: the view is dead then */
+  Tk_Window tkwin;       /* none once the view ends: it is dead then */
   Display *display;      /* of the window; Tk's */
   Tcl_Command widgetCmd; /* instance command; none before it exists and once it is deleted */
 
@@ -204,7 +206,7 @@ struct QomView {
   char *xScrollCmd;      /* Tcl allocator; none = no command, never an empty text */
   char *yScrollCmd;
   bool update_scrollbars; /* the scroll commands are due at the next display at natural size */
-  GC gc;                  /* uploads, copies and the first fill of a pixmap */
+  GC gc;                  /* uploads, copies and the first fill of a pixmap; display/gc.h */
   bool redraw_pending;    /* ViewDisplay is queued as an idle call */
 
   /* -- moving and playing -- */
@@ -218,7 +220,7 @@ struct QomView {
   struct options option;
 
   /* -- kept beside: timers without another place, guards, the running display pass -- */
-  bool destroying_view;        /* view_destroy() has begun */
+  bool destroying_view;        /* view_end() has begun */
   Tcl_TimerToken first_notice; /* footer_setup_frontend() after creation; none: not pending */
   Tcl_TimerToken tick;         /* debug_tick(); none: not pending */
   struct upload upload;

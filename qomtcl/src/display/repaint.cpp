@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "display/damage.h"
+#include "display/gc.h"
 #include "display/scaling.h"
 #include "display/viewport.h"
 #include "handles.h"
@@ -23,8 +24,10 @@ void window_copy(QomView *view, XRectangle part) {
 
 void window_fill(QomView *view, XRectangle part) {
   if (part.width == 0 || part.height == 0) return;
-  XFillRectangle(view->display, Tk_WindowId(view->tkwin), view->scaling.gc, part.x, part.y,
-                 part.width, part.height);
+  GC gc = gc_for_bands(view);
+  if (!gc) return;
+  XFillRectangle(view->display, Tk_WindowId(view->tkwin), gc, part.x, part.y, part.width,
+                 part.height);
 }
 
 /* `band` in window coordinates. */

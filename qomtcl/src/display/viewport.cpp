@@ -77,6 +77,20 @@ void yview_scroll_pages(QomView *view, int count) {
   yview_scroll_units(view, pages_to_pixels(count, Tk_Height(view->tkwin)));
 }
 
+/* The visible part of the frame, its edges as fractions of the frame's sides. */
+struct Visible {
+  double left, right, top, bottom;
+  bool operator==(const Visible &) const = default;
+};
+
+Visible visible_part(const QomView *view, uint16_t frame_width, uint16_t frame_height) {
+  const XPoint at = view->topleft;
+  const double width = frame_width;
+  const double height = frame_height;
+  return {at.x / width, std::min(at.x + window_width(view), int{frame_width}) / width,
+          at.y / height, std::min(at.y + window_height(view), int{frame_height}) / height};
+}
+
 Tcl_Obj *xview_status(QomView *view) {
   Tcl_Obj *fractions[2];
   xview_status_calculate(view->tkwin, view->width, view->topleft.x, fractions);
@@ -172,6 +186,12 @@ void viewport_clamp(QomView *view) {
   const bool x_changed = viewport_topleft_x(view, view->topleft.x);
   const bool y_changed = viewport_topleft_y(view, view->topleft.y);
   if (x_changed || y_changed) view->update_scrollbars = true;
+}
+
+void viewport_frame_resized(QomView *view, uint16_t old_width, uint16_t old_height) {
+  const Visible before = visible_part(view, old_width, old_height);
+  viewport_clamp(view);
+  if (visible_part(view, view->width, view->height) != before) view->update_scrollbars = true;
 }
 
 void viewport_changed(QomView *view) {

@@ -20,6 +20,10 @@ bool viewport_topleft_y(QomView *view, int y);
    whole window anyway. */
 void viewport_clamp(QomView *view);
 
+/* After the frame changed its size from the given one, pixels: as viewport_clamp(), and the
+   scroll commands become due wherever the visible fractions differ. */
+void viewport_frame_resized(QomView *view, uint16_t old_width, uint16_t old_height);
+
 /*
  * The visible fractions of one axis as two new objects: six decimals for x, Tcl's shortest
  * text for y. `frame_width`, `frame_height`: of the frame, pixels; x, y: of topleft, inside

@@ -36,8 +36,8 @@ using MergeFunction = void (*)(const QomImage *from, XImage *to);
  */
 MergeFunction merge_define(PixelFormat from, PixelFormat to);
 
-/* Row padding of the recording's 8-bit and 16-bit images, in bits. Belongs to the process:
-   the last view created decides it for all views. */
+/* Row padding of the 8-bit and 16-bit images that are merged next, in bits. Belongs to the
+   process, so whoever merges sets it to that of its own recording's header first. */
 extern std::uint8_t scanline_pad;
 
 /*

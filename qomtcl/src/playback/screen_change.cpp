@@ -22,7 +22,6 @@ bool size_is_in_range(uint16_t width, uint16_t height) {
 /* At natural size the window beside a smaller frame has to be painted anew too. */
 bool show_at_natural_size(QomView *view) {
   exposed_wants_all(view);
-  view->update_scrollbars = true;
   return pixmap_setup(view);
 }
 
@@ -57,7 +56,7 @@ int screen_change_process(QomView *view, uint16_t new_width, uint16_t new_height
   region_clear(view->ximage_region);
   region_touch(view->ximage_region,
                {0, 0, min_uint16(old_width, new_width), min_uint16(old_height, new_height)});
-  viewport_clamp(view);
+  viewport_frame_resized(view, old_width, old_height);
   bool shown = true;
   if (scaling(view))
     show_scaled(view);

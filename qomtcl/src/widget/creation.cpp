@@ -2,9 +2,11 @@
 
 #include <cassert>
 #include <cstring>
+#include <string>
 
 #include "display/connection.h"
 #include "display/conversion.h"
+#include "display/gc.h"
 #include "display/pipeline.h"
 #include "display/pixmap.h"
 #include "display/scaling.h"
@@ -13,13 +15,13 @@
 #include "playback/keyframe.h"
 #include "playback/playing.h"
 #include "recording/reader.h"
+#include "view_hold.h"
 #include "widget/events.h"
 #include "widget/instance.h"
 
 namespace {
 
 constexpr uint8_t kDefaultFramerate = 10;
-constexpr unsigned long kBandColour = 0xcccccc;
 
 QomView *view_new(Tcl_Interp *interp) {
   auto *view = reinterpret_cast<QomView *>(Tcl_Alloc(sizeof(QomView)));
@@ -48,21 +50,6 @@ bool window_is_on_default_screen(QomView *view) {
   return false;
 }
 
-GC gc_create(QomView *view, unsigned long foreground, unsigned long background) {
-  XGCValues values{};
-  values.foreground = foreground;
-  values.background = background;
-  values.graphics_exposures = False;
-  return XCreateGC(view->display, DefaultRootWindow(view->display),
-                   GCForeground | GCBackground | GCGraphicsExposures, &values);
-}
-
-bool widget_setup_gc(QomView *view) {
-  view->gc = gc_create(view, BlackPixelOfScreen(Tk_Screen(view->tkwin)), 1);
-  view->scaling.gc = gc_create(view, kBandColour, kBandColour);
-  return view->gc != nullptr;
-}
-
 bool widget_setup(QomView *view, const char *path) {
   Tk_Window main_window = Tk_MainWindow(view->interp);
   view->tkwin = Tk_CreateWindowFromPath(view->interp, main_window, path, nullptr);
@@ -70,18 +57,12 @@ bool widget_setup(QomView *view, const char *path) {
   view->display = Tk_Display(view->tkwin);
   connection_prepare(view->display);
   Tk_SetClass(view->tkwin, "QomView");
-  view->widgetCmd = Tcl_CreateObjCommand(view->interp, Tk_PathName(view->tkwin), ViewInstanceCmd,
-                                         view, ViewInstanceDeleteProc);
-  assert(view->widgetCmd != 0 && "widgetCmd should not be NULL");
-  /* Until ViewInstanceDeleteProc() has run: a trace of the command's deletion may destroy
-     the window first. */
-  Tcl_Preserve(view);
   Tk_CreateEventHandler(view->tkwin, ExposureMask | StructureNotifyMask, ViewEventProc, view);
   if (!window_is_on_default_screen(view)) return false;
   window_use_default_visual(view->tkwin);
   Tk_GeometryRequest(view->tkwin, view->width, view->height);
   view->exposed_region = XCreateRegion();
-  return view->exposed_region && widget_setup_gc(view);
+  return view->exposed_region && gc_setup(view);
 }
 
 bool backend_setup(QomView *view) {
@@ -92,15 +73,55 @@ bool pipeline_setup(QomView *view) {
   return backend_setup(view) && frontend_setup(view) && pipeline_find_first_image(view);
 }
 
-bool ViewSetup(QomView *view, const char *path, const char *file) {
-  return reader_setup(view, file) && cache_setup(view) && merge_setup(view) &&
-         widget_setup(view, path) && pipeline_setup(view) && playing_setup(view);
+bool command_setup_failed(QomView *view, Tcl_Obj *reason) {
+  Tcl_SetErrorCode(view->interp, "QOM", "SETUP", "COMMAND", nullptr);
+  Tcl_SetObjResult(view->interp, reason);
+  return false;
 }
 
-/* Deleting the command can run traces, which must not cost the script the reason. */
+/*
+ * Deletes an older command of the window's name, whose traces may do anything. Tcl would delete
+ * it too, but would not look whether the window is still there, or whose command has come in
+ * its place.
+ */
+bool older_command_delete(QomView *view, const std::string &path, const std::string &name) {
+  const auto find = [&] {
+    return Tcl_FindCommand(view->interp, name.c_str(), nullptr, TCL_GLOBAL_ONLY);
+  };
+  if (Tcl_Command older = find()) Tcl_DeleteCommandFromToken(view->interp, older);
+  if (!view_is_alive(view))
+    return command_setup_failed(
+        view, Tcl_ObjPrintf("window \"%s\" was destroyed by a trace of an older command \"%s\"",
+                            path.c_str(), path.c_str()));
+  if (!find()) return true;
+  return command_setup_failed(
+      view, Tcl_ObjPrintf("a trace of an older command \"%s\" made it anew", path.c_str()));
+}
+
+/* The last step, so that those traces find nothing of the view half made. */
+bool command_setup(QomView *view) {
+  const std::string path = Tk_PathName(view->tkwin);
+  const std::string name = "::" + path;
+  if (!older_command_delete(view, path, name)) return false;
+  view->widgetCmd = Tcl_CreateObjCommand(view->interp, name.c_str(), ViewInstanceCmd, view,
+                                         ViewInstanceDeleteProc);
+  assert(view->widgetCmd != 0 && "widgetCmd should not be NULL");
+  /* Until ViewInstanceDeleteProc() has run: a trace of the command's deletion may destroy
+     the window first. */
+  Tcl_Preserve(view);
+  return true;
+}
+
+bool ViewSetup(QomView *view, const char *path, const char *file) {
+  return reader_setup(view, file) && cache_setup(view) && merge_setup(view) &&
+         widget_setup(view, path) && pipeline_setup(view) && playing_setup(view) &&
+         command_setup(view);
+}
+
+/* Destroying the window can run bindings, which must not cost the script the reason. */
 int creation_failed(QomView *view, Tcl_Interp *interp) {
   const Tcl_InterpState reason = Tcl_SaveInterpState(interp, TCL_ERROR);
-  if (!view->destroying_view) view_destroy(view);
+  view_end(view);
   return Tcl_RestoreInterpState(interp, reason);
 }
 
@@ -114,6 +135,7 @@ int ViewClassCmd(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]
   const char *file = static_cast<const char *>(Tcl_FSGetNativePath(objv[2]));
   if (!file) file = Tcl_GetString(objv[2]); /* of no real file system: no such file */
   QomView *view = view_new(interp);
+  const ViewHold hold(view);
   if (!ViewSetup(view, Tcl_GetString(objv[1]), file)) return creation_failed(view, interp);
   ViewEventuallyRedraw(view);
   view->file = nullptr;

@@ -8,6 +8,7 @@
 #include "display/conversion.h"
 #include "display/cursor.h"
 #include "display/damage.h"
+#include "display/gc.h"
 #include "display/pipeline.h"
 #include "display/pixmap.h"
 #include "display/scaling.h"
@@ -49,32 +50,15 @@ void timers_cancel(QomView *view) {
 }
 
 void command_delete(QomView *view) {
-  const Tcl_Command command = view->widgetCmd;
+  Tcl_Command command = view->widgetCmd;
   view->widgetCmd = nullptr;
   if (command) Tcl_DeleteCommandFromToken(view->interp, command);
-}
-
-/*
- * A script that is running may hold the view's memory. What it could still meet goes at
- * once: the command, and every timer.
- */
-void event_destroy(QomView *view) {
-  view->tkwin = nullptr;
-  view_display_cancel(view);
-  timers_cancel(view);
-  command_delete(view);
-  Tcl_EventuallyFree(view, ViewDestroy);
-}
-
-void gc_free(QomView *view, GC *gc) {
-  if (*gc) XFreeGC(view->display, *gc);
-  *gc = nullptr;
 }
 
 void pipeline_teardown(QomView *view) {
   scaling_teardown(view);
   cursor_teardown(view);
-  gc_free(view, &view->gc);
+  gc_teardown(view);
   pixmap_teardown(view);
   ximage_teardown(view);
 }
@@ -82,12 +66,27 @@ void pipeline_teardown(QomView *view) {
 void widget_teardown(QomView *view) {
   callback_reset(view);
   options_teardown(view);
-  gc_free(view, &view->scaling.gc);
-  gc_free(view, &view->gc);
   if (view->exposed_region) XDestroyRegion(view->exposed_region);
   view->exposed_region = nullptr;
-  command_delete(view);
   view->display = nullptr;
+}
+
+void view_destroy(QomView *view) {
+  trace(view, "-- %s: cleanup\n", "view_destroy");
+  timers_cancel(view);
+  footer_items_release(view->footer_items);
+  pipeline_teardown(view);
+  widget_teardown(view);
+  merge_teardown(view);
+  cache_teardown(view);
+  reader_teardown(view);
+  memset(view, 0, sizeof *view);
+  Tcl_Free(reinterpret_cast<char *>(view));
+}
+
+/* Free procedure for Tcl_EventuallyFree(). */
+void ViewDestroy(char *memPtr) noexcept {
+  view_destroy(reinterpret_cast<QomView *>(memPtr));
 }
 
 }  // namespace
@@ -100,7 +99,7 @@ void ViewEventProc(ClientData clientData, XEvent *event) noexcept {
     case ConfigureNotify:
       return event_configure(view, &event->xconfigure);
     case DestroyNotify:
-      return event_destroy(view);
+      return view_end(view);
     default:
       return;
   }
@@ -110,25 +109,22 @@ void ViewInstanceDeleteProc(ClientData clientData) noexcept {
   auto *view = static_cast<QomView *>(clientData);
   assert(view != 0 && "view should not be NULL");
   view->widgetCmd = nullptr; /* the token ends with this call */
-  if (view->tkwin) Tk_DestroyWindow(view->tkwin);
+  view_end(view);
   Tcl_Release(view);
 }
 
-void ViewDestroy(char *memPtr) noexcept {
-  auto *view = reinterpret_cast<QomView *>(memPtr);
-  if (view && !view->destroying_view) view_destroy(view);
-}
-
-void view_destroy(QomView *view) {
+/*
+ * The window's Destroy bindings and the traces of the command are scripts that may still call
+ * the view, and do anything else. Nothing of the window is used once they run.
+ */
+void view_end(QomView *view) {
+  if (view->destroying_view) return;
   view->destroying_view = true;
-  trace(view, "-- %s: cleanup\n", "view_destroy");
+  Tk_Window window = view->tkwin;
+  view->tkwin = nullptr;
+  view_display_cancel(view);
   timers_cancel(view);
-  footer_items_release(view->footer_items);
-  pipeline_teardown(view);
-  widget_teardown(view);
-  merge_teardown(view);
-  cache_teardown(view);
-  reader_teardown(view);
-  memset(view, 0, sizeof *view);
-  Tcl_Free(reinterpret_cast<char *>(view));
+  if (window) Tk_DestroyWindow(window); /* nothing where it is what ends the view */
+  command_delete(view);
+  Tcl_EventuallyFree(view, ViewDestroy);
 }

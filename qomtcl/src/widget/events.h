@@ -10,18 +10,16 @@
    QomView. */
 void ViewEventProc(ClientData clientData, XEvent *event) noexcept;
 
-/* Delete procedure of the instance command: destroys the window if there is one, and gives
-   up the hold (Tcl_Preserve) that the command has on the view. */
+/* Delete procedure of the instance command: ends the view, and gives up the hold
+   (Tcl_Preserve) that the command has on it. */
 void ViewInstanceDeleteProc(ClientData clientData) noexcept;
 
-/* Free procedure for Tcl_EventuallyFree(): view_destroy() unless it has begun already. */
-void ViewDestroy(char *memPtr) noexcept;
-
 /*
- * Releases everything the view owns, deletes its command and with it its window, and
- * frees the record. Called directly only for a view whose creation failed; every other
- * view ends through ViewDestroy(). Runs once per view.
+ * Ends a view, also one whose creation failed at any step: it has no window any more, its
+ * timers and queued display are gone, its window and its command are destroyed, which may
+ * run scripts, and at the last Tcl_Release() everything it owns is released and the record
+ * freed. Does nothing when it has begun already.
  */
-void view_destroy(QomView *view);
+void view_end(QomView *view);
 
 #endif /* QOMTCL_WIDGET_EVENTS_H */

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <climits>
 
 #include "display/viewport.h"
 #include "playback/navigation.h"
@@ -41,8 +42,9 @@ int cmd_go(QomView *view, int objc, Tcl_Obj *const objv[]) {
     Tcl_WrongNumArgs(view->interp, 1, objv, "go FRACTION");
     return TCL_ERROR;
   }
-  size_t frame = 0;
-  if (frame_from_word(view, objv[2], &frame) != TCL_OK) return TCL_ERROR;
+  int number = 0;
+  if (Tcl_GetIntFromObj(view->interp, objv[2], &number) != TCL_OK) return TCL_ERROR;
+  const size_t frame = frame_limited(view, number);
   if (almost_current_frame(view, static_cast<int32_t>(frame))) return TCL_OK;
   trace(view, "-- %s: going to frame %d\n", "cmd_go", static_cast<int>(frame));
   going_start(view, frame);
@@ -64,23 +66,29 @@ int cmd_play(QomView *view, int objc, Tcl_Obj *const objv[]) {
   return actions[index](view);
 }
 
+/* How many words a call may have that needs no window. */
+constexpr int kNone = 0;
+constexpr int kQuery = 3;
+constexpr int kAny = INT_MAX;
+
 struct Subcommand {
   const char *name;
   int (*run)(QomView *view, int objc, Tcl_Obj *const objv[]);
+  int words_without_window;
 };
 
-const Subcommand kSubcommands[] = {{"build", cmd_build},
-                                   {"callback", cmd_callback},
-                                   {"configure", cmd_configure},
-                                   {"dump", cmd_dump},
-                                   {"go", cmd_go},
-                                   {"info", cmd_info},
-                                   {"play", cmd_play},
-                                   {"test", cmd_test},
-                                   {"version", cmd_version},
-                                   {"xview", cmd_xview},
-                                   {"yview", cmd_yview},
-                                   {nullptr, nullptr}};
+const Subcommand kSubcommands[] = {{"build", cmd_build, kAny},
+                                   {"callback", cmd_callback, kAny},
+                                   {"configure", cmd_configure, kQuery},
+                                   {"dump", cmd_dump, kNone},
+                                   {"go", cmd_go, kNone},
+                                   {"info", cmd_info, kAny},
+                                   {"play", cmd_play, kNone},
+                                   {"test", cmd_test, kAny},
+                                   {"version", cmd_version, kAny},
+                                   {"xview", cmd_xview, kNone},
+                                   {"yview", cmd_yview, kNone},
+                                   {nullptr, nullptr, kNone}};
 
 }  // namespace
 
@@ -95,12 +103,20 @@ int ViewInstanceCmd(ClientData clientData, Tcl_Interp *interp, int objc,
   if (Tcl_GetIndexFromObjStruct(interp, objv[1], kSubcommands, sizeof kSubcommands[0], "command", 0,
                                 &index) != TCL_OK)
     return TCL_ERROR;
-  return kSubcommands[index].run(static_cast<QomView *>(clientData), objc, objv);
+  auto *view = static_cast<QomView *>(clientData);
+  const Subcommand &subcommand = kSubcommands[index];
+  if (objc > subcommand.words_without_window && !window_exists(view, objv[0])) return TCL_ERROR;
+  return subcommand.run(view, objc, objv);
 }
 
-int frame_from_word(QomView *view, Tcl_Obj *word, size_t *frame) {
-  int number = 0;
-  if (Tcl_GetIntFromObj(view->interp, word, &number) != TCL_OK) return TCL_ERROR;
-  *frame = std::min(static_cast<size_t>(std::max(number, 0)), view->number_of_frames);
-  return TCL_OK;
+bool window_exists(const QomView *view, Tcl_Obj *name) {
+  if (view->tkwin) return true;
+  Tcl_SetErrorCode(view->interp, "QOM", "LOOKUP", "WINDOW", Tcl_GetString(name), nullptr);
+  Tcl_SetObjResult(view->interp,
+                   Tcl_ObjPrintf("the window of \"%s\" is destroyed", Tcl_GetString(name)));
+  return false;
+}
+
+size_t frame_limited(const QomView *view, Tcl_WideInt number) {
+  return std::min(static_cast<size_t>(std::max<Tcl_WideInt>(number, 0)), view->number_of_frames);
 }

@@ -10,8 +10,15 @@
 int ViewInstanceCmd(ClientData clientData, Tcl_Interp *interp, int objc,
                     Tcl_Obj *const objv[]) noexcept;
 
-/* The frame number in a word, brought into 0..number_of_frames. Returns a Tcl code. */
-int frame_from_word(QomView *view, Tcl_Obj *word, size_t *frame);
+/*
+ * Whether the view still has its window. The command outlives it where the command's end is
+ * what ends the view, and while its traces run: false then, with error code and result set.
+ * `name` is what the script calls the view.
+ */
+bool window_exists(const QomView *view, Tcl_Obj *name);
+
+/* A frame number brought into 0..number_of_frames. */
+size_t frame_limited(const QomView *view, Tcl_WideInt number);
 
 /* Frees the texts of the scroll commands and sets both to none. May run twice. */
 void options_teardown(QomView *view);

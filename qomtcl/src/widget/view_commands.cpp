@@ -1,6 +1,7 @@
 /* Commands of the ::qom namespace that take a view's path name first. */
 
 #include <algorithm>
+#include <cstdint>
 
 #include "playback/navigation.h"
 #include "trace.h"
@@ -9,16 +10,30 @@
 
 namespace {
 
-/* The view of a path name; null with Tk's or an own message when there is none. */
+/* The view of a path name; null with Tk's or an own message when there is none, or none with a
+   window. */
 QomView *view_from_path(Tcl_Interp *interp, Tcl_Obj *path) {
   const char *name = Tcl_GetString(path);
   if (!Tk_NameToWindow(interp, name, Tk_MainWindow(interp))) return nullptr;
   Tcl_CmdInfo info{};
-  if (Tcl_GetCommandInfo(interp, name, &info) && info.objProc == ViewInstanceCmd)
-    return static_cast<QomView *>(info.objClientData);
+  if (Tcl_GetCommandInfo(interp, name, &info) && info.objProc == ViewInstanceCmd) {
+    auto *view = static_cast<QomView *>(info.objClientData);
+    return window_exists(view, path) ? view : nullptr;
+  }
   Tcl_SetErrorCode(interp, "QOM", "LOOKUP", "VIEW", name, nullptr);
   Tcl_SetObjResult(interp, Tcl_ObjPrintf("window \"%s\" is not a recording view", name));
   return nullptr;
+}
+
+/* A wide integer; Tcl reads one that has 64 bits without a sign as negative. */
+int frame_from_word(const QomView *view, Tcl_Obj *word, size_t *frame) {
+  Tcl_WideInt number = 0;
+  double value = 0.0;
+  if (Tcl_GetWideIntFromObj(view->interp, word, &number) != TCL_OK ||
+      Tcl_GetDoubleFromObj(view->interp, word, &value) != TCL_OK)
+    return TCL_ERROR;
+  *frame = frame_limited(view, number < 0 && value > 0 ? INT64_MAX : number);
+  return TCL_OK;
 }
 
 /* ::qom::seek pathName frame */
