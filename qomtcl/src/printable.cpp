@@ -1,7 +1,6 @@
 #include "printable.h"
 
 #include <cstdint>
-#include <cstdio>
 
 namespace {
 
@@ -50,9 +49,9 @@ PrintableText::PrintableText(const char *text) {
       at = end;
     }
     for (; at < end; ++at) {
-      char number[5];
-      snprintf(number, sizeof number, "\\x%02x", static_cast<unsigned>(*at));
-      Tcl_DStringAppend(&text_, number, 4);
+      static constexpr char kDigits[] = "0123456789abcdef";
+      const char number[] = {'\\', 'x', kDigits[*at >> 4], kDigits[*at & 15]};
+      Tcl_DStringAppend(&text_, number, sizeof number);
     }
   }
 }

@@ -16,6 +16,8 @@ class PrintableText {
   ~PrintableText() { Tcl_DStringFree(&text_); }
   PrintableText(const PrintableText &) = delete;
   PrintableText &operator=(const PrintableText &) = delete;
+  PrintableText(PrintableText &&) = delete;
+  PrintableText &operator=(PrintableText &&) = delete;
 
   /* Valid as long as this object. */
   const char *get() const { return Tcl_DStringValue(&text_); }

@@ -18,6 +18,7 @@ proc qomplay::stage::build {} {
     ttk::scrollbar .stage.x -orient horizontal -command [list $view xview]
     ttk::scrollbar .stage.y -orient vertical -command [list $view yview]
     bind .stage <Configure> [namespace code layout_soon]
+    bind .stage <Destroy> [namespace code close]
 }
 
 # Creates the view of a recording, whose name is given as bytes; its errors are passed on.

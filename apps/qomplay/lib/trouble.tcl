@@ -60,7 +60,6 @@ proc qomplay::trouble::unexpected {message details} {
 # copies the recording's name.
 proc qomplay::trouble::show_failure {words name} {
     ::qomplay::fullscreen::set_on 0
-    ::qomplay::stage::close
     foreach event [bind .] {bind . $event {}}
     destroy {*}[winfo children .]
     ttk::frame .failure -padding [::qomplay::theme::px 32]
