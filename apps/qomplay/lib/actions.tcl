@@ -126,40 +126,11 @@ proc qomplay::actions::shown_time {} {
     return [::qomplay::times::wall [dict get $::qomplay::window::shown ms]]
 }
 
-proc qomplay::actions::copy_time {} {
-    clipboard clear
-    clipboard append [shown_time]
-    ::qomplay::panels::say "Copied [shown_time]"
-}
+proc qomplay::actions::copy_time {} {::qomplay::copying::copy [shown_time]}
 
 proc qomplay::actions::save {} {save_picture 1}
 proc qomplay::actions::save_without_cursor {} {save_picture 0}
-
-# The picture is taken before the question where to, for a recording may play on meanwhile.
 proc qomplay::actions::save_picture {cursor} {
     variable view
-    set photo [image create photo]
-    ::qom::photo $view $photo -cursor $cursor
-    set name [tk_getSaveFile -parent . -title "Save the picture" -defaultextension .png \
-        -filetypes {{{PNG pictures} .png}} -initialfile [picture_name]]
-    if {$name ne ""} {write_picture $photo $name}
-    image delete $photo
-}
-
-# The recording's name and the time of the frame.
-proc qomplay::actions::picture_name {} {
-    set stem [file rootname [file tail $::qomplay::window::file]]
-    return $stem-[string map {: "" " " -} [shown_time]].png
-}
-
-# A picture that could not be written whole is not left behind.
-proc qomplay::actions::write_picture {photo name} {
-    try {
-        $photo write $name.part -format png
-        file rename -force $name.part $name
-        ::qomplay::panels::say "Saved $name"
-    } on error message {
-        catch {file delete $name.part}
-        ::qomplay::panels::say "The picture could not be saved: $message"
-    }
+    ::qomplay::pictures::save $view $cursor
 }

@@ -68,12 +68,14 @@ proc qomplay::controls::build_times {column} {
     }
 }
 
-# The times are as wide as their widest texts, so that nothing moves when they change.
-proc qomplay::controls::set_total {ms} {
+# The times are as wide as their widest texts, so that nothing moves when they change: the elapsed
+# time's is the whole length, the clock's one of its `moments`.
+proc qomplay::controls::set_times {length moments} {
     variable row
-    $row.elapsed configure -width [string length [::qomplay::times::elapsed $ms]]
-    $row.wall configure -width [string length [::qomplay::times::wall 0]]
-    $row.total configure -text "/ [::qomplay::times::elapsed $ms 0]"
+    $row.elapsed configure -width [string length [::qomplay::times::elapsed $length]]
+    $row.wall configure -width [tcl::mathfunc::max \
+        {*}[lmap ms $moments {string length [::qomplay::times::wall $ms]}]]
+    $row.total configure -text "/ [::qomplay::times::elapsed $length 0]"
 }
 
 proc qomplay::controls::show_time {elapsed wall} {

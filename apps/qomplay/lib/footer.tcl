@@ -62,17 +62,14 @@ proc qomplay::footer::arrange {width} {
 # Takes over the items that a notification carries.
 proc qomplay::footer::update {notification} {
     variable texts
+    variable path
     foreach item [array names texts] {
         if {[dict exists $notification $item]} {
-            set texts($item) [one_line [dict get $notification $item]]
+            set texts($item) [dict get $notification $item]
+            ::qomplay::copying::offer $path.$item.text $texts($item)
             fit $item
         }
     }
-}
-
-# Texts come from the recorded machine: line breaks and control characters would spoil the line.
-proc qomplay::footer::one_line {text} {
-    return [string trim [regsub -all {[[:cntrl:][:space:]]+} $text " "]]
 }
 
 # Shows as much of a text as its cell has room for.
@@ -81,34 +78,16 @@ proc qomplay::footer::fit {item} {
     variable path
     set label $path.$item.text
     set room [expr {[winfo width $label] - 2}]
-    set text $texts($item)
-    if {$text eq ""} {
-        $label configure -text \u2013
-        return
-    }
-    $label configure -text [shortened $text $room]
+    set text [::qomplay::texts::fitting $texts($item) QomSmall $room]
+    $label configure -text [expr {$text eq "" ? "\u2013" : $text}]
 }
 
-proc qomplay::footer::shortened {text room} {
-    if {[font measure QomSmall $text] <= $room} {return $text}
-    set low 0
-    set high [string length $text]
-    while {$high - $low > 1} {
-        set middle [expr {($low + $high) / 2}]
-        if {[font measure QomSmall "[string range $text 0 $middle-1]\u2026"] <= $room} {
-            set low $middle
-        } else {
-            set high $middle
-        }
-    }
-    return "[string range $text 0 $low-1]\u2026"
-}
-
-# The whole text above a cell that has no room for it.
+# More of the text, above a cell that has no room for it.
 proc qomplay::footer::whole {item} {
     variable texts
     variable path
     set label $path.$item.text
-    if {$texts($item) eq "" || [$label cget -text] eq $texts($item)} return
-    ::qomplay::hints::show $label [expr {[winfo width $label] / 2}] [string range $texts($item) 0 400]
+    set line [::qomplay::texts::line $texts($item) 400]
+    if {$line in [list "" [$label cget -text]]} return
+    ::qomplay::hints::show $label [expr {[winfo width $label] / 2}] $line
 }

@@ -14,7 +14,8 @@ proc qomplay::hints::show {widget x text} {
             -highlightbackground [::qomplay::theme::colour line] \
             -padx [::qomplay::theme::px 7] -pady [::qomplay::theme::px 3]
     }
-    $path configure -text $text -wraplength [expr {max(100, round([winfo width .] * 0.6))}]
+    set wide [expr {max(100, round([winfo width .] * 0.6))}]
+    $path configure -text [::qomplay::texts::fitting $text QomSmall [expr {5 * $wide}]] -wraplength $wide
     set width [winfo reqwidth $path]
     set left [expr {[winfo rootx $widget] - [winfo rootx .] + $x - $width / 2}]
     set gap [::qomplay::theme::px 3]

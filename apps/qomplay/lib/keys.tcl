@@ -63,6 +63,7 @@ proc qomplay::keys::help {} {
     lappend rows \
         "Click" "play or pause, twice full screen" \
         "Wheel" "scroll at natural size, Shift sideways" \
-        "Drag" "move the picture at natural size"
+        "Drag" "move the picture at natural size" \
+        "Click a text" "copy the whole text"
     return $rows
 }

@@ -1,4 +1,4 @@
-# The command line.
+# The command line. Its words are bytes, since one of them is the name of a file.
 namespace eval qomplay::options {}
 
 proc qomplay::options::usage {} {
@@ -26,7 +26,7 @@ proc qomplay::options::wrong {message} {
     throw {QOMPLAY USAGE} $message
 }
 
-# Returns a dictionary: file, at, play, natural, help, version. Throws QOMPLAY USAGE.
+# Returns a dictionary: file (as bytes), at, play, natural, help, version. Throws QOMPLAY USAGE.
 proc qomplay::options::parse {words} {
     set options {file "" at "" play 0 natural 0 help 0 version 0}
     set files {}
@@ -49,7 +49,7 @@ proc qomplay::options::parse {words} {
                 dict set options at [at $time]
             }
             --at=* {dict set options at [at [string range $word 5 end]]}
-            default {wrong "unknown option $word"}
+            default {wrong "unknown option [::qomplay::names::text $word]"}
         }
     }
     if {[dict get $options help] || [dict get $options version]} {return $options}
@@ -60,6 +60,6 @@ proc qomplay::options::parse {words} {
 }
 
 proc qomplay::options::at {time} {
-    if {[catch {::qomplay::times::parse $time} place]} {wrong $place}
+    if {[catch {::qomplay::times::parse [::qomplay::names::text $time]} place]} {wrong $place}
     return $place
 }

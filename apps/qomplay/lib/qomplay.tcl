@@ -7,20 +7,21 @@ namespace eval qomplay {
     variable part
 }
 foreach qomplay::part {
-    options times seeking trouble
-    icons theme hints timeline footer controls stage fullscreen panels window
-    keys actions
+    names texts options times seeking trouble
+    icons theme copying hints timeline footer controls stage fullscreen panels window
+    keys actions pictures
 } {
     source -encoding utf-8 [file join $qomplay::library $qomplay::part.tcl]
 }
 
-# Runs the program for the words of a command line. Returns the exit status: 0, 1 when the
-# recording cannot be shown, 2 for wrong words.
-proc qomplay::main {words} {
+# Runs the program for the words of a command line as Tcl has them. Returns the exit status: 0, 1
+# when the recording cannot be shown, 2 for wrong words.
+proc qomplay::main {argv} {
     try {
-        set options [options::parse $words]
+        set options [options::parse [names::words $argv]]
     } trap {QOMPLAY USAGE} message {
-        puts stderr "qomplay: $message\n[options::usage]"
+        complain $message
+        puts stderr [options::usage]
         return 2
     }
     if {[dict get $options help]} {
@@ -36,15 +37,20 @@ proc qomplay::main {words} {
     set ::argv {}
     set ::argc 0
     if {[catch {package require Tk 8.6} message]} {
-        puts stderr "qomplay: cannot open a window: $message"
+        complain "cannot open a window: $message"
         return 1
     }
+    # Tk offers every interpreter to the other programs of the display, scripts and all.
+    rename ::send {}
+    interp bgerror {} ::qomplay::trouble::unexpected
     if {[catch {package require qom::view} message]} {
-        puts stderr "qomplay: the package qom::view is missing: $message"
+        complain "the package qom::view is missing: $message"
         return 1
     }
     return [run $options]
 }
+
+proc qomplay::complain {message} {puts stderr "qomplay: [texts::escaped $message]"}
 
 # Shows the recording until its window is closed.
 proc qomplay::run {options} {
@@ -59,14 +65,14 @@ proc qomplay::run {options} {
 # closed; a recording that cannot be opened leaves a window that says why.
 proc qomplay::start {options} {
     set file [dict get $options file]
+    set name [names::text $file]
     theme::setup
-    window::build $file
+    window::build $name
     try {
         window::open $file
     } on error {message details} {
-        set words [trouble::failure $file $message $details]
-        puts stderr "qomplay: $words"
-        trouble::show_failure $words
+        complain [trouble::failure $name $message $details]
+        trouble::show_failure [trouble::failure [texts::path $name] $message $details] $name
         return 1
     }
     keys::setup

@@ -8,13 +8,17 @@ namespace eval qomplay::seeking {
     variable wish -1      ;# frame to move to next; -1: none
     variable rounds 0     ;# rounds that the move under way has ended short of its target
     variable changed {}   ;# command that is called when a move begins, goes on or ends
+    variable failed {}    ;# command that is called when a move cannot begin
 }
 
-proc qomplay::seeking::setup {path command} {
+# An empty path is that of no view: nothing moves any more.
+proc qomplay::seeking::setup {path on_change {on_failure list}} {
     variable view $path
-    variable changed $command
+    variable changed $on_change
+    variable failed $on_failure
     variable target -1
     variable wish -1
+    variable rounds 0
 }
 
 # The frame of the move under way, or -1.
@@ -34,6 +38,7 @@ proc qomplay::seeking::to {frame} {
     variable view
     variable target
     variable wish
+    if {$view eq ""} return
     set last [dict get [$view info] numberOfFrames]
     set wish [expr {max(0, min($frame, $last))}]
     if {$target < 0} next
@@ -46,11 +51,15 @@ proc qomplay::seeking::next {} {
     variable wish
     variable rounds
     variable changed
+    variable failed
     if {$wish >= 0} {
         set target $wish
         set wish -1
         set rounds 0
-        ::qom::seek $view $target
+        if {[catch {::qom::seek $view $target}]} {
+            done
+            {*}$failed
+        }
     }
     {*}$changed
 }

@@ -18,13 +18,14 @@ proc qomplay::stage::build {} {
     ttk::scrollbar .stage.x -orient horizontal -command [list $view xview]
     ttk::scrollbar .stage.y -orient vertical -command [list $view yview]
     bind .stage <Configure> [namespace code layout_soon]
+    bind .stage <Destroy> [namespace code close]
 }
 
-# Creates the view; its errors are passed on.
-proc qomplay::stage::open {file} {
+# Creates the view of a recording, whose name is given as bytes; its errors are passed on.
+proc qomplay::stage::open {name} {
     variable view
     variable size
-    ::qom::view $view $file
+    ::qomplay::names::as_bytes {::qom::view $view [::qomplay::names::plain $name]}
     $view configure -xscrollcommand {.stage.x set} -yscrollcommand {.stage.y set}
     set size [recorded_size]
     foreach window [list .stage .stage.clip $view] {
@@ -55,6 +56,13 @@ proc qomplay::stage::follow_size {} {
 proc qomplay::stage::layout_soon {} {
     after cancel [namespace code layout]
     after idle [namespace code layout]
+}
+
+# Nothing is to be laid out, and no click to be followed, any more.
+proc qomplay::stage::close {} {
+    variable size {}
+    after cancel [namespace code layout]
+    after cancel ::qomplay::actions::play
 }
 
 proc qomplay::stage::layout {} {

@@ -71,6 +71,7 @@ proc qomplay::theme::frames {} {
         -troughcolor [colour stage] -focuscolor [colour accent]
     ttk::style configure Dim.TLabel -foreground [colour dim] -font QomSmall
     ttk::style configure Small.TLabel -font QomSmall
+    foreach style {Dim.TLabel Small.TLabel} {ttk::style configure Tight.$style -borderwidth 0}
     ttk::style configure Time.TLabel -font QomTime
     ttk::style configure Title.TLabel -font QomTitle
     ttk::style configure Failure.TLabel -foreground [colour failure] -font QomTitle

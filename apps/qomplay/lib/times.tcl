@@ -24,6 +24,7 @@ proc qomplay::times::wall {ms} {
 # or "day". Throws an error with a message for the person who wrote it.
 proc qomplay::times::parse {text {bare elapsed}} {
     set text [string trim $text]
+    if {[regexp {^\d{5,}-\d+-\d+} $text]} {error "years beyond 9999 are not understood here"}
     if {[regexp {^(\d{4}-\d{1,2}-\d{1,2})[ T]+(\d.*)$} $text - date time]} {
         return [list clock [moment [day $date] [of_day $time $text]]]
     }
@@ -107,10 +108,28 @@ proc qomplay::times::resolve {place first last} {
         clock {return $ms}
     }
     set begin [expr {$first / 1000}]
-    set time [moment [clock format $begin -format %Y-%m-%d] $ms]
+    set time [same_day $begin $ms]
     if {$time < $first} {
-        set next [moment [clock format [clock add $begin 1 day] -format %Y-%m-%d] $ms]
+        # From noon to noon no change of the clocks leaves a day out.
+        set noon [expr {[same_day $begin 43200000] / 1000}]
+        set next [same_day [expr {$noon + 86400}] $ms]
         if {$next <= $last || $next - $last < $first - $time} {set time $next}
     }
     return $time
+}
+
+# Milliseconds since the epoch of a time of day on the local day of a moment (in seconds). Reckoned
+# and not read from a date, since recordings may tell years that Tcl does not read.
+proc qomplay::times::same_day {seconds ms} {
+    set wanted [expr {$ms / 1000}]
+    set time [expr {$seconds - [since_midnight $seconds] + $wanted}]
+    # Where the clocks were changed in between it is an hour off, perhaps on the day beside.
+    set off [expr {($wanted - [since_midnight $time] + 129600) % 86400 - 43200}]
+    if {[since_midnight [expr {$time + $off}]] == $wanted} {incr time $off}
+    return [expr {$time * 1000 + $ms % 1000}]
+}
+
+proc qomplay::times::since_midnight {seconds} {
+    scan [clock format $seconds -format %H:%M:%S] %d:%d:%d hours minutes rest
+    return [expr {($hours * 60 + $minutes) * 60 + $rest}]
 }

@@ -1,7 +1,8 @@
 # What is wrong with a recording, in words for the person who wants to see it.
 namespace eval qomplay::trouble {}
 
-# The words for a recording that cannot be opened: `message` and `details` are the view's error.
+# The words for a recording that cannot be opened: `message` and `details` are the view's error, and
+# `file` is its name as it is to be shown.
 proc qomplay::trouble::failure {file message details} {
     set code [dict get $details -errorcode]
     switch -glob -- $code {
@@ -49,12 +50,22 @@ proc qomplay::trouble::bytes {count} {
     return [expr {$unit eq "bytes" ? "$count bytes" : [format "%.1f %s" $count $unit]}]
 }
 
-# Turns the window into one that says why the recording cannot be shown.
-proc qomplay::trouble::show_failure {words} {
+# An error that nobody has foreseen.
+proc qomplay::trouble::unexpected {message details} {
+    ::qomplay::complain "unexpected error: [dict get $details -errorinfo]"
+    if {[info commands .stage] ne ""} {::qomplay::panels::say "Something went wrong: $message"}
+}
+
+# Turns the window into one that says why the recording cannot be shown. A click on the words
+# copies the recording's name.
+proc qomplay::trouble::show_failure {words name} {
+    ::qomplay::fullscreen::set_on 0
+    foreach event [bind .] {bind . $event {}}
     destroy {*}[winfo children .]
     ttk::frame .failure -padding [::qomplay::theme::px 32]
     ttk::label .failure.title -style Failure.TLabel -text "The recording cannot be shown"
-    ttk::label .failure.text -text $words -wraplength [::qomplay::theme::px 480] -justify left
+    ttk::label .failure.text -text [::qomplay::texts::line $words] -wraplength [::qomplay::theme::px 480] -justify left
+    ::qomplay::copying::offer .failure.text $name
     ttk::button .failure.close -text Close -command {destroy .}
     pack .failure.title -anchor w
     pack .failure.text -anchor w -pady [::qomplay::theme::px 18]

@@ -1,7 +1,7 @@
 # The window: the parts put together, and what the view reports brought to them.
 namespace eval qomplay::window {
     variable view .stage.clip.view
-    variable file ""
+    variable file ""       ;# the recording's name, as text
     variable facts {}      ;# the view's info at creation
     variable state {}      ;# how the recording was found
     variable first_ms 0    ;# time of frame 0, milliseconds since the epoch
@@ -14,7 +14,7 @@ proc qomplay::window::px {length} {return [::qomplay::theme::px $length]}
 
 proc qomplay::window::build {name} {
     variable file $name
-    wm title . "[file tail $name] \u2013 qomplay"
+    show_title ""
     wm protocol . WM_DELETE_WINDOW ::qomplay::actions::quit
     ::qomplay::stage::build
     ::qomplay::controls::build
@@ -31,7 +31,14 @@ proc qomplay::window::build {name} {
     . configure -width [px 960] -height [px 640]
 }
 
-# Opens the recording into the view; an error of the view's is passed on.
+# What the window is called: the recording and what it does.
+proc qomplay::window::show_title {doing} {
+    variable file
+    set name [::qomplay::texts::path [::qomplay::names::tail $file] 100]
+    wm title . [join [list $name {*}$doing qomplay] " \u2013 "]
+}
+
+# Opens the recording of a name (as bytes) into the view; an error of the view's is passed on.
 proc qomplay::window::open {name} {
     variable view
     variable facts
@@ -43,8 +50,9 @@ proc qomplay::window::open {name} {
     ::qom::tolerant $view 1
     set first_ms [dict get $facts timestampInMs]
     $view callback [namespace code report]
-    ::qomplay::seeking::setup $view [namespace code show_progress]
-    ::qomplay::controls::set_total [total_ms]
+    ::qomplay::seeking::setup $view [namespace code show_progress] [namespace code cannot_go_on]
+    bind $view <Destroy> [namespace code lost]
+    ::qomplay::controls::set_times [total_ms] [list $first_ms [last_ms]]
     show_frame [dict get $facts currentFrame] $first_ms
     show_playing
     tell_found
@@ -88,11 +96,22 @@ proc qomplay::window::report {notification} {
         }
         playing_error {
             ::qomplay::seeking::ended
-            notice "The recording cannot be shown from here on."
+            cannot_go_on
         }
     }
     tell_passed_over
     show_playing
+}
+
+proc qomplay::window::cannot_go_on {} {notice "The recording cannot be shown from here on."}
+
+# The view was destroyed while its window stays: nothing waits for it any more.
+proc qomplay::window::lost {} {
+    variable file
+    if {![winfo exists .]} return
+    ::qomplay::seeking::setup "" list
+    ::qomplay::trouble::show_failure \
+        "The picture of [::qomplay::texts::path $file] is gone. Open the recording again." $file
 }
 
 # Playing ends when the last frame is next, without showing it.
@@ -141,12 +160,11 @@ proc qomplay::window::elapsed_at {frame} {
 proc qomplay::window::show_playing {} {
     variable view
     variable playing
-    variable file
     set now [$view play status]
     if {$now == $playing} return
     set playing $now
     ::qomplay::controls::show_playing $now
-    wm title . "[file tail $file] \u2013 [expr {$now ? {playing} : {paused}}] \u2013 qomplay"
+    show_title [expr {$now ? {playing} : {paused}}]
 }
 
 # --- what was found wrong ------------------------------------------------------------------------

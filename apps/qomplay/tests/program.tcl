@@ -8,7 +8,7 @@ wm withdraw .
 namespace eval program {
     variable program ""
     variable patience 30000   ;# milliseconds until a test gives up waiting
-    namespace export start stop ask until at_frame key events point colour record wait_for launch window_named
+    namespace export start stop ask until at_frame key events point colour record wait_for launch window_named run_command
 }
 
 # Makes a recording from the lines of a text.
@@ -23,6 +23,9 @@ proc program::record {name lines} {
 # Starts the viewer as if with these words on its command line, and waits for its first picture.
 proc program::start {args} {
     variable program [interp create]
+    # In place of a dialog that nobody answers.
+    $program alias fault ::runner::backgroundError
+    interp bgerror $program fault
     ask {set argv {}}
     ask [list set auto_path $::auto_path]
     ask {package require Tk; package require qom::view}
@@ -65,8 +68,13 @@ proc program::wait_for {what script} {
 }
 
 # Starts the program as a process of its own and returns a channel to what it says.
-proc program::launch {args} {
-    set pipe [open |[list $::env(QOMPLAY) {*}$args 2>@1] r]
+proc program::launch {args} {run_command $::env(QOMPLAY) {*}$args}
+
+# The same for a command line that ends in the program's.
+proc program::run_command {args} {
+    # The server may not have noticed yet that the process before is gone.
+    wait_for "the last window to go" {catch {events search --onlyvisible --name "qomplay$"}}
+    set pipe [open |[list {*}$args 2>@1] r]
     window_named "qomplay$"
     return $pipe
 }

@@ -6,6 +6,7 @@
 
 #include "handles.h"
 #include "playback/record_process.h"
+#include "printable.h"
 #include "recording/reader.h"
 #include "trace.h"
 #include "view_hold.h"
@@ -73,9 +74,10 @@ void footer_item_process(QomView *view, const char *text, int index) {
     *changed = true;
     item_store(view, text, index);
   }
+  if (!view->option.debug) return;
   const char *value = view->footer_items[index];
   trace(view, "-- %s: item(%d)=%s value=%s\n", "footer_item_process", index,
-        footer_item_name(index), value ? value : "(null)");
+        footer_item_name(index), PrintableText(value ? value : "(null)").get());
 }
 
 void footer_items_follow(QomView *view, size_t first, size_t last) {

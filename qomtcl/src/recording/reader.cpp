@@ -5,6 +5,7 @@
 #include <cerrno>
 
 #include "pixel/palette.h"
+#include "printable.h"
 
 namespace {
 
@@ -29,7 +30,8 @@ bool reader_setup_failed(QomView *view, const char *message) {
     const char *words = Tcl_PosixError(view->interp);
     Tcl_SetObjResult(view->interp, Tcl_ObjPrintf("%s %s: %s", message, file.get(), words));
   } else {
-    warnx("%s: %s: %s", "reader_setup", view->file, qom_reader_error());
+    warnx("%s: %s: %s", "reader_setup", PrintableText(view->file).get(),
+          PrintableText(qom_reader_error()).get());
     Tcl_SetErrorCode(view->interp, "QOM", "SETUP", "READER", nullptr);
     Tcl_SetObjResult(view->interp, Tcl_ObjPrintf("%s %s", message, file.get()));
   }

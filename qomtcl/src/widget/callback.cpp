@@ -7,6 +7,7 @@
 #include <ctime>
 
 #include "playback/footer.h"
+#include "printable.h"
 #include "recording/timeline.h"
 
 namespace {
@@ -95,7 +96,7 @@ int callback_invoke(QomView *view, Tcl_Obj *arg) {
   const Reference command(Tcl_NewListObj(0, nullptr));
   if (Tcl_ListObjAppendList(nullptr, command.get(), view->callback) != TCL_OK) {
     warnx("%s: callback is not a list of words: %s", "callback_invoke",
-          Tcl_GetString(view->callback));
+          PrintableText(Tcl_GetString(view->callback)).get());
     return TCL_ERROR;
   }
   Tcl_ListObjAppendElement(nullptr, command.get(), arg);

@@ -1,0 +1,89 @@
+# Saving the picture. It is written under a name of its own beside its place and gets its name when
+# it is whole; what is there already gives way only to a person's word.
+namespace eval qomplay::pictures {}
+
+# The picture is taken before the question where to, for a recording may play on meanwhile.
+proc qomplay::pictures::save {view cursor} {
+    set photo [image create photo]
+    try {
+        ::qom::photo $view $photo -cursor $cursor
+        set name [ask]
+        if {$name eq "" || ![is_open $view]} return
+        # The dialog has asked about a file that is there.
+        write $photo $name [is_there $name]
+    } finally {
+        if {[is_open .]} {image delete $photo}
+    }
+}
+
+# The path of a file to be; empty without one, also when the window goes while its dialog is open,
+# which the dialog takes for an error.
+proc qomplay::pictures::ask {} {
+    set failed [catch {
+        tk_getSaveFile -parent . -title "Save the picture" -defaultextension .png \
+            -filetypes {{{PNG pictures} .png}} -initialfile [first_name]
+    } name details]
+    if {!$failed} {return $name}
+    if {[is_open .stage]} {return -options $details $name}
+    return ""
+}
+
+# Also where the whole window is gone, and Tk with it.
+proc qomplay::pictures::is_open {window} {return [expr {[info commands $window] ne ""}]}
+
+# The recording's name and the time of the frame, short enough for any file system and without what
+# means something to the dialog.
+proc qomplay::pictures::first_name {} {
+    set stem [::qomplay::texts::line [file rootname [::qomplay::names::tail $::qomplay::window::file]] 50]
+    return [string map {: "" " " - / _ ~ _ * _ ? _ [ _ ] _} $stem-[::qomplay::actions::shown_time]].png
+}
+
+proc qomplay::pictures::is_there {name} {return [expr {![catch {file lstat $name facts}]}]}
+
+proc qomplay::pictures::write {photo name replace} {
+    set shown [::qomplay::texts::path $name]
+    try {
+        write_file $name [$photo data -format png] $replace
+        ::qomplay::panels::say "Saved $shown"
+    } trap POSIX {message details} {
+        ::qomplay::panels::say "The picture could not be saved: $shown:\
+            [lindex [dict get $details -errorcode] 2]"
+    } on error message {
+        ::qomplay::panels::say "The picture could not be saved: $message"
+    }
+}
+
+# The mode is what the user's umask leaves of rw-rw-rw-.
+proc qomplay::pictures::write_file {name data replace} {
+    set temporary [file join [file dirname $name] .qomplay-[random_word]]
+    set channel [open $temporary {WRONLY CREAT EXCL BINARY} 0666]
+    try {
+        puts -nonewline $channel $data
+        close $channel
+        set channel ""
+        if {$replace} {replace $temporary $name} else {place $temporary $name}
+    } finally {
+        if {$channel ne ""} {catch {close $channel}}
+        file delete $temporary
+    }
+}
+
+proc qomplay::pictures::random_word {} {
+    set channel [open /dev/urandom rb]
+    try {
+        return [binary encode hex [read $channel 12]]
+    } finally {
+        close $channel
+    }
+}
+
+proc qomplay::pictures::replace {from to} {
+    # Tcl would move the file into the folder.
+    if {[file isdirectory $to]} {throw {POSIX EISDIR {is a folder}} "is a folder"}
+    file rename -force -- $from $to
+}
+
+# A link fails where something is by now; some file systems have none.
+proc qomplay::pictures::place {from to} {
+    if {[catch {file link -hard $to $from}]} {file rename -- $from $to}
+}
