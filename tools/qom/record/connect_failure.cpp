@@ -76,7 +76,7 @@ int try_display(const std::string &display) {
 std::string connect_failure(const std::string &display) {
   const int error = try_display(display);
   if (error == 0)
-    return "an X server is there, but it lets this user not in: its cookie is missing or wrong "
+    return "an X server is there, but it does not let this user in: its cookie is missing or wrong "
            "($XAUTHORITY, ~/.Xauthority), or it has too many clients";
   char text[128];
   return std::string("no X server answers there (") + strerror_r(error, text, sizeof text) + ')';
