@@ -87,6 +87,7 @@ size_t add_state(Recording *recording) {
 
 void save_recordings() {
   Recording all;
+  all.add_head_copy();
   add_records(&all);
   const size_t state = add_state(&all);
   all.add_checkpoint(state, 2);
@@ -95,6 +96,8 @@ void save_recordings() {
   all.add_index(qom::frame_index_part, {}, all.entries, {{state, 2}});
   all.add_end_mark(position, all.entries.size(), 1);
   save_recording("finished", all);
+  all.bytes[8] ^= 2;
+  save("open", "broken_head", all.bytes);
 
   Recording chain;
   add_records(&chain);

@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size < 2) return 0;
   const size_t length = size_t{data[0]} << 8 | data[1];
   // Each is exactly as large as it says, so that the sanitizer sees a step outside.
-  const std::vector<uint8_t> bytes(data + 2, data + size);
+  std::vector<uint8_t> bytes(data + 2, data + size);
   std::vector<uint8_t> blocks(length);
   if (!qom::unpack_blocks(bytes.data(), bytes.size(), blocks.data(), length)) return 0;
   qom::Packed packed;

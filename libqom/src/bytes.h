@@ -47,6 +47,7 @@ class ByteReader {
 
   bool ok() const { return ok_; }
   size_t left() const { return left_; }
+  const uint8_t *next() const { return data_; }
 
  private:
   const uint8_t *data_;

@@ -1,33 +1,36 @@
 // One readable line per record on standard output, and one per text it holds.
-#include <cctype>
 #include <cstdio>
-#include <ctime>
+#include <string_view>
 
 #include "qom/qom.h"
 #include "records.h"
+#include "terminal_text.h"
 
 namespace {
 
 constexpr size_t max_shown = 200;  // bytes of a text
 
-// Texts come from the file: nothing of them may reach a terminal as it is.
+// Texts come from the file: nothing of them may reach a terminal that could steer it.
 void print_text(const char *name, const char *text) {
   if (!text) {
     std::printf("    %s none\n", name);
     return;
   }
   std::printf("    %s \"", name);
-  size_t shown = 0;
-  for (; text[shown] && shown < max_shown; ++shown) {
-    const auto byte = static_cast<unsigned char>(text[shown]);
-    if (byte == '"' || byte == '\\')
-      std::printf("\\%c", byte);
-    else if (byte < 0x20 || byte >= 0x7F)
-      std::printf("\\x%02X", byte);
+  std::string_view left = text;
+  for (size_t room = max_shown; !left.empty();) {
+    const qom::TextPiece piece = qom::first_piece(left);
+    if (piece.length > room) break;
+    const std::string_view bytes = left.substr(0, piece.length);
+    if (bytes == "\"" || bytes == "\\") std::putchar('\\');
+    if (piece.printable)
+      std::fwrite(bytes.data(), 1, bytes.size(), stdout);
     else
-      std::putchar(byte);
+      for (const char byte : bytes) std::printf("\\x%02x", static_cast<unsigned char>(byte));
+    room -= piece.length;
+    left.remove_prefix(piece.length);
   }
-  std::printf("\"%s\n", text[shown] ? " ..." : "");
+  std::printf("\"%s\n", left.empty() ? "" : " ...");
 }
 
 template <typename Image>

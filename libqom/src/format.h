@@ -9,7 +9,7 @@
 namespace qom {
 
 inline constexpr uint8_t format_major = 1;
-inline constexpr uint8_t format_minor = 0;
+inline constexpr uint8_t format_minor = 1;
 
 inline constexpr uint8_t magic[8] = {0x89, 'Q', 'O', 'M', '\r', '\n', 0x1A, '\n'};
 inline constexpr uint32_t file_head_bytes = 16;         // before the header payload
@@ -18,12 +18,14 @@ inline constexpr uint32_t header_fixed_bytes = 20;      // of the header payload
 
 inline constexpr uint8_t sync_word[4] = {0xB3, 'Q', 'r', 0xF8};
 inline constexpr uint32_t frame_head_bytes = 32;
+inline constexpr uint32_t frame_stored_length_at = 16;  // in a frame head
 
 // Frame types above the records.
 inline constexpr uint8_t frame_index_block = 224;
 inline constexpr uint8_t frame_index_part = 225;
 inline constexpr uint8_t frame_end_mark = 226;
 inline constexpr uint8_t frame_checkpoint = 227;
+inline constexpr uint8_t frame_head_copy = 228;
 
 inline constexpr uint8_t codec_stored = 0;
 inline constexpr uint8_t codec_zstd = 1;
@@ -36,6 +38,11 @@ inline constexpr uint32_t absent_text = 0xFFFFFFFFu;
 inline constexpr uint32_t index_block_entries = 4096;
 inline constexpr uint64_t index_block_bytes = uint64_t{4} << 20;
 inline constexpr uint32_t index_part_entries = 65536;
+
+// A head copy is due with an index block when so many bytes of frames have come since the last one,
+// or so many times its own bytes.
+inline constexpr uint64_t head_copy_bytes = index_block_bytes;
+inline constexpr uint64_t head_copy_share = 64;
 
 inline constexpr uint32_t index_fixed_bytes = 32;  // of an index payload before the entries
 inline constexpr uint32_t end_mark_bytes = 32;     // payloads

@@ -195,7 +195,7 @@ QomImage *qom_image_uncompress(const QomCompressedImage *compressed) {
   image->bytes_per_line = static_cast<uint32_t>(length / compressed->height);
   image->length = static_cast<uint32_t>(length);
   image->data = record_data(image.get());
-  const auto unpack = [&image](const uint8_t *packed, size_t packed_length) {
+  const auto unpack = [&image](uint8_t *packed, size_t packed_length) {
     return unpack_image(packed, packed_length, image->data, image->width, image->height);
   };
   if (!restore(stored, image->data, length, image->bytes_per_line, unpack)) return nullptr;
@@ -215,7 +215,7 @@ QomImageBlocks *qom_image_blocks_uncompress(const QomCompressedImageBlocks *comp
   if (!blocks) return nullptr;
   blocks->length = compressed->length;
   blocks->data = record_data(blocks.get());
-  const auto unpack = [&blocks](const uint8_t *packed, size_t packed_length) {
+  const auto unpack = [&blocks](uint8_t *packed, size_t packed_length) {
     return unpack_blocks(packed, packed_length, blocks->data, blocks->length);
   };
   if (!restore(stored, blocks->data, blocks->length, 0, unpack)) return nullptr;

@@ -35,11 +35,12 @@ bool pack_blocks(const uint8_t *blocks, size_t length, Packed *packed);
 bool pack_image(const uint8_t *pixels, unsigned width, unsigned height, Packed *packed);
 
 // Restores exactly `length` bytes of blocks. False when the packed bytes are not what
-// pack_blocks() makes for that length.
-bool unpack_blocks(const uint8_t *packed, size_t packed_length, uint8_t *blocks, size_t length);
+// pack_blocks() makes for that length. Memory of the packed bytes is given back as they are read
+// where both would be more than QOM_MAX_DATA: their contents are undefined afterwards.
+bool unpack_blocks(uint8_t *packed, size_t packed_length, uint8_t *blocks, size_t length);
 
 // Restores all pixels of an image, as above.
-bool unpack_image(const uint8_t *packed, size_t packed_length, uint8_t *pixels, unsigned width,
+bool unpack_image(uint8_t *packed, size_t packed_length, uint8_t *pixels, unsigned width,
                   unsigned height);
 
 }  // namespace qom

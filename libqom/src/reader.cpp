@@ -1,20 +1,17 @@
 // The reader's C interface: opening, the index, records, scanning.
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
 
-#include "bytes.h"
-#include "checksum.h"
 #include "error.h"
 #include "file.h"
-#include "format.h"
+#include "file_head.h"
 #include "index.h"
 #include "payload.h"
 #include "qom/qom.h"
 #include "record_source.h"
-#include "records.h"
 #include "scan_events.h"
 
 using namespace qom;
@@ -23,9 +20,7 @@ struct QomReader {
   File file;
   Window window{file};
   RecordSource records{&file, &window};
-  RecordPtr<QomHeader> header;
-  uint8_t major = 0;
-  uint8_t minor = 0;
+  FileHead head;
   FrameSpace space = {};
 
   Index index;
@@ -36,46 +31,13 @@ struct QomReader {
 
 namespace {
 
-// Reads the file head: magic, versions, header, salt.
-bool read_file_head(QomReader *reader) {
-  const File &file = reader->file;
-  uint8_t head[file_head_bytes];
-  if (file.size() < sizeof head + sizeof(uint32_t))
-    return QOM_REFUSE(false, "not a recording: too short");
-  if (!file.read(0, head, sizeof head)) return false;
-  if (std::memcmp(head, magic, sizeof magic) != 0)
-    return QOM_REFUSE(false, "not a recording: it does not begin like one");
-  ByteReader cursor(head + sizeof magic, sizeof head - sizeof magic);
-  const auto major = cursor.get<uint16_t>();
-  const auto minor = cursor.get<uint16_t>();
-  const auto length = cursor.get<uint32_t>();
-  if (major != format_major)
-    return QOM_REFUSE(false, "a recording of format version %u.%u; this program reads version %u",
-                      major, minor, format_major);
-  if (length > max_header_bytes || length > file.size() - sizeof head - sizeof(uint32_t))
-    return QOM_REFUSE(false, "a recording whose header is cut off");
-
-  RecordPtr<QomHeader> header(
-      reinterpret_cast<QomHeader *>(allocate_record(QOM_HEADER, 0, length + sizeof(uint32_t))));
-  if (!header) return false;
-  uint8_t *payload = record_data(header.get());
-  if (!file.read(sizeof head, payload, length + sizeof(uint32_t))) return false;
-  uint32_t stored;
-  std::memcpy(&stored, payload + length, sizeof stored);
-  const uint32_t salt = Crc32c().add(head, sizeof head).add(payload, length).value();
-  if (salt != stored)
-    return QOM_REFUSE(false, "a recording whose header is damaged: its checksum is wrong");
-  payload[length] = 0;
-  if (!decode_header(header.get(), length) || !check_header(header.get())) {
-    errno = 0;
-    return false;
-  }
-  header->version = format_major;
-  reader->major = static_cast<uint8_t>(major);
-  reader->minor = static_cast<uint8_t>(std::min<uint16_t>(minor, 255));
-  reader->space = {salt, sizeof head + length + sizeof(uint32_t), header->timestamp};
-  reader->records.set_format(salt, {header->pixel_format, header->scanline_pad});
-  reader->header = std::move(header);
+bool read_head(QomReader *reader) {
+  FileHead head;
+  if (!read_file_head(reader->file, &reader->window, &head)) return false;
+  const ImageFormat format = {head.header->pixel_format, head.header->scanline_pad};
+  reader->space = {head.salt, head.length, head.header->timestamp};
+  reader->records.set_format(head.salt, format);
+  reader->head = std::move(head);
   return true;
 }
 
@@ -101,7 +63,7 @@ QomReader *qom_reader_open(const char *path) {
     set_error("out of memory");
     return nullptr;
   }
-  if (!reader->file.open(path) || !read_file_head(reader.get())) {
+  if (!reader->file.open(path) || !read_head(reader.get())) {
     const int saved = errno;
     reader.reset();
     errno = saved;
@@ -120,7 +82,7 @@ int qom_reader_close(QomReader *reader) {
 }
 
 const QomHeader *qom_info_header(QomReader *reader) {
-  return reader->header.get();
+  return reader->head.header.get();
 }
 
 QomIndexEntry *qom_reader_index(QomReader *reader) {
@@ -168,8 +130,14 @@ int qom_checkpoint_before(QomReader *reader, size_t index, size_t *first, size_t
 int qom_reader_info(QomReader *reader, QomReaderInfo *info) {
   if (!build_index(reader)) return -1;
   *info = reader->index.info;
-  info->major_version = reader->major;
-  info->minor_version = reader->minor;
+  info->major_version = reader->head.major_version;
+  info->minor_version = reader->head.minor_version;
+  if (reader->head.copied_from != 0) {
+    info->head_recovered = 1;
+    info->state = QOM_STATE_DAMAGED;
+    info->damaged_bytes += reader->head.length;
+    info->damaged_at = 0;
+  }
   return 0;
 }
 
@@ -178,7 +146,8 @@ const char *qom_reader_error(void) {
 }
 
 int qom_reader_scan(QomReader *reader, int (*visit)(void *, const QomScanEvent *), void *context) {
-  const ScanSource source = {&reader->file, &reader->window, &reader->records, &reader->space};
+  const ScanSource source = {&reader->file, &reader->window, &reader->records, &reader->space,
+                             reader->head.copied_from};
   return scan_frames(source, visit, context);
 }
 

@@ -98,12 +98,14 @@ struct Size {
 
 // Goes over a rectangle, row by row: `pixel(at, neighbours)` gives the values of the pixel there,
 // `known(at)` those of one that it was called for. `stride` bytes lie from a row to the next.
-template <typename Byte, typename Known, typename Pixel>
-void walk(Size size, Byte *pixels, size_t stride, Known known, Pixel pixel) {
+// `begin_row()` is called in front of each row but the first.
+template <typename Byte, typename Known, typename Pixel, typename BeginRow>
+void walk(Size size, Byte *pixels, size_t stride, Known known, Pixel pixel, BeginRow begin_row) {
   Values left = centre;
   for (uint32_t x = 0; x < size.width; ++x)
     left = pixel(pixels + size_t{4} * x, Neighbours{left, left, left});
   for (uint32_t y = 1; y < size.height; ++y) {
+    begin_row();
     const Byte *above = pixels;
     pixels += stride;
     left = known(above);
@@ -133,15 +135,17 @@ bool ResidualPacker::add(const uint8_t *pixels, size_t stride, uint32_t width, u
   const auto values_at = [](const uint8_t *at) {
     return from_bytes(to_values(load<uint32_t>(at)));
   };
-  walk(Size{width, height}, pixels, stride, values_at,
-       [&](const uint8_t *at, const Neighbours &neighbours) {
-         const Values values = values_at(at);
-         *residual++ = to_bytes(values - neighbours.predict());
-         const int spread = neighbours.spread();
-         *kind = static_cast<uint8_t>((spread >= least_spread[1]) + (spread >= least_spread[2]));
-         ++counts_[*kind++];
-         return values;
-       });
+  walk(
+      Size{width, height}, pixels, stride, values_at,
+      [&](const uint8_t *at, const Neighbours &neighbours) {
+        const Values values = values_at(at);
+        *residual++ = to_bytes(values - neighbours.predict());
+        const int spread = neighbours.spread();
+        *kind = static_cast<uint8_t>((spread >= least_spread[1]) + (spread >= least_spread[2]));
+        ++counts_[*kind++];
+        return values;
+      },
+      [] {});
   return true;
 }
 
@@ -167,7 +171,7 @@ bool ResidualPacker::write(uint8_t *to, Array<size_t> *seams) const {
   return seams->push(bytes());
 }
 
-bool ResidualReader::open(ByteReader &packed) {
+bool ResidualReader::open(ByteReader &packed, bool use_up) {
   size_t counts[residual_kinds];
   plane_bytes_ = 0;
   for (size_t &count : counts) plane_bytes_ += count = packed.get<uint32_t>();
@@ -177,7 +181,17 @@ bool ResidualReader::open(ByteReader &packed) {
     next_[kind] = begin;
     end_[kind] = begin + counts[kind];
   }
+  uses_up_ = use_up;
+  for (size_t kind = 0; use_up && kind < residual_kinds; ++kind)
+    for (size_t plane = 0; plane < residual_planes; ++plane)
+      used_up_[kind][plane].start(next_[kind] + plane * plane_bytes_);
   return true;
+}
+
+void ResidualReader::give_back() {
+  for (size_t kind = 0; kind < residual_kinds; ++kind)
+    for (size_t plane = 0; plane < residual_planes; ++plane)
+      used_up_[kind][plane].up_to(next_[kind] + plane * plane_bytes_);
 }
 
 // Which kind comes next is left to the processor to guess: choosing without a branch takes longer.
@@ -192,8 +206,14 @@ bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *pixels, si
     return Values{};
   };
   const auto known = [](const uint8_t *at) { return from_bytes(load<uint32_t>(at)); };
+  const auto put_back = [&] { next_[0] = calm, next_[1] = livelier, next_[2] = restless; };
+  const auto begin_row = [&] {
+    if (!uses_up_) return;
+    put_back();
+    give_back();
+  };
   const Size size = {width, height};
-  walk(size, pixels, stride, known, [&](uint8_t *at, const Neighbours &neighbours) {
+  const auto pixel = [&](uint8_t *at, const Neighbours &neighbours) {
     const int spread = neighbours.spread();
     Values residual;
     if (spread < least_spread[1])
@@ -205,9 +225,11 @@ bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *pixels, si
     const Values values = (neighbours.predict() + residual) & low_byte;
     store(at, to_bytes(values));
     return values;
-  });
+  };
+  walk(size, pixels, stride, known, pixel, begin_row);
   values_to_pixels(size, pixels, stride);
-  next_[0] = calm, next_[1] = livelier, next_[2] = restless;
+  put_back();
+  begin_row();
   return whole;
 }
 

@@ -9,6 +9,7 @@
 
 #include "array.h"
 #include "bytes.h"
+#include "used_up.h"
 
 namespace qom {
 
@@ -38,9 +39,9 @@ class ResidualPacker {
 // Restores rectangles in the order in which they were added.
 class ResidualReader {
  public:
-  // Takes what ResidualPacker::write() has written, which must outlive the reader. False when it is
-  // not all there.
-  bool open(ByteReader &packed);
+  // Takes what ResidualPacker::write() has written, which must outlive the reader. With `use_up`
+  // its memory is given back as it is read. False when it is not all there.
+  bool open(ByteReader &packed, bool use_up);
 
   // Restores the pixels of the next rectangle, which has at least one, `stride` bytes from a row to
   // the next. False, with other pixels in their place, when there are not enough residuals.
@@ -50,7 +51,11 @@ class ResidualReader {
   bool finished() const { return std::equal(next_, next_ + residual_kinds, end_); }
 
  private:
+  void give_back();
+
   size_t plane_bytes_ = 0;
+  bool uses_up_ = false;
+  UsedUp used_up_[residual_kinds][residual_planes];
   const uint8_t *next_[residual_kinds];  // in the first plane
   const uint8_t *end_[residual_kinds];
 };

@@ -27,26 +27,15 @@ FrameWalker::Found FrameWalker::gap_until(uint64_t position, Found kind) {
 }
 
 FrameWalker::Found FrameWalker::resynchronise() {
-  uint64_t at = position_ + 1;
-  while (limit_ - at >= frame_head_bytes) {
+  bool failed;
+  for (uint64_t at = position_ + 1; find_sync(window_, frame_head_bytes, &at, limit_, &failed);
+       ++at) {
     const uint8_t *bytes = window_->at(at, frame_head_bytes);
-    if (!bytes) return Found::failed;
-    const size_t length =
-        static_cast<size_t>(std::min<uint64_t>(window_->available(at), limit_ - at));
-    auto sync = static_cast<const uint8_t *>(memmem(bytes, length, sync_word, sizeof sync_word));
-    if (!sync) {
-      at += length - (sizeof sync_word - 1);
-      continue;
-    }
-    at += static_cast<uint64_t>(sync - bytes);
-    if (limit_ - at < frame_head_bytes) break;
-    bytes = window_->at(at, frame_head_bytes);
     if (!bytes) return Found::failed;
     FrameHead head;
     if (decode_frame_head(bytes, salt_, &head)) return gap_until(at, Found::damage);
-    ++at;
   }
-  return classify_tail();
+  return failed ? Found::failed : classify_tail();
 }
 
 // The bytes up to the limit hold no good head. A writer that was cut off leaves the start of a
@@ -68,6 +57,23 @@ FrameWalker::Found FrameWalker::classify_tail() {
     at += length;
   }
   return gap_until(limit_, Found::torn);
+}
+
+bool find_sync(Window *window, size_t room, uint64_t *at, uint64_t limit, bool *failed) {
+  *failed = false;
+  while (*at < limit && limit - *at >= room) {
+    const uint8_t *bytes = window->at(*at, room);
+    if (!bytes) {
+      *failed = true;
+      return false;
+    }
+    const size_t length =
+        static_cast<size_t>(std::min<uint64_t>(window->available(*at), limit - *at));
+    auto sync = static_cast<const uint8_t *>(memmem(bytes, length, sync_word, sizeof sync_word));
+    *at += sync ? static_cast<size_t>(sync - bytes) : length - (sizeof sync_word - 1);
+    if (sync) return limit - *at >= room;
+  }
+  return false;
 }
 
 bool find_last_head(Window *window, uint32_t salt, uint8_t type, uint64_t from, uint64_t limit,

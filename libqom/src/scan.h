@@ -50,6 +50,11 @@ class FrameWalker {
   uint64_t gap_ = 0;
 };
 
+// Moves *at to the next sync word in [*at, limit) that has `room` bytes, 1 to Window::capacity, in
+// front of the limit, counted from the sync word on. False when there is none (*at is then behind
+// the last place where one could be), or when the file could not be read (*failed is set).
+bool find_sync(Window *window, size_t room, uint64_t *at, uint64_t limit, bool *failed);
+
 // Position of the last sync word with a good head of the type in [from, limit); false when
 // there is none (*found is 0 then) or the file could not be read (*failed is set).
 bool find_last_head(Window *window, uint32_t salt, uint8_t type, uint64_t from, uint64_t limit,

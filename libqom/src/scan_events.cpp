@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "error.h"
@@ -20,6 +21,7 @@ class Scan {
   int run();
 
  private:
+  int visit_broken_head();
   int visit_frame(const Frame &frame);
   int visit_record(const Frame &frame);
   int visit_structure(const Frame &frame);
@@ -36,6 +38,7 @@ class Scan {
 
 int Scan::run() {
   time_ = source_.space->start_time;
+  if (const int stop = visit_broken_head(); stop != 0) return stop;
   FrameWalker walker(source_.window, source_.space->salt, source_.space->first_frame,
                      source_.file->size());
   for (;;) {
@@ -59,6 +62,14 @@ int Scan::run() {
     }
     if (stop != 0) return stop;
   }
+}
+
+int Scan::visit_broken_head() {
+  if (source_.head_copy == 0) return 0;
+  char reason[80];
+  std::snprintf(reason, sizeof reason, "the file head is broken; its copy at offset %llu stands in",
+                static_cast<unsigned long long>(source_.head_copy));
+  return visit_gap(QOM_SCAN_DAMAGE, 0, source_.space->first_frame, reason);
 }
 
 QomScanEvent Scan::event_of(QomScanKind kind, const Frame &frame) const {
@@ -135,6 +146,11 @@ int Scan::visit_structure(const Frame &frame) {
     case frame_index_part: {
       run_ = 0;
       const QomScanEvent event = event_of(QOM_SCAN_INDEX, frame);
+      return visit_(context_, &event);
+    }
+    case frame_head_copy: {
+      run_ = 0;
+      const QomScanEvent event = event_of(QOM_SCAN_HEAD, frame);
       return visit_(context_, &event);
     }
     case frame_end_mark: {

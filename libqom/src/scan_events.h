@@ -13,6 +13,7 @@ struct ScanSource {
   Window *window;
   RecordSource *records;
   const FrameSpace *space;
+  uint64_t head_copy;  // position of the frame that the file head was read from; 0 for none
 };
 
 using ScanVisitor = int (*)(void *context, const QomScanEvent *event);

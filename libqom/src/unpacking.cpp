@@ -3,7 +3,9 @@
 #include "bytes.h"
 #include "packed_form.h"
 #include "packing.h"
+#include "qom/qom.h"
 #include "residuals.h"
+#include "used_up.h"
 
 namespace qom {
 namespace {
@@ -25,11 +27,21 @@ struct Colours {
   }
 };
 
-bool unpack_few(ByteReader &packed, const Colours &colours, BlockHead block, Target to) {
+// The packed bytes of groups, and how far their memory has been given back.
+struct Source {
+  ByteReader bytes;
+  bool uses_up;
+  UsedUp groups;  // whole ones
+  UsedUp pixels;  // of the group that is being read; what is in front of them is still needed
+  ResidualReader residual_reader;
+};
+
+bool unpack_few(Source &packed, const Colours &colours, BlockHead block, Target to) {
   const size_t row_bytes = (size_t{block.width} + 1) / 2;
-  const uint8_t *from = packed.take(row_bytes * block.height);
+  const uint8_t *from = packed.bytes.take(row_bytes * block.height);
   if (!from) return false;
   for (unsigned y = 0; y < block.height; ++y, from += row_bytes, to.pixels += to.stride) {
+    packed.pixels.up_to(from);
     for (size_t i = 0; i < block.width / 2u; ++i)
       std::memcpy(to.pixels + 8 * i, &colours.two[from[i]], 8);
     if (block.width % 2)
@@ -38,40 +50,44 @@ bool unpack_few(ByteReader &packed, const Colours &colours, BlockHead block, Tar
   return true;
 }
 
-bool unpack_many(ByteReader &packed, const Colours &colours, BlockHead block, Target to) {
-  const uint8_t *from = packed.take(block.pixels());
+bool unpack_many(Source &packed, const Colours &colours, BlockHead block, Target to) {
+  const uint8_t *from = packed.bytes.take(block.pixels());
   if (!from) return false;
-  for (unsigned y = 0; y < block.height; ++y, from += block.width, to.pixels += to.stride)
+  for (unsigned y = 0; y < block.height; ++y, from += block.width, to.pixels += to.stride) {
+    packed.pixels.up_to(from);
     for (size_t x = 0; x < block.width; ++x)
       std::memcpy(to.pixels + 4 * x, &colours.one[from[x]], 4);
+  }
   return true;
 }
 
 // One group. `place(head)` says where the next block goes, with no pixels when it must not be.
 // Indices without a colour in the palette give zero pixels.
 template <typename Place>
-bool unpack_group(ByteReader &packed, ResidualReader *residual_reader, Place place) {
-  const auto method = packed.get<uint8_t>();
-  const size_t colour_count = size_t{packed.get<uint8_t>()} + 1;
-  const auto count = packed.get<uint16_t>();
-  const uint8_t *heads = packed.take(sizeof(BlockHead) * count);
+bool unpack_group(Source &packed, Place place) {
+  const auto method = packed.bytes.get<uint8_t>();
+  const size_t colour_count = size_t{packed.bytes.get<uint8_t>()} + 1;
+  const auto count = packed.bytes.get<uint16_t>();
+  const uint8_t *heads = packed.bytes.take(sizeof(BlockHead) * count);
   if (!heads || count == 0) return false;
   Colours colours;
   if (method != residuals) {
-    const uint8_t *stored = packed.take(4 * colour_count);
+    const uint8_t *stored = packed.bytes.take(4 * colour_count);
     if (!stored) return false;
     std::memcpy(colours.one, stored, 4 * colour_count);
   }
   if (method == few_colours) colours.pair();
+  if (packed.uses_up) packed.pixels.start(packed.bytes.next());
   for (size_t i = 0; i < count; ++i) {
     const auto block = load<BlockHead>(heads + sizeof(BlockHead) * i);
     const Target to = place(block);
     if (!to.pixels) return false;
-    const bool unpacked = method == few_colours    ? unpack_few(packed, colours, block, to)
-                          : method == many_colours ? unpack_many(packed, colours, block, to)
-                          : method == residuals ? residual_reader->unpack(block.width, block.height,
-                                                                          to.pixels, to.stride)
-                                                : false;
+    const bool unpacked =
+        method == few_colours    ? unpack_few(packed, colours, block, to)
+        : method == many_colours ? unpack_many(packed, colours, block, to)
+        : method == residuals
+            ? packed.residual_reader.unpack(block.width, block.height, to.pixels, to.stride)
+            : false;
     if (!unpacked) return false;
   }
   return true;
@@ -79,18 +95,22 @@ bool unpack_group(ByteReader &packed, ResidualReader *residual_reader, Place pla
 
 // All groups, whose blocks have to have used everything up.
 template <typename Place>
-bool unpack_groups(const uint8_t *packed, size_t packed_length, Place place) {
-  ByteReader reader(packed, packed_length);
-  ResidualReader residual_reader;
-  if (!residual_reader.open(reader)) return false;
-  while (reader.left() > 0)
-    if (!unpack_group(reader, &residual_reader, place)) return false;
-  return reader.ok() && residual_reader.finished();
+bool unpack_groups(const uint8_t *packed, size_t packed_length, size_t unpacked_length,
+                   Place place) {
+  const bool use_up = packed_length + unpacked_length > QOM_MAX_DATA;
+  Source source = {{packed, packed_length}, use_up, {}, {}, {}};
+  if (!source.residual_reader.open(source.bytes, use_up)) return false;
+  if (use_up) source.groups.start(source.bytes.next());
+  while (source.bytes.left() > 0) {
+    if (!unpack_group(source, place)) return false;
+    source.groups.up_to(source.bytes.next());
+  }
+  return source.bytes.ok() && source.residual_reader.finished();
 }
 
 }  // namespace
 
-bool unpack_blocks(const uint8_t *packed, size_t packed_length, uint8_t *blocks, size_t length) {
+bool unpack_blocks(uint8_t *packed, size_t packed_length, uint8_t *blocks, size_t length) {
   size_t offset = 0;
   const auto place = [&](BlockHead block) -> Target {
     const size_t left = length - offset;
@@ -101,10 +121,10 @@ bool unpack_blocks(const uint8_t *packed, size_t packed_length, uint8_t *blocks,
     offset += sizeof block + 4 * block.pixels();
     return {pixels, 4 * size_t{block.width}};
   };
-  return unpack_groups(packed, packed_length, place) && offset == length;
+  return unpack_groups(packed, packed_length, length, place) && offset == length;
 }
 
-bool unpack_image(const uint8_t *packed, size_t packed_length, uint8_t *pixels, unsigned width,
+bool unpack_image(uint8_t *packed, size_t packed_length, uint8_t *pixels, unsigned width,
                   unsigned height) {
   Tiles tiles(width, height);
   const size_t stride = 4 * size_t{width};
@@ -115,7 +135,7 @@ bool unpack_image(const uint8_t *packed, size_t packed_length, uint8_t *pixels, 
     return {pixels + static_cast<size_t>(tile.y) * stride + 4 * static_cast<size_t>(tile.x),
             stride};
   };
-  return unpack_groups(packed, packed_length, place) && tiles.finished();
+  return unpack_groups(packed, packed_length, stride * height, place) && tiles.finished();
 }
 
 }  // namespace qom

@@ -70,6 +70,9 @@ struct QomWriter {
   uint64_t indexed_position = 0;  // end of the last index block, or of the file head
   uint64_t last_block = 0;        // position of the last index block, 0 for none
 
+  Array<uint8_t> head;         // the file head, for its copies
+  uint64_t head_copy_end = 0;  // end of the last copy, bytes
+
   uint32_t written_types = 0;  // ever, one bit each
   struct {
     bool open = false;
@@ -172,13 +175,27 @@ int write_index_block(QomWriter *writer) {
   return 0;
 }
 
+int write_head_copy(QomWriter *writer) {
+  const struct iovec part = {writer->head.data(), writer->head.size()};
+  FrameHead head;
+  head.type = frame_head_copy;
+  if (write_frame(writer, head, &part, 1) != 0) return -1;
+  writer->head_copy_end = writer->position;
+  return 0;
+}
+
+int write_head_copy_if_due(QomWriter *writer) {
+  const uint64_t due = std::max(head_copy_bytes, head_copy_share * writer->head.size());
+  return writer->position - writer->head_copy_end < due ? 0 : write_head_copy(writer);
+}
+
 int write_index_block_if_due(QomWriter *writer) {
   const size_t waiting = writer->entries.size() - writer->indexed_entries;
   if (writer->checkpoint.open || waiting == 0) return 0;
   if (waiting < index_block_entries &&
       writer->position - writer->indexed_position < index_block_bytes)
     return 0;
-  return write_index_block(writer);
+  return write_head_copy_if_due(writer) != 0 ? -1 : write_index_block(writer);
 }
 
 // The full index in parts, each with the checkpoints that begin in it, and the end mark.
@@ -203,27 +220,30 @@ int write_full_index(QomWriter *writer) {
   return write_frame(writer, head, &part, 1);
 }
 
-int write_file_head(QomWriter *writer, const QomHeader *header) {
-  EncodedPayload payload;
-  if (!encode_header(header, format_major, &payload)) return invalid();
-  uint8_t head[file_head_bytes];
-  std::memcpy(head, magic, sizeof magic);
-  ByteWriter(head + sizeof magic)
+// Puts the bytes of the file head together. False when memory is short.
+bool make_file_head(QomWriter *writer, const EncodedPayload &header) {
+  const size_t checked = file_head_bytes + header.length;
+  if (!writer->head.resize(checked + sizeof writer->salt)) {
+    errno = ENOMEM;
+    set_error("out of memory for the header");
+    return false;
+  }
+  ByteWriter bytes(writer->head.data());
+  bytes.put_bytes(magic, sizeof magic)
       .put(uint16_t{format_major})
       .put(uint16_t{format_minor})
-      .put(payload.length);
-  Crc32c crc;
-  crc.add(head, sizeof head);
-  struct iovec parts[EncodedPayload::max_parts + 2];
-  int count = 0;
-  parts[count++] = {head, sizeof head};
-  for (int i = 0; i < payload.part_count; ++i) {
-    crc.add(payload.parts[i].iov_base, payload.parts[i].iov_len);
-    parts[count++] = payload.parts[i];
-  }
-  writer->salt = crc.value();
-  parts[count++] = {&writer->salt, sizeof writer->salt};
-  return write_parts(writer, parts, count);
+      .put(header.length);
+  for (int i = 0; i < header.part_count; ++i)
+    bytes.put_bytes(header.parts[i].iov_base, header.parts[i].iov_len);
+  writer->salt = crc32c(writer->head.data(), checked);
+  bytes.put(writer->salt);
+  return true;
+}
+
+// The head, and its first copy at once: one wrong byte must not cost a whole recording.
+int write_file_head(QomWriter *writer) {
+  struct iovec part = {writer->head.data(), writer->head.size()};
+  return write_parts(writer, &part, 1) != 0 ? -1 : write_head_copy(writer);
 }
 
 // Makes the new name itself survive a crash of the machine; file systems that cannot do that
@@ -299,14 +319,15 @@ QomWriter *qom_writer_create(const char *path, const QomHeader *header) {
     set_error("out of memory");
     return nullptr;
   }
-  writer->fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOCTTY, 0666);
+  if (!make_file_head(writer.get(), payload)) return nullptr;
+  writer->fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOCTTY, 0600);
   if (writer->fd < 0) {
     set_system_error("cannot create the file");
     return nullptr;
   }
   writer->format = {header->pixel_format, header->scanline_pad};
   writer->last_time = header->timestamp;
-  if (write_file_head(writer.get(), header) != 0 || sync(writer.get()) != 0) {
+  if (write_file_head(writer.get()) != 0 || sync(writer.get()) != 0) {
     const int saved = errno;
     close(writer->fd);
     unlink(path);
@@ -389,7 +410,7 @@ int qom_writer_close(QomWriter *writer) {
   int result = 0;
   if (writer->failed != 0)
     result = refuse_after_failure(writer);
-  else if (write_full_index(writer) != 0 || sync(writer) != 0)
+  else if (write_head_copy(writer) != 0 || write_full_index(writer) != 0 || sync(writer) != 0)
     result = -1;
   const int saved = errno;
   if (close(writer->fd) != 0 && result == 0) {

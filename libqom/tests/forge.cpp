@@ -116,6 +116,11 @@ void Recording::add_checkpoint(uint64_t position, uint64_t count) {
   add(frame_checkpoint, payload);
 }
 
+void Recording::add_head_copy() {
+  const auto end = static_cast<std::ptrdiff_t>(first_frame(bytes.data(), bytes.size()));
+  add(frame_head_copy, Bytes(bytes.begin(), bytes.begin() + end));
+}
+
 void Recording::finish() {
   const size_t position = bytes.size();
   if (!entries.empty()) add_index(frame_index_part, {}, entries);
@@ -123,8 +128,9 @@ void Recording::finish() {
 }
 
 void repair(uint8_t *bytes, size_t length, bool places) {
-  size_t at = first_frame(bytes, length);
-  if (at == 0) return;
+  const size_t frames = first_frame(bytes, length);
+  if (frames == 0) return;
+  size_t at = frames;
   const uint32_t salt = crc32c(bytes, at - salt_bytes);
   ByteWriter(bytes + at - salt_bytes).put(salt);
   while (length - at >= frame_head_bytes) {
@@ -141,6 +147,8 @@ void repair(uint8_t *bytes, size_t length, bool places) {
     const bool has_place =
         head.type >= frame_index_block && head.type <= frame_end_mark && head.stored_length >= 8;
     if (whole && places && has_place) ByteWriter(payload).put(uint64_t{at});
+    if (whole && places && head.type == frame_head_copy && head.stored_length == frames)
+      std::memcpy(payload, bytes, frames);
     if (whole) head.payload_crc = crc32c(payload, head.stored_length);
     encode_frame_head(head, salt, bytes + at);
     at += frame_head_bytes + (whole ? head.stored_length : 0);

@@ -61,6 +61,7 @@ class Recording {
                    const std::vector<qom::CheckpointSpan> &checkpoints = {});
   void add_end_mark(uint64_t index_position, uint64_t records, uint64_t checkpoints = 0);
   void add_checkpoint(uint64_t position, uint64_t count);
+  void add_head_copy();
 
   // The index part of all records so far, and the end mark.
   void finish();
@@ -72,7 +73,7 @@ class Recording {
 };
 
 // Makes the checksums of the file head and of every frame right again. With `places`, the
-// positions that index frames and end marks state of themselves as well.
+// positions that index frames and end marks state of themselves as well, and copies of the head.
 void repair(uint8_t *bytes, size_t length, bool places);
 inline void repair(Bytes *bytes) {
   repair(bytes->data(), bytes->size(), false);

@@ -136,7 +136,8 @@ class Walk {
   Recording run();
 
  private:
-  bool read_file_head();
+  bool read_head(size_t at);
+  bool find_head();
   bool read_frame(size_t at, Frame *frame) const;
   void add(const Frame &frame);
   bool decode(const Frame &frame, Record *record) const;
@@ -155,18 +156,32 @@ class Walk {
   Recording out_;
 };
 
-bool Walk::read_file_head() {
+// The head that begins there, the file's own one or a copy.
+bool Walk::read_head(size_t at) {
   const uint8_t magic[] = {0x89, 0x51, 0x4F, 0x4D, 0x0D, 0x0A, 0x1A, 0x0A};
-  if (file_.size() < 20 || std::memcmp(file_.data(), magic, 8) != 0) return false;
-  Fields in = {file_.data() + 8, 8};
+  const uint8_t *head = file_.data() + at;
+  const size_t left = file_.size() - at;
+  if (left < 20 || std::memcmp(head, magic, 8) != 0) return false;
+  Fields in = {head + 8, 8};
   const uint64_t major = in.number(2);
   in.number(2);
   const uint64_t length = in.number(4);
-  if (major != 1 || length > 4194304 || length > file_.size() - 20) return false;
-  std::memcpy(salt_, file_.data() + 16 + length, 4);
+  if (major != 1 || length > 4194304 || length > left - 20) return false;
+  std::memcpy(salt_, head + 16 + length, 4);
   first_frame_ = 20 + length;
-  return Fields{salt_, 4}.number(4) == crc32c(file_.data(), 16 + length) &&
-         read_header({file_.data() + 16, length}, &header_);
+  return Fields{salt_, 4}.number(4) == crc32c(head, 16 + length) &&
+         read_header({head + 16, length}, &header_);
+}
+
+bool Walk::find_head() {
+  if (read_head(0)) return true;
+  for (size_t at = 1; at + 52 < file_.size(); ++at) {
+    Frame frame = {};
+    if (file_[at] == 0xB3 && file_[at + 4] == 228 && read_head(at + 32) && read_frame(at, &frame) &&
+        frame.stored == first_frame_ && frame.payload_is_good)
+      return true;
+  }
+  return false;
 }
 
 bool Walk::read_frame(size_t at, Frame *frame) const {
@@ -192,7 +207,7 @@ bool Walk::read_frame(size_t at, Frame *frame) const {
 }
 
 Recording Walk::run() {
-  out_.opens = read_file_head();
+  out_.opens = find_head();
   out_.header = " at" + words(header_.start) + header_.fields;
   time_ = header_.start;
   for (size_t at = first_frame_; out_.opens && at < file_.size();) {

@@ -140,7 +140,8 @@ TEST_F(IndexTest, UnknownFramesArePassedOver) {
   recording.add(QOM_DEBUG);
   recording.add(17, {1, 2, 3});
   recording.add(223, Bytes(100000, 0xB3));
-  recording.add(228);
+  recording.add(230);
+  recording.add_head_copy();
   recording.add(QOM_DONE);
   put(recording.bytes);
   EXPECT_EQ(records(), (Texts{"QOM_DEBUG at 1000", "QOM_DONE at 1001"}));
@@ -148,7 +149,7 @@ TEST_F(IndexTest, UnknownFramesArePassedOver) {
   EXPECT_EQ(info().minor_version, 9);
   EXPECT_EQ(info().state, QOM_STATE_UNFINISHED);
   EXPECT_EQ(scan(), (std::vector<QomScanKind>{QOM_SCAN_RECORD, QOM_SCAN_UNKNOWN, QOM_SCAN_UNKNOWN,
-                                              QOM_SCAN_UNKNOWN, QOM_SCAN_RECORD}));
+                                              QOM_SCAN_UNKNOWN, QOM_SCAN_HEAD, QOM_SCAN_RECORD}));
 }
 
 // --- checkpoints -----------------------------------------------------------------------------
@@ -218,7 +219,8 @@ TEST_F(IndexTest, ACheckpointIsNeverCutByAnIndexBlock) {
   append_positions(writer, 10, 6000);
   close(writer);
   const auto kinds = scan();
-  EXPECT_EQ(std::find(kinds.begin(), kinds.end(), QOM_SCAN_INDEX) - kinds.begin(), 4095 + 10);
+  const auto found = std::find(kinds.begin(), kinds.end(), QOM_SCAN_INDEX) - kinds.begin();
+  EXPECT_EQ(found, 1 + 4095 + 10 + 1) << "copies of the head in front of all, and of the index";
 }
 
 TEST_F(IndexTest, HostileCheckpointMarksAreIgnored) {

@@ -41,7 +41,7 @@ struct Packing : testing::Test {
     EXPECT_LE(packed.bytes.size(), qom::most_packed(blocks.size()));
     return {packed.bytes.begin(), packed.bytes.end()};
   }
-  bool unpacks(const Bytes &packed, size_t length) const {
+  bool unpacks(Bytes packed, size_t length) const {
     const std::unique_ptr<uint8_t[]> exact(new uint8_t[length]);  // an overrun would be noticed
     return qom::unpack_blocks(packed.data(), packed.size(), exact.get(), length) &&
            (length != blocks.size() || std::memcmp(exact.get(), blocks.data(), length) == 0);
@@ -89,7 +89,7 @@ TEST_F(Packing, ImagesComeBackFromTheirTiles) {
     auto *to = reinterpret_cast<uint8_t *>(again.data());
     EXPECT_TRUE(qom::unpack_image(packed.bytes.data(), packed.bytes.size(), to, width, height));
     EXPECT_EQ(again, image) << width << "x" << height;
-    const Bytes other(packed.bytes.begin(), packed.bytes.end());
+    Bytes other(packed.bytes.begin(), packed.bytes.end());
     for (const int change : {-1, 1})  // of the tiles of another image none may be put anywhere
       EXPECT_FALSE(qom::unpack_image(other.data(), other.size(), to, width,
                                      height + static_cast<unsigned>(change)));

@@ -411,6 +411,34 @@ TEST_F(Threat, BlocksThatOverlapDoNotMultiply) {
   EXPECT_LT(bytes_read() - before, 20 * recording.bytes.size());
 }
 
+// A file that is no recording is refused by a look at its ends, whatever it lays out there.
+TEST_F(Threat, LookingForAHeadTakesLittle) {
+  const Recording other(forge::header_payload(RGB565));
+  Bytes lies(500, 'x');
+  qom::FrameHead head;
+  head.type = qom::frame_head_copy;
+  head.stored_length = 20 + qom::max_header_bytes;
+  Bytes lie(qom::frame_head_bytes);
+  qom::encode_frame_head(head, 1, lie.data());
+  lie.insert(lie.end(), other.bytes.begin(), other.bytes.begin() + 12);
+  forge::append(&lie, qom::max_header_bytes);
+  for (int i = 0; i < 100000; ++i) forge::append(&lies, lie);
+  lies.resize(lies.size() + (size_t{6} << 20));
+  for (const bool lying : {false, true}) {
+    put(lying ? lies : Bytes(500, 'x'));
+    truncate(size_t{1} << 30);
+    const size_t before = bytes_read();
+    EXPECT_EQ(refusal(), "not a recording: it does not begin like one");
+    EXPECT_LT(bytes_read() - before, size_t{lying ? 100u : 17u} << 20);
+  }
+  // A copy that holds another recording's head proves nothing.
+  Recording recording;
+  recording.add(qom::frame_head_copy, other.bytes);
+  recording.bytes[0] ^= 1;
+  put(recording.bytes);
+  EXPECT_EQ(refusal(), "not a recording: it does not begin like one");
+}
+
 // Heads of blocks without blocks behind them: the search for a chain must give up.
 TEST_F(Threat, HeadsThatLeadNowhereDoNotTakeForever) {
   Recording recording;

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "arguments.h"
 #include "clock.h"
 #include "commands.h"
 #include "progress.h"
@@ -47,7 +48,7 @@ int dump_lines(const Recording &recording, const Options &options, Range range,
     } else {
       std::printf("%s, not readable: %s\n",
                   qom_record_type_to_string(static_cast<QomRecordType>(entry.type)),
-                  escaped(qom_reader_error()).c_str());
+                  printable(qom_reader_error()).c_str());
       tell_unreadable(progress, options, i);
       status = kFailed;
     }
@@ -120,7 +121,10 @@ int dump(const Options &options) {
 void add_dump_command(CLI::App &app, int &status) {
   auto options = std::make_shared<Options>();
   CLI::App *command = app.add_subcommand("dump", "Prints the records of a recording");
-  command->add_option("FILE", options->file, "the recording")->type_name("")->required();
+  command->add_option("FILE", options->file, "the recording")
+      ->check(check_recording_name)
+      ->type_name("")
+      ->required();
   command->add_option("--from", options->from, "the first record: an index or a time")
       ->check(check_bound)
       ->type_name("POINT");

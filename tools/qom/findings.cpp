@@ -32,7 +32,7 @@ void Findings::print_waiting(const std::string &when) {
   if (!waiting_.empty()) progress_.clear();
   for (const Problem &problem : waiting_) {
     std::printf("offset %" PRId64 ", %" PRIu64 " bytes, %s: %s\n", problem.offset, problem.length,
-                when.c_str(), escaped(problem.what).c_str());
+                when.c_str(), printable(problem.what).c_str());
   }
   printed_ += waiting_.size();
   waiting_.clear();

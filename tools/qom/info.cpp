@@ -4,6 +4,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "arguments.h"
 #include "clock.h"
 #include "commands.h"
 #include "recording.h"
@@ -77,6 +78,7 @@ void print_state(const QomReaderInfo &info) {
   if (info.state == QOM_STATE_UNFINISHED) {
     line("", "no end mark: it is still being written, or its writer was cut off");
   }
+  if (info.head_recovered) line("", "the file head is broken; a copy of it stands in");
   if (info.torn_bytes) {
     line("", number(info.torn_bytes) + " bytes of an incomplete record at the end");
   }
@@ -129,7 +131,7 @@ void print_types(const Summary &summary) {
 
 void print_table(const std::string &path, const Recording &recording, const Summary &summary) {
   const QomReaderInfo &info = recording.info;
-  line("recording", escaped(path));
+  line("recording", quoted_name(path));
   line("file", bytes_text(info.file_size) + " (" + number(info.file_size) + " bytes), format " +
                    number(info.major_version) + '.' + number(info.minor_version));
   print_state(info);
@@ -183,6 +185,7 @@ Json json_records(const Summary &summary) {
 
 Json json_state(const QomReaderInfo &info) {
   return {{"state", state_name(info.state)},
+          {"head_recovered", info.head_recovered != 0},
           {"file_bytes", info.file_size},
           {"torn_bytes", info.torn_bytes},
           {"damaged_bytes", info.damaged_bytes},
@@ -234,7 +237,10 @@ int info(const Options &options) {
 void add_info_command(CLI::App &app, int &status) {
   auto options = std::make_shared<Options>();
   CLI::App *command = app.add_subcommand("info", "Tells what a recording holds");
-  command->add_option("FILE", options->file, "the recording")->type_name("")->required();
+  command->add_option("FILE", options->file, "the recording")
+      ->check(check_recording_name)
+      ->type_name("")
+      ->required();
   command->add_flag("--json", options->json, "print JSON for programs");
   command->callback([options, &status] { status = info(*options); });
 }

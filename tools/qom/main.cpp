@@ -4,10 +4,13 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <memory>
 
+#include "arguments.h"
 #include "commands.h"
 #include "qom/qom.h"
 #include "recording.h"
+#include "text/quote.h"
 
 namespace {
 
@@ -18,11 +21,16 @@ std::string version_text() {
          '.' + std::to_string(QOM_VERSION_PATCH);
 }
 
-// `first` is the first argument, null when there is none.
+// What nothing was expected to take is told before anything that is missing. `first` is the first
+// argument, null when there is none.
 std::string what_is_wrong(const CLI::App &app, const CLI::ParseError &error, const char *first) {
   if (app.get_subcommands().empty() && first && first[0] != '-')
-    return "there is no subcommand '" + std::string(first) + "'";
-  return error.what();
+    return "there is no subcommand " + qomtool::quoted(first);
+  const std::vector<std::string> unexpected = app.remaining(true);
+  if (unexpected.empty()) return error.what();
+  const std::string &argument = unexpected.front();
+  return (argument[0] == '-' ? "there is no option " : "too many arguments: ") +
+         qomtool::quoted(argument);
 }
 
 // The line of usage of the subcommand that was being parsed, or of the program.
@@ -37,7 +45,7 @@ std::string usage(const CLI::App &app) {
 
 int refuse(const CLI::App &app, const CLI::ParseError &error, const char *first) {
   if (error.get_exit_code() == 0) return app.exit(error);  // --help and --version
-  std::fprintf(stderr, "qom: %s\n%s", what_is_wrong(app, error, first).c_str(),
+  std::fprintf(stderr, "qom: %s\n%s", printable(what_is_wrong(app, error, first)).c_str(),
                first ? usage(app).c_str() : app.help().c_str());
   return kUsage;
 }
@@ -45,6 +53,7 @@ int refuse(const CLI::App &app, const CLI::ParseError &error, const char *first)
 int run(int argc, char **argv) {
   CLI::App app("Records, inspects, checks, repairs and makes recordings of desktop sessions",
                "qom");
+  app.formatter(std::make_shared<HelpFormatter>());
   app.set_version_flag("--version", version_text());
   app.require_subcommand(1);
   app.footer(
@@ -64,7 +73,7 @@ int run(int argc, char **argv) {
   }
   // What was printed may still wait in the buffer, and a full disk shows only when it leaves it.
   if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-    complain("standard output", std::strerror(errno));
+    complain(std::string("standard output: ") + std::strerror(errno));
     return status == kGood ? kFailed : status;
   }
   return status;
@@ -80,7 +89,7 @@ int main(int argc, char **argv) {
   } catch (const std::bad_alloc &) {
     std::fputs("qom: memory is short\n", stderr);
   } catch (const std::exception &error) {
-    std::fprintf(stderr, "qom: %s\n", error.what());
+    complain(error.what());
   }
   return kFailed;
 }

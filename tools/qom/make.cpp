@@ -7,7 +7,9 @@
 #include <cstring>
 #include <memory>
 
+#include "arguments.h"
 #include "commands.h"
+#include "file_mode.h"
 #include "progress.h"
 #include "qom/writer.h"
 #include "recording.h"
@@ -103,6 +105,7 @@ bool write_records(TextParser &parser, QomWriter *writer, Progress &progress) {
 int make_from(std::FILE *text, const std::string &out) {
   TextParser parser(text);
   Progress progress("making", size_of(text));
+  create_no_wider_than(text);
   Output output(out, parser.header());
   if (!output.writer()) {
     if (errno == EINVAL) throw TextError(parser.header_line(), qom_reader_error());
@@ -118,15 +121,16 @@ int make_from(std::FILE *text, const std::string &out) {
 int make(const Options &options) {
   const FilePtr text = open_text(options.text);
   if (!text) return kUnreadable;
-  const std::string name = options.text == "-" ? "standard input" : options.text;
+  const std::string name = options.text == "-" ? "standard input" : quoted_name(options.text);
   try {
     return make_from(text.get(), options.out);
   } catch (const TextError &error) {
     if (error.line() == 0) {
-      complain(name, error.what());
+      complain(name + ": " + error.what());
       return kUnreadable;
     }
-    std::fprintf(stderr, "%s:%lu: %s\n", escaped(name).c_str(), error.line(), error.what());
+    std::fprintf(stderr, "%s:%lu: %s\n", name.c_str(), error.line(),
+                 printable(error.what()).c_str());
     return kFailed;
   }
 }
@@ -140,6 +144,7 @@ void add_make_command(CLI::App &app, int &status) {
       ->type_name("")
       ->required();
   command->add_option("OUT", options->out, "the recording, which must not exist yet")
+      ->check(check_recording_name)
       ->type_name("")
       ->required();
   command->callback([options, &status] { status = make(*options); });

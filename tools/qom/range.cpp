@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "clock.h"
+#include "text/quote.h"
 
 namespace qomtool {
 namespace {
@@ -54,8 +55,8 @@ std::optional<Bound> parse_bound(const std::string &text) {
 
 std::string check_bound(const std::string &text) {
   if (parse_bound(text)) return "";
-  return '"' + text +
-         "\" is none of: a record's index (123 or #123), a time since the start (12.5s, 2:03 or "
+  return qomtool::quoted(text) +
+         " is none of: a record's index (123 or #123), a time since the start (12.5s, 2:03 or "
          "1:02:03.5), a local time (\"YYYY-MM-DD HH:MM:SS.mmm\")";
 }
 

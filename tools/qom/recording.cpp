@@ -19,8 +19,12 @@ std::string fault_of_blocks(const QomImageBlocks &blocks, const QomHeader *heade
 
 }  // namespace
 
-void complain(const std::string &name, const std::string &what) {
-  std::fprintf(stderr, "qom: %s: %s\n", escaped(name).c_str(), escaped(what).c_str());
+void complain(const std::string &file, const std::string &what) {
+  complain(quoted_name(file) + ": " + what);
+}
+
+void complain(const std::string &what) {
+  std::fprintf(stderr, "qom: %s\n", printable(what).c_str());
 }
 
 Recording open_recording(const std::string &path) {

@@ -8,8 +8,12 @@
 
 namespace qomtool {
 
-// Writes "qom: NAME: what" to standard error; control characters in both are escaped.
-void complain(const std::string &name, const std::string &what);
+// Writes "qom: FILE: what" to standard error: the file by its quoted name, and nothing that could
+// steer a terminal.
+void complain(const std::string &file, const std::string &what);
+
+// The same for what is not a file: "qom: what".
+void complain(const std::string &what);
 
 // An open recording with its index.
 struct Recording {

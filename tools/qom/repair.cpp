@@ -6,7 +6,9 @@
 #include <memory>
 #include <vector>
 
+#include "arguments.h"
 #include "commands.h"
+#include "file_mode.h"
 #include "progress.h"
 #include "qom/writer.h"
 #include "recording.h"
@@ -35,6 +37,7 @@ struct Survey {
   uint64_t malformed = 0;  // frames whose bytes are right and whose contents are not allowed
   uint64_t unknown = 0;
   uint64_t torn_bytes = 0;
+  bool head_broken = false;
   uint64_t damages = 0;
   uint64_t damaged_bytes = 0;
   int64_t damaged_at = -1;
@@ -86,6 +89,7 @@ int Surveyor::visit(const QomScanEvent &event) {
       survey.torn_bytes += event.length;
       break;
     case QOM_SCAN_INDEX:
+    case QOM_SCAN_HEAD:
     case QOM_SCAN_END:
       break;
   }
@@ -94,6 +98,10 @@ int Surveyor::visit(const QomScanEvent &event) {
 }
 
 void Surveyor::visit_damage(const QomScanEvent &event) {
+  if (event.position == 0) {
+    survey.head_broken = true;
+    return;
+  }
   if (survey.damages++ == 0) survey.damaged_at = event.position;
   survey.damaged_bytes += event.length;
   const auto before = [](const QomIndexEntry &entry, int64_t position) {
@@ -206,6 +214,8 @@ void print_losses(const Survey &survey, const Copy &copy) {
   const uint64_t checkpoints =
       survey.broken_checkpoints + survey.checkpoints.size() - copy.checkpoints();
   const uint64_t undecodable = survey.faulty.size();
+  if (survey.head_broken)
+    std::puts("the file head was broken; a copy of it stood in, and no record is lost by that");
   if (survey.damages + survey.malformed + undecodable + copy.refused() + survey.unknown +
           survey.torn_bytes + checkpoints ==
       0) {
@@ -236,6 +246,7 @@ int stop_short(const Options &options, const Copy &copy, const std::string &why)
 
 int repair_with(const Recording &recording, const Survey &survey, const Options &options,
                 Progress &progress) {
+  create_no_wider_than(options.in);
   QomWriter *writer = qom_writer_create(options.out.c_str(), recording.header);
   if (!writer) {
     progress.clear();
@@ -249,8 +260,8 @@ int repair_with(const Recording &recording, const Survey &survey, const Options 
   progress.clear();
   if (stopped) return stop_short(options, copy, why);
   if (!closed) return stop_short(options, copy, qom_reader_error());
-  std::printf("%s: %" PRIu64 " records, %" PRIu64 " checkpoints\n", escaped(options.out).c_str(),
-              copy.written(), copy.checkpoints());
+  std::printf("%s: %" PRIu64 " records, %" PRIu64 " checkpoints\n",
+              quoted_name(options.out).c_str(), copy.written(), copy.checkpoints());
   print_losses(survey, copy);
   return kGood;
 }
@@ -275,9 +286,11 @@ void add_repair_command(CLI::App &app, int &status) {
   CLI::App *command =
       app.add_subcommand("repair", "Writes what is readable of a recording into a new one");
   command->add_option("IN", options->in, "the recording, which is only read")
+      ->check(check_recording_name)
       ->type_name("")
       ->required();
   command->add_option("OUT", options->out, "the new recording, which must not exist yet")
+      ->check(check_recording_name)
       ->type_name("")
       ->required();
   command->callback([options, &status] { status = repair(*options); });

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "arguments.h"
 #include "commands.h"
 #include "findings.h"
 #include "progress.h"
@@ -90,6 +91,7 @@ int Verification::visit(const QomScanEvent &event) {
       end_mark_ = end_mark_ || indexed(event);
       break;
     case QOM_SCAN_INDEX:
+    case QOM_SCAN_HEAD:
       break;
   }
   progress_.update(static_cast<uint64_t>(event.position) + event.length);
@@ -195,10 +197,10 @@ void Verification::conclude(const std::string &name) {
   const char *state = recording_.info.state == QOM_STATE_FINISHED ? "finished" : "unfinished";
   if (good()) {
     std::printf("%s: good, %s, %" PRIu64 " records, %" PRIu64 " checkpoints\n",
-                escaped(name).c_str(), state, records_, checkpoints_);
+                quoted_name(name).c_str(), state, records_, checkpoints_);
   } else {
     std::printf("%s: damaged, %" PRIu64 " problems, %" PRIu64 " records are readable\n",
-                escaped(name).c_str(), findings_.count(), records_);
+                quoted_name(name).c_str(), findings_.count(), records_);
   }
 }
 
@@ -221,8 +223,12 @@ void add_verify_command(CLI::App &app, int &status) {
   auto options = std::make_shared<Options>();
   CLI::App *command =
       app.add_subcommand("verify", "Reads and decodes everything and tells what is damaged");
-  command->add_option("FILE", options->file, "the recording")->type_name("")->required();
+  command->add_option("FILE", options->file, "the recording")
+      ->check(check_recording_name)
+      ->type_name("")
+      ->required();
   command->add_option("--limit", options->limit, "list at most this many problems")
+      ->check(check_count)
       ->capture_default_str()
       ->type_name("NUMBER");
   command->callback([options, &status] { status = verify(*options); });

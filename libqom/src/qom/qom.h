@@ -247,7 +247,8 @@ typedef struct QomIndexEntry {
 typedef struct QomReader QomReader;
 
 /*
- * Opens the recording at `path` and reads its header; the index is built when it
+ * Opens the recording at `path` and reads its header, from a copy of the file head
+ * where the head itself is broken (QomReaderInfo tells); the index is built when it
  * is first asked for. Returns null on failure: errno is set when the file could
  * not be opened or read, and is 0 when it is not a recording. Only regular files
  * are opened. The caller releases the reader with qom_reader_close().
@@ -355,6 +356,7 @@ typedef struct QomReaderInfo {
   QomReaderState state;
   uint8_t major_version; /* of the file format */
   uint8_t minor_version;
+  uint8_t head_recovered;   /* 1: the file head is broken and was read from one of its copies */
   uint64_t file_size;       /* bytes, when the index was built */
   uint64_t record_bytes;    /* bytes of all indexed records with their frames */
   uint64_t torn_bytes;      /* bytes of an incomplete record at the end; not damage */
@@ -381,7 +383,8 @@ typedef enum QomScanKind {
   QOM_SCAN_CHECKPOINT = 3, /* a sound checkpoint mark */
   QOM_SCAN_INDEX = 4,      /* a sound index block */
   QOM_SCAN_END = 5,        /* a sound end mark */
-  QOM_SCAN_TORN = 6        /* an incomplete frame at the end of the file */
+  QOM_SCAN_TORN = 6,       /* an incomplete frame at the end of the file */
+  QOM_SCAN_HEAD = 7        /* a sound copy of the file head */
 } QomScanKind;
 
 typedef struct QomScanEvent {
@@ -398,7 +401,8 @@ typedef struct QomScanEvent {
 
 /*
  * Reads the whole file from the first frame on, without the index, and calls
- * `visit` for everything it finds, in file order. After damage it goes on at the
+ * `visit` for everything it finds, in file order; a broken file head is damage at
+ * position 0. After damage it goes on at the
  * next sound frame. Stops when `visit` returns non-zero and returns that value;
  * otherwise 0, or -1 when the file cannot be read or memory is short.
  */

@@ -22,7 +22,9 @@ extern "C" {
 typedef struct QomWriter QomWriter;
 
 /*
- * Creates the file `path`, which must not exist, and writes the header; `header`
+ * Creates the file `path`, which must not exist, and writes the header. Nobody but
+ * its owner may read or write the file (mode 0600, less what the umask takes away):
+ * it holds what was on a screen. `header`
  * stays the caller's and its `type` and `version` are not read. Returns null with
  * errno on failure and leaves no file behind; EINVAL for a header that no reader
  * would accept, EEXIST when the file exists.

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "error.h"
+#include "text/quote.h"
 
 namespace qom::record {
 namespace {
@@ -50,7 +51,7 @@ Journal::Journal(const std::string &path, const JournalHeader &header)
 Journal::~Journal() = default;
 
 void Journal::fail() const {
-  throw RecordError(path_ + ": " + qom_reader_error());
+  throw RecordError(qomtool::quoted_name(path_) + ": " + qom_reader_error());
 }
 
 template <class Record>

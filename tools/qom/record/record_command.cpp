@@ -1,19 +1,23 @@
 // The command line of `qom record`.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
 
+#include "arguments.h"
 #include "commands.h"
 #include "error.h"
 #include "recorder.h"
+#include "recording.h"
+#include "text/quote.h"
 
 namespace {
 
 using namespace qom::record;
+using qomtool::quoted_name;
 
 struct ReaderCloser {
   void operator()(QomReader *reader) const { qom_reader_close(reader); }
@@ -42,14 +46,14 @@ void print_summary(const std::string &path) {
   const std::unique_ptr<QomReader, ReaderCloser> reader(qom_reader_open(path.c_str()));
   QomReaderInfo info{};
   if (!reader || qom_reader_info(reader.get(), &info) != 0) {
-    throw RecordError("cannot read " + path + " back: " + qom_reader_error());
+    throw RecordError("cannot read " + quoted_name(path) + " back: " + qom_reader_error());
   }
   const size_t count = qom_reader_index_length(reader.get());
   const QomIndexEntry *index = qom_reader_index(reader.get());
   const uint64_t began = qom_info_header(reader.get())->timestamp;
   const double seconds = count ? static_cast<double>(index[count - 1].timestamp - began) / 1e6 : 0;
-  std::fprintf(stderr, "%s: %.1f s, %zu records, %ju bytes\n", path.c_str(), seconds, count,
-               static_cast<uintmax_t>(info.file_size));
+  std::fprintf(stderr, "%s: %.1f s, %zu records, %ju bytes\n", quoted_name(path).c_str(), seconds,
+               count, static_cast<uintmax_t>(info.file_size));
   const uint64_t changes = info.record_bytes - info.checkpoint_bytes;
   std::fprintf(stderr, "%zu checkpoints: %ju bytes (%.1f%%), changes: %ju bytes (%.1f%%)\n",
                info.checkpoint_count, static_cast<uintmax_t>(info.checkpoint_bytes),
@@ -57,14 +61,43 @@ void print_summary(const std::string &path) {
                percent(changes, info.record_bytes));
 }
 
+// Whether Ctrl-C reaches this process: it is in the foreground of a terminal.
+bool ctrl_c_reaches() {
+  const int terminal = open("/dev/tty", O_RDONLY | O_NOCTTY | O_CLOEXEC);
+  if (terminal < 0) return false;
+  const bool foreground = tcgetpgrp(terminal) == getpgrp();
+  close(terminal);
+  return foreground;
+}
+
+std::string until_text(const Options &options) {
+  const std::string until = ctrl_c_reaches() ? "until Ctrl-C" : "";
+  if (options.duration) {
+    char time[48];
+    std::snprintf(time, sizeof time, "for %.9g s", *options.duration);
+    return until.empty() ? time : std::string(time) + " or " + until;
+  }
+  return until.empty() ? "until \"kill " + std::to_string(getpid()) + '"' : until;
+}
+
 void print_start(const Options &options, const Recorder &recorder) {
   const Picture &picture = recorder.screen().picture();
-  std::fprintf(stderr, "recording %dx%d in %s into %s, until Ctrl-C\n", picture.width(),
-               picture.height(), pixel_format_string(recorder.screen().recorded_format()),
-               options.output.c_str());
+  std::fprintf(stderr, "recording %dx%d in %s into %s, %s\n", picture.width(), picture.height(),
+               pixel_format_string(recorder.screen().recorded_format()),
+               quoted_name(options.output).c_str(), until_text(options).c_str());
+}
+
+void print_saved(const std::string &path) {
+  std::fputs("what was recorded before is kept:\n", stderr);
+  try {
+    print_summary(path);
+  } catch (const RecordError &error) {
+    qomtool::complain(error.what());
+  }
 }
 
 int record(const Options &options) {
+  const bool existed = std::filesystem::exists(std::filesystem::symlink_status(options.output));
   try {
     Recorder recorder(options);
     if (!options.quiet) print_start(options, recorder);
@@ -75,9 +108,10 @@ int record(const Options &options) {
     }
     return qomtool::kGood;
   } catch (const std::exception &error) {
-    std::fprintf(stderr, "qom: %s\n", error.what());
-    return qomtool::kFailed;
+    qomtool::complain(error.what());
   }
+  if (!existed && std::filesystem::exists(options.output)) print_saved(options.output);
+  return qomtool::kFailed;
 }
 
 void add_text_options(CLI::App &command, Texts &texts) {
@@ -106,7 +140,7 @@ std::string known_formats() {
 
 std::string parse_format(const std::string &name, Options &options) {
   options.pixel_format = recording_format(name);
-  return options.pixel_format ? "" : "\"" + name + "\" is none of " + known_formats();
+  return options.pixel_format ? "" : qomtool::quoted(name) + " is none of " + known_formats();
 }
 
 // The window's identifier as programs like xwininfo print it, decimal or with 0x before it.
@@ -114,19 +148,19 @@ std::string parse_window(const std::string &text, Options &options) {
   char *end = nullptr;
   const unsigned long long id = std::strtoull(text.c_str(), &end, 0);
   const bool number = !text.empty() && text[0] != '-' && *end == '\0';
-  if (!number || id == 0 || id > UINT32_MAX) return "\"" + text + "\" is not a window's identifier";
+  if (!number || id == 0 || id > UINT32_MAX)
+    return qomtool::quoted(text) + " is not a window's identifier";
   options.window = static_cast<uint32_t>(id);
   return "";
 }
 
-// A number between two others; "nan" and "inf" are none.
+// A number between two others.
 CLI::Validator number_within(double least, double most, const std::string &wanted) {
   return CLI::Validator(
       [=](const std::string &text) {
-        double number = 0;
-        const bool sound = CLI::detail::lexical_cast(text, number) && std::isfinite(number) &&
-                           number >= least && number <= most;
-        return sound ? std::string() : text + " is not " + wanted;
+        const std::optional<double> number = qomtool::decimal(text);
+        const bool sound = number && *number >= least && *number <= most;
+        return sound ? std::string() : qomtool::quoted(text) + " is not " + wanted;
       },
       "");
 }
@@ -135,12 +169,15 @@ CLI::Validator number_within(double least, double most, const std::string &wante
 
 void add_record_command(CLI::App &app, int &status) {
   const auto options = std::make_shared<Options>();
-  CLI::App *command = app.add_subcommand("record", "Record an X display");
+  CLI::App *command = app.add_subcommand("record", "Records an X display");
   command->footer(
       "The recording ends with Ctrl-C (or the signals INT, TERM and HUP), when its time is up, "
       "when the X server ends or when the recorded window is closed; it is finished properly each "
       "time.");
-  command->add_option("OUT", options->output, "file to create; it must not exist")->required();
+  command->add_option("OUT", options->output, "the recording, which must not exist yet")
+      ->check(qomtool::check_recording_name)
+      ->type_name("")
+      ->required();
   command->add_option("--display", options->display, "X display (default: $DISPLAY)")
       ->type_name(":N");
   command->add_option("--fps", options->frames_per_second, "at most so many pictures a second")

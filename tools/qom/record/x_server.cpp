@@ -7,6 +7,7 @@
 #include <bit>
 #include <cstring>
 
+#include "connect_failure.h"
 #include "error.h"
 #include "pixel_layout.h"
 
@@ -19,14 +20,14 @@ std::string display_name(const std::string &display) {
   return from_environment ? from_environment : "";
 }
 
-const char *connection_error(int code) {
+std::string connection_error(int code, const std::string &display) {
   switch (code) {
     case XCB_CONN_CLOSED_PARSE_ERR:
       return "that is not the name of a display";
     case XCB_CONN_CLOSED_INVALID_SCREEN:
       return "the display has no such screen";
     default:
-      return "no X server answers there, or it does not let this user in";
+      return connect_failure(display);
   }
 }
 
@@ -55,7 +56,7 @@ XServer::XServer(const std::string &display) {
   connection_ = xcb_connect(name.c_str(), &screen_number);
   if (const int code = xcb_connection_has_error(connection_)) {
     xcb_disconnect(connection_);
-    throw RecordError("cannot open display \"" + name + "\": " + connection_error(code));
+    throw RecordError("cannot open display \"" + name + "\": " + connection_error(code, name));
   }
   setup_ = xcb_get_setup(connection_);
   screen_ = screen_of_number(setup_, screen_number);

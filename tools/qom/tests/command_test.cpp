@@ -1,8 +1,10 @@
 // The subcommands on sound recordings, and wrong usage.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "program.h"
 
@@ -12,27 +14,65 @@ namespace {
 class Command : public ProgramTest {};
 
 TEST_F(Command, WrongUsageExitsWith2AndShowsTheUsage) {
-  const Texts wrong[] = {{"record", "--fps", "nan", file("out.qom")},
-                         {"record", "--duration", "nan", file("out.qom")},
-                         {},
-                         {"frobnicate"},
-                         {"info"},
-                         {"info", "a", "b"},
-                         {"dump", "--form", "1", "a"},
-                         {"repair", "a"},
-                         {"make", "a"},
-                         {"verify", "--limit", "many", "a"},
-                         {"dump", "a", "--from", "12.5"},
-                         {"dump", "a", "--to", "2024-02-30 00:00:00"}};
-  for (const auto &arguments : wrong) {
+  const std::pair<Texts, const char *> wrong[] = {
+      {{}, "subcommand"},
+      {{"record", "--fps", "nan", file("out.qom")}, "\"nan\" is not a rate"},
+      {{"record", "--fps", "0x10", file("out.qom")}, "\"0x10\" is not a rate"},
+      {{"record", "--duration", "inf", file("out.qom")}, "\"inf\" is not a number"},
+      {{"record", "-"}, "OUT: a recording is a file, never a pipe"},
+      {{"fro\033b"}, "no subcommand \"fro\\x1bb\"\n"},
+      {{"--frob", "info", "a"}, "no option \"--frob\"\n"},
+      {{"info"}, "FILE"},
+      {{"info", "-"}, "FILE: a recording is a file"},
+      {{"info", "a", "b"}, "too many arguments: \"b\"\n"},
+      {{"info", "--fr\033ob"}, "no option \"--fr\\x1bob\"\n"},
+      {{"dump", "--form", "1", "a"}, "\"--form\""},
+      {{"repair", "a"}, "OUT"},
+      {{"repair", "-", "a"}, "IN: a recording is a file"},
+      {{"make", "a"}, "OUT"},
+      {{"make", "-", "-"}, "OUT: a recording is a file"},
+      {{"verify", "--limit", "many", "a"}, "\"many\" is not a whole number"},
+      {{"verify", "--limit", "-1", "a"}, "\"-1\" is not a whole number"},
+      {{"dump", "a", "--from", "12.5"}, "\"12.5\" is none of"},
+      {{"dump", "a", "--to", "2024-02-30 00:00:00"}, "is none of"}};
+  for (const auto &[arguments, said] : wrong) {
     const Outcome outcome = qom(arguments);
     EXPECT_EQ(outcome.status, 2) << outcome.err;
     EXPECT_TRUE(contains(outcome.err, "Usage: qom")) << outcome.err;
+    EXPECT_TRUE(contains(outcome.err, said)) << outcome.err;
     EXPECT_EQ(outcome.out, "");
   }
-  EXPECT_EQ(qom({"--help"}).status, 0);
-  EXPECT_EQ(qom({"repair", "--help"}).status, 0);
   EXPECT_EQ(qom({"--version"}).out, "qom 0.1.0\n");
+  for (Texts help : {Texts{}, {"info"}, {"dump"}, {"verify"}, {"repair"}, {"make"}, {"record"}}) {
+    help.push_back("--help");
+    const Outcome outcome = qom(help);
+    EXPECT_EQ(outcome.status, 0);
+    std::istringstream lines(outcome.out);
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 100u) << line;
+  }
+}
+
+TEST_F(Command, NobodyMayReadMoreOfWhatIsMadeThanOfItsSource) {
+  const mode_t before = umask(0);
+  const auto mode_of = [this](const char *name) {
+    struct stat status = {};
+    EXPECT_EQ(stat(file(name).c_str(), &status), 0);
+    return status.st_mode & 0777;
+  };
+  write_file(file("text"), small_text());
+  make("recording", small_text());
+  EXPECT_EQ(mode_of("recording"), 0600u);
+  for (const auto &[source, made] : {std::pair<mode_t, mode_t>{0666, 0600}, {0440, 0400}}) {
+    chmod(file("text").c_str(), source);
+    chmod(file("recording").c_str(), source);
+    EXPECT_EQ(qom({"make", file("text"), file("made")}).status, 0);
+    EXPECT_EQ(qom({"repair", file("recording"), file("repaired")}).status, 0);
+    EXPECT_EQ(mode_of("made"), made);
+    EXPECT_EQ(mode_of("repaired"), made);
+    unlink(file("made").c_str());
+    unlink(file("repaired").c_str());
+  }
+  umask(before);
 }
 
 TEST_F(Command, DumpChoosesByIndexElapsedAndClock) {
@@ -104,7 +144,21 @@ TEST_F(Command, TextsOfARecordingNeverReachTheTerminalRaw) {
     EXPECT_TRUE(contains(out, "evil"));
     for (const char c : out) EXPECT_TRUE(c == '\n' || (c >= 0x20 && c < 0x7f)) << out;
   }
-  EXPECT_FALSE(contains(qom({"info", file("no\033[31msuch")}).err, "\033"));
+  // Nor does its name, wherever it is told.
+  const std::string name = file("e\033]0;v il");
+  const std::string shown = '"' + file("e\\x1b]0;v il") + '"';
+  for (int round = 0; round < 2; ++round) {  // the first one makes it
+    for (Texts arguments : {Texts{"info", name},
+                            {"verify", name},
+                            {"repair", name, file("evil")},
+                            {"repair", file("evil"), name},
+                            {"make", name, file("out")}}) {
+      const Outcome outcome = qom(arguments);
+      EXPECT_FALSE(contains(outcome.out + outcome.err, "\033")) << outcome.out << outcome.err;
+      EXPECT_TRUE(contains(outcome.out + outcome.err, shown) || arguments[2] == file("evil"))
+          << outcome.out << outcome.err;
+    }
+  }
 }
 
 TEST_F(Command, MakeTellsFileLineAndLeavesNothingBehind) {

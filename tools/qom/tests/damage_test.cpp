@@ -1,6 +1,8 @@
 // verify and repair on recordings that are not what was written.
 #include <unistd.h>
+#include <zstd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <sstream>
 
@@ -70,7 +72,8 @@ class Damage : public ProgramTest {
 };
 
 TEST_F(Damage, IsToldByVerifyAndRemovedByRepair) {
-  const size_t entry36 = end(37) + qom::frame_head_bytes + qom::index_fixed_bytes + 24 * 36;
+  const size_t copy = (frame(0) + qom::frame_head_bytes) / 2;  // of the file head, as a frame
+  const size_t entry36 = end(37) + copy + qom::frame_head_bytes + qom::index_fixed_bytes + 24 * 36;
   const std::string bad_payload = offset(frame(12)) + ", " + std::to_string(end(12) - frame(12)) +
                                   " bytes, between 0:00:01.750 and 0:00:02.750: its checksum is";
   const std::string readable = "damaged, 1 problems, 37 records are readable";
@@ -140,9 +143,70 @@ TEST_F(Damage, EveryFlippedByteIsFoundAndRepairable) {
     EXPECT_TRUE(contains(told, at < end(37) ? "37 records" : "38 records")) << told;
     EXPECT_TRUE(contains(told, "lost:")) << told;
   }
-  for (size_t at = 0; at < frame(0); at += 7)
-    EXPECT_EQ(verify(flipped(at)).status, 3) << "file head, byte " << at;
+  // The file head, and its copy behind it.
+  const size_t head = (frame(0) - qom::frame_head_bytes) / 2;
+  for (size_t at = 0; at < frame(0); at += 7) {
+    SCOPED_TRACE(at);
+    const bool copied = at < head;
+    const Outcome verdict = verify(flipped(at));
+    EXPECT_EQ(verdict.status, 1);
+    expect_lines(verdict.out, offset(copied ? 0 : head) + "\n1 problems, 38 records are readable");
+    expect_lines(repair(flipped(at)),
+                 copied ? "the file head was broken; a copy of it\nnothing was lost" : "lost:");
+    EXPECT_EQ(read_file(file("repaired")), sound_);
+    EXPECT_EQ(contains(qom({"info", file("damaged")}).out, "a copy of it stands in"), copied);
+  }
 }
+
+#ifndef __SANITIZE_ADDRESS__
+// The bytes in front and then so many zeros, as one zstd frame of a few KB.
+forge::Bytes with_zeros(const forge::Bytes &front, uint32_t zeros, const forge::Bytes &back) {
+  forge::Bytes frame;
+  forge::append(&frame, uint32_t{ZSTD_MAGICNUMBER});
+  forge::append(&frame, uint8_t{0xE0});  // states its size; one segment
+  forge::append(&frame, uint64_t{front.size() + zeros + back.size()});
+  const auto block = [&frame](size_t length, unsigned type, const forge::Bytes &bytes) {
+    for (unsigned shift = 0, head = static_cast<unsigned>(length << 3) | type; shift < 24;
+         shift += 8)
+      frame.push_back(static_cast<uint8_t>(head >> shift));
+    forge::append(&frame, bytes);
+  };
+  block(front.size(), 0, front);
+  for (; zeros > 0; zeros -= std::min(zeros, 131072u)) block(std::min(zeros, 131072u), 2, {0});
+  block(back.size(), 1, back);
+  return frame;
+}
+
+// 256 MiB of pixels from a few KB, by way of packed bytes that take as much or an eighth of it.
+TEST_F(Damage, ATinyFileTakesNoMoreMemoryThanOnePicture) {
+  constexpr uint16_t width = 16384, height = 4095;
+  constexpr uint32_t pixels = uint32_t{width} * height;
+  forge::Bytes group;
+  for (const uint16_t number : {uint16_t{3}, uint16_t{1}, uint16_t{0}, uint16_t{0}, width, height})
+    forge::append(&group, number);
+  forge::Bytes residuals(12);
+  forge::put(&residuals, 0, pixels);
+  forge::Bytes few = forge::Bytes(12);
+  group[0] = 1;
+  forge::append(&few, group);
+  few.resize(few.size() + 4);
+  group[0] = 3;
+  for (const forge::Bytes &packed :
+       {with_zeros(residuals, 4 * pixels, group), with_zeros(few, pixels / 2, {})}) {
+    forge::Recording recording;
+    recording.add(QOM_COMPRESSED_IMAGE_BLOCKS, packed, 0, 8 + 4 * pixels, qom::codec_zstd_packed);
+    EXPECT_LT(recording.bytes.size(), 10'000u);
+    write_file(file("tiny"), {recording.bytes.begin(), recording.bytes.end()});
+    for (const Texts &command : {Texts{"verify"}, {"dump"}, {"dump", "--text"}}) {
+      Texts arguments = command;
+      arguments.push_back(file("tiny"));
+      const Outcome outcome = qom(arguments);
+      EXPECT_EQ(outcome.status, 0) << outcome.err;
+      EXPECT_LT(outcome.memory, 300'000'000u) << command.back();
+    }
+  }
+}
+#endif
 
 TEST_F(Damage, AListingCanBeCutShort) {
   std::string bytes = sound_;

@@ -43,9 +43,10 @@ Outcome ProgramTest::qom(const Texts &arguments, const std::string &input, uint6
   const pid_t child = fork();
   if (child == 0) become_program(arguments, folder, largest_file);
   int status = 0;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
+  rusage usage{};
+  EXPECT_EQ(wait4(child, &status, 0, &usage), child);
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), read_file(file(".out")),
-          read_file(file(".err"))};
+          read_file(file(".err")), static_cast<size_t>(usage.ru_maxrss) * 1024};
 }
 
 void ProgramTest::make(const std::string &name, const std::string &text) {

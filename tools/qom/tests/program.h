@@ -9,6 +9,7 @@ struct Outcome {
   int status;  // exit status, or the negative number of the signal that ended the program
   std::string out;
   std::string err;
+  size_t memory;  // bytes that it had in use at most
 };
 
 class ProgramTest : public RecordingTest {

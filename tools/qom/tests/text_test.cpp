@@ -56,6 +56,17 @@ TEST(Quote, EscapesWhatCouldSteerATerminal) {
       << "right-to-left override";
 }
 
+TEST(Quote, NamesOfFilesAndMessages) {
+  for (const std::string plain : {"a.qom", "/tmp/\xc3\xa9/-x_1.qom"}) {
+    EXPECT_EQ(quoted_name(plain), plain);
+  }
+  EXPECT_EQ(quoted_name(""), R"("")");
+  EXPECT_EQ(quoted_name("a b"), R"("a b")");
+  EXPECT_EQ(quoted_name("a: good"), R"("a: good")");
+  EXPECT_EQ(quoted_name("a\n"), R"("a\n")");
+  EXPECT_EQ(printable("\"a\\x1b\" \x1b\n\xff\xc3\xa9"), "\"a\\x1b\" \\x1b\\x0a\\xff\xc3\xa9");
+}
+
 TEST(Quote, ReadsBackEveryByte) {
   std::string all;
   for (int byte = 1; byte < 256; ++byte) all += static_cast<char>(byte);

@@ -3,38 +3,14 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "terminal_text.h"
+
 namespace qomtool {
+
+using qom::first_piece;
+using qom::TextPiece;
+
 namespace {
-
-struct Sequence {
-  size_t length;       // bytes; 0 when they are not valid UTF-8
-  uint32_t character;  // code point
-};
-
-// One UTF-8 sequence as RFC 3629 has it: shortest form, no surrogates, up to U+10FFFF.
-Sequence sequence_at(std::string_view text, size_t at) {
-  const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[at + i]); };
-  const unsigned char head = byte(0);
-  if (head < 0x80) return {1, head};
-  const size_t length = head >= 0xf0 ? 4 : head >= 0xe0 ? 3 : 2;
-  if (head < 0xc2 || head > 0xf4 || text.size() - at < length) return {0, 0};
-  uint32_t character = head & (0x7fu >> length);
-  for (size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xc0) != 0x80) return {0, 0};
-    character = character << 6 | (byte(i) & 0x3f);
-  }
-  static constexpr uint32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-  const bool surrogate = character >= 0xd800 && character <= 0xdfff;
-  if (character < smallest[length] || surrogate || character > 0x10ffff) return {0, 0};
-  return {length, character};
-}
-
-// Control characters of both sets, line separators, and the invisible marks that reorder text.
-bool steers_terminal(uint32_t c) {
-  return c < 0x20 || (c >= 0x7f && c < 0xa0) || c == 0x61c || (c >= 0x200b && c <= 0x200f) ||
-         (c >= 0x2028 && c <= 0x202e) || (c >= 0x2060 && c <= 0x206f) || c == 0xfeff ||
-         (c >= 0xe0000 && c <= 0xe0fff);
-}
 
 void append_bytes(std::string &out, std::string_view bytes) {
   for (char c : bytes) {
@@ -83,11 +59,10 @@ int unescaped(std::string_view text, size_t &at) {
 std::string escaped(std::string_view text) {
   std::string out;
   out.reserve(text.size());
-  for (size_t at = 0; at < text.size();) {
-    const Sequence sequence = sequence_at(text, at);
-    const size_t length = sequence.length ? sequence.length : 1;
-    const std::string_view bytes = text.substr(at, length);
-    at += length;
+  while (!text.empty()) {
+    const TextPiece piece = first_piece(text);
+    const std::string_view bytes = text.substr(0, piece.length);
+    text.remove_prefix(piece.length);
     if (bytes == "\n")
       out += "\\n";
     else if (bytes == "\r")
@@ -96,16 +71,36 @@ std::string escaped(std::string_view text) {
       out += "\\t";
     else if (bytes == "\"" || bytes == "\\")
       (out += '\\') += bytes;
-    else if (!sequence.length || steers_terminal(sequence.character))
-      append_bytes(out, bytes);
-    else
+    else if (piece.printable)
       out += bytes;
+    else
+      append_bytes(out, bytes);
   }
   return out;
 }
 
 std::string quoted(std::string_view text) {
   return '"' + escaped(text) + '"';
+}
+
+std::string printable(std::string_view text) {
+  std::string out;
+  while (!text.empty()) {
+    const TextPiece piece = first_piece(text);
+    const std::string_view bytes = text.substr(0, piece.length);
+    text.remove_prefix(piece.length);
+    if (piece.printable)
+      out += bytes;
+    else
+      append_bytes(out, bytes);
+  }
+  return out;
+}
+
+std::string quoted_name(const std::string &name) {
+  const bool plain =
+      !name.empty() && name.find_first_of(" :'") == std::string::npos && escaped(name) == name;
+  return plain ? name : quoted(name);
 }
 
 std::string quoted_or_absent(const char *text) {

@@ -13,8 +13,16 @@ namespace qomtool {
 // sequences. What is left is printed as it is.
 std::string quoted(std::string_view text);
 
-// The same without the quotation marks around it, for names of files in messages.
+// The same without the quotation marks around it.
 std::string escaped(std::string_view text);
+
+// A text for people with only that made harmless which could steer a terminal or is not valid
+// UTF-8: it becomes \xHH. What the text holds between quotation marks already stays as it is.
+std::string printable(std::string_view text);
+
+// The name of a file for a message: between quotation marks unless it is plain to see where it
+// ends.
+std::string quoted_name(const std::string &name);
 
 // A text of a record: quoted, or "-" when it is absent (null).
 std::string quoted_or_absent(const char *text);

@@ -198,6 +198,7 @@ void TextWriter::pixels(const PixelRows &rows, std::string_view indent) {
     out_ += " fill ";
     hexadecimal(*pixel, rows.bytes_per_pixel * 2);
     out_ += '\n';
+    flush_if_long();
     return;
   }
   out_ += " rows\n";

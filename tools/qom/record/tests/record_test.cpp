@@ -4,13 +4,18 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <xcb/xfixes.h>
 #include <xcb/xtest.h>
 
+#include <array>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "display.h"
 #include "replay.h"
@@ -40,7 +45,7 @@ class Recording : public RecordingTest {
     options.insert(options.begin(), {QOM_RECORD_PROGRAM, "record"});
     options.insert(options.end(), {"--fps", rate_, "--display", display_->name(), path});
     recorder_ = std::make_unique<Process>(options, prepare);
-    ASSERT_TRUE(recorder_->prints("until Ctrl-C")) << recorder_->output();
+    ASSERT_TRUE(recorder_->prints(" into ")) << recorder_->output();
   }
 
   void stop_recorder() {
@@ -339,6 +344,8 @@ TEST_F(Recording, OnAFullDiskStopsAndLeavesAFileThatOpens) {
   }));
   EXPECT_EQ(recorder_->wait(), 1);
   EXPECT_NE(recorder_->output().find("File too large"), std::string::npos) << recorder_->output();
+  EXPECT_NE(recorder_->output().find("recorded before is kept:\n" + path + ": "),
+            std::string::npos);
   const Replay replay(path);
   EXPECT_GT(replay.play().types.size(), 8u);
 }
@@ -357,7 +364,39 @@ TEST_F(Recording, EndsProperlyWithTheServer) {
   EXPECT_TRUE(Replay(path).play().frame == there);
 }
 
+// The socket of a display whose server lets nobody in.
+class RefusingServer {
+ public:
+  RefusingServer() : socket_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    const std::string path = "/tmp/.X11-unix/X" + std::to_string(number_);
+    sockaddr_un address{AF_UNIX, {}};
+    path.copy(address.sun_path + 1, path.size());
+    const size_t length = offsetof(sockaddr_un, sun_path) + 1 + path.size();
+    bind(socket_, reinterpret_cast<sockaddr *>(&address), static_cast<socklen_t>(length));
+    listen(socket_, 5);
+    thread_ = std::thread([this] {
+      const int client = accept(socket_, nullptr, nullptr);
+      std::array<char, 12> asked{};
+      recv(client, asked.data(), asked.size(), MSG_WAITALL);
+      const std::array<uint8_t, 12> refusal{0, 2, 11, 0, 0, 0, 1, 0, 'n', 'o', 0, 0};
+      send(client, refusal.data(), refusal.size(), MSG_NOSIGNAL);
+      close(client);
+    });
+  }
+  ~RefusingServer() {
+    thread_.join();
+    close(socket_);
+  }
+  std::string name() const { return ":" + std::to_string(number_); }
+
+ private:
+  int number_ = 5000 + getpid();
+  int socket_;
+  std::thread thread_;
+};
+
 TEST_F(Recording, RefusesWhatCannotBeRecorded) {
+  const RefusingServer refusing;
   start_display({"Xvfb", "-screen", "0", "320x240x8"});
   const std::string shallow = display_->name();
   const auto shallow_display = std::move(display_);
@@ -368,7 +407,8 @@ TEST_F(Recording, RefusesWhatCannotBeRecorded) {
     Texts options;
     std::string reason;
   } cases[] = {{{other, "--display", shallow}, "depth 8"},
-               {{other, "--display", ":4711"}, "cannot open display \":4711\""},
+               {{other, "--display", ":4711"}, "display \":4711\": no X server answers"},
+               {{other, "--display", refusing.name()}, "an X server is there"},
                {{other, "--pixel-format", "rgb999"}, "\"rgb999\" is none of xRGB8888"},
                {{other, "--window", "0x"}, "not a window"},
                {{other, "--fps", "0"}, "--fps"},
