@@ -3,6 +3,7 @@
 #include <fstream>
 #include <string>
 
+#include "cursor_packing.h"
 #include "forge.h"
 #include "packing.h"
 #include "qom/writer.h"
@@ -85,7 +86,26 @@ size_t add_state(Recording *recording) {
   return position;
 }
 
+// What version 1.1 added.
+void save_additions() {
+  Recording recording;
+  recording.add(QOM_DEBUG);
+  Bytes mark;
+  forge::append(&mark, qom::GapMark{1000, 2000, -5, QOM_GAP_STOPPED, {}});
+  recording.add(qom::frame_gap, mark);
+  const Bytes geometry = {16, 0, 8, 0, 0, 0, 0, 0, 1, 0, 1, 0, 7, 0, 0, 0};
+  Bytes flat(512, 0x55);
+  const QomCursorImage cursor = {QOM_CURSOR_IMAGE, 0, 16, 8, 0, 0, 1, 1, 7, 512, flat.data()};
+  size_t length = 0;
+  const auto packed = qom::pack_cursor(&cursor, &length);
+  recording.add(QOM_CURSOR_IMAGE, geometry + Bytes(packed.get(), packed.get() + length), 0, 512,
+                qom::codec_zstd);
+  recording.finish();
+  save_recording("gap_and_packed_cursor", recording);
+}
+
 void save_recordings() {
+  save_additions();
   Recording all;
   all.add_head_copy();
   add_records(&all);
@@ -171,6 +191,7 @@ void save_packed() {
 void save_scripts() {
   save("writer", "texts", {6, 3, 0, 128, 1, 1, 3, 'a', 'b', 'c', 2, 0, 0, 7, 1, 1, 2, 'u', 'v'});
   save("writer", "images", {4, 2, 0, 200, 3, 9, 5, 4, 7, 4, 9, 3, 2, 1, 5, 1, 6, 0, 7, 0});
+  save("writer", "gap_and_cursor", {6, 3, 0, 128, 0, 1, 0, 0, 9, 8, 5, 30, 1, 8, 3, 40, 200});
   save("writer", "blocks", {6, 0, 255, 255, 0, 1, 1, 0, 2, 0, 12, 5, 0, 0, 1, 1, 0, 2, 0, 12});
 }
 

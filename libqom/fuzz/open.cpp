@@ -68,6 +68,12 @@ void use(QomReader *reader) {
   int64_t end = static_cast<int64_t>(info.file_size);
   if (length > 0) require(index[length - 1].position < end, "records lie in the file");
   qom_index_at_time(reader, header->timestamp + 1);
+  size_t count = 0;
+  const QomGap *gaps = qom_reader_gaps(reader, &count);
+  require(gaps || count == 0, "gaps have a number");
+  for (size_t i = 0; i < count; ++i)
+    require(gaps[i].begin <= gaps[i].end && gaps[i].record <= length,
+            "a gap lies in the recording");
 }
 
 // The scan must tell of every byte behind the file head exactly once, and of a head that is broken.

@@ -38,6 +38,8 @@ class Session {
   void append_text(uint8_t type);
   void append_image(bool blocks);
   void append_checkpoint();
+  void append_cursor();
+  void append_gap();
 
   const std::string path_ = "/dev/shm/qom-fuzz-" + std::to_string(getpid());
   qom::ByteReader script_;
@@ -46,6 +48,7 @@ class Session {
   QomWriter *writer_;
   uint64_t time_ = 1000;
   std::vector<Record> records_;
+  size_t gaps_ = 0;
 };
 
 Session::Session(const uint8_t *data, size_t size) : script_(data, size) {
@@ -125,10 +128,26 @@ void Session::append_checkpoint() {
   if (begun) qom_writer_end_checkpoint(writer_);
 }
 
+void Session::append_cursor() {
+  const uint16_t side = script_.get<uint8_t>();
+  std::vector<uint8_t> data(size_t{4} * side * side, script_.get<uint8_t>());
+  for (size_t i = 0; i < data.size(); i += 1 + script_.get<uint8_t>())
+    data[i] = static_cast<uint8_t>(i);
+  const QomCursorImage cursor = {
+      QOM_CURSOR_IMAGE, time_, side, side, -1, 1, 0, side, 7, static_cast<uint32_t>(data.size()),
+      data.data()};
+  append(&cursor, side > 0);
+}
+
+void Session::append_gap() {
+  const QomGap gap = {time_, time_ + script_.get<uint8_t>(), -1, script_.get<uint8_t>(), 0};
+  gaps_ += qom_writer_gap(writer_, &gap) == 0;
+}
+
 void Session::step() {
   const uint8_t call = script_.get<uint8_t>();
   time_ += script_.get<uint8_t>();
-  switch (call % 8) {
+  switch (call % 10) {
     case 0:
       return append_position();
     case 1:
@@ -144,6 +163,10 @@ void Session::step() {
     case 6:
       qom_writer_begin_checkpoint(writer_);
       return;
+    case 8:
+      return append_cursor();
+    case 9:
+      return append_gap();
     default:
       qom_writer_end_checkpoint(writer_);
   }
@@ -189,6 +212,9 @@ void Session::compare_all() {
                             {header_.pixel_format, header_.scanline_pad}),
             "every record comes back as it was");
   }
+  size_t gaps = 0;
+  qom_reader_gaps(reader, &gaps);
+  require(gaps == gaps_, "all gaps come back");
   qom_reader_close(reader);
   qom::Index index;
   qom::Index chain;

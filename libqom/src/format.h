@@ -26,6 +26,7 @@ inline constexpr uint8_t frame_index_part = 225;
 inline constexpr uint8_t frame_end_mark = 226;
 inline constexpr uint8_t frame_checkpoint = 227;
 inline constexpr uint8_t frame_head_copy = 228;
+inline constexpr uint8_t frame_gap = 229;
 
 inline constexpr uint8_t codec_stored = 0;
 inline constexpr uint8_t codec_zstd = 1;
@@ -47,6 +48,7 @@ inline constexpr uint64_t head_copy_share = 64;
 inline constexpr uint32_t index_fixed_bytes = 32;  // of an index payload before the entries
 inline constexpr uint32_t end_mark_bytes = 32;     // payloads
 inline constexpr uint32_t checkpoint_bytes = 16;
+inline constexpr uint32_t gap_bytes = 32;
 
 inline constexpr uint32_t max_checkpoint_records = 256;
 
@@ -96,6 +98,16 @@ struct EndMark {
   uint64_t checkpoints;
 };
 static_assert(sizeof(EndMark) == end_mark_bytes);
+
+// A stretch that was not recorded.
+struct GapMark {
+  uint64_t begin;  // microseconds
+  uint64_t end;
+  int64_t clock_offset;
+  uint8_t reason;
+  uint8_t zero[7];
+};
+static_assert(sizeof(GapMark) == gap_bytes);
 
 static_assert(sizeof(QomIndexEntry) == 24, "index entries are used as they lie in the file");
 

@@ -268,7 +268,7 @@ Outcome Loader::walk(uint64_t from) {
 Outcome Loader::add_frame(const Frame &frame) {
   const uint8_t type = frame.head.type;
   if (is_record_type(type)) return add_record(frame);
-  if (type < frame_index_block || type > frame_head_copy) {
+  if (type < frame_index_block || type > frame_gap) {
     ++index_->info.unknown_records;
     return Outcome::good;
   }

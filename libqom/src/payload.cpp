@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "bytes.h"
+#include "cursor_packing.h"
 #include "error.h"
 #include "pixel_format.h"
 #include "records.h"
@@ -58,6 +59,8 @@ bool check_codec(uint8_t type, uint8_t codec) {
       return codec >= codec_zstd && codec <= codec_zstd_packed;
     case QOM_COMPRESSED_IMAGE_BLOCKS:
       return codec == codec_zstd || codec == codec_zstd_packed;
+    case QOM_CURSOR_IMAGE:
+      return codec == codec_stored || codec == codec_zstd;
     default:
       return codec == codec_stored;
   }
@@ -188,7 +191,14 @@ bool encode_cursor(const QomCursorImage *cursor, EncodedPayload *payload) {
       .put(cursor->xhot)
       .put(cursor->yhot)
       .put(cursor->cursor_serial);
-  add_part(payload, cursor->data, cursor->length);
+  size_t packed_length = 0;
+  payload->packed = pack_cursor(cursor, &packed_length);
+  if (payload->packed) {
+    payload->codec = codec_zstd;
+    add_part(payload, payload->packed.get(), packed_length);
+  } else {
+    add_part(payload, cursor->data, cursor->length);
+  }
   payload->raw_length = cursor->length;
   return true;
 }
@@ -276,20 +286,6 @@ bool decode_geometry(Image *image, const uint8_t *fixed, const FrameHead &head,
                      image->length, format);
 }
 
-bool decode_cursor(QomCursorImage *cursor, const uint8_t *fixed, const FrameHead &head) {
-  ByteReader bytes(fixed, cursor_geometry_bytes);
-  cursor->width = bytes.get<uint16_t>();
-  cursor->height = bytes.get<uint16_t>();
-  cursor->x = bytes.get<int16_t>();
-  cursor->y = bytes.get<int16_t>();
-  cursor->xhot = bytes.get<uint16_t>();
-  cursor->yhot = bytes.get<uint16_t>();
-  cursor->cursor_serial = bytes.get<uint32_t>();
-  cursor->length = head.raw_length;
-  cursor->data = record_data(cursor);
-  return check_cursor(cursor);
-}
-
 }  // namespace
 
 bool encode_header(const QomHeader *header, uint8_t version, EncodedPayload *payload) {
@@ -366,7 +362,7 @@ bool check_record_head(const FrameHead &head) {
     return refuse_text("a length that does not fit the type of the record");
   if (head.raw_length > (has_pixels(head.type) ? QOM_MAX_DATA : 0))
     return refuse_text("more bytes of pixels than are allowed");
-  if (has_pixels(head.type) && shape.prefix == 0 &&
+  if (has_pixels(head.type) && shape.prefix == 0 && head.codec == codec_stored &&
       head.stored_length - shape.fixed != head.raw_length)
     return refuse_text("stored pixels whose lengths disagree");
   return true;
@@ -383,6 +379,19 @@ QomRecord *record_for_payload(const FrameHead &head, uint8_t **rest, size_t *res
 
 void set_codec(QomRecord *record, const FrameHead &head) {
   if (shape_of(head.type).prefix > 0) record_data(record)[0] = head.codec;
+}
+
+bool decode_cursor_geometry(QomCursorImage *cursor, const FrameHead &head, const uint8_t *fixed) {
+  ByteReader bytes(fixed, cursor_geometry_bytes);
+  cursor->width = bytes.get<uint16_t>();
+  cursor->height = bytes.get<uint16_t>();
+  cursor->x = bytes.get<int16_t>();
+  cursor->y = bytes.get<int16_t>();
+  cursor->xhot = bytes.get<uint16_t>();
+  cursor->yhot = bytes.get<uint16_t>();
+  cursor->cursor_serial = bytes.get<uint32_t>();
+  cursor->length = head.raw_length;
+  return check_cursor(cursor);
 }
 
 bool decode_payload(QomRecord *record, const FrameHead &head, const uint8_t *fixed,
@@ -409,7 +418,8 @@ bool decode_payload(QomRecord *record, const FrameHead &head, const uint8_t *fix
       return decode_geometry(image, fixed, head, format);
     }
     case QOM_CURSOR_IMAGE:
-      return decode_cursor(reinterpret_cast<QomCursorImage *>(record), fixed, head);
+      reinterpret_cast<QomCursorImage *>(record)->data = data;
+      return decode_cursor_geometry(reinterpret_cast<QomCursorImage *>(record), head, fixed);
     case QOM_CURSOR_POSITION: {
       auto position = reinterpret_cast<QomCursorPosition *>(record);
       ByteReader cursor(fixed, shape.fixed);

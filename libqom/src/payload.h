@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "format.h"
 #include "qom/qom.h"
@@ -17,7 +18,7 @@ struct ImageFormat {
   uint8_t scanline_pad;  // bits
 };
 
-// A payload as pieces of memory that belong to the record (or to `scratch`), ready to be
+// A payload as pieces of memory that belong to the record, to `scratch` or to `packed`, ready to be
 // written one behind the other.
 struct EncodedPayload {
   static constexpr int max_parts = 6;
@@ -28,6 +29,7 @@ struct EncodedPayload {
   uint8_t codec = codec_stored;
   uint8_t scratch[64];  // fixed fields and text lengths
   uint8_t scratch_used = 0;
+  std::unique_ptr<uint8_t[]> packed;  // pixels of a cursor
 };
 
 // Describes the payload of a record for the file. Returns false, with the reason, when the
@@ -54,6 +56,9 @@ QomRecord *record_for_payload(const FrameHead &head, uint8_t **rest, size_t *res
 
 // Puts the codec of a head that has been read in front of the record's compressed bytes.
 void set_codec(QomRecord *record, const FrameHead &head);
+
+// The fields of a cursor image but its pixels; false with the reason when they break a rule.
+bool decode_cursor_geometry(QomCursorImage *cursor, const FrameHead &head, const uint8_t *fixed);
 
 // Fills the record from the fixed fields and the bytes read to *rest. Returns false, with the
 // reason, when they break a rule of the format.

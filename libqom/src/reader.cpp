@@ -8,6 +8,8 @@
 #include "error.h"
 #include "file.h"
 #include "file_head.h"
+#include "format.h"
+#include "gaps.h"
 #include "index.h"
 #include "payload.h"
 #include "qom/qom.h"
@@ -27,6 +29,9 @@ struct QomReader {
   bool index_tried = false;
   bool index_good = false;
   int index_errno = 0;  // of a failed try
+
+  Array<QomGap> gaps;
+  bool gaps_found = false;
 };
 
 namespace {
@@ -125,6 +130,20 @@ int qom_checkpoint_before(QomReader *reader, size_t index, size_t *first, size_t
   *first = after[-1].first;
   *end = after[-1].end;
   return 1;
+}
+
+const QomGap *qom_reader_gaps(QomReader *reader, size_t *count) {
+  *count = 0;
+  if (!build_index(reader)) return nullptr;
+  if (!reader->gaps_found) {
+    reader->gaps.clear();
+    if (!find_gaps(reader->file, &reader->window, reader->space, reader->index, &reader->gaps))
+      return nullptr;
+    reader->gaps_found = true;
+  }
+  *count = reader->gaps.size();
+  if (*count == 0) return QOM_REFUSE(nullptr, "everything was recorded");
+  return reader->gaps.data();
 }
 
 int qom_reader_info(QomReader *reader, QomReaderInfo *info) {

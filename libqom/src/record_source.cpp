@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "checksum.h"
+#include "cursor_packing.h"
 #include "error.h"
 #include "records.h"
 
@@ -17,6 +18,17 @@ bool matches(const FrameHead &head, const QomIndexEntry &entry) {
   const bool time_matches = entry.flags & QOM_ENTRY_TIME_RAISED ? head.timestamp < entry.timestamp
                                                                 : head.timestamp == entry.timestamp;
   return head.type == entry.type && head.stored_length == entry.length && time_matches;
+}
+
+// Replaces a record whose pixels are plain in memory and came compressed. False with the reason,
+// and with errno when memory is short.
+bool unpack(RecordPtr<QomRecord> *record, const FrameHead &head, const uint8_t *fixed,
+            const uint8_t *stored, size_t stored_length) {
+  if (head.type != QOM_CURSOR_IMAGE || head.codec == codec_stored) return true;
+  QomCursorImage cursor;
+  if (!decode_cursor_geometry(&cursor, head, fixed)) return false;
+  record->reset(unpack_cursor(stored, stored_length, cursor.length));
+  return *record != nullptr;
 }
 
 }  // namespace
@@ -49,7 +61,9 @@ QomRecord *RecordSource::read(const QomIndexEntry &entry) {
   if (Crc32c().add(fixed, fixed_length).add(rest, rest_length).value() != head.payload_crc)
     return QOM_REFUSE(nullptr, "record at offset %llu: its checksum is wrong", offset);
   set_codec(record.get(), head);
-  if (!check_record_head(head) || !decode_payload(record.get(), head, fixed, format_)) {
+  errno = 0;
+  if (!check_record_head(head) || !unpack(&record, head, fixed, rest, rest_length)) return nullptr;
+  if (!decode_payload(record.get(), head, fixed, format_)) {
     errno = 0;
     return nullptr;
   }

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "error.h"
+#include "gaps.h"
 #include "records.h"
 #include "scan.h"
 
@@ -156,6 +157,20 @@ int Scan::visit_structure(const Frame &frame) {
     case frame_end_mark: {
       run_ = 0;
       const QomScanEvent event = event_of(QOM_SCAN_END, frame);
+      return visit_(context_, &event);
+    }
+    case frame_gap: {
+      run_ = 0;
+      QomGap gap = {};
+      bool good = false;
+      if (frame.head.stored_length == gap_bytes) {
+        const uint8_t *bytes = source_.window->at(frame.position + frame_head_bytes, gap_bytes);
+        if (!bytes) return -1;
+        good = decode_gap(frame.head, bytes, &gap);
+      }
+      gap.record = records_;
+      QomScanEvent event = event_of(good ? QOM_SCAN_GAP : QOM_SCAN_UNKNOWN, frame);
+      if (good) event.gap = &gap;
       return visit_(context_, &event);
     }
     default: {

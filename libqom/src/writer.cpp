@@ -18,6 +18,7 @@
 #include "checksum.h"
 #include "error.h"
 #include "format.h"
+#include "gaps.h"
 #include "payload.h"
 #include "qom/writer.h"
 #include "records.h"
@@ -364,6 +365,23 @@ int qom_writer_append(QomWriter *writer, const void *data) {
   writer->written_types |= 1u << record->type;
   if (writer->checkpoint.open) note_in_checkpoint(writer, record);
   return sync_if_due(writer);
+}
+
+int qom_writer_gap(QomWriter *writer, const QomGap *gap) {
+  if (writer->failed != 0) return refuse_after_failure(writer);
+  if (!gap || !is_gap(*gap))
+    return invalid("a stretch without a reason, or one that ends before it begins or too late");
+  if (writer->checkpoint.open) return invalid("a checkpoint has records alone");
+  GapMark mark = {gap->begin, gap->end, gap->clock_offset, gap->reason, {}};
+  const struct iovec part = {&mark, sizeof mark};
+  FrameHead head;
+  head.type = frame_gap;
+  if (write_frame(writer, head, &part, 1) != 0) return -1;
+  return sync_if_due(writer);
+}
+
+uint64_t qom_writer_size(const QomWriter *writer) {
+  return writer->position;
 }
 
 int qom_writer_flush(QomWriter *writer) {

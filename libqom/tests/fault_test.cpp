@@ -254,6 +254,17 @@ TEST_F(Fault, EveryFailingAllocationOfAReaderIsReportedAndLeaksNothing) {
 }
 
 TEST_F(Fault, NoMemoryIsTakenForPixelsThatAreNotThere) {
+  forge::Recording recording;
+  const Bytes cursor = {0, 4, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0};
+  const Bytes few = {0x28, 0xB5, 0x2F, 0xFD, 0x20, 0x04, 0x21, 0, 0, 1, 2, 3, 4};  // states 4 bytes
+  recording.add(QOM_CURSOR_IMAGE, cursor + few, 0, QOM_MAX_CURSOR_SIDE * QOM_MAX_CURSOR_SIDE * 4,
+                qom::codec_zstd);
+  put(recording.bytes);
+  const Reader reader = open();
+  EXPECT_EQ(qom_reader_index_length(reader.get()), 1u);
+  faults::clear();
+  EXPECT_FALSE(qom_record_at_index(reader.get(), 0));
+  EXPECT_LT(faults::largest_allocation(), size_t{1} << 20);
   for (const PixelFormat format : {RGB565, xRGB8888}) {  // plain, and packed
     const Record small = compressed(image(sample_header(format), 1, 4, 4));
     auto &lie = as<QomCompressedImage>(small);

@@ -192,12 +192,15 @@ std::vector<Record> every_record(const QomHeader &header) {
   char user[] = "inner";
   inner.user = user;
   Bytes cursor = pixels(3 * 2 * 4);
+  Bytes flat_cursor(16 * 8 * 4, 0x55);
   char tfn[] = "\xC3\xA9 \x01 text";
   std::vector<Record> records =
       list(keep(QomRecord{QOM_DEBUG, time}), keep(inner), image(header, time + 5, 7, 3),
            compressed(image(header, time + 6, 5, 4)),
            keep(QomCursorImage{QOM_CURSOR_IMAGE, time + 6, 3, 2, -30000, 30000, 3, 2, 0xFFFFFFFF,
                                24, cursor.data()}),
+           keep(QomCursorImage{QOM_CURSOR_IMAGE, time + 6, 16, 8, 1, 2, 0, 8, 9, 512,
+                               flat_cursor.data()}),
            position(time + 6, INT16_MIN, INT16_MAX), screen_change(time + 1000006, 0, 65535),
            keep(QomLastInput{QOM_LAST_INPUT, time + 1000006, nullptr, tfn}));
   time += 1000006;
@@ -319,6 +322,16 @@ void RecordingTest::compare_with_independent(QomReader *reader) {
   EXPECT_EQ(good, other.records.size());
   if (good == qom_reader_index_length(reader) && info().state == QOM_STATE_FINISHED) {
     EXPECT_TRUE(other.index_agrees);
+  }
+  size_t count = 0;
+  const QomGap *gaps = qom_reader_gaps(reader, &count);
+  ASSERT_EQ(count, other.gaps.size());
+  for (size_t i = 0; i < count; ++i) {
+    EXPECT_EQ(numbers(gaps[i].begin, gaps[i].end, gaps[i].clock_offset, gaps[i].reason),
+              other.gaps[i].fields);
+    if (good == qom_reader_index_length(reader)) {
+      EXPECT_EQ(gaps[i].record, other.gaps[i].record);
+    }
   }
   for (const auto &[first, end] : other.checkpoints) {
     size_t found_first = 0;

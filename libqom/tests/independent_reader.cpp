@@ -235,6 +235,14 @@ void Walk::add(const Frame &frame) {
   } else if (frame.type == 227 && frame.stored == 16) {
     const uint64_t position = in.number(8);
     marks_.emplace(position, in.number(8));
+  } else if (frame.type == 229 && frame.stored == 32) {
+    const uint64_t begin = in.number(8);
+    const uint64_t end = in.number(8);
+    const auto offset = static_cast<int64_t>(in.number(8));
+    const uint64_t reason = in.number(1);
+    const int64_t most = int64_t{1} << 62;
+    if (begin <= end && end <= uint64_t{1} << 62 && offset >= -most && offset <= most && reason > 0)
+      out_.gaps.push_back({words(begin, end, offset, reason), out_.records.size()});
   } else if (frame.type == 224 || frame.type == 225) {
     check_index(in, frame);
   }
@@ -244,7 +252,8 @@ bool Walk::decode(const Frame &frame, Record *record) const {
   Fields in = {frame.payload, frame.stored};
   const bool compressed = frame.type == 4 || frame.type == 15;
   const bool pixels = compressed || frame.type == 3 || frame.type == 5 || frame.type == 14;
-  if ((!compressed && frame.codec != 0) || (!pixels && frame.raw != 0)) return false;
+  if ((!compressed && frame.type != 5 && frame.codec != 0) || (!pixels && frame.raw != 0))
+    return false;
   switch (frame.type) {
     case 0:
     case 1:
@@ -313,8 +322,17 @@ bool Walk::decode_cursor(Fields in, const Frame &frame, Record *record) const {
   const uint64_t yhot = in.number(2);
   const uint64_t serial = in.number(4);
   if (width < 1 || width > 1024 || height < 1 || height > 1024 || xhot > width || yhot > height ||
-      frame.raw != width * height * 4)
+      frame.raw != width * height * 4 || frame.codec > 1)
     return false;
+  Bytes raw;
+  if (frame.codec == 1) {
+    raw.resize(frame.raw);
+    if (ZSTD_getFrameContentSize(in.at, in.left) != frame.raw ||
+        ZSTD_findFrameCompressedSize(in.at, in.left) != in.left ||
+        ZSTD_decompress(raw.data(), raw.size(), in.at, in.left) != frame.raw)
+      return false;
+    in = {raw.data(), raw.size()};
+  }
   record->fields = words(width, height, x, y, xhot, yhot, serial) + in.data(frame.raw);
   return in.good;
 }

@@ -18,12 +18,19 @@ struct Record {
   uint64_t length;      // of the frame
 };
 
+// A stretch that was not recorded.
+struct Gap {
+  std::string fields;
+  size_t record;  // number of records before it
+};
+
 struct Recording {
   bool opens = false;
   std::string header;  // fields, as of a record
   std::vector<Record> records;
   std::vector<std::pair<size_t, size_t>> checkpoints;  // first record, and the one behind the last
-  bool index_agrees = true;                            // every index frame says what the walk found
+  std::vector<Gap> gaps;
+  bool index_agrees = true;  // every index frame says what the walk found
 };
 
 // Walks over all frames; what breaks a rule is left out.

@@ -152,6 +152,67 @@ TEST_F(IndexTest, UnknownFramesArePassedOver) {
                                               QOM_SCAN_UNKNOWN, QOM_SCAN_HEAD, QOM_SCAN_RECORD}));
 }
 
+// --- stretches that were not recorded ---------------------------------------------------------
+
+TEST_F(IndexTest, GapsAreFoundWhereverTheyLieAndLiesArePassedOver) {
+  forge::Recording recording;
+  const auto mark = [&recording](uint64_t begin, uint64_t end, size_t bytes = qom::gap_bytes) {
+    Bytes payload;
+    forge::append(&payload, qom::GapMark{begin, end, -7, QOM_GAP_LATE, {}});
+    payload.resize(bytes);
+    recording.add(qom::frame_gap, payload);
+  };
+  mark(1, 1);
+  recording.add(QOM_DEBUG);
+  recording.add_index(qom::frame_index_block, {}, recording.entries);
+  mark(2, 20);
+  mark(3, 2);                 // ends before it begins
+  mark(3, QOM_MAX_TIME + 1);  // and this one never
+  mark(3, 4, 31);
+  recording.add(200, Bytes(100));
+  recording.add(QOM_DEBUG);
+  forge::append(&recording.bytes, Bytes(50, 0xB3));
+  mark(4, 40);
+  recording.add(QOM_DONE);
+  mark(5, QOM_MAX_TIME);
+  for (const bool finished : {false, true}) {
+    if (finished) recording.finish();
+    put(recording.bytes);
+    EXPECT_EQ(records().size(), 3u);  // and the second reader finds the same gaps
+    const Reader reader = open();
+    size_t count = 0;
+    const QomGap *gaps = qom_reader_gaps(reader.get(), &count);
+    std::string found;
+    for (size_t i = 0; i < count; ++i)
+      found += std::to_string(gaps[i].begin) + "@" + std::to_string(gaps[i].record) + " ";
+    EXPECT_EQ(found, "1@0 2@1 4@2 5@3 ");
+    const auto kinds = scan();
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), QOM_SCAN_GAP), 4);
+  }
+}
+
+TEST_F(IndexTest, AGapComesBackAsItWasWritten) {
+  const QomGap good = {5, 6, -1, QOM_GAP_CLOCK_SET, 0};
+  const QomGap bad[] = {{6, 5, 0, 1, 0}, {5, 6, 0, 0, 0}, {5, QOM_MAX_TIME + 1, 0, 1, 0}};
+  QomWriter *writer = create();
+  append_positions(writer, 1);
+  for (const QomGap &gap : bad) EXPECT_EQ(qom_writer_gap(writer, &gap), -1);
+  EXPECT_EQ(qom_writer_gap(writer, &good), 0);
+  EXPECT_EQ(qom_writer_begin_checkpoint(writer), 0);
+  EXPECT_EQ(qom_writer_gap(writer, &good), -1);
+  EXPECT_EQ(errno, EINVAL);
+  const uint64_t size = qom_writer_size(writer);
+  EXPECT_EQ(size, close(writer));
+  const Reader reader = open();
+  size_t count = 0;
+  const QomGap *gap = qom_reader_gaps(reader.get(), &count);
+  ASSERT_EQ(count, 1u);
+  EXPECT_EQ(records().size(), 1u);
+  EXPECT_TRUE(gap->end == 6 && gap->clock_offset == -1 && gap->reason == QOM_GAP_CLOCK_SET &&
+              gap->record == 1);
+  EXPECT_EQ(info().unknown_records, 0u);
+}
+
 // --- checkpoints -----------------------------------------------------------------------------
 
 TEST_F(IndexTest, CheckpointsAreFoundInFinishedAndUnfinishedRecordings) {

@@ -7,6 +7,8 @@
 
 #include <tcl.h>
 
+#include <string_view>
+
 /* A copy of a text in which nothing can steer a terminal or end a line: every byte of control
    characters (C0, DEL, C1), separators of lines, invisible marks that turn the direction of
    writing, and bytes that are not UTF-8 is written as \xHH. All else is as it was. */
@@ -23,6 +25,8 @@ class PrintableText {
   const char *get() const { return Tcl_DStringValue(&text_); }
 
  private:
+  void append_numbers(std::string_view bytes);
+
   Tcl_DString text_;
 };
 

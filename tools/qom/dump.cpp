@@ -7,6 +7,7 @@
 #include "arguments.h"
 #include "clock.h"
 #include "commands.h"
+#include "gaps.h"
 #include "progress.h"
 #include "range.h"
 #include "recording.h"
@@ -34,11 +35,42 @@ void tell_unreadable(Progress &progress, const Options &options, size_t index) {
   complain(options.file, "record #" + std::to_string(index) + ": " + qom_reader_error());
 }
 
+// Steps through the gaps of a recording beside its records.
+class Gaps {
+ public:
+  Gaps(const Recording &recording, Range range)
+      : gaps_(gaps_of(recording.reader.get())), range_(range), length_(recording.length) {}
+
+  // Calls `show` for each gap directly before the record.
+  template <typename Show>
+  void before(size_t index, Show show) {
+    for (; next_ < gaps_.size() && gaps_[next_].record <= index; ++next_) {
+      if (gaps_[next_].record >= range_.begin) show(gaps_[next_]);
+    }
+  }
+  // The same for those behind the last record, when the range reaches there.
+  template <typename Show>
+  void at_end(Show show) {
+    if (range_.end == length_) before(length_, show);
+  }
+
+ private:
+  std::span<const QomGap> gaps_;
+  Range range_;
+  size_t length_;
+  size_t next_ = 0;
+};
+
 int dump_lines(const Recording &recording, const Options &options, Range range,
                Progress &progress) {
   int status = kGood;
   const uint64_t start = recording.header->timestamp;
+  Gaps gaps(recording, range);
+  const auto show = [start](const QomGap &gap) {
+    std::printf("not recorded: %s\n", gap_text(gap, start).c_str());
+  };
   for (size_t i = range.begin; i < range.end && !output_failed(); ++i) {
+    gaps.before(i, show);
     const QomIndexEntry &entry = recording.index[i];
     const RecordPtr record(qom_record_at_index(recording.reader.get(), i));
     std::printf("#%zu %s %s ", i, elapsed_time(start, entry.timestamp).c_str(),
@@ -54,6 +86,7 @@ int dump_lines(const Recording &recording, const Options &options, Range range,
     }
     progress.update(i - range.begin);
   }
+  gaps.at_end(show);
   return status;
 }
 
@@ -89,7 +122,10 @@ int dump_text(const Recording &recording, const Options &options, Range range, P
   int status = kGood;
   TextWriter writer(stdout, *recording.header);
   CheckpointMarks marks(recording, range, writer);
+  Gaps gaps(recording, range);
+  const auto show = [&writer](const QomGap &gap) { writer.gap(gap); };
   for (size_t i = range.begin; i < range.end && !output_failed(); ++i) {
+    gaps.before(i, show);
     marks.before_record(i);
     const RecordPtr record(qom_record_at_index(recording.reader.get(), i));
     if (!record || !writer.record(record.get())) {
@@ -100,6 +136,7 @@ int dump_text(const Recording &recording, const Options &options, Range range, P
     marks.after_record(i);
     progress.update(i - range.begin);
   }
+  gaps.at_end(show);
   return status;
 }
 

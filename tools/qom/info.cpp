@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <memory>
@@ -7,6 +8,7 @@
 #include "arguments.h"
 #include "clock.h"
 #include "commands.h"
+#include "gaps.h"
 #include "recording.h"
 #include "summary.h"
 #include "text/quote.h"
@@ -115,6 +117,22 @@ void print_times(const Recording &recording, const Summary &summary) {
   }
 }
 
+void print_gaps(std::span<const QomGap> gaps, uint64_t start) {
+  constexpr size_t kShown = 20;
+  if (gaps.empty()) return;
+  uint64_t missing = 0;
+  for (const QomGap &gap : gaps) {
+    if (gap.reason != QOM_GAP_CLOCK_SET) missing += gap.end - gap.begin;
+  }
+  line("not recorded", elapsed_time(0, missing) + " in all, " + number(gaps.size()) + " marks:");
+  for (const QomGap &gap : gaps.first(std::min(gaps.size(), kShown))) {
+    line("", gap_text(gap, start));
+  }
+  if (gaps.size() > kShown) {
+    line("", number(gaps.size() - kShown) + " more; --json lists them all");
+  }
+}
+
 void print_types(const Summary &summary) {
   std::printf("\n%-25s %12s %12s %7s\n", "records", "count", "bytes", "share");
   const auto row = [&](const std::string &name, const TypeSummary &type) {
@@ -137,6 +155,7 @@ void print_table(const std::string &path, const Recording &recording, const Summ
   print_state(info);
   print_header(*recording.header);
   print_times(recording, summary);
+  print_gaps(gaps_of(recording.reader.get()), recording.header->timestamp);
   if (info.checkpoint_count) {
     char share[32];
     std::snprintf(share, sizeof share, " (%.1f %% of the records)",
@@ -201,6 +220,18 @@ Json json_gap(const Recording &recording, const Summary &summary) {
           {"at_us", recording.index[summary.gap_index].timestamp}};
 }
 
+Json json_gaps(std::span<const QomGap> gaps) {
+  Json all = Json::array();
+  for (const QomGap &gap : gaps) {
+    all.push_back({{"begin_us", gap.begin},
+                   {"end_us", gap.end},
+                   {"reason", gap_reason(gap.reason)},
+                   {"clock_ahead_us", gap.clock_offset},
+                   {"before_record", gap.record}});
+  }
+  return all;
+}
+
 void print_json(const std::string &path, const Recording &recording, const Summary &summary) {
   const QomReaderInfo &info = recording.info;
   Json json = {{"file", path},
@@ -215,6 +246,7 @@ void print_json(const std::string &path, const Recording &recording, const Summa
   json["bytes_per_second"] =
       rate ? Json(per_second(summary.total.bytes, summary.duration)) : Json();
   json["largest_gap"] = json_gap(recording, summary);
+  json["not_recorded"] = json_gaps(gaps_of(recording.reader.get()));
   json["checkpoints"] = {{"count", info.checkpoint_count}, {"bytes", info.checkpoint_bytes}};
   // Plain ASCII, so that no text of the recording can steer a terminal; bytes that are no UTF-8
   // become replacement characters.

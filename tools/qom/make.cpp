@@ -78,6 +78,8 @@ int apply(QomWriter *writer, TextParser::Item item, const TextParser &parser) {
       return qom_writer_begin_checkpoint(writer);
     case TextParser::Item::checkpoint_end:
       return qom_writer_end_checkpoint(writer);
+    case TextParser::Item::gap:
+      return qom_writer_gap(writer, &parser.gap());
     default:
       return qom_writer_append(writer, parser.record());
   }
@@ -93,9 +95,8 @@ bool write_records(TextParser &parser, QomWriter *writer, Progress &progress) {
       if (errno == EINVAL) throw TextError(parser.line(), qom_reader_error());
       return false;
     }
-    if (item != TextParser::Item::record) {
-      checkpoint = item == TextParser::Item::checkpoint_begin;
-    }
+    if (item == TextParser::Item::checkpoint_begin) checkpoint = true;
+    if (item == TextParser::Item::checkpoint_end) checkpoint = false;
     progress.update(parser.bytes_read());
   }
   if (checkpoint) throw TextError(parser.line(), "the text ends inside of a checkpoint");

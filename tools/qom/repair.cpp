@@ -36,6 +36,7 @@ struct Survey {
   uint64_t broken_checkpoints = 0;
   uint64_t malformed = 0;  // frames whose bytes are right and whose contents are not allowed
   uint64_t unknown = 0;
+  uint64_t gaps = 0;
   uint64_t torn_bytes = 0;
   bool head_broken = false;
   uint64_t damages = 0;
@@ -84,6 +85,9 @@ int Surveyor::visit(const QomScanEvent &event) {
       break;
     case QOM_SCAN_UNKNOWN:
       ++survey.unknown;
+      break;
+    case QOM_SCAN_GAP:
+      ++survey.gaps;
       break;
     case QOM_SCAN_TORN:
       survey.torn_bytes += event.length;
@@ -151,6 +155,7 @@ class Copy {
   QomWriter *writer_;
   Progress &progress_;
   uint64_t met_ = 0;  // records, as the survey counts them
+  uint64_t gaps_ = 0;
   size_t next_faulty_ = 0;
   size_t next_checkpoint_ = 0;
   bool open_ = false;  // a checkpoint of the output
@@ -161,6 +166,10 @@ class Copy {
 
 // Not 0 when the output failed.
 int Copy::visit(const QomScanEvent &event) {
+  if (event.kind == QOM_SCAN_GAP && gaps_ < survey_.gaps) {
+    ++gaps_;
+    return qom_writer_gap(writer_, event.gap) == 0 || errno == EINVAL ? 0 : 1;
+  }
   if (event.kind != QOM_SCAN_RECORD || !event.record) return 0;
   // A recording that is still being written has grown since the survey.
   if (met_ == survey_.records) return 0;

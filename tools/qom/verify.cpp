@@ -56,6 +56,7 @@ class Verification {
   uint64_t records_ = 0;
   uint64_t checkpoints_ = 0;
   uint64_t unknown_ = 0;
+  uint64_t gaps_ = 0;
   uint64_t torn_bytes_ = 0;
   uint64_t lost_entries_ = 0;  // entries of records that lay in damaged bytes
 };
@@ -83,6 +84,9 @@ int Verification::visit(const QomScanEvent &event) {
       break;
     case QOM_SCAN_UNKNOWN:
       ++unknown_;
+      break;
+    case QOM_SCAN_GAP:
+      ++gaps_;
       break;
     case QOM_SCAN_TORN:
       torn_bytes_ += event.length;
@@ -190,6 +194,9 @@ void Verification::conclude(const std::string &name) {
   }
   if (unknown_) {
     std::printf("%" PRIu64 " records of a type that this program does not know\n", unknown_);
+  }
+  if (gaps_) {
+    std::printf("%" PRIu64 " stretches were not recorded; \"qom info\" lists them\n", gaps_);
   }
   if (lost_entries_) {
     std::printf("%" PRIu64 " records of the index lie in damaged bytes\n", lost_entries_);

@@ -345,6 +345,31 @@ QOM_API uint32_t stride_in_bytes(uint32_t width, uint8_t bits_per_pixel, uint8_t
    trailing period; an empty text when nothing failed yet. */
 QOM_API const char *qom_reader_error(void);
 
+/* Why a stretch was not recorded. A later version of the library may know more. */
+typedef enum QomGapReason {
+  QOM_GAP_STOPPED = 1,   /* the recorder was stopped, or got no time to run */
+  QOM_GAP_SUSPENDED = 2, /* the machine slept */
+  QOM_GAP_LATE = 3,      /* the recorder waited for its disk or for what it records */
+  QOM_GAP_CLOCK_SET = 4  /* somebody set the clock; the recording goes on by the old one */
+} QomGapReason;
+
+/* A stretch of time in which the recorder did not record. */
+typedef struct QomGap {
+  uint64_t begin;       /* microseconds, as those of the records */
+  uint64_t end;         /* not before begin */
+  int64_t clock_offset; /* for QOM_GAP_CLOCK_SET: what has to be added to times from here on to have
+                           those of the clock, microseconds; 0 otherwise */
+  uint8_t reason;       /* a QomGapReason */
+  size_t record;        /* number of records before it; the writer does not look at it */
+} QomGap;
+
+/*
+ * The stretches that were not recorded, in file order; owned by the reader, valid until it is
+ * closed. Sets *count. Null when there are none (then with errno 0), or when the index or the file
+ * could not be read. It takes little more than building the index.
+ */
+QOM_API const QomGap *qom_reader_gaps(QomReader *reader, size_t *count);
+
 /* How a recording was found when its index was built. */
 typedef enum QomReaderState {
   QOM_STATE_FINISHED = 0,   /* the writer closed it and nothing looks wrong */
@@ -384,7 +409,8 @@ typedef enum QomScanKind {
   QOM_SCAN_INDEX = 4,      /* a sound index block */
   QOM_SCAN_END = 5,        /* a sound end mark */
   QOM_SCAN_TORN = 6,       /* an incomplete frame at the end of the file */
-  QOM_SCAN_HEAD = 7        /* a sound copy of the file head */
+  QOM_SCAN_HEAD = 7,       /* a sound copy of the file head */
+  QOM_SCAN_GAP = 8         /* a sound mark of a stretch that was not recorded */
 } QomScanKind;
 
 typedef struct QomScanEvent {
@@ -397,6 +423,8 @@ typedef struct QomScanEvent {
                               0 over the records that this scan has visited, */
   uint64_t count;          /* and how many records it has; 0 when some of them are missing */
   const char *reason;      /* for QOM_SCAN_DAMAGE and records without `record`: why */
+  const QomGap *gap;       /* for QOM_SCAN_GAP; lives until the visitor returns; its records are
+                              counted as in `first` */
 } QomScanEvent;
 
 /*

@@ -40,6 +40,16 @@ QOM_API QomWriter *qom_writer_create(const char *path, const QomHeader *header);
  */
 QOM_API int qom_writer_append(QomWriter *writer, const void *record);
 
+/*
+ * Appends a mark of a stretch that was not recorded, behind the records of the time before it; the
+ * caller keeps `gap`. Returns 0, or -1 with errno. EINVAL, with nothing written, when it ends
+ * before it begins or above QOM_MAX_TIME, has no reason, or a checkpoint is open.
+ */
+QOM_API int qom_writer_gap(QomWriter *writer, const QomGap *gap);
+
+/* Bytes of the file so far. */
+QOM_API uint64_t qom_writer_size(const QomWriter *writer);
+
 /* Forces everything appended so far to the disk. Returns 0, after which no crash
    of the process or the machine loses it, or -1 with errno. */
 QOM_API int qom_writer_flush(QomWriter *writer);

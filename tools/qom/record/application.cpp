@@ -1,34 +1,22 @@
 #include "application.h"
 
+#include <algorithm>
+
 namespace qom::record {
 namespace {
 
 constexpr uint32_t max_text_words = 1024;  // 4 KiB of a property are enough for a title
+constexpr int max_levels = 100;            // of windows within each other
 
-std::string utf8_of_latin1(const std::string &latin1) {
-  std::string utf8;
-  for (const char c : latin1) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x80) {
-      utf8 += c;
-    } else {
-      utf8 += static_cast<char>(0xc0 | byte >> 6);
-      utf8 += static_cast<char>(0x80 | (byte & 0x3f));
-    }
-  }
-  return utf8;
-}
-
-}  // namespace
-
-std::string application_text(const std::string &format, const Application &application) {
+// What the format makes of the application, when both of its texts are there or not asked for.
+std::string formatted(const std::string &format, const Application &application, bool *whole) {
   std::string text;
   for (size_t i = 0; i < format.size(); i++) {
     const char next = format[i] == '%' && i + 1 < format.size() ? format[i + 1] : '\0';
-    if (next == 'c') {
-      text += application.window_class;
-    } else if (next == 't') {
-      text += application.title;
+    if (next == 'c' || next == 't') {
+      const std::string &part = next == 'c' ? application.window_class : application.title;
+      *whole = *whole && !part.empty();
+      text += part;
     } else if (next == '%') {
       text += '%';
     } else {
@@ -40,51 +28,59 @@ std::string application_text(const std::string &format, const Application &appli
   return text;
 }
 
+}  // namespace
+
+std::string application_text(const std::string &format, const Application &application) {
+  bool whole = true;
+  const std::string text = formatted(format, application, &whole);
+  if (whole) return text;
+  return application.window_class.empty() ? application.title : application.window_class;
+}
+
 ApplicationWatch::ApplicationWatch(XServer &server, xcb_window_t fixed)
     : server_(server),
       fixed_(fixed),
       active_window_atom_(server.atom("_NET_ACTIVE_WINDOW")),
+      manager_atom_(server.atom("_NET_SUPPORTING_WM_CHECK")),
+      state_atom_(server.atom("WM_STATE")),
       utf8_name_atom_(server.atom("_NET_WM_NAME")),
-      utf8_atom_(server.atom("UTF8_STRING")) {}
+      utf8_atom_(server.atom("UTF8_STRING")),
+      compound_atom_(server.atom("COMPOUND_TEXT")) {}
 
 bool ApplicationWatch::concerns(xcb_atom_t property) const {
-  return property == active_window_atom_ || property == utf8_name_atom_ ||
-         property == XCB_ATOM_WM_NAME || property == XCB_ATOM_WM_CLASS;
+  return property == active_window_atom_ || property == manager_atom_ ||
+         property == utf8_name_atom_ || property == XCB_ATOM_WM_NAME ||
+         property == XCB_ATOM_WM_CLASS;
 }
 
 Application ApplicationWatch::look() {
   const xcb_window_t window = active_window();
   follow(window);
   if (window == XCB_WINDOW_NONE) return {};
-  // WM_CLASS holds two texts, each with its terminator; the second one is the class.
-  const std::string both = text(window, XCB_ATOM_WM_CLASS);
-  const size_t second = both.find('\0');
-  Application application;
-  if (second != std::string::npos) application.window_class = both.substr(second + 1).c_str();
-  application.title = title(window);
-  return application;
+  return {window_class(window), title(window)};
 }
 
 xcb_window_t ApplicationWatch::active_window() {
   if (fixed_ != XCB_WINDOW_NONE) return client_above(fixed_);
-  const xcb_window_t named = named_by_manager();
-  manager_tells_ = named != XCB_WINDOW_NONE;
-  if (manager_tells_) return named;
+  find_manager();
+  const auto named =
+      manager_ != XCB_WINDOW_NONE ? window_in(server_.root(), active_window_atom_) : std::nullopt;
+  manager_tells_ = named.has_value();
+  if (manager_tells_) return *named;
   if (const xcb_window_t with_focus = focused()) return with_focus;
   return under_pointer();
 }
 
-xcb_window_t ApplicationWatch::named_by_manager() const {
-  xcb_connection_t *connection = server_.connection();
-  const auto property = reply<xcb_get_property_reply>(
-      connection,
-      xcb_get_property(connection, 0, server_.root(), active_window_atom_, XCB_ATOM_WINDOW, 0, 1));
-  if (!property || xcb_get_property_value_length(property.get()) != sizeof(xcb_window_t)) {
-    return XCB_WINDOW_NONE;
+// A manager that is gone leaves its properties on the root window. The window that they name is its
+// own: it names itself, and goes with the manager.
+void ApplicationWatch::find_manager() {
+  const xcb_window_t named = window_in(server_.root(), manager_atom_).value_or(XCB_WINDOW_NONE);
+  const bool lives = named != XCB_WINDOW_NONE && window_in(named, manager_atom_) == named;
+  if (lives && named != manager_) {
+    const uint32_t structure = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_change_window_attributes(server_.connection(), named, XCB_CW_EVENT_MASK, &structure);
   }
-  const auto window = *static_cast<xcb_window_t *>(xcb_get_property_value(property.get()));
-  // A manager that is gone leaves a stale name behind.
-  return window != XCB_WINDOW_NONE && has_class(window) ? window : xcb_window_t{XCB_WINDOW_NONE};
+  manager_ = lives ? named : xcb_window_t{XCB_WINDOW_NONE};
 }
 
 xcb_window_t ApplicationWatch::focused() const {
@@ -101,22 +97,31 @@ xcb_window_t ApplicationWatch::under_pointer() const {
   return pointer && pointer->child ? client_below(pointer->child) : xcb_window_t{XCB_WINDOW_NONE};
 }
 
+// The window that a manager put its state on, or without one the nearest that says what it is.
 xcb_window_t ApplicationWatch::client_above(xcb_window_t window) const {
-  while (window != XCB_WINDOW_NONE && window != server_.root() && !has_class(window)) {
+  xcb_window_t with_class = XCB_WINDOW_NONE;
+  xcb_window_t with_title = XCB_WINDOW_NONE;
+  for (int level = 0; level < max_levels; level++) {
+    if (window == XCB_WINDOW_NONE || window == server_.root()) break;
+    if (has(window, state_atom_)) return window;
+    if (!with_class && has(window, XCB_ATOM_WM_CLASS)) with_class = window;
+    if (!with_title && has_title(window)) with_title = window;
     const auto tree = reply<xcb_query_tree_reply>(server_.connection(),
                                                   xcb_query_tree(server_.connection(), window));
     window = tree ? tree->parent : xcb_window_t{XCB_WINDOW_NONE};
   }
-  return window == server_.root() ? xcb_window_t{XCB_WINDOW_NONE} : window;
+  return with_class ? with_class : with_title;
 }
 
 // Window managers put a client's window one or two levels below the frame that they draw.
 xcb_window_t ApplicationWatch::client_below(xcb_window_t window) const {
+  xcb_window_t with_title = XCB_WINDOW_NONE;
   std::vector<xcb_window_t> level{window};
   for (int depth = 0; depth < 3 && !level.empty(); depth++) {
     std::vector<xcb_window_t> below;
     for (const xcb_window_t candidate : level) {
-      if (has_class(candidate)) return candidate;
+      if (has(candidate, state_atom_) || has(candidate, XCB_ATOM_WM_CLASS)) return candidate;
+      if (!with_title && has_title(candidate)) with_title = candidate;
       const auto tree = reply<xcb_query_tree_reply>(
           server_.connection(), xcb_query_tree(server_.connection(), candidate));
       if (!tree) continue;
@@ -125,11 +130,11 @@ xcb_window_t ApplicationWatch::client_below(xcb_window_t window) const {
     }
     level = std::move(below);
   }
-  return XCB_WINDOW_NONE;
+  return with_title;
 }
 
-bool ApplicationWatch::has_class(xcb_window_t window) const {
-  return !text(window, XCB_ATOM_WM_CLASS).empty();
+bool ApplicationWatch::has_title(xcb_window_t window) const {
+  return has(window, utf8_name_atom_) || has(window, XCB_ATOM_WM_NAME);
 }
 
 void ApplicationWatch::follow(xcb_window_t window) {
@@ -146,21 +151,58 @@ void ApplicationWatch::follow(xcb_window_t window) {
   followed_ = window;
 }
 
-std::string ApplicationWatch::text(xcb_window_t window, xcb_atom_t property) const {
+XOwned<xcb_get_property_reply_t> ApplicationWatch::property(xcb_window_t window, xcb_atom_t name,
+                                                            uint32_t words) const {
   xcb_connection_t *connection = server_.connection();
-  const auto value = reply<xcb_get_property_reply>(
-      connection, xcb_get_property(connection, 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0,
-                                   max_text_words));
+  return reply<xcb_get_property_reply>(
+      connection,
+      xcb_get_property(connection, 0, window, name, XCB_GET_PROPERTY_TYPE_ANY, 0, words));
+}
+
+bool ApplicationWatch::has(xcb_window_t window, xcb_atom_t name) const {
+  const auto value = property(window, name, 0);
+  return value && value->type != XCB_ATOM_NONE && value->bytes_after > 0;
+}
+
+// None when there is no such property; one that names no window gives none of X, which is a window
+// here.
+std::optional<xcb_window_t> ApplicationWatch::window_in(xcb_window_t window,
+                                                        xcb_atom_t name) const {
+  const auto value = property(window, name, 1);
+  if (!value || value->type != XCB_ATOM_WINDOW || value->format != 32 || value->length != 1) {
+    return std::nullopt;
+  }
+  return *static_cast<xcb_window_t *>(xcb_get_property_value(value.get()));
+}
+
+ApplicationWatch::Text ApplicationWatch::text(xcb_window_t window, xcb_atom_t name) const {
+  const auto value = property(window, name, max_text_words);
   if (!value || value->format != 8) return {};
   const auto *bytes = static_cast<const char *>(xcb_get_property_value(value.get()));
-  std::string result(bytes, static_cast<size_t>(xcb_get_property_value_length(value.get())));
-  return value->type == utf8_atom_ ? result : utf8_of_latin1(result);
+  const size_t length = std::min<size_t>(value->value_len, size_t{value->length} * 4);
+  const TextEncoding encoding = value->type == utf8_atom_       ? TextEncoding::utf8
+                                : value->type == compound_atom_ ? TextEncoding::compound
+                                                                : TextEncoding::plain;
+  return {std::string(bytes, length), encoding, value->bytes_after > 0};
+}
+
+// WM_CLASS holds two texts, each with its terminator; the second one is the class.
+std::string ApplicationWatch::window_class(xcb_window_t window) const {
+  const Text both = text(window, XCB_ATOM_WM_CLASS);
+  const size_t first_end = both.bytes.find('\0');
+  if (first_end == std::string::npos) return "";
+  const std::string second = both.bytes.substr(first_end + 1).c_str();
+  return utf8_of(second, both.encoding, both.cut);
 }
 
 std::string ApplicationWatch::title(xcb_window_t window) const {
-  std::string utf8 = text(window, utf8_name_atom_);
-  if (utf8.empty()) utf8 = text(window, XCB_ATOM_WM_NAME);
-  return utf8.c_str();  // up to a terminator that some programs store with it
+  for (const xcb_atom_t name : {utf8_name_atom_, xcb_atom_t{XCB_ATOM_WM_NAME}}) {
+    const Text found = text(window, name);
+    // Up to a terminator that some programs store with it.
+    const std::string title = utf8_of(found.bytes.c_str(), found.encoding, found.cut);
+    if (!title.empty()) return title;
+  }
+  return "";
 }
 
 }  // namespace qom::record

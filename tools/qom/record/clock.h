@@ -25,6 +25,8 @@ class RecordingClock {
     clock_gettime(CLOCK_REALTIME, &now);
     offset_ = now.tv_sec * second + now.tv_nsec / 1000 - steady_time();
   }
+  // The time that steady_time() gave.
+  uint64_t at(int64_t steady) const { return static_cast<uint64_t>(steady + offset_); }
   uint64_t now() const { return static_cast<uint64_t>(steady_time() + offset_); }
 
  private:

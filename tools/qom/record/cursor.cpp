@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "cursor_scaling.h"
+
 namespace qom::record {
 
 void select_cursor_events(XServer &server) {
@@ -20,20 +22,17 @@ std::optional<CursorShape> cursor_shape(XServer &server) {
     if (server.gone()) return std::nullopt;
     return CursorShape{};
   }
-  if (image->width == 0 || image->height == 0) return CursorShape{};
+  const size_t pixels = size_t{image->width} * image->height;
+  if (pixels == 0 || image->length < pixels) return CursorShape{};
   CursorShape shape;
-  shape.width = std::min<int>(image->width, QOM_MAX_CURSOR_SIDE);
-  shape.height = std::min<int>(image->height, QOM_MAX_CURSOR_SIDE);
-  shape.hot_x = std::min<int>(image->xhot, shape.width);
-  shape.hot_y = std::min<int>(image->yhot, shape.height);
+  shape.width = image->width;
+  shape.height = image->height;
+  shape.hot_x = std::min(image->xhot, image->width);
+  shape.hot_y = std::min(image->yhot, image->height);
   shape.serial = image->cursor_serial;
-  shape.pixels.resize(static_cast<size_t>(shape.width) * shape.height);
   const uint32_t *from = xcb_xfixes_get_cursor_image_cursor_image(image.get());
-  for (int row = 0; row < shape.height; row++) {
-    std::copy_n(from + static_cast<size_t>(row) * image->width, shape.width,
-                shape.pixels.begin() + static_cast<ptrdiff_t>(row) * shape.width);
-  }
-  return shape;
+  shape.pixels.assign(from, from + pixels);
+  return scaled_to_fit(std::move(shape), QOM_MAX_CURSOR_SIDE);
 }
 
 std::optional<CursorPlace> cursor_place(XServer &server, xcb_window_t window) {

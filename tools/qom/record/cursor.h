@@ -25,12 +25,15 @@ struct CursorShape {
   uint32_t serial = 0;
   std::vector<uint32_t> pixels = {0};  // alpha, red, green, blue from the highest byte; the
                                        // colours multiplied by alpha
+
+  bool operator==(const CursorShape &) const = default;
 };
 
 // Asks for an event at each change of the shape.
 void select_cursor_events(XServer &server);
 
-// The shape now; sides beyond what a recording holds are cut off. None when the server is gone.
+// The shape now, scaled down when its sides are beyond what a recording holds. None when the server
+// is gone.
 std::optional<CursorShape> cursor_shape(XServer &server);
 
 // Where the pointer is; none when it is on another screen or the window is no more.

@@ -1,5 +1,6 @@
 #include "journal.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "error.h"
@@ -56,7 +57,8 @@ void Journal::fail() const {
 
 template <class Record>
 void Journal::append(Record &record) {
-  record.timestamp = clock_.now();
+  recorded_ = steady_time();
+  record.timestamp = clock_.at(recorded_);
   if (qom_writer_append(writer_.get(), &record) != 0) fail();
   bytes_since_ += frame_bytes;
   if (!flush_time_) flush_time_ = steady_time() + second;
@@ -92,6 +94,7 @@ void Journal::append_last_input() {
 }
 
 void Journal::cursor(const CursorShape &shape, const CursorPlace &place) {
+  if (cursor_ == shape) return cursor_place(place);
   cursor_ = shape;
   place_ = place;
   if (begun_) append_cursor();
@@ -109,17 +112,37 @@ void Journal::append_cursor() {
   record.cursor_serial = cursor_->serial;
   record.length = static_cast<uint32_t>(cursor_->pixels.size() * sizeof(uint32_t));
   record.data = reinterpret_cast<uint8_t *>(cursor_->pixels.data());
+  const uint64_t size = qom_writer_size(writer_.get());
   append(record);
+  bytes_since_ += qom_writer_size(writer_.get()) - size;
+  pixels_since_ += record.length;
 }
 
 void Journal::cursor_place(const CursorPlace &place) {
   if (place == place_) return;
   place_ = place;
+  append_cursor_place();
+}
+
+void Journal::append_cursor_place() {
   QomCursorPosition record{};
   record.type = QOM_CURSOR_POSITION;
-  record.x = static_cast<int16_t>(place.x);
-  record.y = static_cast<int16_t>(place.y);
+  record.x = static_cast<int16_t>(place_.x);
+  record.y = static_cast<int16_t>(place_.y);
   append(record);
+}
+
+void Journal::sign_of_life() {
+  append_cursor_place();
+}
+
+void Journal::gap(const Gap &gap) {
+  const int64_t begin = std::max(gap.begin, recorded_);
+  if (begin > gap.end) return;
+  const QomGap mark{clock_.at(begin), clock_.at(gap.end), gap.clock_offset,
+                    static_cast<uint8_t>(gap.reason), 0};
+  if (qom_writer_gap(writer_.get(), &mark) != 0) fail();
+  if (!flush_time_) flush_time_ = steady_time() + second;
 }
 
 void Journal::changes(const Picture &picture, const std::vector<Rectangle> &areas) {

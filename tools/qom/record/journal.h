@@ -10,6 +10,7 @@
 
 #include "clock.h"
 #include "cursor.h"
+#include "gap_watch.h"
 #include "picture.h"
 #include "qom/writer.h"
 
@@ -45,6 +46,13 @@ class Journal {
   void cursor_place(const CursorPlace &place);
   void changes(const Picture &picture, const std::vector<Rectangle> &areas);
 
+  // Writes a record that changes nothing, so that the recording shows that it still goes on.
+  void sign_of_life();
+  // Marks a stretch that was not recorded. Nothing is written when something was recorded since.
+  void gap(const Gap &gap);
+  // When the last record was made (steady_time()).
+  int64_t recorded() const { return recorded_; }
+
   // Restates everything: the size and pixels of the picture, the cursor, the texts.
   void checkpoint(const Picture &picture);
 
@@ -70,6 +78,7 @@ class Journal {
   void append_footer(QomRecordType item, const std::string &text);
   void append_last_input();
   void append_cursor();
+  void append_cursor_place();
   void append_picture(const Picture &picture);
   [[noreturn]] void fail() const;
 
@@ -84,6 +93,7 @@ class Journal {
   CursorPlace place_{0, 0};
   std::vector<uint8_t> pixels_;  // of the record being made; kept for its memory
 
+  int64_t recorded_ = 0;
   std::optional<int64_t> flush_time_;
   bool begun_ = false;                 // whether there was a checkpoint
   uint64_t checkpoint_bytes_ = 0;      // of the last one, as stored

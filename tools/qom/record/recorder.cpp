@@ -17,8 +17,9 @@ namespace qom::record {
 namespace {
 
 constexpr int64_t never = std::numeric_limits<int64_t>::max();
-constexpr int64_t look_interval = second;   // of a quiet display
-constexpr int64_t input_interval = second;  // between two records of the last input
+constexpr int64_t look_interval = second;      // of a quiet display
+constexpr int64_t sign_interval = 5 * second;  // between two signs of life
+constexpr int64_t input_interval = second;     // between two records of the last input
 
 // A descriptor for the signals that end a recording; the caller owns it.
 int open_signals() {
@@ -102,7 +103,7 @@ void Recorder::begin() {
   journal_->checkpoint(screen_->picture());
   restate_ = screen_->refused();
   news_ = {};
-  start_ = last_look_ = steady_time();
+  start_ = last_look_ = last_glance_ = steady_time();
   if (options_.duration) end_ = start_ + static_cast<int64_t>(*options_.duration * second);
   read_events();
 }
@@ -129,7 +130,9 @@ void Recorder::read_event(const xcb_generic_event_t &event) {
   } else if (type == XCB_MAP_NOTIFY) {
     news_.drawn |= reinterpret_cast<const xcb_map_notify_event_t &>(event).window == window_;
   } else if (type == XCB_DESTROY_NOTIFY) {
-    closed_ |= reinterpret_cast<const xcb_destroy_notify_event_t &>(event).window == window_;
+    const xcb_window_t gone = reinterpret_cast<const xcb_destroy_notify_event_t &>(event).window;
+    closed_ |= gone == window_;
+    news_.application |= application_->was_manager(gone);
   } else if (type == XCB_PROPERTY_NOTIFY) {
     const auto &changed = reinterpret_cast<const xcb_property_notify_event_t &>(event);
     news_.application |= application_->concerns(changed.atom);
@@ -153,12 +156,19 @@ int64_t Recorder::look_time() const {
   return frame_.value_or(last_look_ + look_interval);
 }
 
+int64_t Recorder::sign_time() const {
+  return journal_->recorded() + sign_interval;
+}
+
+int64_t Recorder::wake_time() const {
+  return std::min(
+      {look_time(), glance_time(), sign_time(), end_, journal_->flush_time().value_or(never)});
+}
+
 // Sleeps until something has to be done; true when a signal asked to stop. While news wait for
 // their frame, more of them wake nobody.
 bool Recorder::wait() const {
-  const int64_t flush_time = journal_->flush_time().value_or(never);
-  const int64_t until = std::min({look_time(), flush_time, end_});
-  const int64_t left = std::max<int64_t>(0, until - steady_time());
+  const int64_t left = std::max<int64_t>(0, wake_time() - steady_time());
   const timespec timeout{left / second, left % second * 1000};
   std::array<pollfd, 2> sources{
       {{signals_, POLLIN, 0}, {xcb_get_file_descriptor(server_.connection()), POLLIN, 0}}};
@@ -168,19 +178,39 @@ bool Recorder::wait() const {
 
 Ending Recorder::run() {
   std::optional<Ending> end;
+  GapWatch watch(read_clocks());
   while (!end) {
-    if (wait()) {
+    mark(watch.rests(read_clocks(), wake_time(), journal_->recorded()));
+    const bool stop = wait();
+    mark(watch.wakes(read_clocks()));
+    if (stop) {
       end = Ending::signal;
       break;
     }
     read_events();
-    if (steady_time() >= look_time()) look();
+    if (steady_time() >= look_time()) {
+      look();
+    } else if (steady_time() >= glance_time()) {
+      glance();
+    }
+    if (steady_time() >= sign_time()) journal_->sign_of_life();
     if (steady_time() >= journal_->flush_time().value_or(never)) journal_->flush();
     end = ending();
   }
   if (*end == Ending::signal || *end == Ending::duration) look();
   journal_->finish();
   return *end;
+}
+
+void Recorder::mark(const std::vector<Gap> &gaps) {
+  for (const Gap &gap : gaps) journal_->gap(gap);
+}
+
+// A program that moves the pointer makes no event that every program gets.
+void Recorder::glance() {
+  look_at_cursor();
+  last_glance_ = steady_time();
+  read_events();
 }
 
 void Recorder::look() {
@@ -193,7 +223,7 @@ void Recorder::look() {
   if (!restate_ && journal_->checkpoint_due()) journal_->checkpoint(screen_->picture());
   news_ = {};
   frame_.reset();
-  last_look_ = steady_time();
+  last_look_ = last_glance_ = steady_time();
   // Events that came along with the server's answers wake no poll.
   read_events();
 }

@@ -8,6 +8,7 @@
 
 #include "application.h"
 #include "cursor.h"
+#include "gap_watch.h"
 #include "journal.h"
 #include "options.h"
 #include "screen.h"
@@ -23,8 +24,9 @@ enum class Ending {
 };
 
 // The recorder sleeps until the server tells of an event, then until the next frame's time, and
-// then looks at everything at once. While nothing happens it only asks once a second where the
-// pointer is, since a program can move it without an event.
+// then looks at everything at once. While nothing happens it only asks with each frame where the
+// pointer is, since a program can move it without an event, and says every few seconds in the
+// recording that it lives.
 class Recorder {
  public:
   // Opens the display, creates the file and writes the first picture. From then on the process
@@ -63,9 +65,14 @@ class Recorder {
   std::optional<Ending> ending() const;
   int64_t frame_after(int64_t time) const;
   int64_t look_time() const;
+  int64_t glance_time() const { return frame_after(last_glance_); }
+  int64_t sign_time() const;
+  int64_t wake_time() const;
   bool wait() const;
 
+  void mark(const std::vector<Gap> &gaps);
   void look();
+  void glance();
   void look_at_picture();
   void look_at_cursor();
   void look_at_application();
@@ -86,6 +93,7 @@ class Recorder {
   int64_t start_ = 0;
   int64_t end_;
   int64_t last_look_ = 0;
+  int64_t last_glance_ = 0;       // at the place of the pointer
   std::optional<int64_t> frame_;  // when the news are looked at; none while there are none
   int64_t application_asked_ = 0;
   int64_t input_recorded_ = 0;

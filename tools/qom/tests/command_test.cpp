@@ -127,6 +127,16 @@ TEST_F(Command, InfoCountsWhatTheTextHolds) {
   EXPECT_EQ(info["largest_gap"]["us"], 10'000'000);
   EXPECT_EQ(info["largest_gap"]["after_record"], 25);
   EXPECT_EQ(info["duration_us"], 15'750'001);
+  ASSERT_EQ(info["not_recorded"].size(), 3u);
+  EXPECT_EQ(info["not_recorded"][1]["reason"], "clock-set");
+  EXPECT_EQ(info["not_recorded"][1]["clock_ahead_us"], -3'600'500'000);
+  const std::string table = qom({"info", file("small")}).out;
+  EXPECT_TRUE(contains(table, "not recorded  0:00:30.500 in all, 3 marks:")) << table;
+  EXPECT_TRUE(contains(table, "0:00:30.500 from 0:00:02.750 on (")) << table;
+  EXPECT_TRUE(contains(qom({"verify", file("small")}).out, "3 stretches were not recorded"));
+  ASSERT_EQ(qom({"repair", file("small"), file("copy")}).status, 0);
+  EXPECT_EQ(qom({"dump", "--text", file("copy")}).out, qom({"dump", "--text", file("small")}).out);
+  EXPECT_TRUE(contains(qom({"dump", "--text", file("copy")}).out, "gap 5 +2.25 clock-set -3600.5"));
   uint64_t bytes = 0;
   for (const auto &[name, type] : info["records"]["types"].items())
     bytes += type["bytes"].get<uint64_t>();

@@ -103,6 +103,9 @@ compressed-image-blocks +0
   block 3x2 1,1 random 7
   block 1x1 0,0 fill 00ff
 end
+gap +0 +30.5 stopped
+gap 5 7.25 clock-set -3600.5
+gap +0 +0 77 0.000001
 header +0
   version 9
   screen 4x4

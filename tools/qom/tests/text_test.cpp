@@ -153,6 +153,8 @@ TEST(Parser, TellsTheLineAndTheMistake) {
        "4: expected a time (12.5, +0.04 or 2026-11-22T21:33:05.5Z), found \"soon\""},
       {kHead + "screen-change 5000000000000 1x1\n",
        "4: expected a time (12.5, +0.04 or 2026-11-22T21:33:05.5Z), found \"5000000000000\""},
+      {kHead + "gap +0 +1 asleep\n",
+       "4: expected stopped, suspended, late, clock-set or a number, found \"asleep\""},
       {kHead + "screen-change +0 1x1 1\n", "4: expected the end of the line, found \"1\""},
       {kHead + "cursor-position +0 40000,0\n", "4: x is outside -32768 to 32767"},
       {kHead + "footer-item-app +0 \"a\\q\"\n",

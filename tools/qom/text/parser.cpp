@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "clock.h"
+#include "gaps.h"
 #include "qom/writer.h"
 
 namespace qomtool {
@@ -56,7 +57,7 @@ bool TextParser::parse_head_line() {
   if (keyword == "start") {
     if (start_seen_) words.fail("a second start line");
     start_seen_ = true;
-    time_ = head_.header.timestamp = parse_time(words);
+    time_ = head_.header.timestamp = parse_time(words, time_);
     words.finish();
     return true;
   }
@@ -82,13 +83,13 @@ void TextParser::parse_header_record() {
   record_.header = record_header_.header;
 }
 
-// Absolute seconds, a UTC date and time with a Z, or +seconds after the last record.
-uint64_t TextParser::parse_time(Words &words) {
+// Absolute seconds, a UTC date and time with a Z, or +seconds after the time before.
+uint64_t TextParser::parse_time(Words &words, uint64_t before) const {
   std::string_view word = words.word("a time");
   std::optional<uint64_t> time;
   if (word.starts_with('+')) {
     time = parse_seconds(word.substr(1));
-    if (time) *time += time_;
+    if (time) *time += before;
   } else if (word.ends_with('Z')) {
     time = parse_clock(word.substr(0, word.size() - 1), Zone::utc);
   } else {
@@ -97,6 +98,23 @@ uint64_t TextParser::parse_time(Words &words) {
   if (!time) words.fail_word("a time (12.5, +0.04 or 2026-11-22T21:33:05.5Z)", word);
   if (*time > QOM_MAX_TIME) words.fail("the time is above the largest one a recording can hold");
   return *time;
+}
+
+void TextParser::parse_gap(Words &words) {
+  gap_ = {};
+  gap_.begin = parse_time(words, time_);
+  gap_.end = parse_time(words, gap_.begin);
+  const std::string_view reason = words.word("a reason");
+  const std::optional<uint8_t> known = gap_reason(reason);
+  if (!known) words.fail_word("stopped, suspended, late, clock-set or a number", reason);
+  gap_.reason = *known;
+  if (words.at_end()) return;
+  std::string_view word = words.word("");
+  const bool behind = word.starts_with('-');
+  const std::optional<uint64_t> offset = parse_seconds(word.substr(behind ? 1 : 0));
+  if (!offset) words.fail_word("seconds that the clock is ahead", word);
+  gap_.clock_offset = static_cast<int64_t>(behind ? 0 - *offset : *offset);
+  words.finish();
 }
 
 TextParser::Item TextParser::next() {
@@ -109,9 +127,13 @@ TextParser::Item TextParser::next() {
     words.finish();
     return keyword == "checkpoint-begin" ? Item::checkpoint_begin : Item::checkpoint_end;
   }
+  if (keyword == "gap") {
+    parse_gap(words);
+    return Item::gap;
+  }
   const std::optional<QomRecordType> type = record_type(keyword);
   if (!type) words.fail_word("a record such as screen-change or image", keyword);
-  time_ = parse_time(words);
+  time_ = parse_time(words, time_);
   record_ = AnyRecord{};
   record_.head.type = static_cast<uint8_t>(*type);
   record_.head.timestamp = time_;

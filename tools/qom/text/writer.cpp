@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "clock.h"
+#include "gaps.h"
 #include "records.h"
 #include "text/pixels.h"
 #include "text/quote.h"
@@ -62,6 +63,17 @@ void TextWriter::hexadecimal(uint32_t value, uint32_t digits) {
 
 void TextWriter::comment(std::string_view text) {
   (out_ += "# ") += escaped(text) += '\n';
+}
+
+void TextWriter::gap(const QomGap &gap) {
+  out_ += "gap ";
+  out_ += gap.begin >= time_ ? '+' + seconds_text(gap.begin - time_) : seconds_text(gap.begin);
+  (out_ += " +") += seconds_text(gap.end - gap.begin);
+  (out_ += ' ') += gap_reason(gap.reason);
+  const auto offset = static_cast<uint64_t>(gap.clock_offset);
+  if (gap.clock_offset > 0) (out_ += ' ') += seconds_text(offset);
+  if (gap.clock_offset < 0) (out_ += " -") += seconds_text(0 - offset);
+  out_ += '\n';
 }
 
 void TextWriter::header_lines(const QomHeader &header, std::string_view indent) {

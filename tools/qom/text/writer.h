@@ -23,6 +23,8 @@ class TextWriter {
   // Writes a record; its time must not lie below the last one's. False, with nothing written, when
   // its pixels cannot be decoded; qom_reader_error() has the reason.
   bool record(const QomRecord *record);
+  // A stretch that was not recorded.
+  void gap(const QomGap &gap);
   void checkpoint_begin() { out_ += "checkpoint-begin\n"; }
   void checkpoint_end() { out_ += "checkpoint-end\n"; }
   // A line that readers pass over; control characters in `text` are escaped.

@@ -191,6 +191,28 @@ void Display::set_title(xcb_window_t window, const std::string &wm_class,
   sync();
 }
 
+xcb_atom_t Display::atom(const char *name) const {
+  const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&free)> answer(
+      xcb_intern_atom_reply(
+          connection_,
+          xcb_intern_atom(connection_, 0, static_cast<uint16_t>(std::strlen(name)), name), nullptr),
+      free);
+  return answer->atom;
+}
+
+void Display::set_property(xcb_window_t window, const char *name, const char *type,
+                           const std::string &bytes) const {
+  xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, atom(name), atom(type), 8,
+                      static_cast<uint32_t>(bytes.size()), bytes.data());
+  sync();
+}
+
+void Display::set_property(xcb_window_t window, const char *name, xcb_window_t value) const {
+  xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, atom(name), XCB_ATOM_WINDOW, 32,
+                      1, &value);
+  sync();
+}
+
 void Display::sync() const {
   free(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
 }

@@ -76,10 +76,15 @@ class Display {
   // Pixels that do not compress.
   void fill_with_noise(xcb_window_t window, int x, int y, int width, int height);
   void set_title(xcb_window_t window, const std::string &wm_class, const std::string &title) const;
+  void set_property(xcb_window_t window, const char *name, const char *type,
+                    const std::string &bytes) const;
+  void set_property(xcb_window_t window, const char *name, xcb_window_t value) const;
   // Waits until the server has done everything asked for.
   void sync() const;
 
  private:
+  xcb_atom_t atom(const char *name) const;
+
   int pipe_[2];
   std::string name_;
   std::unique_ptr<Process> server_;

@@ -1,7 +1,6 @@
-// What needs no display: pixel formats, the comparison of pictures, the application's text.
+// What needs no display: pixel formats, the comparison of pictures.
 #include <gtest/gtest.h>
 
-#include "application.h"
 #include "cell_map.h"
 #include "picture.h"
 #include "pixel_layout.h"
@@ -39,12 +38,6 @@ TEST(Picture, OnlyWhatTheRecordingShowsIsAChange) {
     EXPECT_EQ(changed.rectangles(0), one.change ? expected : std::vector<Rectangle>{})
         << std::hex << one.pixel << " in " << pixel_format_string(one.recording);
   }
-}
-
-TEST(Application, TextFollowsTheFormat) {
-  const Application application{"XTerm", "100%c"};
-  EXPECT_EQ(application_text("%c: %t", application), "XTerm: 100%c");
-  EXPECT_EQ(application_text("%%c %x%", application), "%c %x%");
 }
 
 }  // namespace

@@ -291,6 +291,66 @@ TEST_F(Recording, OfAQuietDisplayIsTheFirstPictureAndTheEnd) {
   EXPECT_EQ(std::vector<int>(picture + 1, types.end()), std::vector<int>{QOM_DONE});
 }
 
+TEST_F(Recording, OfAQuietDisplayShowsThatItGoesOnAndWhereItDidNot) {
+  start_display();
+  start_recorder({"--app", "nothing"});
+  const auto seconds = [this] { return Replay(path).seconds(); };
+  EXPECT_TRUE(eventually([&] { return seconds() > 4.9; }));
+  const size_t before = Replay(path).play().types.size();
+  recorder_->signal(SIGSTOP);
+  std::this_thread::sleep_for(std::chrono::milliseconds(3500));
+  recorder_->signal(SIGCONT);
+  ASSERT_TRUE(eventually([&] { return Replay(path).gaps().size() == 1; }));
+  EXPECT_TRUE(eventually([&] { return seconds() > 9.8; }));
+  recorder_->signal(SIGKILL);
+  recorder_->wait();
+  const Replay replay(path);
+  const QomGap gap = replay.gaps().at(0);
+  EXPECT_EQ(gap.reason, QOM_GAP_STOPPED);
+  EXPECT_GT(gap.end - gap.begin, 3'000'000u);
+  EXPECT_EQ(gap.record, before);
+  EXPECT_LE(replay.play().types.size(), before + 2) << "signs of life are few";
+}
+
+TEST_F(Recording, BelievesTheWindowManagerWhileItLives) {
+  start_display();
+  xcb_connection_t *c = display_->connection();
+  const xcb_window_t named = display_->make_window(0, 0, 50, 50, 0);
+  const xcb_window_t focused = display_->make_window(100, 100, 50, 50, 0);
+  const xcb_window_t manager = display_->make_window(-10, -10, 1, 1, 0);
+  display_->set_property(named, "WM_NAME", "COMPOUND_TEXT", "\x1b-F\xe1");  // and no class
+  display_->set_property(focused, "WM_NAME", "STRING", "caf\xc3\xa9");
+  xcb_set_input_focus(c, XCB_INPUT_FOCUS_PARENT, focused, XCB_CURRENT_TIME);
+  display_->set_property(display_->root(), "_NET_ACTIVE_WINDOW", named);
+  display_->set_property(display_->root(), "_NET_SUPPORTING_WM_CHECK", manager);
+  start_recorder();
+  const auto application_is = [&](const std::string &text) {
+    return eventually([&] { return Replay(path).play().texts[QOM_FOOTER_ITEM_APP] == text; });
+  };
+  EXPECT_TRUE(application_is("caf\u00e9")) << "a window that does not name itself is no manager's";
+  display_->set_property(manager, "_NET_SUPPORTING_WM_CHECK", manager);
+  display_->set_property(display_->root(), "_NET_SUPPORTING_WM_CHECK", manager);
+  EXPECT_TRUE(application_is("\u03b1"));
+  display_->set_property(named, "_NET_WM_NAME", "UTF8_STRING", std::string(70000, 'x') + "\xff");
+  EXPECT_TRUE(application_is(std::string(4096, 'x'))) << "huge";
+  xcb_destroy_window(c, manager);
+  display_->sync();
+  EXPECT_TRUE(application_is("caf\u00e9"));
+}
+
+TEST_F(Recording, SeesAPointerThatAProgramMovesWithinAFrame) {
+  start_display();
+  start_recorder();
+  for (int16_t step = 1; step <= 8; step++) {
+    xcb_warp_pointer(display_->connection(), XCB_NONE, display_->root(), 0, 0, 0, 0, step, 7);
+    display_->sync();
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  }
+  stop_recorder();
+  const auto types = Replay(path).play().types;
+  EXPECT_GE(std::count(types.begin(), types.end(), QOM_CURSOR_POSITION), 6);
+}
+
 TEST_F(Recording, RestatesEverythingWhenMuchWasRecorded) {
   start_display({"Xvfb", "-screen", "0", "160x120x24"});
   start_recorder({"--app", "noise"});

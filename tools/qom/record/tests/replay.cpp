@@ -80,6 +80,19 @@ QomReaderInfo Replay::info() const {
   return info;
 }
 
+double Replay::seconds() const {
+  const size_t length = qom_reader_index_length(reader_.get());
+  if (length == 0) return 0;
+  const uint64_t end = qom_reader_index(reader_.get())[length - 1].timestamp;
+  return static_cast<double>(end - header().timestamp) / 1e6;
+}
+
+std::vector<QomGap> Replay::gaps() const {
+  size_t count = 0;
+  const QomGap *gaps = qom_reader_gaps(reader_.get(), &count);
+  return {gaps, gaps + count};
+}
+
 std::vector<size_t> Replay::checkpoints() const {
   std::vector<size_t> result;
   size_t before = SIZE_MAX;

@@ -24,6 +24,9 @@ class Replay {
 
   const QomHeader &header() const { return *qom_info_header(reader_.get()); }
   QomReaderInfo info() const;
+  // From the start to the last record.
+  double seconds() const;
+  std::vector<QomGap> gaps() const;
   // First records of all checkpoints.
   std::vector<size_t> checkpoints() const;
   // The state after all records from this one on, from nothing.
