@@ -16,6 +16,7 @@ run_packages=(
 )
 test_packages=(
   libgtest-dev libbenchmark-dev
+  python3 python3-zstandard # the second reader of recordings
   clang libclang-rt-14-dev # libFuzzer
   libxcb-xtest0-dev xvfb tigervnc-standalone-server xauth
   xdotool xterm x11-apps x11-utils x11-xserver-utils mpv # what is recorded

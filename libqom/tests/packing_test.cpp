@@ -4,13 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <vector>
-
-#include "format.h"
-#include "qom/writer.h"
-#include "records.h"
 
 namespace {
 
@@ -51,23 +48,13 @@ struct Packing : testing::Test {
   Bytes blocks;
 };
 
-TEST_F(Packing, EveryNumberOfColoursComesBack) {
-  for (const size_t colours : {1, 2, 15, 16, 17, 200, 255, 256, 257, 0}) {
-    for (const auto &[width, height] : {std::pair{1, 1}, {7, 3}, {64, 64}, {129, 131}}) {
-      blocks.clear();
-      add(static_cast<uint16_t>(width), static_cast<uint16_t>(height), colours);
-      EXPECT_TRUE(unpacks(pack(), blocks.size())) << colours << " in " << width << "x" << height;
-    }
-  }
-}
-
 TEST_F(Packing, MixedBlocksComeBackInTheirOrder) {
   for (int round = 0; round < 200; ++round) {
     blocks.clear();
     for (size_t i = 0, count = 1 + random() % 40; i < count; ++i) {
-      const size_t kinds[] = {2, 5, 16, 40, 256, 0};
+      const size_t kinds[] = {1, 2, 15, 16, 17, 40, 255, 256, 257, 0};
       add(static_cast<uint16_t>(1 + random() % 70), static_cast<uint16_t>(1 + random() % 50),
-          kinds[random() % 6]);
+          kinds[random() % std::size(kinds)]);
     }
     ASSERT_TRUE(unpacks(pack(), blocks.size()));
   }
@@ -94,12 +81,6 @@ TEST_F(Packing, ImagesComeBackFromTheirTiles) {
       EXPECT_FALSE(qom::unpack_image(other.data(), other.size(), to, width,
                                      height + static_cast<unsigned>(change)));
   }
-}
-
-TEST_F(Packing, FewColoursTakeAnEighthOfTheRoom) {
-  for (int i = 0; i < 100; ++i) add(64, 16, 2);
-  EXPECT_EQ(pack().empty(), false);
-  EXPECT_LT(pack().size(), blocks.size() / 7);
 }
 
 TEST_F(Packing, OtherBytesAreLeftAlone) {
@@ -130,18 +111,6 @@ TEST_F(Packing, DamagedBytesStayInBounds) {
     bad[random() % (round % 2 ? 40 : bad.size())] ^= static_cast<uint8_t>(1 + random() % 255);
     unpacks(bad, blocks.size());
   }
-}
-
-TEST_F(Packing, IsWhatBlocksAreCompressedWith) {
-  for (int i = 0; i < 20; ++i) add(64, 16, i % 5 ? 3 : 0);
-  const QomImageBlocks plain = {QOM_IMAGE_BLOCKS, 9, static_cast<uint32_t>(blocks.size()),
-                                blocks.data()};
-  const qom::RecordPtr<QomCompressedImageBlocks> packed(qom_image_blocks_compress(&plain));
-  ASSERT_TRUE(packed);
-  EXPECT_EQ(packed->data[0], qom::codec_zstd_packed);
-  const qom::RecordPtr<QomImageBlocks> again(qom_image_blocks_uncompress(packed.get()));
-  ASSERT_TRUE(again);
-  EXPECT_EQ(Bytes(again->data, again->data + again->length), blocks);
 }
 
 }  // namespace

@@ -54,11 +54,6 @@ TEST_F(RoundTrip, TheHeaderComesBackWithItsPaletteAndTexts) {
   write(header, {});
   header.version = 1;
   EXPECT_EQ(describe(qom_info_header(open().get())), describe(&header));
-
-  header.user = header.tfn = nullptr;
-  header.palette_size = 0;
-  write(header, {});
-  EXPECT_EQ(describe(qom_info_header(open().get())), describe(&header));
 }
 
 TEST_F(RoundTrip, TheLargestValuesComeBack) {
@@ -88,14 +83,6 @@ TEST_F(RoundTrip, ACopyOwnsEverything) {
   EXPECT_FALSE(qom_record_dup(&unknown));
   EXPECT_FALSE(qom_record_dup(nullptr));
   qom_record_free(nullptr);
-}
-
-TEST_F(RoundTrip, NumbersWithoutANameAreUnknown) {
-  EXPECT_STREQ(qom_record_type_to_string(QOM_FOOTER_ITEM_APPFMT), "QOM_FOOTER_ITEM_APPFMT");
-  EXPECT_STREQ(qom_record_type_to_string(static_cast<QomRecordType>(17)), "QOM_TYPE_UNKNOWN");
-  EXPECT_STREQ(pixel_format_string(BGRA8888), "BGRA8888");
-  EXPECT_STREQ(pixel_format_string(static_cast<PixelFormat>(14)), "FORMAT_UNKNOWN");
-  EXPECT_EQ(pixel_format_bytes_per_pixel(static_cast<PixelFormat>(15)), 0u);
 }
 
 TEST_F(RoundTrip, ADumpShowsTextsAndNoControlCharactersOfTheFile) {
@@ -193,22 +180,15 @@ TEST_F(Refusal, RecordsThatDisagreeWithThemselvesOrTheRecording) {
   const QomHeader header = sample_header(RGB565, 32);
   static uint8_t no_codec[] = {9, 9, 9};
   refuse<QomImage>(header, image(header, 2000, 3, 2),
-                   {[](auto &i) { i.width = 0; }, [](auto &i) { i.length += 1; },
-                    [](auto &i) { i.bytes_per_line = 6; }, [](auto &i) { i.pixel_format = BGR565; },
-                    [](auto &i) { i.data = nullptr; }});
+                   {[](auto &i) { i.length += 1; }, [](auto &i) { i.bytes_per_line = 6; },
+                    [](auto &i) { i.pixel_format = BGR565; }, [](auto &i) { i.data = nullptr; }});
   refuse<QomCompressedImage>(
       header, compressed(image(header, 2000, 3, 2)),
-      {[](auto &i) { i.length -= 2; }, [](auto &i) { i.height = 3; },
-       [](auto &i) { i.compressed_length = 1; }, [](auto &i) { i.compressed_length = UINT32_MAX; },
-       [](auto &i) { i.data = nullptr; }, [](auto &i) { i.data = no_codec; }});
-  refuse<QomImageBlocks>(
-      header, image_blocks(header, 2000),
-      {[](auto &b) { b.length -= 1; }, [](auto &b) { b.length = QOM_MAX_DATA + 1; },
-       [](auto &b) { b.data = nullptr; }});
-  refuse<QomCompressedImageBlocks>(
-      header, compressed(image_blocks(header, 2000)),
-      {[](auto &b) { b.length = QOM_MAX_DATA + 1; }, [](auto &b) { b.compressed_length = 0; },
-       [](auto &b) { b.data = no_codec; }});
+      {[](auto &i) { i.length -= 2; }, [](auto &i) { i.compressed_length = 1; },
+       [](auto &i) { i.compressed_length = UINT32_MAX; }, [](auto &i) { i.data = no_codec; }});
+  refuse<QomImageBlocks>(header, image_blocks(header, 2000), {[](auto &b) { b.length -= 1; }});
+  refuse<QomCompressedImageBlocks>(header, compressed(image_blocks(header, 2000)),
+                                   {[](auto &b) { b.length = QOM_MAX_DATA + 1; }});
   Bytes pixels(4 * 4 * 4);
   refuse<QomCursorImage>(
       header, keep(QomCursorImage{QOM_CURSOR_IMAGE, 2000, 4, 4, 0, 0, 0, 0, 0, 64, pixels.data()}),
@@ -241,18 +221,9 @@ TEST_F(Refusal, FilesThatCannotBeBegun) {
   EXPECT_FALSE(qom_writer_create(path.c_str(), &header));
   EXPECT_EQ(errno, EEXIST);
   EXPECT_EQ(contents(), (Bytes{'k', 'e', 'p', 't'}));
-  EXPECT_EQ(qom_writer_close(nullptr), 0);
-}
-
-TEST_F(Refusal, MalformedImagesToCompress) {
-  const Record record = image(sample_header(), 0, 4, 4);
-  as<QomImage>(record).length -= 4;
-  EXPECT_FALSE(compressed(record));
-  EXPECT_EQ(errno, EINVAL);
-  const QomImageBlocks blocks = {QOM_IMAGE_BLOCKS, 0, 8, nullptr};
-  EXPECT_FALSE(qom_image_blocks_compress(&blocks));
-  EXPECT_EQ(errno, EINVAL);
-  EXPECT_FALSE(qom_image_compress(nullptr));
+  const Record short_of_pixels = image(header, 0, 4, 4);
+  as<QomImage>(short_of_pixels).length -= 4;
+  EXPECT_FALSE(compressed(short_of_pixels));
 }
 
 }  // namespace
