@@ -55,7 +55,7 @@ apt_get() {
       -o DPkg::Lock::Timeout=600 -o Acquire::Retries=3 -o Dpkg::Use-Pty=0 \
       "$@" </dev/null 2>&1 | tee "$log"; then
       rm -f "$log"
-      return
+      return 0 # in a trap, without the number it would be the status before the trap
     fi
     grep -qE 'Could not get lock|Unable to lock' "$log" || break
     echo "apt is busy; trying again in 5 seconds ($try of 60)"

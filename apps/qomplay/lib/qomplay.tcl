@@ -2,7 +2,7 @@
 package require Tcl 8.6
 
 namespace eval qomplay {
-    variable version 0.1.0
+    variable version ;# set by the program that sources this
     variable library [file dirname [file normalize [info script]]]
     variable part
 }
