@@ -45,20 +45,27 @@ Journal::Journal(const std::string &path, const JournalHeader &header)
   first.tfn = const_cast<char *>(header.tfn.c_str());
   writer_.reset(qom_writer_create(path.c_str(), &first));
   if (!writer_) fail();
+  disk_ = std::make_unique<DiskSync>(writer_.get());
 }
 
 Journal::~Journal() = default;
 
 void Journal::fail() const {
+  if (disk_) check_disk();
   throw RecordError(path_ + ": " + qom_reader_error());
 }
 
+void Journal::check_disk() const {
+  const std::string failure = disk_->failure();
+  if (!failure.empty()) throw RecordError(path_ + ": " + failure);
+}
+
 template <class Record>
-void Journal::append(Record &record) {
-  record.timestamp = clock_.now();
+void Journal::append(Record &record, std::optional<uint64_t> time) {
+  record.timestamp = time ? *time : clock_.now();
   if (qom_writer_append(writer_.get(), &record) != 0) fail();
   bytes_since_ += frame_bytes;
-  if (!flush_time_) flush_time_ = steady_time() + second;
+  disk_->written();
 }
 
 void Journal::footer(QomRecordType item, const std::string &text) {
@@ -123,6 +130,7 @@ void Journal::cursor_place(const CursorPlace &place) {
 
 void Journal::changes(const Picture &picture, const std::vector<Rectangle> &areas) {
   if (areas.empty()) return;
+  const uint64_t time = clock_.now();  // of the pixels; compressing large ones takes a while
   constexpr size_t head_bytes = 8;
   size_t bytes = 0;
   for (const Rectangle &area : areas) bytes += head_bytes + picture.encoded_size(area);
@@ -143,12 +151,13 @@ void Journal::changes(const Picture &picture, const std::vector<Rectangle> &area
   const std::unique_ptr<QomCompressedImageBlocks, FreeRecord> compressed(
       qom_image_blocks_compress(&blocks));
   if (!compressed) fail();
-  append(*compressed);
+  append(*compressed, time);
   bytes_since_ += compressed->compressed_length;
   pixels_since_ += bytes;
 }
 
 void Journal::append_picture(const Picture &picture) {
+  const uint64_t time = clock_.now();
   const Rectangle whole{0, 0, picture.width(), picture.height()};
   pixels_.resize(picture.encoded_size(whole));
   picture.encode(whole, pixels_.data());
@@ -163,7 +172,7 @@ void Journal::append_picture(const Picture &picture) {
   image.data = pixels_.data();
   const std::unique_ptr<QomCompressedImage, FreeRecord> compressed(qom_image_compress(&image));
   if (!compressed) fail();
-  append(*compressed);
+  append(*compressed, time);
   checkpoint_bytes_ = compressed->compressed_length;
   pixels_of_checkpoint_ = pixels_.size();
 }
@@ -193,15 +202,11 @@ bool Journal::checkpoint_due() const {
   return heavy || steady_time() - checkpoint_time_ > longest;
 }
 
-void Journal::flush() {
-  flush_time_.reset();
-  if (qom_writer_flush(writer_.get()) != 0) fail();
-}
-
 void Journal::finish() {
   QomRecord end{};
   end.type = QOM_DONE;
   append(end);
+  disk_.reset();
   if (qom_writer_close(writer_.release()) != 0) fail();
 }
 
