@@ -478,6 +478,8 @@ TEST_F(Recording, LooksAtALatePictureAtOnceAndTellsThatTheyAreLate) {
   EXPECT_GE(std::count(types.begin(), types.end(), QOM_COMPRESSED_IMAGE_BLOCKS), 24);
   EXPECT_NE(recorder_->output().find("pictures a second were kept"), std::string::npos)
       << recorder_->output();
+  Process info({QOM_RECORD_PROGRAM, "info", path});
+  EXPECT_TRUE(info.prints("a second while the picture changed")) << info.output();
 }
 
 TEST_F(Recording, DoesNotWaitForASlowDiskAndTellsWhenItFails) {
