@@ -1,5 +1,6 @@
 #include "lying_server.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -65,7 +66,7 @@ LyingServer::LyingServer(const std::string &display, std::function<void(Answer &
   socklen_t length = 0;
   const sockaddr_un real = address(display, length);
   if (bind(listener_, reinterpret_cast<const sockaddr *>(&own), own_length) != 0 ||
-      listen(listener_, 1) != 0 || pipe(released_) != 0 ||
+      listen(listener_, 1) != 0 || pipe2(released_, O_CLOEXEC) != 0 ||
       connect(server_, reinterpret_cast<const sockaddr *>(&real), length) != 0) {
     throw std::runtime_error("no way to stand before " + display);
   }
