@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -59,10 +60,11 @@ struct QomWriter {
   uint64_t position = 0;  // end of the file, bytes
   uint32_t salt = 0;
   ImageFormat format = {};
-  int failed = 0;  // errno of the first write or sync that failed
+  std::atomic<int> failed = 0;  // errno of the first write or sync that failed
   uint64_t last_time = 0;
-  int64_t last_sync = 0;  // monotonic, nanoseconds
-  bool dirty = false;     // bytes were written since
+  bool flushed_apart = false;       // perhaps by another thread, beside what appends
+  int64_t last_sync = 0;            // monotonic, nanoseconds
+  std::atomic<bool> dirty = false;  // bytes were written since
 
   Array<QomIndexEntry> entries;
   Array<CheckpointSpan> checkpoints;
@@ -88,7 +90,10 @@ struct QomWriter {
 namespace {
 
 int fail(QomWriter *writer, const char *what) {
-  writer->failed = errno;
+  const int reason = errno;
+  int none = 0;
+  writer->failed.compare_exchange_strong(none, reason);
+  errno = reason;
   set_system_error("cannot %s the recording", what);
   return -1;
 }
@@ -121,14 +126,15 @@ int write_parts(QomWriter *writer, struct iovec *parts, int count) {
 }
 
 int sync(QomWriter *writer) {
+  writer->dirty = false;  // what is written while the disk is busy is not part of this sync
   if (fdatasync(writer->fd) != 0) return fail(writer, "store");
-  writer->dirty = false;
   writer->last_sync = monotonic_now();
   return 0;
 }
 
 int sync_if_due(QomWriter *writer) {
-  return monotonic_now() - writer->last_sync >= sync_interval ? sync(writer) : 0;
+  const bool due = !writer->flushed_apart && monotonic_now() - writer->last_sync >= sync_interval;
+  return due ? sync(writer) : 0;
 }
 
 // Completes the head with lengths and checksums and writes the frame.
@@ -387,6 +393,10 @@ uint64_t qom_writer_size(const QomWriter *writer) {
 int qom_writer_flush(QomWriter *writer) {
   if (writer->failed != 0) return refuse_after_failure(writer);
   return writer->dirty ? sync(writer) : 0;
+}
+
+void qom_writer_flush_apart(QomWriter *writer) {
+  writer->flushed_apart = true;
 }
 
 int qom_writer_begin_checkpoint(QomWriter *writer) {

@@ -109,6 +109,12 @@ void print_times(const Recording &recording, const Summary &summary) {
     const double bytes = per_second(summary.total.bytes, summary.duration);
     line("average rate", rate + bytes_text(static_cast<uint64_t>(bytes)) + "/s");
   }
+  if (summary.picture_interval > 0) {
+    char rate[64];
+    std::snprintf(rate, sizeof rate, "%.1f a second while the picture changed",
+                  per_second(1, summary.picture_interval));
+    line("pictures", rate);
+  }
   if (summary.largest_gap > 0) {
     const uint64_t before = recording.index[summary.gap_index].timestamp;
     line("largest gap", elapsed_time(0, summary.largest_gap) + " after record #" +
@@ -245,6 +251,8 @@ void print_json(const std::string &path, const Recording &recording, const Summa
       rate ? Json(per_second(summary.total.count, summary.duration)) : Json();
   json["bytes_per_second"] =
       rate ? Json(per_second(summary.total.bytes, summary.duration)) : Json();
+  json["pictures_per_second"] =
+      summary.picture_interval ? Json(per_second(1, summary.picture_interval)) : Json();
   json["largest_gap"] = json_gap(recording, summary);
   json["not_recorded"] = json_gaps(gaps_of(recording.reader.get()));
   json["checkpoints"] = {{"count", info.checkpoint_count}, {"bytes", info.checkpoint_bytes}};

@@ -1,5 +1,8 @@
 #include "summary.h"
 
+#include <algorithm>
+#include <vector>
+
 namespace qomtool {
 namespace {
 
@@ -8,6 +11,27 @@ constexpr uint64_t kFrameHead = 32;  // bytes in front of each payload
 void add(TypeSummary &summary, const QomIndexEntry &entry) {
   ++summary.count;
   summary.bytes += kFrameHead + entry.length;
+}
+
+bool has_pixels(const QomIndexEntry &entry) {
+  return entry.type == QOM_IMAGE || entry.type == QOM_COMPRESSED_IMAGE ||
+         entry.type == QOM_IMAGE_BLOCKS || entry.type == QOM_COMPRESSED_IMAGE_BLOCKS;
+}
+
+uint64_t picture_interval(const Recording &recording) {
+  constexpr uint64_t longest = 1'000'000;
+  std::vector<uint64_t> intervals;
+  uint64_t last = 0;
+  for (size_t i = 0; i < recording.length; ++i) {
+    if (!has_pixels(recording.index[i])) continue;
+    const uint64_t time = recording.index[i].timestamp;
+    if (last != 0 && time > last && time - last <= longest) intervals.push_back(time - last);
+    last = time;
+  }
+  if (intervals.empty()) return 0;
+  const auto middle = intervals.begin() + static_cast<ptrdiff_t>(intervals.size() / 2);
+  std::nth_element(intervals.begin(), middle, intervals.end());
+  return *middle;
 }
 
 }  // namespace
@@ -30,6 +54,7 @@ Summary summarise(const Recording &recording) {
     const uint64_t start = recording.header->timestamp;
     summary.duration = last > start ? last - start : 0;
   }
+  summary.picture_interval = picture_interval(recording);
   return summary;
 }
 

@@ -4,7 +4,8 @@
  * A writer appends records to a new file and never changes a byte that it has
  * written. Every appended record reaches the kernel before the call returns, so a
  * process that is killed loses nothing; about once a second, and at each flush, the
- * bytes are forced to the disk. A file can be opened by readers at any moment.
+ * bytes are forced to the disk (but see qom_writer_flush_apart()). A file can be opened
+ * by readers at any moment.
  *
  * The first write or sync that fails is final: that call and every later one
  * return -1 with its errno, and the file still opens with the records that were
@@ -53,6 +54,15 @@ QOM_API uint64_t qom_writer_size(const QomWriter *writer);
 /* Forces everything appended so far to the disk. Returns 0, after which no crash
    of the process or the machine loses it, or -1 with errno. */
 QOM_API int qom_writer_flush(QomWriter *writer);
+
+/*
+ * For programs that must not wait for the disk: from this call on appending forces
+ * nothing to the disk, only flush and close do, and flush may be called by another
+ * thread beside every other call but close, by one thread at a time. It then answers
+ * for what was appended before it began. A flush that fails is final for the other
+ * calls too; the words of its reason are those of the thread that called it.
+ */
+QOM_API void qom_writer_flush_apart(QomWriter *writer);
 
 /*
  * The records appended between these two calls are a checkpoint: they restate the

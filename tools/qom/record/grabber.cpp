@@ -61,6 +61,10 @@ void Grabber::share_memory(size_t bytes) {
   }
 }
 
+bool Grabber::holds(uint8_t depth, uint64_t bytes, const Rectangle &area) const {
+  return depth == layout_.depth && bytes >= stride(area.width) * area.height;
+}
+
 bool Grabber::grab(const std::vector<Rectangle> &areas, std::vector<Grab> &grabs) {
   size_t bytes = 0;
   for (const Rectangle &area : areas) bytes += stride(area.width) * area.height;
@@ -83,8 +87,9 @@ bool Grabber::grab_shared(const std::vector<Rectangle> &areas, std::vector<Grab>
     offset += stride(area.width) * area.height;
   }
   bool complete = true;
-  for (const auto &cookie : cookies) {
-    if (!reply<xcb_shm_get_image_reply>(connection, cookie)) complete = false;
+  for (size_t i = 0; i < cookies.size(); i++) {
+    const auto image = reply<xcb_shm_get_image_reply>(connection, cookies[i]);
+    complete &= image && holds(image->depth, image->size, areas[i]);
   }
   return complete;
 }
@@ -99,7 +104,7 @@ bool Grabber::grab_copied(const std::vector<Rectangle> &areas, std::vector<Grab>
         xcb_get_image(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, window_, static_cast<int16_t>(area.x),
                       static_cast<int16_t>(area.y), static_cast<uint16_t>(area.width),
                       static_cast<uint16_t>(area.height), all_planes));
-    if (!image) return false;
+    if (!image || !holds(image->depth, bytes_behind(*image), area)) return false;
     grabs.push_back({area, xcb_get_image_data(image.get()), stride(area.width)});
     replies_.push_back(std::move(image));
   }

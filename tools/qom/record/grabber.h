@@ -21,13 +21,14 @@ class Grabber {
 
   // Reads the disjoint rectangles (coordinates of the window, inside it). The pixels stay valid
   // until the next call. False when the server refused one, as it does when the window is not
-  // visible or has meanwhile become smaller; the grabs are of no use then.
+  // visible or has meanwhile become smaller, or gave too few; the grabs are of no use then.
   bool grab(const std::vector<Rectangle> &areas, std::vector<Grab> &grabs);
 
   bool shares_memory() const { return memory_ != nullptr; }
 
  private:
   size_t stride(int width) const;
+  bool holds(uint8_t depth, uint64_t bytes, const Rectangle &area) const;
   void share_memory(size_t bytes);
   void release_memory();
   bool grab_shared(const std::vector<Rectangle> &areas, std::vector<Grab> &grabs);

@@ -47,21 +47,28 @@ Journal::Journal(const std::string &path, const JournalHeader &header)
   first.tfn = const_cast<char *>(header.tfn.c_str());
   writer_.reset(qom_writer_create(path.c_str(), &first));
   if (!writer_) fail();
+  disk_ = std::make_unique<DiskSync>(writer_.get());
 }
 
 Journal::~Journal() = default;
 
 void Journal::fail() const {
+  if (disk_) check_disk();
   throw RecordError(qomtool::quoted_name(path_) + ": " + qom_reader_error());
 }
 
+void Journal::check_disk() const {
+  const std::string failure = disk_->failure();
+  if (!failure.empty()) throw RecordError(qomtool::quoted_name(path_) + ": " + failure);
+}
+
 template <class Record>
-void Journal::append(Record &record) {
-  recorded_ = steady_time();
+void Journal::append(Record &record, std::optional<int64_t> time) {
+  recorded_ = time.value_or(steady_time());
   record.timestamp = clock_.at(recorded_);
   if (qom_writer_append(writer_.get(), &record) != 0) fail();
   bytes_since_ += frame_bytes;
-  if (!flush_time_) flush_time_ = steady_time() + second;
+  disk_->written();
 }
 
 void Journal::footer(QomRecordType item, const std::string &text) {
@@ -142,11 +149,12 @@ void Journal::gap(const Gap &gap) {
   const QomGap mark{clock_.at(begin), clock_.at(gap.end), gap.clock_offset,
                     static_cast<uint8_t>(gap.reason), 0};
   if (qom_writer_gap(writer_.get(), &mark) != 0) fail();
-  if (!flush_time_) flush_time_ = steady_time() + second;
+  disk_->written();
 }
 
 void Journal::changes(const Picture &picture, const std::vector<Rectangle> &areas) {
   if (areas.empty()) return;
+  const int64_t time = steady_time();  // of the pixels; compressing large ones takes a while
   constexpr size_t head_bytes = 8;
   size_t bytes = 0;
   for (const Rectangle &area : areas) bytes += head_bytes + picture.encoded_size(area);
@@ -167,12 +175,13 @@ void Journal::changes(const Picture &picture, const std::vector<Rectangle> &area
   const std::unique_ptr<QomCompressedImageBlocks, FreeRecord> compressed(
       qom_image_blocks_compress(&blocks));
   if (!compressed) fail();
-  append(*compressed);
+  append(*compressed, time);
   bytes_since_ += compressed->compressed_length;
   pixels_since_ += bytes;
 }
 
 void Journal::append_picture(const Picture &picture) {
+  const int64_t time = steady_time();
   const Rectangle whole{0, 0, picture.width(), picture.height()};
   pixels_.resize(picture.encoded_size(whole));
   picture.encode(whole, pixels_.data());
@@ -187,7 +196,7 @@ void Journal::append_picture(const Picture &picture) {
   image.data = pixels_.data();
   const std::unique_ptr<QomCompressedImage, FreeRecord> compressed(qom_image_compress(&image));
   if (!compressed) fail();
-  append(*compressed);
+  append(*compressed, time);
   checkpoint_bytes_ = compressed->compressed_length;
   pixels_of_checkpoint_ = pixels_.size();
 }
@@ -217,15 +226,11 @@ bool Journal::checkpoint_due() const {
   return heavy || steady_time() - checkpoint_time_ > longest;
 }
 
-void Journal::flush() {
-  flush_time_.reset();
-  if (qom_writer_flush(writer_.get()) != 0) fail();
-}
-
 void Journal::finish() {
   QomRecord end{};
   end.type = QOM_DONE;
   append(end);
+  disk_.reset();
   if (qom_writer_close(writer_.release()) != 0) fail();
 }
 

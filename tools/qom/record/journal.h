@@ -10,6 +10,7 @@
 
 #include "clock.h"
 #include "cursor.h"
+#include "disk_sync.h"
 #include "gap_watch.h"
 #include "picture.h"
 #include "qom/writer.h"
@@ -60,10 +61,9 @@ class Journal {
   // reading another one that it is time for it.
   bool checkpoint_due() const;
 
-  // Whether, and when (steady_time()), flush() has to be called so that what was recorded is on the
-  // disk a second later; none when it already is.
-  std::optional<int64_t> flush_time() const { return flush_time_; }
-  void flush();
+  // Throws RecordError when what was recorded could not be brought to the disk, where it is a
+  // second later unless the disk is slower.
+  void check_disk() const;
 
   // Marks the end of the recording at the present time and finishes the file.
   void finish();
@@ -74,7 +74,7 @@ class Journal {
   };
 
   template <class Record>
-  void append(Record &record);
+  void append(Record &record, std::optional<int64_t> time = {});
   void append_footer(QomRecordType item, const std::string &text);
   void append_last_input();
   void append_cursor();
@@ -86,6 +86,7 @@ class Journal {
   RecordingClock clock_;
   PixelFormat pixel_format_;
   std::unique_ptr<QomWriter, CloseWriter> writer_;
+  std::unique_ptr<DiskSync> disk_;
 
   std::map<QomRecordType, std::string> footer_;
   std::optional<std::pair<std::string, std::string>> last_input_;  // user and tfn
@@ -93,8 +94,7 @@ class Journal {
   CursorPlace place_{0, 0};
   std::vector<uint8_t> pixels_;  // of the record being made; kept for its memory
 
-  int64_t recorded_ = 0;
-  std::optional<int64_t> flush_time_;
+  int64_t recorded_ = 0;  // steady_time() of the last record
   bool begun_ = false;                 // whether there was a checkpoint
   uint64_t checkpoint_bytes_ = 0;      // of the last one, as stored
   uint64_t pixels_of_checkpoint_ = 0;  // bytes of its pixels

@@ -96,14 +96,25 @@ void print_saved(const std::string &path) {
   }
 }
 
+void print_pace(const Pace &pace) {
+  std::fprintf(
+      stderr,
+      "this machine is too slow: %.1f of %.1f pictures a second were kept while the screen "
+      "changed, %ju were missed\n",
+      pace.rate_kept(), pace.rate_asked(), static_cast<uintmax_t>(pace.missed()));
+}
+
 int record(const Options &options) {
   const bool existed = std::filesystem::exists(std::filesystem::symlink_status(options.output));
   try {
     Recorder recorder(options);
     if (!options.quiet) print_start(options, recorder);
-    const Ending ending = recorder.run();
+    const Ending ending = recorder.run([&] {
+      if (!options.quiet) print_pace(recorder.pace());
+    });
     if (!options.quiet) {
       std::fprintf(stderr, "%s\n", ending_text(ending));
+      if (recorder.pace().fell_behind()) print_pace(recorder.pace());
       print_summary(options.output);
     }
     return qomtool::kGood;

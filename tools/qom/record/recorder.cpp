@@ -1,58 +1,49 @@
 #include "recorder.h"
 
-#include <poll.h>
-#include <sys/signalfd.h>
-#include <unistd.h>
 #include <xcb/composite.h>
 #include <xcb/xinput.h>
 
 #include <algorithm>
-#include <array>
-#include <csignal>
-#include <limits>
 
 #include "error.h"
 
 namespace qom::record {
 namespace {
 
-constexpr int64_t never = std::numeric_limits<int64_t>::max();
 constexpr int64_t look_interval = second;      // of a quiet display
 constexpr int64_t sign_interval = 5 * second;  // between two signs of life
 constexpr int64_t input_interval = second;     // between two records of the last input
 
-// A descriptor for the signals that end a recording; the caller owns it.
-int open_signals() {
-  signal(SIGPIPE, SIG_IGN);
-  signal(SIGXFSZ, SIG_IGN);
-  sigset_t set;
-  sigemptyset(&set);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&set, number);
-  sigprocmask(SIG_BLOCK, &set, nullptr);
-  const int descriptor = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
-  if (descriptor < 0) throw RecordError("the system gives no descriptor for signals");
-  return descriptor;
+// The end of a recording that begins at `start`.
+void set_end(EndWatch &ends, int64_t start, const Options &options) {
+  if (options.duration) ends.end_at(start + static_cast<int64_t>(*options.duration * second));
+}
+
+// From here on the recording's time runs, also while the server does not answer.
+EndWatch &timed(EndWatch &ends, const Options &options) {
+  set_end(ends, steady_time(), options);
+  return ends;
 }
 
 }  // namespace
 
 Recorder::Recorder(const Options &options)
     : options_(options),
-      signals_(open_signals()),
-      server_(options.display),
+      server_(options.display, timed(ends_, options)),
       window_(options.window ? options.window : server_.root()),
-      period_(static_cast<int64_t>(second / options.frames_per_second)),
-      end_(never) {
+      pace_(options.frames_per_second) {
   complete_texts(options_.texts);
-  screen_ = std::make_unique<Screen>(server_, window_, options_.pixel_format);
-  watch_window();
-  watch_input();
-  application_ = std::make_unique<ApplicationWatch>(server_, options.window);
-  begin();
-}
-
-Recorder::~Recorder() {
-  close(signals_);
+  try {
+    screen_ = std::make_unique<Screen>(server_, window_, options_.pixel_format);
+    watch_window();
+    watch_input();
+    application_ = std::make_unique<ApplicationWatch>(server_, options.window);
+    begin();
+  } catch (const RecordError &) {
+    // A reply that never came has been taken for one that says no.
+    if (server_.gone()) throw RecordError(server_went_silent);
+    throw;
+  }
 }
 
 // The root window is watched also when another one is recorded: the properties of window managers
@@ -103,16 +94,17 @@ void Recorder::begin() {
   journal_->checkpoint(screen_->picture());
   restate_ = screen_->refused();
   news_ = {};
-  start_ = last_look_ = last_glance_ = steady_time();
-  if (options_.duration) end_ = start_ + static_cast<int64_t>(*options_.duration * second);
-  read_events();
+  last_look_ = last_glance_ = steady_time();
+  pace_.start(last_look_);
+  set_end(ends_, last_look_, options_);
+  read_events(last_look_);
 }
 
-void Recorder::read_events() {
+void Recorder::read_events(int64_t time) {
   while (const XOwned<xcb_generic_event_t> event{xcb_poll_for_event(server_.connection())}) {
     read_event(*event);
   }
-  if (news_.any() && !frame_) frame_ = frame_after(steady_time());
+  if (news_.any() && !frame_) frame_ = pace_.frame_after(time);
 }
 
 void Recorder::read_event(const xcb_generic_event_t &event) {
@@ -141,15 +133,9 @@ void Recorder::read_event(const xcb_generic_event_t &event) {
 
 std::optional<Ending> Recorder::ending() const {
   if (closed_) return Ending::window_closed;
+  if (const auto asked = ends_.ended()) return asked;
   if (server_.gone()) return Ending::server_gone;
-  if (steady_time() >= end_) return Ending::duration;
   return std::nullopt;
-}
-
-// Frames lie on a fixed grid, so that a player with the same rate shows each look in a frame of its
-// own; what is drawn in many steps has time to be finished.
-int64_t Recorder::frame_after(int64_t time) const {
-  return start_ + ((time - start_) / period_ + 1) * period_;
 }
 
 int64_t Recorder::look_time() const {
@@ -161,40 +147,34 @@ int64_t Recorder::sign_time() const {
 }
 
 int64_t Recorder::wake_time() const {
-  return std::min(
-      {look_time(), glance_time(), sign_time(), end_, journal_->flush_time().value_or(never)});
+  return std::min({look_time(), glance_time(), sign_time()});
 }
 
-// Sleeps until something has to be done; true when a signal asked to stop. While news wait for
-// their frame, more of them wake nobody.
-bool Recorder::wait() const {
-  const int64_t left = std::max<int64_t>(0, wake_time() - steady_time());
-  const timespec timeout{left / second, left % second * 1000};
-  std::array<pollfd, 2> sources{
-      {{signals_, POLLIN, 0}, {xcb_get_file_descriptor(server_.connection()), POLLIN, 0}}};
-  ppoll(sources.data(), frame_ ? 1 : 2, &timeout, nullptr);
-  return sources[0].revents != 0;
+// Sleeps until something has to be done. While news wait for their frame, more of them wake nobody.
+void Recorder::wait() const {
+  ends_.sleep(wake_time(), frame_ ? -1 : xcb_get_file_descriptor(server_.connection()));
 }
 
-Ending Recorder::run() {
+Ending Recorder::run(const std::function<void()> &falls_behind) {
+  bool told = false;
   std::optional<Ending> end;
   GapWatch watch(read_clocks());
   while (!end) {
     mark(watch.rests(read_clocks(), wake_time(), journal_->recorded()));
-    const bool stop = wait();
+    wait();
     mark(watch.wakes(read_clocks()));
-    if (stop) {
-      end = Ending::signal;
-      break;
-    }
-    read_events();
+    read_events(steady_time());
     if (steady_time() >= look_time()) {
       look();
     } else if (steady_time() >= glance_time()) {
       glance();
     }
     if (steady_time() >= sign_time()) journal_->sign_of_life();
-    if (steady_time() >= journal_->flush_time().value_or(never)) journal_->flush();
+    journal_->check_disk();
+    if (!told && pace_.surely_fell_behind()) {
+      told = true;
+      falls_behind();
+    }
     end = ending();
   }
   if (*end == Ending::signal || *end == Ending::duration) look();
@@ -208,13 +188,15 @@ void Recorder::mark(const std::vector<Gap> &gaps) {
 
 // A program that moves the pointer makes no event that every program gets.
 void Recorder::glance() {
-  look_at_cursor();
   last_glance_ = steady_time();
-  read_events();
+  look_at_cursor();
+  read_events(last_glance_);
 }
 
 void Recorder::look() {
-  read_events();
+  const int64_t begun = steady_time();
+  read_events(begun);
+  if (news_.drawn) pace_.looked(frame_.value_or(begun), begun);
   if (news_.resized && screen_->resize()) restate_ = true;
   if (news_.drawn || restate_ || screen_->refused()) look_at_picture();
   look_at_cursor();
@@ -224,8 +206,9 @@ void Recorder::look() {
   news_ = {};
   frame_.reset();
   last_look_ = last_glance_ = steady_time();
-  // Events that came along with the server's answers wake no poll.
-  read_events();
+  // Events that came along with the server's answers wake no poll. They came after the look began,
+  // so the frame that they belong to may have passed.
+  read_events(begun);
 }
 
 void Recorder::look_at_picture() {

@@ -2,46 +2,42 @@
 #ifndef QOM_RECORD_RECORDER_H
 #define QOM_RECORD_RECORDER_H
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "application.h"
 #include "cursor.h"
+#include "end_watch.h"
 #include "gap_watch.h"
 #include "journal.h"
 #include "options.h"
+#include "pace.h"
 #include "screen.h"
 #include "x_server.h"
 
 namespace qom::record {
 
-enum class Ending {
-  signal,         // somebody asked the recorder to stop
-  duration,       // the time was up
-  server_gone,    // the X server ended
-  window_closed,  // the recorded window was destroyed
-};
-
 // The recorder sleeps until the server tells of an event, then until the next frame's time, and
-// then looks at everything at once. While nothing happens it only asks with each frame where the
-// pointer is, since a program can move it without an event, and says every few seconds in the
-// recording that it lives.
+// then looks at everything at once; when a look takes longer than a frame, the next one follows at
+// once. While nothing happens it only asks with each frame where the pointer is, since a program can
+// move it without an event, and says every few seconds in the recording that it lives.
 class Recorder {
  public:
-  // Opens the display, creates the file and writes the first picture. From then on the process
-  // blocks INT, TERM and HUP, which end the recording, and ignores PIPE and XFSZ, which a server or
-  // a disk that fails would send. Throws RecordError.
+  // Opens the display, creates the file and writes the first picture. What happens to the process's
+  // signals is said at EndWatch. Throws RecordError.
   explicit Recorder(const Options &options);
-  ~Recorder();
   Recorder(const Recorder &) = delete;
   Recorder &operator=(const Recorder &) = delete;
 
   // Records to the end and finishes the file. Throws RecordError when the recording had to be
-  // given up; what was recorded before is in the file.
-  Ending run();
+  // given up; what was recorded before is in the file. Calls `falls_behind` once when it cannot
+  // keep the rate.
+  Ending run(const std::function<void()> &falls_behind);
 
   const Screen &screen() const { return *screen_; }
+  const Pace &pace() const { return pace_; }
 
  private:
   // What the events of one frame told.
@@ -59,16 +55,16 @@ class Recorder {
   void watch_input();
   void begin();
 
-  void read_events();
+  // Those that came at `time` or later are looked at in the frame after it.
+  void read_events(int64_t time);
   void read_event(const xcb_generic_event_t &event);
 
   std::optional<Ending> ending() const;
-  int64_t frame_after(int64_t time) const;
   int64_t look_time() const;
-  int64_t glance_time() const { return frame_after(last_glance_); }
+  int64_t glance_time() const { return pace_.frame_after(last_glance_); }
   int64_t sign_time() const;
   int64_t wake_time() const;
-  bool wait() const;
+  void wait() const;
 
   void mark(const std::vector<Gap> &gaps);
   void look();
@@ -79,7 +75,7 @@ class Recorder {
   void look_at_input();
 
   Options options_;
-  int signals_;  // file descriptor that tells of INT, TERM and HUP
+  EndWatch ends_;
   XServer server_;
   xcb_window_t window_;
   std::unique_ptr<Screen> screen_;
@@ -89,10 +85,8 @@ class Recorder {
   bool closed_ = false;  // the recorded window was destroyed
   bool restate_ = true;  // a checkpoint is needed as soon as there is a picture
 
-  int64_t period_;  // of a frame, microseconds; all times are steady_time()
-  int64_t start_ = 0;
-  int64_t end_;
-  int64_t last_look_ = 0;
+  Pace pace_;
+  int64_t last_look_ = 0;         // when it ended; all times are steady_time()
   int64_t last_glance_ = 0;       // at the place of the pointer
   std::optional<int64_t> frame_;  // when the news are looked at; none while there are none
   int64_t application_asked_ = 0;

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "connect_failure.h"
+#include "connecting.h"
 #include "error.h"
 #include "pixel_layout.h"
 
@@ -47,21 +48,27 @@ const xcb_format_t *image_format(const xcb_setup_t *setup, uint8_t depth) {
 
 }  // namespace
 
-XServer::XServer(const std::string &display) {
+XServer::XServer(const std::string &display, EndWatch &ends) {
   const std::string name = display_name(display);
   if (name.empty()) {
     throw RecordError("no display to record: neither --display nor $DISPLAY names one");
   }
   int screen_number = 0;
-  connection_ = xcb_connect(name.c_str(), &screen_number);
+  connection_ = connect_to(name, screen_number, ends);
   if (const int code = xcb_connection_has_error(connection_)) {
     xcb_disconnect(connection_);
     throw RecordError("cannot open display \"" + name + "\": " + connection_error(code, name));
   }
   setup_ = xcb_get_setup(connection_);
-  screen_ = screen_of_number(setup_, screen_number);
   try {
+    if (!is_whole(*setup_)) throw RecordError("the X server describes itself only in part");
+    screen_ = screen_of_number(setup_, screen_number);
+    ends.guard(xcb_get_file_descriptor(connection_));
     require_extensions();
+  } catch (const RecordError &error) {
+    const bool gone = this->gone();
+    xcb_disconnect(connection_);
+    throw gone ? RecordError(server_went_silent) : error;
   } catch (...) {
     xcb_disconnect(connection_);
     throw;

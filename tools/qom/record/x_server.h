@@ -4,31 +4,14 @@
 
 #include <xcb/xcb.h>
 
-#include <cstdlib>
-#include <memory>
 #include <string>
-#include <type_traits>
 
+#include "end_watch.h"
 #include "qom/qom.h"
 #include "rectangle.h"
+#include "reply.h"
 
 namespace qom::record {
-
-struct FreeDeleter {
-  void operator()(void *memory) const { std::free(memory); }
-};
-
-// Replies and events of XCB come from malloc.
-template <class T>
-using XOwned = std::unique_ptr<T, FreeDeleter>;
-
-// Waits for a reply; none when the server answered with an error or is gone.
-// Example: reply<xcb_get_geometry_reply>(connection, cookie).
-template <auto reply_function, class Cookie>
-auto reply(xcb_connection_t *connection, Cookie cookie) {
-  using Result = std::remove_pointer_t<decltype(reply_function(connection, cookie, nullptr))>;
-  return XOwned<Result>(reply_function(connection, cookie, nullptr));
-}
 
 // How the pixels of a drawable are laid out in images of it.
 struct ImageLayout {
@@ -37,11 +20,15 @@ struct ImageLayout {
   uint8_t scanline_pad;  // bits
 };
 
+// Why nothing can be recorded any more when replies are missing.
+inline constexpr const char *server_went_silent = "no answer comes from the X server any more";
+
 class XServer {
  public:
   // Connects to `display` (the environment's when empty) and checks that the server has every
-  // extension that recording needs. Throws RecordError.
-  explicit XServer(const std::string &display);
+  // extension that recording needs. The connection is guarded by `ends`, which outlives the object.
+  // Throws RecordError.
+  XServer(const std::string &display, EndWatch &ends);
   ~XServer() { xcb_disconnect(connection_); }
   XServer(const XServer &) = delete;
   XServer &operator=(const XServer &) = delete;

@@ -55,6 +55,12 @@ void Process::signal(int number) const {
   kill(id_, number);
 }
 
+bool Process::has_ended() const {
+  siginfo_t ended{};
+  waitid(P_PID, static_cast<id_t>(id_), &ended, WEXITED | WNOHANG | WNOWAIT);
+  return ended.si_pid != 0;
+}
+
 bool Process::read_some() {
   pollfd source{pipe_, POLLIN, 0};
   if (poll(&source, 1, 20000) != 1) return false;

@@ -29,6 +29,7 @@ class Process {
 
   pid_t id() const { return id_; }
   void signal(int number) const;
+  bool has_ended() const;
   // Reads on until the output holds `text`; false when it ends before.
   bool prints(const std::string &text);
   // Waits for the end: the exit status, or 128 and the signal's number.

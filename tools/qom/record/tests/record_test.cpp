@@ -8,16 +8,19 @@
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <xcb/shm.h>
 #include <xcb/xfixes.h>
 #include <xcb/xtest.h>
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <thread>
 
 #include "display.h"
+#include "lying_server.h"
 #include "replay.h"
 
 namespace {
@@ -37,13 +40,25 @@ class Recording : public RecordingTest {
                                      "0", "-rfbunixpath", socket});
     }
     display_ = std::make_unique<Display>(command);
+    address_ = display_->name();
+  }
+
+  // What is recorded from now on speaks to the display through a server that lies.
+  std::unique_ptr<LyingServer> lie(const std::function<void(Answer &)> &lie) {
+    auto server = std::make_unique<LyingServer>(display_->name(), lie);
+    address_ = server->name();
+    return server;
+  }
+
+  uint8_t opcode_of(xcb_extension_t &extension) const {
+    return xcb_get_extension_data(display_->connection(), &extension)->major_opcode;
   }
 
   // Returns when the first picture is in the file.
   void start_recorder(
       std::vector<std::string> options = {}, const std::function<void()> &prepare = [] {}) {
     options.insert(options.begin(), {QOM_RECORD_PROGRAM, "record"});
-    options.insert(options.end(), {"--fps", rate_, "--display", display_->name(), path});
+    options.insert(options.end(), {"--fps", rate_, "--display", address_, path});
     recorder_ = std::make_unique<Process>(options, prepare);
     ASSERT_TRUE(recorder_->prints(" into ")) << recorder_->output();
   }
@@ -95,6 +110,7 @@ class Recording : public RecordingTest {
 
   std::string rate_ = "30";
   std::unique_ptr<Display> display_;
+  std::string address_;  // of the display, for the recorder
   std::unique_ptr<Process> recorder_;
 };
 
@@ -398,9 +414,7 @@ TEST_F(Recording, OnAFullDiskStopsAndLeavesAFileThatOpens) {
   });
   ASSERT_TRUE(eventually([&] {
     display_->fill_with_noise(window, 0, 0, 200, 150);
-    siginfo_t ended{};
-    waitid(P_PID, static_cast<id_t>(recorder_->id()), &ended, WEXITED | WNOHANG | WNOWAIT);
-    return ended.si_pid != 0;
+    return recorder_->has_ended();
   }));
   EXPECT_EQ(recorder_->wait(), 1);
   EXPECT_NE(recorder_->output().find("File too large"), std::string::npos) << recorder_->output();
@@ -413,7 +427,8 @@ TEST_F(Recording, OnAFullDiskStopsAndLeavesAFileThatOpens) {
 TEST_F(Recording, EndsProperlyWithTheServer) {
   start_display();
   const xcb_window_t window = display_->make_window(20, 20, 300, 300, 0x112233);
-  start_recorder();
+  start_recorder({}, [] { signal(SIGHUP, SIG_IGN); });
+  recorder_->signal(SIGHUP);  // as nohup(1) has it
   display_->fill_with_noise(window, 0, 0, 100, 100);
   const Screenshot there = display_->screenshot(display_->root());
   ASSERT_TRUE(comes_to_show(there));
@@ -422,6 +437,148 @@ TEST_F(Recording, EndsProperlyWithTheServer) {
   EXPECT_NE(recorder_->output().find("X server ended"), std::string::npos);
   EXPECT_EQ(Replay(path).info().state, QOM_STATE_FINISHED);
   EXPECT_TRUE(Replay(path).play().frame == there);
+}
+
+// The answers of a broken server: more is told than there is.
+TEST_F(Recording, BelievesNoReplyThatIsTooShort) {
+  start_display();
+  display_->make_window(0, 0, 800, 600, 0x224466);
+  const uint8_t shm = opcode_of(xcb_shm_id);
+  const uint8_t fixes = opcode_of(xcb_xfixes_id);
+  std::atomic<unsigned> told = 0;
+  const auto server = lie([&](Answer &answer) {
+    const auto [major, minor] = answer.request;
+    if (major == shm && minor == XCB_SHM_GET_IMAGE) {
+      answer.put(12, uint32_t{4});  // bytes of the image
+      told |= 1;
+    } else if (major == XCB_GET_IMAGE) {
+      answer.put(4, uint32_t{1});
+      answer.bytes.resize(32 + 4);
+      told |= 2;
+    } else if (major == fixes && minor == XCB_XFIXES_GET_CURSOR_IMAGE) {
+      answer.put(12, uint16_t{60000});  // width and height
+      answer.put(14, uint16_t{60000});
+      told |= 4;
+    } else if (major == XCB_GET_PROPERTY) {
+      answer.put(1, uint8_t{8});
+      answer.put(16, uint32_t{1} << 28);  // length of the value
+      told |= 8;
+    } else if (major == XCB_QUERY_TREE) {
+      answer.put(16, uint16_t{60000});  // children
+      told |= 16;
+    }
+  });
+  start_recorder();
+  ASSERT_TRUE(eventually([&] { return told == 31; })) << told;
+  stop_recorder();
+  EXPECT_EQ(Replay(path).info().state, QOM_STATE_FINISHED);
+  EXPECT_EQ(Replay(path).play().cursor, std::vector<uint32_t>{0});
+}
+
+// However the server comes not to answer, the recorder ends and keeps what it has.
+TEST_F(Recording, EndsWhenItIsToAlthoughTheServerIsSilent) {
+  start_display({"Xvfb", "-screen", "0", "320x240x24"});
+  const xcb_window_t window = display_->make_window(0, 0, 320, 240, 0);
+  std::atomic<bool> half = false;
+  const struct {
+    std::string name;
+    std::function<void()> begin, end;
+    Texts options;
+  } cases[] = {{"another program has grabbed it",
+                [&] { xcb_grab_server(display_->connection()); },
+                [&] { xcb_ungrab_server(display_->connection()); },
+                {"--duration", "3"}},
+               {"it sends half an answer", [&] { half = true; }, [&] {}, {}},
+               {"it is stopped",
+                [&] { display_->server().signal(SIGSTOP); },
+                [&] { display_->server().signal(SIGCONT); },
+                {}}};
+  uint32_t colour = 0;
+  for (const auto &[name, begin, end, options] : cases) {
+    fs::remove(path);
+    const auto server = lie([&](Answer &answer) {
+      if (!half) return;
+      answer.put(4, uint32_t{1000});
+      answer.last = true;
+    });
+    start_recorder(options);
+    display_->fill(window, ++colour, 0, 0, 320, 240);
+    const Screenshot there = display_->screenshot(display_->root());
+    ASSERT_TRUE(comes_to_show(there)) << name;
+    begin();
+    xcb_flush(display_->connection());
+    std::this_thread::sleep_for(
+        std::chrono::milliseconds(1500));  // until it has asked for something
+    const auto asked = Clock::now();
+    if (options.empty()) {
+      recorder_->signal(SIGTERM);
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      recorder_->signal(SIGINT);
+    }
+    EXPECT_EQ(recorder_->wait(), 0) << name << recorder_->output();
+    EXPECT_LT(Clock::now() - asked, std::chrono::seconds(8)) << name;
+    EXPECT_EQ(Replay(path).info().state, QOM_STATE_FINISHED) << name;
+    EXPECT_TRUE(Replay(path).play().frame == there) << name;
+    end();
+    display_->sync();
+    half = false;
+  }
+}
+
+TEST_F(Recording, LooksAtALatePictureAtOnceAndTellsThatTheyAreLate) {
+  start_display({"Xvfb", "-screen", "0", "320x240x24"});
+  rate_ = "10";
+  const xcb_window_t window = display_->make_window(0, 0, 320, 240, 0);
+  const uint8_t shm = opcode_of(xcb_shm_id);
+  const auto server = lie([&](Answer &answer) {
+    if (answer.request != Request{shm, XCB_SHM_GET_IMAGE}) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(130));
+  });
+  start_recorder({"--duration", "4"});
+  for (uint32_t colour = 1; !recorder_->has_ended(); colour++) {
+    display_->fill(window, colour, 0, 0, 8, 8);
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_EQ(recorder_->wait(), 0);
+  const std::vector<int> types = Replay(path).play().types;
+  EXPECT_GE(std::count(types.begin(), types.end(), QOM_COMPRESSED_IMAGE_BLOCKS), 24);
+  EXPECT_NE(recorder_->output().find("pictures a second were kept"), std::string::npos)
+      << recorder_->output();
+  Process info({QOM_RECORD_PROGRAM, "info", path});
+  EXPECT_TRUE(info.prints("a second while the picture changed")) << info.output();
+}
+
+TEST_F(Recording, DoesNotWaitForASlowDiskAndTellsWhenItFails) {
+  start_display({"Xvfb", "-screen", "0", "320x240x24"});
+  const xcb_window_t window = display_->make_window(0, 0, 320, 240, 0);
+  const auto with_slow_disk = [] {
+    setenv("LD_PRELOAD", QOM_SLOW_DISK, 1);
+    setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
+  };
+  start_recorder({}, with_slow_disk);
+  Clock::duration longest{};
+  for (uint32_t colour = 1; colour <= 20; colour++) {
+    const auto drawn = Clock::now();
+    display_->fill(window, colour, 0, 0, 320, 240);
+    ASSERT_TRUE(comes_to_show(display_->screenshot(display_->root())));
+    longest = std::max(longest, Clock::now() - drawn);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  EXPECT_LT(longest, std::chrono::milliseconds(2500));
+  const auto asked = Clock::now();
+  stop_recorder();
+  EXPECT_LT(Clock::now() - asked, std::chrono::seconds(9)) << "a sync under way, and the last one";
+
+  fs::remove(path);
+  start_recorder({}, [&] {
+    with_slow_disk();
+    setenv("SLOW_DISK_FAILS", "yes", 1);
+  });
+  EXPECT_EQ(recorder_->wait(), 1);
+  EXPECT_NE(recorder_->output().find("cannot store the recording: Input/output error"),
+            std::string::npos)
+      << recorder_->output();
+  EXPECT_EQ(Replay(path).info().state, QOM_STATE_UNFINISHED);
 }
 
 // The socket of a display whose server lets nobody in.
@@ -463,12 +620,19 @@ TEST_F(Recording, RefusesWhatCannotBeRecorded) {
   start_display();
   put({'m', 'i', 'n', 'e'});
   const std::string other = folder + "/other";
+  const auto server = lie([](Answer &answer) { answer.put(24, uint16_t{60000}); });  // vendor
+  const auto silent = lie([](Answer &answer) {
+    answer.bytes.clear();
+    answer.last = true;
+  });
   const struct {
     Texts options;
     std::string reason;
   } cases[] = {{{other, "--display", shallow}, "depth 8"},
                {{other, "--display", ":4711"}, "display \":4711\": no X server answers"},
                {{other, "--display", refusing.name()}, "an X server is there"},
+               {{other, "--display", server->name()}, "describes itself only in part"},
+               {{other, "--display", silent->name(), "--duration", "0.5"}, "no answer came"},
                {{other, "--pixel-format", "rgb999"}, "\"rgb999\" is none of xRGB8888"},
                {{other, "--window", "0x"}, "not a window"},
                {{other, "--fps", "0"}, "--fps"},
