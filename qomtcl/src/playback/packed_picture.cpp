@@ -100,8 +100,17 @@ Tile *tile_new(Form form, const void *data, size_t bytes) {
   return tile;
 }
 
-void tile_release(Tile *tile) {
-  if (tile && --tile->references == 0) free(tile);
+constexpr size_t kAllocator = 16; /* bytes that an allocation takes beside what is asked for */
+
+size_t tile_size(const Tile *tile) {
+  return sizeof(Tile) + tile->bytes + kAllocator;
+}
+
+size_t tile_release(Tile *tile) {
+  if (!tile || --tile->references > 0) return 0;
+  const size_t size = tile_size(tile);
+  free(tile);
+  return size;
 }
 
 /* Packs tiles one after the other, with memory that is made once. */
@@ -251,6 +260,8 @@ struct PackedPicture {
   Tile **tiles() { return reinterpret_cast<Tile **>(this + 1); }
   Tile *const *tiles() const { return reinterpret_cast<Tile *const *>(this + 1); }
 
+  size_t size() const { return sizeof(PackedPicture) + tile_count * sizeof(Tile *); }
+
   bool fits(const PictureRows &rows) const {
     return width == rows.width && height == rows.height && bytes_per_pixel == rows.bytes_per_pixel;
   }
@@ -302,7 +313,7 @@ PackedPicture *picture_pack(const PictureRows &rows, const PackedPicture *previo
       return true;
     }
     tile = packer.pack(rows, place);
-    if (tile) picture->own_bytes += sizeof(Tile) + tile->bytes;
+    if (tile) picture->own_bytes += tile_size(tile);
     return tile != nullptr;
   });
   return packed ? picture.release() : nullptr;
@@ -316,10 +327,12 @@ bool picture_unpack(const PackedPicture *picture, const PictureRows &rows) {
   });
 }
 
-void picture_release(PackedPicture *picture) {
-  if (!picture) return;
-  for (size_t i = 0; i < picture->tile_count; ++i) tile_release(picture->tiles()[i]);
+size_t picture_release(PackedPicture *picture) {
+  if (!picture) return 0;
+  size_t freed = picture->size();
+  for (size_t i = 0; i < picture->tile_count; ++i) freed += tile_release(picture->tiles()[i]);
   free(picture);
+  return freed;
 }
 
 size_t picture_own_bytes(const PackedPicture *picture) {

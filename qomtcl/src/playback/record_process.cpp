@@ -2,6 +2,7 @@
 
 #include <err.h>
 
+#include <algorithm>
 #include <cassert>
 
 #include "display/cursor.h"
@@ -37,11 +38,14 @@ bool screen_has_changed(const QomView *view, const QomScreenChange *change) {
   return change->width != view->width || change->height != view->height;
 }
 
-int screen_change_record_process(QomView *view, const QomScreenChange *change) {
+using ScreenChangeProcess = int (*)(QomView *view, uint16_t width, uint16_t height);
+
+int screen_change_record_process(QomView *view, const QomScreenChange *change,
+                                 ScreenChangeProcess process) {
   trace(view, "-- %s: SCREEN CHANGE old %dx%d new %dx%d\n", "record_process", view->width,
         view->height, change->width, change->height);
   if (!screen_has_changed(view, change)) return kApplied;
-  return screen_change_process(view, change->width, change->height);
+  return process(view, change->width, change->height);
 }
 
 int cursor_position_process(QomView *view, const QomCursorPosition *position) {
@@ -68,7 +72,7 @@ int dispatch(QomView *view, const QomRecord *record) {
     case QOM_CURSOR_POSITION:
       return cursor_position_process(view, as<QomCursorPosition>(record));
     case QOM_SCREEN_CHANGE:
-      return screen_change_record_process(view, as<QomScreenChange>(record));
+      return screen_change_record_process(view, as<QomScreenChange>(record), screen_change_process);
     case QOM_LAST_INPUT:
       last_input_process(view, as<QomLastInput>(record));
       return kApplied;
@@ -102,6 +106,44 @@ QomImage image_from_block(const QomImage &block) {
   return image;
 }
 
+void pixels_merge(QomView *view, const QomImage *image) {
+  /* Another view may have been made since; with its padding the rows of this recording would be
+     read past their end. */
+  scanline_pad = view->header->scanline_pad;
+  view->merge(image, view->ximage);
+}
+
+void damage_add(QomView *view, XRectangle rectangle) {
+  if (!region_touch(view->ximage_region, rectangle))
+    warnx("%s: failed to add image region to ximage_region", "image_merge");
+}
+
+/* The damage of a blocks record, which may have millions of blocks: a few hundred as they are,
+   the rest as its bounds. */
+class BlocksDamage {
+ public:
+  explicit BlocksDamage(QomView *view) : view_(view) {}
+  ~BlocksDamage() {
+    if (count_ > kSingle) damage_add(view_, rectangle_from_box(rest_));
+  }
+  BlocksDamage(const BlocksDamage &) = delete;
+  BlocksDamage &operator=(const BlocksDamage &) = delete;
+
+  void add(XRectangle block) {
+    if (++count_ <= kSingle) return damage_add(view_, block);
+    const Box box = box_from_rectangle(block);
+    rest_ = count_ == kSingle + 1 ? box
+                                  : Box{std::min(rest_.x1, box.x1), std::min(rest_.y1, box.y1),
+                                        std::max(rest_.x2, box.x2), std::max(rest_.y2, box.y2)};
+  }
+
+ private:
+  static constexpr size_t kSingle = 200;
+  QomView *view_;
+  size_t count_ = 0;
+  Box rest_{};
+};
+
 }  // namespace
 
 bool record_process(QomView *view, const QomRecord *record) {
@@ -110,29 +152,32 @@ bool record_process(QomView *view, const QomRecord *record) {
   return result == kApplied;
 }
 
+bool screen_change_record_pass(QomView *view, const QomScreenChange *change) {
+  const int result = screen_change_record_process(view, change, screen_change_pass);
+  trace_verbose(view, "-- %s: result=%d\n", "record_process", result);
+  return result == kApplied;
+}
+
 void image_merge(QomView *view, const QomImage *img) {
   assert(view != 0 && "view should not be NULL");
   assert(img != 0 && "img should not be NULL");
   assert((img != 0 && (((QomRecord *)img)->type) == QOM_IMAGE) && "img should be a QomImage");
-  /* Another view may have been made since; with its padding the rows of this recording would be
-     read past their end. */
-  scanline_pad = view->header->scanline_pad;
-  view->merge(img, view->ximage);
-  if (!region_touch(view->ximage_region, {img->x, img->y, img->width, img->height}))
-    warnx("%s: failed to add image region to ximage_region", "image_merge");
+  pixels_merge(view, img);
+  damage_add(view, {img->x, img->y, img->width, img->height});
 }
 
 int image_blocks_merge(QomView *view, const QomImageBlocks *blocks) {
+  BlocksDamage damage(view);
   size_t offset = 0;
   QomImage block{};
   for (;;) {
     const int found = qom_image_blocks_next(blocks, view->header, &offset, &block);
     if (found <= 0) return found == 0 ? kApplied : kFailed;
     const QomImage image = image_from_block(block);
-    image_merge(view, &image);
+    pixels_merge(view, &image);
+    damage.add({image.x, image.y, image.width, image.height});
   }
 }
-
 void last_input_process(QomView *view, const QomLastInput *record) {
   footer_item_process(view, record->user, INDEX_FOOTER_LI_USER);
   footer_item_process(view, record->tfn, INDEX_FOOTER_LI_TFN);

@@ -18,6 +18,10 @@
  */
 bool record_process(QomView *view, const QomRecord *record);
 
+/* The same for a screen change that another one follows before anything needs the picture:
+   screen_change_pass(). */
+bool screen_change_record_pass(QomView *view, const QomScreenChange *change);
+
 /* Converts an uncompressed image into the frame and adds its rectangle to the damage. */
 void image_merge(QomView *view, const QomImage *image);
 
