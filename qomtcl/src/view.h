@@ -98,6 +98,7 @@ struct keyframe_cache {
   KeyFrame *frames; /* C allocator; none before cache_setup() */
   XImage *latest;   /* the latest key frame's picture, not packed; none: nothing to share with */
   uint64_t spacing; /* microseconds from a key frame to the next at least */
+  size_t ceiling;   /* bytes of memory that the cache may hold before it thins itself out */
   size_t bytes;     /* of memory that the key frames hold, what they share once; without `latest` */
 };
 
@@ -175,7 +176,8 @@ struct upload {
 /* How far the frame state has come, beside current_frame; owned by playback/stepping. */
 struct progress {
   size_t next;     /* record with which a move goes on that paused within the frame
-                      current_frame; 0: no record of that frame is applied */
+                      current_frame; 0 with `offset` 0: no record of that frame is applied */
+  size_t offset;   /* bytes of the blocks of that record that are merged already */
   size_t texts;    /* the footer texts are those before this record already, and earlier
                       records leave them alone; 0: they are as far as the picture */
   size_t furthest; /* the last frame reached so far */

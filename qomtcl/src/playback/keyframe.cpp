@@ -85,7 +85,7 @@ void latest_keep(keyframe_cache *cache, const XImage *image) {
 /* The first one stays, whatever it takes: it is the one that every place can be reached from. */
 void cache_thin(keyframe_cache *cache) {
   const auto is_too_large = [cache] {
-    return cache->size > 1 && cache->bytes + bytes_of(cache->latest) > kKeyFrameCeiling;
+    return cache->size > 1 && cache->bytes + bytes_of(cache->latest) > cache->ceiling;
   };
   while (is_too_large()) {
     if (cache->size % 2 == 0) latest_drop(cache); /* its key frame goes */
@@ -197,6 +197,7 @@ bool cache_setup(QomView *view) {
   }
   view->cache.capacity = kInitialCapacity;
   view->cache.spacing = kKeyFrameSpacing;
+  view->cache.ceiling = kKeyFrameCeiling;
   return true;
 }
 

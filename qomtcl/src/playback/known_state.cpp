@@ -65,16 +65,10 @@ bool key_frame_serves(const QomView *view, const KeyFrame *key_frame, size_t to)
   return key_frame->timestamp <= time_of_frame(view, to);
 }
 
-/* At the first record of a frame. */
-void place_set(QomView *view, size_t frame) {
-  view->current_frame = frame;
-  view->progress.next = 0;
-}
-
 bool picture_from_key_frame(QomView *view, KeyFrame *key_frame) {
   if (!cache_picture_restore(view, key_frame)) return false;
   trace(view, "-- %s: restored frame from cache\n", "go_to_frame");
-  place_set(view, frame_of_key_frame(view, key_frame->timestamp));
+  place_set(view, frame_of_key_frame(view, key_frame->timestamp), 0);
   return true;
 }
 
@@ -89,7 +83,7 @@ bool size_reset(QomView *view) {
 bool picture_from_beginning(QomView *view) {
   if (!size_reset(view)) return false;
   picture_blank(view);
-  place_set(view, 0);
+  place_set(view, 0, 0);
   return true;
 }
 
@@ -164,10 +158,8 @@ bool checkpoint_apply(QomView *view, Checkpoint checkpoint) {
 bool start_from_checkpoint(QomView *view, Checkpoint checkpoint, const ToldReplay &told,
                            size_t to) {
   told_replay_follow(view, told, checkpoint.first);
-  if (!checkpoint_apply(view, checkpoint)) return false;
-  view->current_frame = frame_from_index(view, checkpoint.end, to) - 1;
-  view->progress.next = checkpoint.end;
-  return true;
+  place_set(view, frame_from_index(view, checkpoint.end, to) - 1, checkpoint.end);
+  return checkpoint_apply(view, checkpoint);
 }
 
 /* -- all of them -- */

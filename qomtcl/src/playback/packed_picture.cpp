@@ -25,6 +25,10 @@ constexpr size_t kTextLike = 16;
 constexpr int kTextLevel = -1; /* leaves single bytes as they are, which unpacks faster */
 constexpr int kPhotoLevel = 1;
 
+/* The differences take longest. A picture beyond this goes without them, so that packing it
+   stays below a second whatever it shows. */
+constexpr size_t kLargePicture = size_t{64} << 20; /* bytes */
+
 enum class Form : uint8_t { colour, zstd, zstd_left, lz4, plain };
 
 struct Tile {
@@ -116,7 +120,8 @@ size_t tile_release(Tile *tile) {
 /* Packs tiles one after the other, with memory that is made once. */
 class Packer {
  public:
-  bool setup() {
+  bool setup(const PictureRows &rows) {
+    large_ = rows.stride * static_cast<size_t>(rows.height) > kLargePicture;
     room_ = std::max(ZSTD_compressBound(kMaxTileBytes),
                      static_cast<size_t>(LZ4_compressBound(int{kMaxTileBytes})));
     raw_ = bytes_new(kMaxTileBytes);
@@ -154,7 +159,7 @@ class Packer {
     };
     consider(Form::zstd, zstd(raw_, bytes, kTextLevel, zstd_), zstd_, best.bytes);
     if (best.bytes < bytes / kTextLike) return tile_new(best.form, best.data, best.bytes);
-    if (pixel == 4) {
+    if (pixel == 4 && !large_) {
       qom::to_left_differences(raw_.get(), differences_.get(), bytes, place.row_bytes);
       consider(Form::zstd_left, zstd(differences_, bytes, kPhotoLevel, zstd_left_), zstd_left_,
                best.bytes);
@@ -176,6 +181,7 @@ class Packer {
     return length > 0 ? static_cast<size_t>(length) : 0;
   }
 
+  bool large_ = false;
   size_t room_ = 0; /* bytes of each of the three packed forms */
   Bytes raw_;
   Bytes differences_;
@@ -302,7 +308,7 @@ PackedPicture *picture_pack(const PictureRows &rows, const PackedPicture *previo
                             const PictureRows *previous_rows) {
   PictureHandle picture = picture_new(rows);
   Packer packer;
-  if (!picture || !packer.setup()) return nullptr;
+  if (!picture || !packer.setup(rows)) return nullptr;
   const bool share = previous && previous_rows && previous->fits(rows) &&
                      previous->fits(*previous_rows) && previous_rows->stride == rows.stride;
   const bool packed = each_tile(rows, [&](size_t i, const TilePlace &place) {

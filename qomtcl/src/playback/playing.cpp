@@ -63,7 +63,7 @@ void playing_exception(QomView *view, int code) {
   if (code & kMoveAtEnd) return playing_end(view, "playing done", notify_done);
   if (!(code & kMoveTimeout)) return playing_end(view, "unknown case", notify_unknown);
   trace(view, "-- %s: playing timeout\n", "playing_prepare");
-  if (view->progress.next != 0)
+  if (is_within_frame(view))
     pause_show(view);
   else
     show_schedule(view);

@@ -17,80 +17,13 @@ namespace {
 constexpr int kApplied = 0;
 constexpr int kFailed = 1;
 
+/* So many that merging them takes longer than what a pause costs, which is to uncompress the
+   record once more. */
+constexpr size_t kBlocksPerLook = 1 << 16;
+
 template <typename Typed>
 const Typed *as(const QomRecord *record) {
   return reinterpret_cast<const Typed *>(record);
-}
-
-int compressed_image_process(QomView *view, const QomCompressedImage *compressed) {
-  const RecordHandle<QomImage> image(qom_image_uncompress(compressed));
-  if (!image) return kFailed;
-  image_merge(view, image.get());
-  return kApplied;
-}
-
-int compressed_blocks_process(QomView *view, const QomCompressedImageBlocks *compressed) {
-  const RecordHandle<QomImageBlocks> blocks(qom_image_blocks_uncompress(compressed));
-  return blocks ? image_blocks_merge(view, blocks.get()) : kFailed;
-}
-
-bool screen_has_changed(const QomView *view, const QomScreenChange *change) {
-  return change->width != view->width || change->height != view->height;
-}
-
-using ScreenChangeProcess = int (*)(QomView *view, uint16_t width, uint16_t height);
-
-int screen_change_record_process(QomView *view, const QomScreenChange *change,
-                                 ScreenChangeProcess process) {
-  trace(view, "-- %s: SCREEN CHANGE old %dx%d new %dx%d\n", "record_process", view->width,
-        view->height, change->width, change->height);
-  if (!screen_has_changed(view, change)) return kApplied;
-  return process(view, change->width, change->height);
-}
-
-int cursor_position_process(QomView *view, const QomCursorPosition *position) {
-  cursor_update_current_position(view, position->x, position->y);
-  return kApplied;
-}
-
-int footer_process(QomView *view, const QomFooterItem *record, index_footer_items index) {
-  footer_item_process(view, record->item, index);
-  return kApplied;
-}
-
-int dispatch(QomView *view, const QomRecord *record) {
-  switch (record->type) {
-    case QOM_IMAGE:
-      image_merge(view, as<QomImage>(record));
-      return kApplied;
-    case QOM_COMPRESSED_IMAGE:
-      return compressed_image_process(view, as<QomCompressedImage>(record));
-    case QOM_COMPRESSED_IMAGE_BLOCKS:
-      return compressed_blocks_process(view, as<QomCompressedImageBlocks>(record));
-    case QOM_CURSOR_IMAGE:
-      return cursor_update(view, as<QomCursorImage>(record));
-    case QOM_CURSOR_POSITION:
-      return cursor_position_process(view, as<QomCursorPosition>(record));
-    case QOM_SCREEN_CHANGE:
-      return screen_change_record_process(view, as<QomScreenChange>(record), screen_change_process);
-    case QOM_LAST_INPUT:
-      last_input_process(view, as<QomLastInput>(record));
-      return kApplied;
-    case QOM_FOOTER_ITEM_APP:
-      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_APP);
-    case QOM_FOOTER_ITEM_APPFMT:
-      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_APPFMT);
-    case QOM_FOOTER_ITEM_HOST:
-      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_HOST);
-    case QOM_FOOTER_ITEM_IP:
-      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_IP);
-    case QOM_FOOTER_ITEM_SID:
-      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_SID);
-    case QOM_FOOTER_ITEM_TID:
-      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_TID);
-    default:
-      return kApplied;
-  }
 }
 
 /* The rectangle as merge functions know it: they take the row length from the width, so
@@ -144,6 +77,101 @@ class BlocksDamage {
   Box rest_{};
 };
 
+/* From *offset on; looks at the round now and then. */
+int blocks_merge(QomView *view, const QomImageBlocks *blocks, const Round *round, size_t *offset) {
+  BlocksDamage damage(view);
+  QomImage block{};
+  for (size_t count = 1;; ++count) {
+    const int found = qom_image_blocks_next(blocks, view->header, offset, &block);
+    if (found <= 0) {
+      *offset = 0;
+      return found == 0 ? kApplied : kFailed;
+    }
+    const QomImage image = image_from_block(block);
+    pixels_merge(view, &image);
+    damage.add({image.x, image.y, image.width, image.height});
+    if (round && count % kBlocksPerLook == 0 && *offset < blocks->length && round->is_long())
+      return kApplied;
+  }
+}
+
+int compressed_image_process(QomView *view, const QomCompressedImage *compressed) {
+  const RecordHandle<QomImage> image(qom_image_uncompress(compressed));
+  if (!image) return kFailed;
+  image_merge(view, image.get());
+  return kApplied;
+}
+
+int compressed_blocks_process(QomView *view, const QomCompressedImageBlocks *compressed,
+                              const Round *round, size_t *offset) {
+  const RecordHandle<QomImageBlocks> blocks(qom_image_blocks_uncompress(compressed));
+  if (blocks) return blocks_merge(view, blocks.get(), round, offset);
+  *offset = 0;
+  return kFailed;
+}
+
+bool screen_has_changed(const QomView *view, const QomScreenChange *change) {
+  return change->width != view->width || change->height != view->height;
+}
+
+using ScreenChangeProcess = int (*)(QomView *view, uint16_t width, uint16_t height);
+
+int screen_change_record_process(QomView *view, const QomScreenChange *change,
+                                 ScreenChangeProcess process) {
+  trace(view, "-- %s: SCREEN CHANGE old %dx%d new %dx%d\n", "record_process", view->width,
+        view->height, change->width, change->height);
+  if (!screen_has_changed(view, change)) return kApplied;
+  return process(view, change->width, change->height);
+}
+
+int cursor_position_process(QomView *view, const QomCursorPosition *position) {
+  cursor_update_current_position(view, position->x, position->y);
+  return kApplied;
+}
+
+int footer_process(QomView *view, const QomFooterItem *record, index_footer_items index) {
+  footer_item_process(view, record->item, index);
+  return kApplied;
+}
+
+int dispatch(QomView *view, const QomRecord *record) {
+  switch (record->type) {
+    case QOM_IMAGE:
+      image_merge(view, as<QomImage>(record));
+      return kApplied;
+    case QOM_COMPRESSED_IMAGE:
+      return compressed_image_process(view, as<QomCompressedImage>(record));
+    case QOM_COMPRESSED_IMAGE_BLOCKS: {
+      size_t offset = 0;
+      return compressed_blocks_process(view, as<QomCompressedImageBlocks>(record), nullptr,
+                                       &offset);
+    }
+    case QOM_CURSOR_IMAGE:
+      return cursor_update(view, as<QomCursorImage>(record));
+    case QOM_CURSOR_POSITION:
+      return cursor_position_process(view, as<QomCursorPosition>(record));
+    case QOM_SCREEN_CHANGE:
+      return screen_change_record_process(view, as<QomScreenChange>(record), screen_change_process);
+    case QOM_LAST_INPUT:
+      last_input_process(view, as<QomLastInput>(record));
+      return kApplied;
+    case QOM_FOOTER_ITEM_APP:
+      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_APP);
+    case QOM_FOOTER_ITEM_APPFMT:
+      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_APPFMT);
+    case QOM_FOOTER_ITEM_HOST:
+      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_HOST);
+    case QOM_FOOTER_ITEM_IP:
+      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_IP);
+    case QOM_FOOTER_ITEM_SID:
+      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_SID);
+    case QOM_FOOTER_ITEM_TID:
+      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_TID);
+    default:
+      return kApplied;
+  }
+}
+
 }  // namespace
 
 bool record_process(QomView *view, const QomRecord *record) {
@@ -167,17 +195,17 @@ void image_merge(QomView *view, const QomImage *img) {
 }
 
 int image_blocks_merge(QomView *view, const QomImageBlocks *blocks) {
-  BlocksDamage damage(view);
   size_t offset = 0;
-  QomImage block{};
-  for (;;) {
-    const int found = qom_image_blocks_next(blocks, view->header, &offset, &block);
-    if (found <= 0) return found == 0 ? kApplied : kFailed;
-    const QomImage image = image_from_block(block);
-    pixels_merge(view, &image);
-    damage.add({image.x, image.y, image.width, image.height});
-  }
+  return blocks_merge(view, blocks, nullptr, &offset);
 }
+
+bool blocks_record_process(QomView *view, const QomCompressedImageBlocks *record,
+                           const Round *round, size_t *offset) {
+  const int result = compressed_blocks_process(view, record, round, offset);
+  trace_verbose(view, "-- %s: result=%d\n", "record_process", result);
+  return result == kApplied;
+}
+
 void last_input_process(QomView *view, const QomLastInput *record) {
   footer_item_process(view, record->user, INDEX_FOOTER_LI_USER);
   footer_item_process(view, record->tfn, INDEX_FOOTER_LI_TFN);

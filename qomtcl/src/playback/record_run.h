@@ -19,8 +19,8 @@ enum class RunResult { done, failed, paused };
 /*
  * Applies the records first <= index < last, all of which exist, and tells on standard
  * error which one cannot be read or applied; tolerant views count it and go on, others stop
- * there. Pauses between two records when the round (none allowed) is long enough; *next is
- * the record to go on with then.
+ * there. Pauses between two records, or between two of very many blocks of one, when the round
+ * (none allowed) is long; *next is the record to go on with then, progress.offset where in it.
  */
 RunResult records_run(QomView *view, size_t first, size_t last, const Round *round, size_t *next);
 

@@ -61,6 +61,7 @@ RunResult frame_apply(QomView *view, size_t first, size_t last, const Round &rou
   size_t next = 0;
   const RunResult result = run(view, first, last, &round, &next);
   view->progress.next = result == RunResult::paused ? next : 0;
+  if (result != RunResult::paused) view->progress.offset = 0;
   if (result != RunResult::done) return result;
   const uint64_t time = last > 0 ? view->entries[last - 1].timestamp : 0;
   if (last == 0 || !cache_is_due(view, time)) return RunResult::done;
@@ -92,10 +93,10 @@ int go_on_from_to(QomView *view, size_t from, size_t to, const Round &round) {
   assert(from <= to && "always going forward");
   trace(view, "-- %s: from=%zu to=%zu\n", "go_from_to", from, to);
   const Tcl_Time deadline = go_from_to_timeout();
-  if (from != view->current_frame) view->progress.next = 0;
+  if (from != view->current_frame) place_set(view, from, 0);
   size_t last = index_of_frame(view, from);
   for (size_t f = from; f < to; ++f) {
-    const bool resumed = view->progress.next != 0;
+    const bool resumed = is_within_frame(view);
     const size_t first = resumed ? view->progress.next : last;
     const size_t empty = f;
     if (!resumed) f = empty_frames_skip(view, f, first, to);
@@ -117,8 +118,18 @@ int go_on_from_to(QomView *view, size_t from, size_t to, const Round &round) {
   return kMoveReached;
 }
 
+bool is_within_frame(const QomView *view) {
+  return view->progress.next != 0 || view->progress.offset != 0;
+}
+
 size_t next_record(const QomView *view) {
-  return view->progress.next != 0 ? view->progress.next : index_of_frame(view, view->current_frame);
+  return is_within_frame(view) ? view->progress.next : index_of_frame(view, view->current_frame);
+}
+
+void place_set(QomView *view, size_t frame, size_t next) {
+  view->current_frame = frame;
+  view->progress.next = next;
+  view->progress.offset = 0;
 }
 
 int go_to_next_frame(QomView *view) {

@@ -26,8 +26,14 @@ int go_from_to(QomView *view, size_t from, size_t to);
 /* The same in a round that has begun earlier. */
 int go_on_from_to(QomView *view, size_t from, size_t to, const Round &round);
 
+/* True while some records of the frame current_frame are applied, and not all. */
+bool is_within_frame(const QomView *view);
+
 /* The first record that is not applied: the view's own place among the records. */
 size_t next_record(const QomView *view);
+
+/* Gives the view another place: at the record `next` of a frame; 0: at its first one. */
+void place_set(QomView *view, size_t frame, size_t next);
 
 /* Moves one frame ahead; 2 at once when the last frame was applied already. */
 int go_to_next_frame(QomView *view);

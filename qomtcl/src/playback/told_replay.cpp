@@ -67,13 +67,13 @@ void told_replay_follow(QomView *view, const ToldReplay &told, size_t index) {
 }
 
 bool is_beyond(const QomView *view, size_t to) {
-  return view->current_frame > to || (view->current_frame == to && view->progress.next != 0);
+  return view->current_frame > to || (view->current_frame == to && is_within_frame(view));
 }
 
 bool key_frame_is_ahead(const QomView *view, uint64_t time) {
   /* Within a frame, the key frame at its end is no longer worth it; and a round that began with
      it must not begin with it again. */
-  if (view->progress.next != 0) return frame_of_key_frame(view, time) > view->current_frame;
+  if (is_within_frame(view)) return frame_of_key_frame(view, time) > view->current_frame;
   return time_of_frame(view, view->current_frame) < time;
 }
 
