@@ -99,7 +99,12 @@ struct keyframe_cache {
   XImage *latest;   /* the latest key frame's picture, not packed; none: nothing to share with */
   uint64_t spacing; /* microseconds from a key frame to the next at least */
   size_t ceiling;   /* bytes of memory that the cache may hold before it thins itself out */
-  size_t bytes;     /* of memory that the key frames hold, what they share once; without `latest` */
+  /* Times at which replaying saves key frames, as far as they were asked for, ascending, the
+     first key frame's first; playback/told_replay fills it, C allocator. */
+  uint64_t *told_times;
+  size_t told_capacity; /* entries that it has room for */
+  size_t told_size;     /* entries in use */
+  size_t bytes; /* of memory that the key frames hold, what they share once; without `latest` */
 };
 
 /* Rectangles of the cursor, clipped to the frame, frame coordinates. */

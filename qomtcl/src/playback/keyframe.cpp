@@ -205,6 +205,7 @@ void cache_teardown(QomView *view) {
   keyframe_cache *cache = &view->cache;
   for (size_t i = 0; i < cache->size; ++i) key_frame_release(&cache->frames[i]);
   free(cache->frames);
+  free(cache->told_times);
   latest_drop(cache);
   *cache = {};
 }

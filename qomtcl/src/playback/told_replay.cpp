@@ -1,6 +1,7 @@
 #include "playback/told_replay.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "playback/footer.h"
 #include "playback/keyframe.h"
@@ -21,17 +22,38 @@ uint64_t key_frame_time_after(const QomView *view, uint64_t then) {
   return view->entries[last - 1].timestamp;
 }
 
+/* Without memory the times are not kept, and found anew by each move. */
+bool told_time_keep(keyframe_cache *cache, uint64_t time) {
+  if (cache->told_size == cache->told_capacity) {
+    const size_t capacity = std::max<size_t>(64, cache->told_capacity * 2);
+    auto *times = static_cast<uint64_t *>(realloc(cache->told_times, capacity * sizeof(uint64_t)));
+    if (!times) return false;
+    cache->told_times = times;
+    cache->told_capacity = capacity;
+  }
+  cache->told_times[cache->told_size++] = time;
+  return true;
+}
+
 /* The last key frame up to a time; the first one when all are after it. The cache holds one. */
-uint64_t key_frame_time_up_to(const QomView *view, uint64_t time) {
-  uint64_t found = view->cache.frames[0].timestamp;
+uint64_t key_frame_time_up_to(QomView *view, uint64_t time) {
+  keyframe_cache *cache = &view->cache;
+  bool kept = cache->told_size > 0 || told_time_keep(cache, cache->frames[0].timestamp);
+  const uint64_t *end = cache->told_times + cache->told_size;
+  const uint64_t *first = cache->told_times;
+  const uint64_t *after = std::upper_bound(first, end, time);
+  if (after != end) return after == first ? *after : after[-1];
+  uint64_t found = cache->told_size > 0 ? end[-1] : cache->frames[0].timestamp;
   for (uint64_t next = key_frame_time_after(view, found); next != 0 && next <= time;
-       next = key_frame_time_after(view, next))
+       next = key_frame_time_after(view, next)) {
+    kept = kept && told_time_keep(cache, next);
     found = next;
+  }
   return found;
 }
 
 /* As known_state chooses among the key frames that are in memory. */
-uint64_t key_frame_time_for(const QomView *view, size_t to) {
+uint64_t key_frame_time_for(QomView *view, size_t to) {
   const uint64_t time = time_of_frame(view, to);
   const uint64_t found = key_frame_time_up_to(view, time);
   return to > 0 && found == time ? key_frame_time_up_to(view, time - 1) : found;
@@ -46,7 +68,7 @@ void texts_of_key_frame(QomView *view, uint64_t time) {
 
 }  // namespace
 
-ToldReplay told_replay(const QomView *view, size_t to) {
+ToldReplay told_replay(QomView *view, size_t to) {
   const bool backward = is_beyond(view, to) || view->progress.texts > index_of_frame(view, to);
   const bool may_restore = view->cache.size > 0 && (to > 0 || has_first_image(view));
   const uint64_t time = may_restore ? key_frame_time_for(view, to) : 0;

@@ -22,7 +22,7 @@ struct ToldReplay {
 };
 
 /* How a move to the frame `to` (at most number_of_frames) does. */
-ToldReplay told_replay(const QomView *view, size_t to);
+ToldReplay told_replay(QomView *view, size_t to);
 
 /* Brings the texts and their marks to where that move has them when it comes to the record
    `index`, or to its start when that is further on; progress.texts says where they are. */
