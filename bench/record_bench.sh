@@ -2,10 +2,12 @@
 # What recording a display costs, beside ffmpeg's x11grab into lossless x264 of the same content.
 #
 #   bench/record_bench.sh [--rounds N] [--seconds S] [--only quiet|text|video|film|speed]
+#                         [--rows FILE]
 #
 # Prints medians over the rounds of ratios between two runs that follow each other: CPU time, bytes,
 # and, for the programs that are recorded, how fast they still draw. QOM names the program to
-# measure, build/release/tools/qom/qom otherwise.
+# measure, build/release/tools/qom/qom otherwise. --rows appends what has a goal to FILE, in the form
+# that ratio.h describes.
 # Packages: xvfb xterm x11-apps mpv ffmpeg
 set -u
 cd "$(dirname "$0")/.." || exit 1
@@ -13,6 +15,7 @@ qom=${QOM:-$PWD/build/release/tools/qom/qom}
 rounds=5
 seconds=15
 only=
+rows_file=
 arguments=("$@")
 
 while [ $# -gt 0 ]; do
@@ -20,7 +23,8 @@ while [ $# -gt 0 ]; do
         --rounds) rounds=$2; shift 2 ;;
         --seconds) seconds=$2; shift 2 ;;
         --only) only=$2; shift 2 ;;
-        *) sed -n '2,9s/^# \{0,1\}//p' "$0"; [ "$1" = --help ]; exit ;;
+        --rows) rows_file=$(realpath "$2"); shift 2 ;;
+        *) sed -n '2,11s/^# \{0,1\}//p' "$0"; [ "$1" = --help ]; exit ;;
     esac
 done
 
@@ -146,20 +150,28 @@ compare_speed() {
     done
 }
 
-row() { printf '%-44s %8s   %s\n' "$1" "$2" "$3"; }
+# row WORK YARDSTICK RATIO [SIGN GOAL]
+row() {
+    printf '%-44s %-18s %8s   %s %s\n' "$1" "$2" "$3" "${4-}" "${5-}"
+    [ -z "$rows_file" ] || [ -z "${5-}" ] || printf '%s\t%s\t%s\t%s\t%s\t\t\n' "$@" >>"$rows_file"
+}
+# rows CONTENT [CPU-GOAL [BYTES-GOAL [BYTES-GOAL-BESIDE-MEDIUM]]]: each of them at most
 rows() {
-    local content=$1 cpu_goal=$2 bytes_goal=$3 medium_goal=$4
-    row "$content: CPU / x264 ultrafast" "$(median "$work/$content.cpu")" "$cpu_goal"
-    row "$content: CPU seconds per second" "$(median "$work/$content.seconds")" ""
-    row "$content: bytes / x264 ultrafast" "$(median "$work/$content.bytes")" "$bytes_goal"
-    [ "$content" = quiet ] || row "$content: bytes / x264 medium" "$(median "$work/$content.medium")" "$medium_goal"
-    row "$content: megabytes a minute" "$(median "$work/$content.minute")" ""
+    local content=$1
+    row "recording $content: CPU" "x264 ultrafast" "$(median "$work/$content.cpu")" "<=" "${2-}"
+    row "recording $content: CPU seconds a second" "" "$(median "$work/$content.seconds")"
+    row "recording $content: bytes" "x264 ultrafast" "$(median "$work/$content.bytes")" "<=" "${3-}"
+    [ "$content" = quiet ] ||
+        row "recording $content: bytes" "x264 medium" "$(median "$work/$content.medium")" "<=" "${4-}"
+    row "recording $content: megabytes a minute" "" "$(median "$work/$content.minute")"
 }
 
-row "what" "median" "goal"
 wanted() { [ -z "$only" ] || [ "$only" = "$1" ]; }
-if wanted quiet; then compare quiet; rows quiet "at most 0.05" "" ""; fi
-if wanted text; then compare text; rows text "at most 0.25" "at most 0.12" "at most 0.5"; fi
-if wanted video; then compare video; rows video "at most 0.65" "at most 0.6" ""; fi
-if wanted film; then compare film; rows film "" "" ""; fi
-if wanted speed; then compare_speed; row "x11perf -scroll500 recorded / alone" "$(median "$work/speed")" "at least 0.9"; fi
+if wanted quiet; then compare quiet; rows quiet 0.05; fi
+if wanted text; then compare text; rows text 0.25 0.12 0.5; fi
+if wanted video; then compare video; rows video 0.65 0.6; fi
+if wanted film; then compare film; rows film; fi
+if wanted speed; then
+    compare_speed
+    row "speed of x11perf -scroll500, recorded" "the same alone" "$(median "$work/speed")" ">=" 0.9
+fi
