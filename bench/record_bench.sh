@@ -11,6 +11,7 @@
 # Packages: xvfb xterm x11-apps mpv ffmpeg
 set -u
 cd "$(dirname "$0")/.." || exit 1
+. bench/programs.sh
 qom=${QOM:-$PWD/build/release/tools/qom/qom}
 rounds=5
 seconds=15
@@ -39,26 +40,13 @@ if [ -z "${RECORD_BENCH_DISPLAY-}" ]; then
 fi
 
 work=$(mktemp -d)
-started=()
+programs_folder=$work
 finish() {
-    local pid
-    for pid in "${started[@]}"; do kill "$pid" 2>/dev/null; done
-    wait 2>/dev/null
+    stop_all
     rm -rf "$work"
 }
 trap finish EXIT
 trap 'exit 1' INT TERM
-
-# start PROGRAM ARGUMENTS...: in the background until stop_last or the end of the script.
-start() {
-    "$@" >/dev/null 2>&1 &
-    started+=($!)
-}
-stop_all() {
-    local pid
-    for pid in "${started[@]}"; do kill "$pid" 2>/dev/null; wait "$pid" 2>/dev/null; done
-    started=()
-}
 
 # median FILE: of the numbers in it, one a line
 median() {
@@ -82,35 +70,6 @@ to_medium() {
     ffmpeg -y -nostdin -v error -i "$work/u.mkv" -c:v libx264rgb -qp 0 -preset medium "$work/m.mkv"
 }
 size() { stat -c %s "$1"; }
-
-# What is recorded. Lines of text come at the pace of a compiler at work.
-cat >"$work/lines.sh" <<'LINES'
-while :; do
-    ls -lR /usr/include /usr/share/doc 2>/dev/null | awk -v pause="$1" '
-        { print } NR % 8 == 0 { fflush(); system("sleep " pause) }'
-done
-LINES
-play_quiet() {
-    start xterm -geometry 100x40+20+20 -e sh -c 'ls -l /usr/bin | head -40; sleep 10000'
-    start xclock -geometry 200x200+1200+40
-    start xlogo -geometry 300x300+1200+400
-}
-play_text() {
-    start xterm -geometry 150x60+10+10 -e sh "$work/lines.sh" 0.2
-    start xterm -geometry 120x50+1000+200 -e sh "$work/lines.sh" 0.8
-}
-# play_source NAME SOURCE: the source of ffmpeg's, as a video file, in a window beside a terminal
-play_source() {
-    local file=$work/$1.mp4
-    [ -f "$file" ] || ffmpeg -y -nostdin -v error -f lavfi -i "$2" -t 30 -c:v libx264 -crf 23 \
-        -pix_fmt yuv420p "$file"
-    start xterm -geometry 100x40+20+20 -e sh -c 'ls -l /usr/bin | head -40; sleep 10000'
-    start mpv --no-config --vo=x11 --hwdec=no --no-audio --loop=inf --no-osc --osd-level=0 \
-        --geometry=640x360+1000+200 "$file"
-}
-# Drawn shapes that move, and smooth colours that all change in every frame.
-play_video() { play_source shapes testsrc2=size=640x360:rate=25; }
-play_film() { play_source smooth mandelbrot=size=640x360:rate=25:start_scale=2:end_pts=300; }
 
 # compare CONTENT: rounds of recorder and grabber on it, one after the other
 compare() {
