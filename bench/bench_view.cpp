@@ -25,7 +25,7 @@ void recordings_remove() {
 }
 
 [[noreturn]] void fail(const std::string &why) {
-  fprintf(stderr, "%s\n", why.c_str());
+  static_cast<void>(fprintf(stderr, "%s\n", why.c_str()));
   exit(1);
 }
 
@@ -44,7 +44,7 @@ std::string evaluate(Tcl_Interp *interp, const std::string &script) {
 }
 
 std::string temporary_recording() {
-  if (recordings.empty()) atexit(recordings_remove);
+  if (recordings.empty() && atexit(recordings_remove) != 0) fail("cannot register a function");
   recordings.push_back("/tmp/bench_view." + std::to_string(getpid()) + "." +
                        std::to_string(recordings.size()) + ".qom");
   return recordings.back();
@@ -69,7 +69,7 @@ std::string picture_recording(int width, int height) {
   image.bytes_per_line = static_cast<uint32_t>(width) * 4;
   image.length = image.bytes_per_line * image.height;
   image.data = reinterpret_cast<uint8_t *>(pixels.data());
-  const std::string path = temporary_recording();
+  std::string path = temporary_recording();
   QomWriter *writer = qom_writer_create(path.c_str(), &header);
   const RecordHandle<QomCompressedImage> compressed(qom_image_compress(&image));
   const bool written = writer && compressed && qom_writer_append(writer, compressed.get()) == 0;

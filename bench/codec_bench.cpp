@@ -22,7 +22,7 @@ constexpr uint16_t height = 1080;
 
 void check(bool good, const char *what) {
   if (good) return;
-  std::fprintf(stderr, "%s: %s\n", what, qom_reader_error());
+  static_cast<void>(std::fprintf(stderr, "%s: %s\n", what, qom_reader_error()));
   std::exit(1);
 }
 
@@ -50,7 +50,7 @@ std::vector<uint8_t> block_of(const bench::Desktop &desktop, const Area &part) {
   };
   for (const int number : {part.x, part.y, part.width, part.height}) add(&number, 2);
   for (int y = part.y; y < part.y + part.height; ++y)
-    add(desktop.pixels() + y * width + part.x, static_cast<size_t>(part.width) * 4);
+    add(desktop.pixels() + ptrdiff_t{y} * width + part.x, static_cast<size_t>(part.width) * 4);
   return data;
 }
 
@@ -63,7 +63,7 @@ void print_row(const std::string &name, const std::string &level, size_t raw, si
                const std::vector<double> &cost) {
   std::printf("%-28s %5s %10zu %8.1f %10.1f %10.2f\n", name.c_str(), level.c_str(), stored,
               static_cast<double>(raw) / static_cast<double>(stored), cost[0], cost[1]);
-  std::fflush(stdout);
+  static_cast<void>(std::fflush(stdout));
 }
 
 /* Sizes and costs of one payload by level; a cost is a multiple of copying it. */

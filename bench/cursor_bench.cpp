@@ -31,7 +31,7 @@ ssize_t counted(ssize_t sent) {
 constexpr uint16_t kSide = 32; /* of the cursor, pixels */
 
 void cursor_give(QomView *view) {
-  std::vector<uint32_t> pixels(kSide * kSide, 0x80402010);
+  std::vector<uint32_t> pixels(size_t{kSide} * kSide, 0x80402010);
   QomCursorImage cursor{};
   cursor.type = QOM_CURSOR_IMAGE;
   cursor.width = kSide;

@@ -24,7 +24,7 @@ struct FreeRecord {
 };
 
 [[noreturn]] void fail(const char *what) {
-  std::fprintf(stderr, "%s: %s\n", what, qom_reader_error());
+  static_cast<void>(std::fprintf(stderr, "%s: %s\n", what, qom_reader_error()));
   std::exit(1);
 }
 
@@ -112,7 +112,8 @@ void DesktopRecording::append_blocks(const std::vector<Area> &areas) {
 }
 
 void DesktopRecording::append_cursor_image() {
-  std::vector<uint32_t> pixels(static_cast<size_t>(cursor_.width) * cursor_.height, 0xff000000u);
+  std::vector<uint32_t> pixels(
+      static_cast<size_t>(cursor_.width) * static_cast<size_t>(cursor_.height), 0xff000000u);
   QomCursorImage image{};
   image.type = QOM_CURSOR_IMAGE;
   image.timestamp = time();

@@ -13,7 +13,7 @@ stop_all() {
     local pid
     for pid in "${started[@]}"; do
         kill "$pid" 2>/dev/null
-        wait "$pid" 2>/dev/null
+        wait "$pid" 2>/dev/null || true # how a program ends that was told to end
     done
     started=()
 }

@@ -28,7 +28,7 @@ it; this page is `bench/run --markdown > docs/performance.md`.
 - Processor: {processor}, {cores} cores
 - System: {system}
 - Source: {commit}
-- Medians of {repetitions} runs of each benchmark
+- {runs}
 
 {table}
 
@@ -103,11 +103,21 @@ def system():
     return f"{name}, Linux {platform.release()}, {output_of('g++', '--version').splitlines()[0]}"
 
 
-def page(table, met, repetitions):
+def source():
+    """The commit, and whether it is what was measured; this page is being written meanwhile."""
+    try:
+        changed = output_of("git", "status", "--porcelain", "--", ".", ":!docs/performance.md")
+        return output_of("git", "describe", "--always") + (", changed" if changed else "")
+    except (OSError, subprocess.CalledProcessError):
+        return "unknown"
+
+
+def page(table, met, options):
+    runs = (f"Medians of {options.repetitions} runs of each benchmark" if not options.unjudged
+            else "One short run of each benchmark, which says little (`--quick`)")
     return PAGE.format(date=datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d"),
                        processor=processor(), cores=os.cpu_count(), system=system(),
-                       commit=output_of("git", "describe", "--always", "--dirty"),
-                       repetitions=repetitions, table=table, met=met)
+                       commit=source(), runs=runs, table=table, met=met)
 
 
 def main():
@@ -125,7 +135,7 @@ def main():
     met = f"{len(judged) - len(missed)} of {len(judged)} goals met."
     markdown = options.form == "markdown"
     table = table_text(rows, markdown)
-    print(page(table, met, options.repetitions) if markdown else f"{table}\n\n{met}",
+    print(page(table, met, options) if markdown else f"{table}\n\n{met}",
           end="" if markdown else "\n")
     return 1 if missed and not options.unjudged else 0
 
