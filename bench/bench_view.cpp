@@ -25,7 +25,7 @@ void recordings_remove() {
 }
 
 [[noreturn]] void fail(const std::string &why) {
-  static_cast<void>(fprintf(stderr, "%s\n", why.c_str()));
+  fprintf(stderr, "%s\n", why.c_str());
   exit(1);
 }
 

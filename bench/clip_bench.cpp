@@ -77,6 +77,6 @@ int main(int argc, char *argv[]) {
   if (passed || command == "move")
     return move(bench::interp_start(argv[0]), argv[2], passed, argc - 3, argv + 3);
   if (command == "play" && argc == 4) return play(bench::interp_start(argv[0]), argv[2], argv[3]);
-  static_cast<void>(fprintf(stderr, "usage: see video_bench.py\n"));
+  fprintf(stderr, "usage: see video_bench.py\n");
   return 2;
 }

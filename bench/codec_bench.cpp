@@ -22,7 +22,7 @@ constexpr uint16_t height = 1080;
 
 void check(bool good, const char *what) {
   if (good) return;
-  static_cast<void>(std::fprintf(stderr, "%s: %s\n", what, qom_reader_error()));
+  std::fprintf(stderr, "%s: %s\n", what, qom_reader_error());
   std::exit(1);
 }
 

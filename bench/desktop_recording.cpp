@@ -24,7 +24,7 @@ struct FreeRecord {
 };
 
 [[noreturn]] void fail(const char *what) {
-  static_cast<void>(std::fprintf(stderr, "%s: %s\n", what, qom_reader_error()));
+  std::fprintf(stderr, "%s: %s\n", what, qom_reader_error());
   std::exit(1);
 }
 

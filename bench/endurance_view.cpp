@@ -44,9 +44,8 @@ struct Settings {
 };
 
 [[noreturn]] void usage(int status) {
-  static_cast<void>(
-      std::fprintf(status == 0 ? stdout : stderr,
-                   "usage: endurance_view [--hours H] [--moves N] [--play SECONDS] [--stops N]\n"));
+  std::fprintf(status == 0 ? stdout : stderr,
+               "usage: endurance_view [--hours H] [--moves N] [--play SECONDS] [--stops N]\n");
   std::exit(status);
 }
 
@@ -104,8 +103,7 @@ Pictures recording_write(const std::string &file, const Settings &settings) {
     if (i > 0) recording.next();
     if (const auto found = kept.find(i); found != kept.end())
       found->second = picture_keep(recording);
-    if (i % kPicturesPerHour == 0)
-      static_cast<void>(std::fprintf(stderr, "writing hour %d\n", i / kPicturesPerHour));
+    if (i % kPicturesPerHour == 0) std::fprintf(stderr, "writing hour %d\n", i / kPicturesPerHour);
   }
   return kept;
 }
@@ -219,7 +217,7 @@ long moves_make(Tcl_Interp *interp, QomView *view, int count) {
     seek(interp, view, static_cast<int>(random() % (view->number_of_frames + 1)));
     times.push_back(milliseconds_now() - start);
     most = std::max(most, memory_used());
-    if (i % 100 == 0) static_cast<void>(std::fprintf(stderr, "%d of %d moves\n", i, count));
+    if (i % 100 == 0) std::fprintf(stderr, "%d of %d moves\n", i, count);
   }
   std::sort(times.begin(), times.end());
   std::printf("%d moves: median %.1f ms, worst %.1f ms\n", count, times[times.size() / 2],

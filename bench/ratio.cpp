@@ -54,11 +54,11 @@ double median(std::vector<double> values) {
 }
 
 [[noreturn]] void usage(FILE *stream, int status, const char *program, const std::string &about) {
-  static_cast<void>(std::fprintf(stream,
-                                 "usage: %s [--repetitions N] [--rows FILE]\n%s\n\n"
-                                 "  --repetitions N  of yardstick and work in turn\n"
-                                 "  --rows FILE      appends the figures to FILE, for bench/run\n",
-                                 program, about.c_str()));
+  std::fprintf(stream,
+               "usage: %s [--repetitions N] [--rows FILE]\n%s\n\n"
+               "  --repetitions N  of yardstick and work in turn\n"
+               "  --rows FILE      appends the figures to FILE, for bench/run\n",
+               program, about.c_str());
   std::exit(status);
 }
 
@@ -156,7 +156,7 @@ void Table::row_append(const Figure &figure, double ratio, Goal goal,
   if (rival) file << *rival;
   file << std::endl;
   if (!file) {
-    static_cast<void>(std::fprintf(stderr, "%s: cannot write\n", rows_file_.c_str()));
+    std::fprintf(stderr, "%s: cannot write\n", rows_file_.c_str());
     std::exit(1);
   }
 }

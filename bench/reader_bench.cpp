@@ -37,7 +37,7 @@ class Folder {
   std::string file(const char *name) const { return path_ + "/" + name; }
 
   [[noreturn]] static void fail(const char *what) {
-    static_cast<void>(std::fprintf(stderr, "%s: %s\n", what, qom_reader_error()));
+    std::fprintf(stderr, "%s: %s\n", what, qom_reader_error());
     std::exit(1);
   }
 

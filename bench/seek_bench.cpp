@@ -72,8 +72,7 @@ void recordings_write(const std::string &file, const std::string &plain) {
   bench::DesktopRecording recording(bench::Activity::day, file, plain);
   for (int i = 1; i <= kPictures; ++i) {
     recording.next();
-    if (i % 36000 == 0)
-      static_cast<void>(std::fprintf(stderr, "wrote %d of %d hours\n", i / 36000, kHours));
+    if (i % 36000 == 0) std::fprintf(stderr, "wrote %d of %d hours\n", i / 36000, kHours);
   }
 }
 
