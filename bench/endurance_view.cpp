@@ -86,6 +86,7 @@ std::vector<uint8_t> picture_keep(const bench::DesktopRecording &recording) {
     for (int x = cursor.x; x < right; ++x) pixels[static_cast<size_t>(y) * kWidth + x] = 0;
   std::vector<uint8_t> packed(ZSTD_compressBound(desktop.bytes()));
   packed.resize(ZSTD_compress(packed.data(), packed.size(), pixels.data(), desktop.bytes(), 1));
+  packed.shrink_to_fit();
   return packed;
 }
 
