@@ -16,7 +16,7 @@ constexpr int kHeight = 1080;
 constexpr int kKeyFrames = 90; /* half an hour at one each 20 seconds */
 
 PictureRows rows_of(uint8_t *data) {
-  return {data, kWidth, kHeight, kWidth * 4, 4};
+  return {data, kWidth, kHeight, size_t{kWidth} * 4, 4};
 }
 
 void measure(bench::Table *table, const bench::Options &options, const char *name, double size_goal,
