@@ -52,6 +52,7 @@ void moves_print(const char *name, std::vector<double> moves, double linear) {
 std::vector<double> random_moves(QomView *view, int count) {
   std::mt19937 random(3);
   std::vector<double> moves;
+  moves.reserve(static_cast<size_t>(count));
   for (int i = 0; i < count; ++i)
     moves.push_back(move(view, random() % (view->number_of_frames + 1)));
   return moves;
@@ -60,6 +61,7 @@ std::vector<double> random_moves(QomView *view, int count) {
 std::vector<double> cold_moves(Tcl_Interp *interp, const std::string &file, int count) {
   std::mt19937 random(5);
   std::vector<double> moves;
+  moves.reserve(static_cast<size_t>(count));
   for (int i = 0; i < count; ++i) {
     QomView *view = bench::view_show(interp, file, 1920, 1080);
     moves.push_back(move(view, random() % (view->number_of_frames + 1)));
