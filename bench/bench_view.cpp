@@ -43,6 +43,13 @@ std::string evaluate(Tcl_Interp *interp, const std::string &script) {
   return Tcl_GetStringResult(interp);
 }
 
+std::string temporary_recording() {
+  if (recordings.empty() && atexit(recordings_remove) != 0) fail("cannot register a function");
+  recordings.push_back("/tmp/bench_view." + std::to_string(getpid()) + "." +
+                       std::to_string(recordings.size()) + ".qom");
+  return recordings.back();
+}
+
 std::string picture_recording(int width, int height) {
   std::vector<uint32_t> pixels(static_cast<size_t>(width) * height);
   for (size_t i = 0; i < pixels.size(); ++i)
@@ -62,14 +69,12 @@ std::string picture_recording(int width, int height) {
   image.bytes_per_line = static_cast<uint32_t>(width) * 4;
   image.length = image.bytes_per_line * image.height;
   image.data = reinterpret_cast<uint8_t *>(pixels.data());
-  if (recordings.empty()) atexit(recordings_remove);
-  recordings.push_back("/tmp/bench_view." + std::to_string(getpid()) + "." +
-                       std::to_string(recordings.size()) + ".qom");
-  QomWriter *writer = qom_writer_create(recordings.back().c_str(), &header);
+  std::string path = temporary_recording();
+  QomWriter *writer = qom_writer_create(path.c_str(), &header);
   const RecordHandle<QomCompressedImage> compressed(qom_image_compress(&image));
   const bool written = writer && compressed && qom_writer_append(writer, compressed.get()) == 0;
   if (qom_writer_close(writer) != 0 || !written) fail(qom_reader_error());
-  return recordings.back();
+  return path;
 }
 
 QomView *view_show(Tcl_Interp *interp, const std::string &file, int width, int height) {

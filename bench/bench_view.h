@@ -18,8 +18,11 @@ Tcl_Interp *interp_start(const char *program);
    fails. */
 std::string evaluate(Tcl_Interp *interp, const std::string &script);
 
+/* The path of a recording yet to be written; the file goes when the process ends. */
+std::string temporary_recording();
+
 /* Writes a recording of one picture of width x height, unlike in all its parts, and
-   returns its path; the file goes when the process ends. */
+   returns its path. */
 std::string picture_recording(int width, int height);
 
 /* Shows a recording in a view `.v` of a window of this size, displayed once. */

@@ -21,6 +21,11 @@
 
 namespace {
 
+/* Of the command line; 0 for what is none. */
+int number(const char *text) {
+  return static_cast<int>(strtol(text, nullptr, 10));
+}
+
 int write_clip(const char *kind, int seconds, const char *file) {
   const bench::Activity activity = strcmp(kind, "film") == 0   ? bench::Activity::film
                                    : strcmp(kind, "busy") == 0 ? bench::Activity::busy
@@ -45,7 +50,7 @@ int move(Tcl_Interp *interp, const char *file, bool passed, int count, char *fra
   while (passed && go_from_to(view, view->current_frame, view->number_of_frames) == kMoveTimeout) {
   }
   for (int i = 0; i < count; ++i) {
-    const size_t frame = static_cast<size_t>(atoi(frames[i]));
+    const size_t frame = static_cast<size_t>(number(frames[i]));
     const double start = milliseconds_now();
     while (go_to_frame(view, frame) & kMoveTimeout) {
     }
@@ -67,7 +72,7 @@ int play(Tcl_Interp *interp, const char *file, const char *seconds) {
 
 int main(int argc, char *argv[]) {
   const std::string command = argc > 2 ? argv[1] : "";
-  if (command == "write" && argc == 5) return write_clip(argv[2], atoi(argv[3]), argv[4]);
+  if (command == "write" && argc == 5) return write_clip(argv[2], number(argv[3]), argv[4]);
   const bool passed = command == "passed";
   if (passed || command == "move")
     return move(bench::interp_start(argv[0]), argv[2], passed, argc - 3, argv + 3);

@@ -50,7 +50,7 @@ std::vector<uint8_t> block_of(const bench::Desktop &desktop, const Area &part) {
   };
   for (const int number : {part.x, part.y, part.width, part.height}) add(&number, 2);
   for (int y = part.y; y < part.y + part.height; ++y)
-    add(desktop.pixels() + y * width + part.x, static_cast<size_t>(part.width) * 4);
+    add(desktop.pixels() + ptrdiff_t{y} * width + part.x, static_cast<size_t>(part.width) * 4);
   return data;
 }
 
@@ -63,7 +63,7 @@ void print_row(const std::string &name, const std::string &level, size_t raw, si
                const std::vector<double> &cost) {
   std::printf("%-28s %5s %10zu %8.1f %10.1f %10.2f\n", name.c_str(), level.c_str(), stored,
               static_cast<double>(raw) / static_cast<double>(stored), cost[0], cost[1]);
-  std::fflush(stdout);
+  static_cast<void>(std::fflush(stdout));
 }
 
 /* Sizes and costs of one payload by level; a cost is a multiple of copying it. */
@@ -120,7 +120,9 @@ void measure_uncompress(bench::Table *table, const char *name, const QomImage &i
     std::free(buffer);
   };
   const bench::Work library = [&] { qom_record_free(qom_image_uncompress(packed)); };
-  table->row(name, 1 / bench::cost(bare, library, options), bench::at_least(0.9));
+  table->row(
+      {std::string("speed of qom_image_uncompress, ") + name, "zstd into an allocated buffer"},
+      1 / bench::cost(bare, library, options), bench::at_least(0.9));
   ZSTD_freeDCtx(context);
   qom_record_free(packed);
 }
@@ -157,8 +159,7 @@ int main(int argc, char *argv[]) {
                     options);
   }
 
-  bench::Table table(
-      "qom_image_uncompress, 1920x1080: speed, of bare zstd into an allocated buffer");
+  bench::Table table(options, "Decompressing a picture of 1920x1080");
   measure_uncompress(&table, "text", image_of(&text), options);
   measure_uncompress(&table, "photo", image_of(&photo), options);
   return table.close();

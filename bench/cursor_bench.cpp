@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -30,7 +31,7 @@ ssize_t counted(ssize_t sent) {
 constexpr uint16_t kSide = 32; /* of the cursor, pixels */
 
 void cursor_give(QomView *view) {
-  std::vector<uint32_t> pixels(kSide * kSide, 0x80402010);
+  std::vector<uint32_t> pixels(size_t{kSide} * kSide, 0x80402010);
   QomCursorImage cursor{};
   cursor.type = QOM_CURSOR_IMAGE;
   cursor.width = kSide;
@@ -90,15 +91,18 @@ int main(int argc, char *argv[]) {
   QomView *large = view_show(interp, ".large", 1920, 1080);
   options.server = bench::server_clock(large->display);
 
-  bench::Table table("moving a 32x32 cursor in a frame of 1920x1080 / of 240x135");
+  bench::Table table(options, "moving a 32x32 cursor in a frame of 1920x1080");
+  const std::string yardstick = "the same in a frame of 240x135";
   for (const std::string mode : {"scaled by 2/3", "natural size"}) {
     if (mode == "natural size")
       bench::evaluate(interp,
                       "foreach view {.small.v .large.v} {$view configure -scaling 0}; update");
     const double bytes = bytes_of(move(small));
-    const std::string each = " (" + std::to_string(static_cast<int>(bytes / 2)) + " a move)";
-    table.row("bytes, " + mode + each, bytes_of(move(large)) / bytes, bench::at_most(1.05));
-    table.row("CPU, " + mode, bench::cost(move(small), move(large), options), bench::at_most(1.2));
+    std::printf("%s: %.0f bytes a move\n", mode.c_str(), bytes / 2);
+    table.row({"bytes sent for a move of the cursor, " + mode, yardstick},
+              bytes_of(move(large)) / bytes, bench::at_most(1.05));
+    table.row({"CPU of a move of the cursor, " + mode, yardstick},
+              bench::cost(move(small), move(large), options), bench::at_most(1.2));
   }
   return table.close();
 }

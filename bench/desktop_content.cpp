@@ -51,8 +51,11 @@ void Desktop::fill(const Area &area, uint32_t colour) {
 void Desktop::glyph(int x, int y, int letter, uint32_t ink) {
   for (int row = 0; row < kLetterHeight; ++row)
     for (int column = 0; column < kLetterWidth; ++column)
-      if (letters_[static_cast<size_t>(letter * kLetterHeight + row)] >> column & 1)
-        pixels_[static_cast<size_t>((y + row) * width_ + x + column)] = ink;
+      if (letters_[static_cast<size_t>(letter) * kLetterHeight + static_cast<size_t>(row)] >>
+              column &
+          1)
+        pixels_[static_cast<size_t>(y + row) * static_cast<size_t>(width_) +
+                static_cast<size_t>(x + column)] = ink;
 }
 
 void Desktop::text_line(const Window &window, int line) {

@@ -61,7 +61,7 @@ DesktopRecording::DesktopRecording(Activity activity, const std::string &path,
   writers_.push_back(create(path));
   if (!plain.empty()) writers_.push_back(create(plain));
   append_picture();
-  append_cursor(true);
+  append_cursor_image();
 }
 
 DesktopRecording::~DesktopRecording() {
@@ -111,22 +111,29 @@ void DesktopRecording::append_blocks(const std::vector<Area> &areas) {
   pixels_since_ += data.size();
 }
 
-void DesktopRecording::append_cursor(bool shape) {
-  std::vector<uint32_t> pixels(16 * 16, 0xff000000u);
+void DesktopRecording::append_cursor_image() {
+  std::vector<uint32_t> pixels(
+      static_cast<size_t>(cursor_.width) * static_cast<size_t>(cursor_.height), 0xff000000u);
   QomCursorImage image{};
   image.type = QOM_CURSOR_IMAGE;
   image.timestamp = time();
-  image.width = image.height = 16;
-  image.x = static_cast<int16_t>(random_() % kWidth);
-  image.y = static_cast<int16_t>(random_() % kHeight);
+  image.width = static_cast<uint16_t>(cursor_.width);
+  image.height = static_cast<uint16_t>(cursor_.height);
+  image.x = static_cast<int16_t>(cursor_.x);
+  image.y = static_cast<int16_t>(cursor_.y);
   image.length = static_cast<uint32_t>(pixels.size() * 4);
   image.data = reinterpret_cast<uint8_t *>(pixels.data());
-  if (shape) return append(&image);
+  append(&image);
+}
+
+void DesktopRecording::move_cursor() {
+  cursor_.x = static_cast<int>(random_() % kWidth);
+  cursor_.y = static_cast<int>(random_() % kHeight);
   QomCursorPosition position{};
   position.type = QOM_CURSOR_POSITION;
   position.timestamp = time();
-  position.x = image.x;
-  position.y = image.y;
+  position.x = static_cast<int16_t>(cursor_.x);
+  position.y = static_cast<int16_t>(cursor_.y);
   append(&position);
 }
 
@@ -164,7 +171,7 @@ void DesktopRecording::checkpoint() {
   screen.height = kHeight;
   append(&screen);
   append_picture();
-  append_cursor(true);
+  append_cursor_image();
   if (qom_writer_end_checkpoint(writers_.front()) != 0) fail("checkpoint");
   checkpointing_ = false;
   bytes_since_ = pixels_since_ = 0;
@@ -175,7 +182,7 @@ void DesktopRecording::next() {
   ++picture_;
   const std::vector<Area> areas = act();
   if (!areas.empty()) append_blocks(areas);
-  if (picture_ % 5 == 0) append_cursor(false);
+  if (picture_ % 5 == 0) move_cursor();
   if (checkpoint_is_due()) checkpoint();
 }
 

@@ -35,11 +35,15 @@ class DesktopRecording {
 
   const Desktop &desktop() const { return desktop_; }
 
+  /* Where the cursor is, an opaque black square. */
+  const Area &cursor() const { return cursor_; }
+
  private:
   std::vector<Area> act();
   void append(const void *record);
   void append_blocks(const std::vector<Area> &areas);
-  void append_cursor(bool shape);
+  void append_cursor_image();
+  void move_cursor();
   void append_picture();
   void checkpoint();
   bool checkpoint_is_due() const;
@@ -48,6 +52,7 @@ class DesktopRecording {
   Activity activity_;
   Desktop desktop_;
   std::vector<QomWriter *> writers_; /* the first one gets the checkpoints */
+  Area cursor_ = {0, 0, 16, 16};
   std::mt19937 random_{7};
   int picture_ = 0;
   int picture_of_checkpoint_ = 0;

@@ -16,7 +16,7 @@ constexpr int kHeight = 1080;
 constexpr int kKeyFrames = 90; /* half an hour at one each 20 seconds */
 
 PictureRows rows_of(uint8_t *data) {
-  return {data, kWidth, kHeight, kWidth * 4, 4};
+  return {data, kWidth, kHeight, size_t{kWidth} * 4, 4};
 }
 
 void measure(bench::Table *table, const bench::Options &options, const char *name, double size_goal,
@@ -46,9 +46,10 @@ void measure(bench::Table *table, const bench::Options &options, const char *nam
                   },
                   options);
   const std::string title = name;
-  table->row(title + ", bytes of a key frame / plain copy",
+  table->row({"bytes of a key frame of " + title, "plain copy"},
              each / static_cast<double>(latest.size()), bench::at_most(size_goal));
-  table->row(title + ", restore / memcpy of a frame", restore, bench::at_most(restore_goal));
+  table->row({"restoring a key frame of " + title, "memcpy of a frame"}, restore,
+             bench::at_most(restore_goal));
   for (PackedPicture *picture : pictures) picture_release(picture);
 }
 
@@ -59,12 +60,12 @@ int main(int argc, char *argv[]) {
       bench::options_read(argc, argv, "Key frames in memory, 1920x1080 pixels of 32 bits.");
   /* A restore comes once in a move, and finds neither frame nor key frame in a cache. */
   options.before = bench::caches_flush;
-  bench::Table table("key frames: size and restore");
+  bench::Table table(options, "key frames: size and restore");
   measure(&table, options, "text", 1.0 / 80, 4, [](bench::Desktop *desktop, int i) {
     for (int window = 0; window < 2; ++window) desktop->scroll(window, 20);
     for (int line = 0; line < 30; ++line) desktop->type(2 + i % 2);
   });
-  measure(&table, options, "photo-like", 1.0 / 6, 12, [](bench::Desktop *desktop, int i) {
+  measure(&table, options, "photo-like content", 1.0 / 6, 12, [](bench::Desktop *desktop, int i) {
     desktop->film({200, 150, 960, 540}, i);
     desktop->scroll(1, 10);
   });

@@ -100,9 +100,10 @@ void measure(Conversion conversion, const bench::Options &options, bench::Table 
        }},
       options);
 
-  const std::string name = std::string(pixel_format_string(conversion.from)) + " into " +
-                           pixel_format_string(conversion.to);
-  table.row(name, 1 / costs[0], bench::at_least(goal(conversion)), 1 / costs[1]);
+  const std::string name = std::string("speed of merging ") + pixel_format_string(conversion.from) +
+                           " into " + pixel_format_string(conversion.to);
+  table.row({name, "memcpy of the bytes read and written"}, 1 / costs[0],
+            bench::at_least(goal(conversion)), 1 / costs[1]);
 }
 
 void palette_fill() {
@@ -123,10 +124,7 @@ int main(int argc, char *argv[]) {
   options.before = bench::caches_flush;
   scanline_pad = 32;
   palette_fill();
-  bench::Table table(
-      "Merging 1920x1080 pixels, speed as a fraction of memcpy of the bytes read "
-      "and written",
-      "pixman");
+  bench::Table table(options, "Merging 1920x1080 pixels", "pixman");
   for (const Conversion conversion : conversions) measure(conversion, options, table);
   return table.close();
 }

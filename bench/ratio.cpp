@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fstream>
 
 namespace bench {
 
@@ -53,8 +54,11 @@ double median(std::vector<double> values) {
 }
 
 [[noreturn]] void usage(FILE *stream, int status, const char *program, const std::string &about) {
-  static_cast<void>(
-      std::fprintf(stream, "usage: %s [--repetitions N]\n%s\n", program, about.c_str()));
+  std::fprintf(stream,
+               "usage: %s [--repetitions N] [--rows FILE]\n%s\n\n"
+               "  --repetitions N  of yardstick and work in turn\n"
+               "  --rows FILE      appends the figures to FILE, for bench/run\n",
+               program, about.c_str());
   std::exit(status);
 }
 
@@ -72,10 +76,15 @@ Options options_read(int argc, char *argv[], const std::string &about) {
   for (int i = 1; i < argc; ++i) {
     const std::string argument = argv[i];
     if (argument == "--help") usage(stdout, 0, argv[0], about);
-    const std::optional<int> value =
-        argument == "--repetitions" && i + 1 < argc ? positive(argv[++i]) : std::nullopt;
-    if (!value) usage(stderr, 2, argv[0], about);
-    options.repetitions = *value;
+    if (i + 1 == argc) usage(stderr, 2, argv[0], about);
+    const char *value = argv[++i];
+    if (argument == "--rows") {
+      options.rows = value;
+      continue;
+    }
+    const std::optional<int> count = argument == "--repetitions" ? positive(value) : std::nullopt;
+    if (!count) usage(stderr, 2, argv[0], about);
+    options.repetitions = *count;
   }
   return options;
 }
@@ -111,19 +120,22 @@ double cost(const Work &yardstick, const Work &candidate, const Options &options
   return costs(yardstick, {candidate}, options).front();
 }
 
-Table::Table(const std::string &title, const std::string &rival) : rival_(rival) {
-  std::printf("%s\n%-40s %8s", title.c_str(), "", "ratio");
+Table::Table(const Options &options, const std::string &title, const std::string &rival)
+    : rows_file_(options.rows), rival_(rival) {
+  std::printf("%s\n%-60s %8s", title.c_str(), "", "ratio");
   if (!rival_.empty()) std::printf(" %8s", rival_.c_str());
   std::printf(" %9s\n", "goal");
 }
 
-void Table::row(const std::string &name, double ratio, Goal goal, std::optional<double> rival) {
+void Table::row(const Figure &figure, double ratio, Goal goal, std::optional<double> rival) {
   const bool met = goal.least ? ratio >= goal.value : ratio <= goal.value;
   const bool beaten =
       rival && (goal.least ? ratio < *rival * (1 - tolerance) : ratio > *rival * (1 + tolerance));
   ++rows_;
   misses_ += !met || beaten;
-  std::printf("%-40s %8.3g", name.c_str(), ratio);
+  const std::string name =
+      figure.yardstick.empty() ? figure.work : figure.work + " / " + figure.yardstick;
+  std::printf("%-60s %8.3g", name.c_str(), ratio);
   if (rival)
     std::printf(" %8.3g", *rival);
   else if (!rival_.empty())
@@ -133,6 +145,20 @@ void Table::row(const std::string &name, double ratio, Goal goal, std::optional<
               : beaten ? ("miss: " + rival_ + " is faster").c_str()
                        : "ok");
   static_cast<void>(std::fflush(stdout));
+  if (!rows_file_.empty()) row_append(figure, ratio, goal, rival);
+}
+
+void Table::row_append(const Figure &figure, double ratio, Goal goal,
+                       std::optional<double> rival) const {
+  std::ofstream file(rows_file_, std::ios::app);
+  file << figure.work << '\t' << figure.yardstick << '\t' << ratio << '\t'
+       << (goal.least ? ">=" : "<=") << '\t' << goal.value << '\t' << (rival ? rival_ : "") << '\t';
+  if (rival) file << *rival;
+  file << std::endl;
+  if (!file) {
+    std::fprintf(stderr, "%s: cannot write\n", rows_file_.c_str());
+    std::exit(1);
+  }
 }
 
 int Table::close() const {

@@ -166,17 +166,18 @@ void measure_opening(const Folder &folder, const bench::Options &options) {
     return [path] { qom_reader_close(open_indexed(path, many_records)); };
   };
   const auto cost = bench::costs(index_bytes, {opening(finished), opening(unfinished)}, options);
-  bench::Table table(
-      "Opening 1,000,000 records: the time of reading the index bytes with one pread");
-  table.row("finished: index by end mark", cost[0], bench::at_most(3));
-  table.row("unfinished: index by chain", cost[1], bench::at_most(10));
+  const std::string yardstick = "one pread of the index bytes";
+  bench::Table table(options, "Opening 1,000,000 records");
+  table.row({"opening a finished recording", yardstick}, cost[0], bench::at_most(3));
+  table.row({"opening an unfinished recording", yardstick}, cost[1], bench::at_most(10));
   table.close();
 
-  bench::Table memory("Memory of an open reader: bytes for each of 1,000,000 records");
+  bench::Table memory(options, "Memory of an open reader of 1,000,000 records");
   for (const std::string &path : {finished, unfinished}) {
     const size_t before = allocated();
     QomReader *reader = open_indexed(path, many_records);
-    memory.row(path == finished ? "finished" : "unfinished",
+    const std::string kind = path == finished ? "a finished" : "an unfinished";
+    memory.row({"bytes of memory for each record of " + kind + " recording", ""},
                static_cast<double>(allocated() - before) / many_records, bench::at_most(40));
     qom_reader_close(reader);
   }
@@ -196,7 +197,7 @@ void measure_reading(const Folder &folder, const bench::Options &options) {
   const std::string desktop = folder.file("desktop");
   write_desktop(desktop);
   const std::string many = folder.file("finished");
-  bench::Table table("Reading all records: speed, of pread in pieces of 1 MiB with their checksum");
+  bench::Table table(options, "Reading all records");
   for (const std::string &path : {desktop, many}) {
     Pieces pieces(path, 1 << 20);
     QomReader *reader = qom_reader_open(path.c_str());
@@ -209,9 +210,10 @@ void measure_reading(const Folder &folder, const bench::Options &options) {
     const double cost = bench::cost(
         yardstick, [&] { read_all(reader); }, options);
     if (path == desktop)
-      table.row("records of a desktop", 1 / cost, bench::at_least(0.5));
+      table.row({"speed of reading all records", "pread of 1 MiB pieces and their checksum"},
+                1 / cost, bench::at_least(0.5));
     else
-      std::printf("%-40s %8.3g\n", "1,000,000 records of 36 bytes", 1 / cost);
+      std::printf("%-60s %8.3g\n", "the same, 1,000,000 records of 36 bytes", 1 / cost);
     qom_reader_close(reader);
   }
   table.close();

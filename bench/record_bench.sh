@@ -2,17 +2,21 @@
 # What recording a display costs, beside ffmpeg's x11grab into lossless x264 of the same content.
 #
 #   bench/record_bench.sh [--rounds N] [--seconds S] [--only quiet|text|video|film|speed]
+#                         [--rows FILE]
 #
 # Prints medians over the rounds of ratios between two runs that follow each other: CPU time, bytes,
 # and, for the programs that are recorded, how fast they still draw. QOM names the program to
-# measure, build/release/tools/qom/qom otherwise.
+# measure, build/release/tools/qom/qom otherwise. --rows appends what has a goal to FILE, in the form
+# that ratio.h describes.
 # Packages: xvfb xterm x11-apps mpv ffmpeg
 set -u
 cd "$(dirname "$0")/.." || exit 1
+. bench/programs.sh
 qom=${QOM:-$PWD/build/release/tools/qom/qom}
 rounds=5
 seconds=15
 only=
+rows_file=
 arguments=("$@")
 
 while [ $# -gt 0 ]; do
@@ -20,7 +24,8 @@ while [ $# -gt 0 ]; do
         --rounds) rounds=$2; shift 2 ;;
         --seconds) seconds=$2; shift 2 ;;
         --only) only=$2; shift 2 ;;
-        *) sed -n '2,9s/^# \{0,1\}//p' "$0"; [ "$1" = --help ]; exit ;;
+        --rows) rows_file=$(realpath "$2"); shift 2 ;;
+        *) sed -n '2,11s/^# \{0,1\}//p' "$0"; [ "$1" = --help ]; exit ;;
     esac
 done
 
@@ -35,26 +40,13 @@ if [ -z "${RECORD_BENCH_DISPLAY-}" ]; then
 fi
 
 work=$(mktemp -d)
-started=()
+programs_folder=$work
 finish() {
-    local pid
-    for pid in "${started[@]}"; do kill "$pid" 2>/dev/null; done
-    wait 2>/dev/null
+    stop_all
     rm -rf "$work"
 }
 trap finish EXIT
 trap 'exit 1' INT TERM
-
-# start PROGRAM ARGUMENTS...: in the background until stop_last or the end of the script.
-start() {
-    "$@" >/dev/null 2>&1 &
-    started+=($!)
-}
-stop_all() {
-    local pid
-    for pid in "${started[@]}"; do kill "$pid" 2>/dev/null; wait "$pid" 2>/dev/null; done
-    started=()
-}
 
 # median FILE: of the numbers in it, one a line
 median() {
@@ -78,35 +70,6 @@ to_medium() {
     ffmpeg -y -nostdin -v error -i "$work/u.mkv" -c:v libx264rgb -qp 0 -preset medium "$work/m.mkv"
 }
 size() { stat -c %s "$1"; }
-
-# What is recorded. Lines of text come at the pace of a compiler at work.
-cat >"$work/lines.sh" <<'LINES'
-while :; do
-    ls -lR /usr/include /usr/share/doc 2>/dev/null | awk -v pause="$1" '
-        { print } NR % 8 == 0 { fflush(); system("sleep " pause) }'
-done
-LINES
-play_quiet() {
-    start xterm -geometry 100x40+20+20 -e sh -c 'ls -l /usr/bin | head -40; sleep 10000'
-    start xclock -geometry 200x200+1200+40
-    start xlogo -geometry 300x300+1200+400
-}
-play_text() {
-    start xterm -geometry 150x60+10+10 -e sh "$work/lines.sh" 0.2
-    start xterm -geometry 120x50+1000+200 -e sh "$work/lines.sh" 0.8
-}
-# play_source NAME SOURCE: the source of ffmpeg's, as a video file, in a window beside a terminal
-play_source() {
-    local file=$work/$1.mp4
-    [ -f "$file" ] || ffmpeg -y -nostdin -v error -f lavfi -i "$2" -t 30 -c:v libx264 -crf 23 \
-        -pix_fmt yuv420p "$file"
-    start xterm -geometry 100x40+20+20 -e sh -c 'ls -l /usr/bin | head -40; sleep 10000'
-    start mpv --no-config --vo=x11 --hwdec=no --no-audio --loop=inf --no-osc --osd-level=0 \
-        --geometry=640x360+1000+200 "$file"
-}
-# Drawn shapes that move, and smooth colours that all change in every frame.
-play_video() { play_source shapes testsrc2=size=640x360:rate=25; }
-play_film() { play_source smooth mandelbrot=size=640x360:rate=25:start_scale=2:end_pts=300; }
 
 # compare CONTENT: rounds of recorder and grabber on it, one after the other
 compare() {
@@ -146,20 +109,28 @@ compare_speed() {
     done
 }
 
-row() { printf '%-44s %8s   %s\n' "$1" "$2" "$3"; }
+# row WORK YARDSTICK RATIO [SIGN GOAL]
+row() {
+    printf '%-44s %-18s %8s   %s %s\n' "$1" "$2" "$3" "${4-}" "${5-}"
+    [ -z "$rows_file" ] || [ -z "${5-}" ] || printf '%s\t%s\t%s\t%s\t%s\t\t\n' "$@" >>"$rows_file"
+}
+# rows CONTENT [CPU-GOAL [BYTES-GOAL [BYTES-GOAL-BESIDE-MEDIUM]]]: each of them at most
 rows() {
-    local content=$1 cpu_goal=$2 bytes_goal=$3 medium_goal=$4
-    row "$content: CPU / x264 ultrafast" "$(median "$work/$content.cpu")" "$cpu_goal"
-    row "$content: CPU seconds per second" "$(median "$work/$content.seconds")" ""
-    row "$content: bytes / x264 ultrafast" "$(median "$work/$content.bytes")" "$bytes_goal"
-    [ "$content" = quiet ] || row "$content: bytes / x264 medium" "$(median "$work/$content.medium")" "$medium_goal"
-    row "$content: megabytes a minute" "$(median "$work/$content.minute")" ""
+    local content=$1
+    row "recording $content: CPU" "x264 ultrafast" "$(median "$work/$content.cpu")" "<=" "${2-}"
+    row "recording $content: CPU seconds a second" "" "$(median "$work/$content.seconds")"
+    row "recording $content: bytes" "x264 ultrafast" "$(median "$work/$content.bytes")" "<=" "${3-}"
+    [ "$content" = quiet ] ||
+        row "recording $content: bytes" "x264 medium" "$(median "$work/$content.medium")" "<=" "${4-}"
+    row "recording $content: megabytes a minute" "" "$(median "$work/$content.minute")"
 }
 
-row "what" "median" "goal"
 wanted() { [ -z "$only" ] || [ "$only" = "$1" ]; }
-if wanted quiet; then compare quiet; rows quiet "at most 0.05" "" ""; fi
-if wanted text; then compare text; rows text "at most 0.25" "at most 0.12" "at most 0.5"; fi
-if wanted video; then compare video; rows video "at most 0.65" "at most 0.6" ""; fi
-if wanted film; then compare film; rows film "" "" ""; fi
-if wanted speed; then compare_speed; row "x11perf -scroll500 recorded / alone" "$(median "$work/speed")" "at least 0.9"; fi
+if wanted quiet; then compare quiet; rows quiet 0.05; fi
+if wanted text; then compare text; rows text 0.25 0.12 0.5; fi
+if wanted video; then compare video; rows video 0.65 0.6; fi
+if wanted film; then compare film; rows film; fi
+if wanted speed; then
+    compare_speed
+    row "speed of x11perf -scroll500, recorded" "the same alone" "$(median "$work/speed")" ">=" 0.9
+fi

@@ -2,15 +2,18 @@
 """Moves and playing beside mpv and a video of the same pictures.
 
     tests/xserver/with-xserver xvfb24 bench/video_bench.py [--seconds N] [--moves N] [--play N]
+        [--folder FOLDER] [--rows FILE]
 
 Makes recordings of a desktop (text, and text with a film) and, of the same pictures, videos:
 x264 crf 23 for moves, lossless x264 for playing. Then it moves both to the same random moments,
 mpv with exact seeks, and prints the median and the worst ratio of wall times; and plays both,
-and prints the ratio of the CPU time of the two programs.
+and prints the ratio of the CPU time of the two programs. What is found in FOLDER of an earlier run
+is not made again. --rows appends the ratios to FILE, in the form that ratio.h describes.
 Packages: mpv ffmpeg. The program clip_bench has to be built (release).
 """
 
 import argparse
+import contextlib
 import json
 import os
 import random
@@ -27,14 +30,28 @@ MPV = ["mpv", "--no-config", "--no-terminal", "--vo=x11", "--hwdec=no", "--no-au
 
 
 def write_clip(kind, seconds, recording, video, quality):
-    """A recording and a video of the same pictures."""
+    """A recording and a video of the same pictures, unless both are there."""
+    done = f"{video}.{seconds}s"
+    if os.path.exists(done):
+        return
+    with contextlib.suppress(FileNotFoundError):
+        os.remove(recording)
     writer = subprocess.Popen([CLIP, "write", kind, str(seconds), recording],
                               stdout=subprocess.PIPE)
     subprocess.run(["ffmpeg", "-v", "error", "-nostdin", "-f", "rawvideo", "-pixel_format", "bgr0",
-                    "-video_size", "1920x1080", "-framerate", "10", "-i", "pipe:0", *quality,
+                    "-video_size", "1920x1080", "-framerate", "10", "-i", "pipe:0", "-y", *quality,
                     video], stdin=writer.stdout, check=True)
     if writer.wait() != 0:
         raise SystemExit("clip_bench write failed")
+    open(done, "w", encoding="ascii").close()
+
+
+def add_row(file, work, yardstick, ratio, goal=None):
+    """A line for bench/run; a figure without a goal is shown and not judged."""
+    if file:
+        with open(file, "a", encoding="utf-8") as rows:
+            rows.write(f"{work}\t{yardstick}\t{ratio:.6g}\t{'<=' if goal else ''}\t"
+                       f"{goal or ''}\t\t\n")
 
 
 class Player:
@@ -73,13 +90,14 @@ class Player:
         self.process.wait()
 
 
-def compare_moves(kind, goal, seconds, count, folder):
+def compare_moves(kind, goal, options, folder):
+    seconds = options.seconds
     recording, video = os.path.join(folder, kind + ".qom"), os.path.join(folder, kind + ".mkv")
     write_clip(kind, seconds, recording, video, ["-c:v", "libx264", "-crf", "23"])
     print(f"{kind}: recording {os.path.getsize(recording) / 1e6:.1f} MB, "
           f"video {os.path.getsize(video) / 1e6:.1f} MB, {seconds} s", flush=True)
     chance = random.Random(1)
-    frames = [chance.randrange(seconds * 10) for _ in range(count)]
+    frames = [chance.randrange(seconds * 10) for _ in range(options.moves)]
     player = Player(video, folder)
     theirs = [player.seek(frame / 10) for frame in frames]
     player.close()
@@ -93,6 +111,8 @@ def compare_moves(kind, goal, seconds, count, folder):
               f"{median / statistics.median(theirs):.3f} (goal {goal}), "
               f"worst {worst:.1f} beside {max(theirs):.1f} ms = {worst / max(theirs):.3f}",
               flush=True)
+        add_row(options.rows, f"move in {kind}, {name}", "mpv's exact seek",
+                median / statistics.median(theirs), goal)
 
 
 def cpu_seconds(command):
@@ -103,7 +123,8 @@ def cpu_seconds(command):
     return usage.ru_utime + usage.ru_stime
 
 
-def compare_playing(seconds, folder):
+def compare_playing(options, folder):
+    seconds = options.play
     recording, video = os.path.join(folder, "busy.qom"), os.path.join(folder, "busy.mkv")
     write_clip("busy", seconds + 2, recording, video,
                ["-c:v", "libx264rgb", "-qp", "0", "-preset", "medium"])
@@ -116,6 +137,8 @@ def compare_playing(seconds, folder):
               flush=True)
     print(f"busy text, 10 pictures a second: CPU of playing / mpv, lossless "
           f"{statistics.median(ratios):.3f}", flush=True)
+    add_row(options.rows, "CPU of playing busy text", "mpv and lossless video",
+            statistics.median(ratios))
 
 
 def main():
@@ -124,11 +147,14 @@ def main():
     parser.add_argument("--seconds", type=int, default=600, help="length of the clips")
     parser.add_argument("--moves", type=int, default=100)
     parser.add_argument("--play", type=int, default=20, help="seconds of playing")
+    parser.add_argument("--folder", help="where the clips are, or are put and stay")
+    parser.add_argument("--rows", help="file to which the ratios are appended")
     options = parser.parse_args()
-    with tempfile.TemporaryDirectory() as folder:
-        compare_playing(options.play, folder)
-        compare_moves("text", 0.1, options.seconds, options.moves, folder)
-        compare_moves("film", 0.2, options.seconds, options.moves, folder)
+    with contextlib.ExitStack() as stack:
+        folder = options.folder or stack.enter_context(tempfile.TemporaryDirectory())
+        compare_playing(options, folder)
+        compare_moves("text", 0.1, options, folder)
+        compare_moves("film", 0.2, options, folder)
 
 
 if __name__ == "__main__":

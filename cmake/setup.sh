@@ -15,12 +15,15 @@ run_packages=(
   xvfb x11-utils imagemagick # a display and a screenshot where there is none
 )
 test_packages=(
-  libgtest-dev libbenchmark-dev
+  libgtest-dev libxres-dev
   python3 python3-zstandard # the second reader of recordings
   clang libclang-rt-14-dev # libFuzzer
   libxcb-xtest0-dev xvfb tigervnc-standalone-server xauth
   xdotool xterm x11-apps x11-utils x11-xserver-utils mpv # what is recorded
+  valgrind libc6-dbg # which valgrind needs to know the C library's functions
 )
+tidy_packages=(clang-tidy)
+bench_packages=(python3 ffmpeg)
 
 say() {
   printf '\n== %s\n' "$*"

@@ -71,6 +71,10 @@ Record uncompressed(const Record &packed);
 std::vector<Record> every_record(const QomHeader &header);
 
 class RecordingTest : public testing::Test {
+ public:
+  RecordingTest(const RecordingTest &) = delete;
+  RecordingTest &operator=(const RecordingTest &) = delete;
+
  protected:
   RecordingTest();
   ~RecordingTest() override;

@@ -1,8 +1,8 @@
 /*
- * Preloaded before Tcl's library under the sanitizers: Tcl's allocator becomes malloc.
+ * Preloaded before Tcl's library under the sanitizers and valgrind: Tcl's allocator becomes malloc.
  *
- * Tcl carves small blocks from pools of its own, where AddressSanitizer sees neither a use after
- * free nor a leak. What Tcl and Tk allocate for themselves and leave behind at exit is marked as no
+ * Tcl carves small blocks from pools of its own, where neither of them sees a use after free or a
+ * leak. What Tcl and Tk allocate for themselves and leave behind at exit is marked as no
  * leak, so that only blocks that our own libraries asked for are reported.
  */
 #define _GNU_SOURCE
@@ -12,6 +12,10 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+
+/* Not there without the sanitizer. */
+#pragma weak __lsan_disable
+#pragma weak __lsan_enable
 
 #define EXPORT __attribute__((visibility("default")))
 
@@ -23,10 +27,10 @@ static int is_ours(void *caller) {
 }
 
 static char *allocate(char *old, unsigned size, void *caller) {
-  int ours = is_ours(caller);
-  if (!ours) __lsan_disable();
+  int marked = __lsan_disable && !is_ours(caller);
+  if (marked) __lsan_disable();
   char *block = realloc(old, size ? size : 1);
-  if (!ours) __lsan_enable();
+  if (marked) __lsan_enable();
   return block;
 }
 
