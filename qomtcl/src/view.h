@@ -71,23 +71,26 @@ struct cursor_corner {
   int32_t y;
 };
 
+struct PackedPicture; /* playback/packed_picture.h */
+struct SharedBytes;   /* playback/shared_bytes.h */
+
 /* The cursor at the time of a key frame. */
 struct cursor_state {
-  QomCursorImage *record; /* private copy, qom_record_free(); none without a cursor */
-  XRectangle position;    /* clipped rectangle, frame coordinates */
-  cursor_corner corner;   /* unclipped corner, frame coordinates */
+  QomCursorImage record; /* without its pixels; meaningless without a cursor */
+  SharedBytes *pixels;   /* of the record; none without a cursor */
+  XRectangle position;   /* clipped rectangle, frame coordinates */
+  cursor_corner corner;  /* unclipped corner, frame coordinates */
 };
 
-struct PackedPicture; /* playback/packed_picture.h */
-
-/* One snapshot of the frame state; owns everything it points to. All zero when unused. */
+/* One snapshot of the frame state. What it points to it shares with the key frames beside it
+   where that did not change; nobody else holds it. All zero when unused. */
 struct KeyFrame {
   uint64_t timestamp; /* time of the last record applied */
   uint16_t width;     /* size of the snapshot's frame, pixels */
   uint16_t height;
-  PackedPicture *picture;                 /* the frame image, packed; picture_release() */
-  cursor_state cursor;                    /* the cursor at that time */
-  char *footer_items[FOOTER_ITEMS_COUNT]; /* private copies, free(); none = no text */
+  PackedPicture *picture;                        /* the frame image, packed; picture_release() */
+  cursor_state cursor;                           /* the cursor at that time */
+  SharedBytes *footer_items[FOOTER_ITEMS_COUNT]; /* with their zero; none = no text */
 };
 
 /* Key frames sorted by time, ascending; owned by playback/keyframe. */
@@ -96,6 +99,9 @@ struct keyframe_cache {
   size_t size;      /* entries in use; the rest are all zero */
   KeyFrame *frames; /* C allocator; none before cache_setup() */
   XImage *latest;   /* the latest key frame's picture, not packed; none: nothing to share with */
+  uint64_t spacing; /* microseconds from a key frame to the next at least */
+  size_t ceiling;   /* bytes of memory that the cache may hold before it thins itself out */
+  size_t bytes;     /* of memory that the key frames hold, what they share once; without `latest` */
 };
 
 /* Rectangles of the cursor, clipped to the frame, frame coordinates. */
@@ -113,6 +119,14 @@ struct cursor_info {
                                first shape and after a failed allocation */
   cursor_corner corner;     /* of position.current before clipping; no meaning without record */
   bool changed;             /* shape or corner differ from what was last painted */
+};
+
+/* While the pixels of the frame image wait for a last one of several screen changes: what all
+   of them so far have left of the picture; owned by playback/screen_change. All zero: the frame
+   image has the frame's size. */
+struct passed_size {
+  uint16_t width; /* pixels */
+  uint16_t height;
 };
 
 /* Window size that the scaled images and the pixmap were made for, pixels. */
@@ -161,6 +175,16 @@ struct upload {
                      zero outside a pass and when the pass uploaded nothing */
 };
 
+/* How far the frame state has come, beside current_frame; owned by playback/stepping. */
+struct progress {
+  size_t next;     /* record with which a move goes on that paused within the frame
+                      current_frame; 0 with `offset` 0: no record of that frame is applied */
+  size_t offset;   /* bytes of the blocks of that record that are merged already */
+  size_t texts;    /* the footer texts are those before this record already, and earlier
+                      records leave them alone; 0: they are as far as the picture */
+  size_t furthest; /* the last frame reached so far */
+};
+
 /* What a move does at a record that cannot be read or applied; owned by
    playback/stepping. */
 struct tolerance {
@@ -192,8 +216,9 @@ struct QomView {
   bool footer_item_changed[FOOTER_ITEMS_COUNT]; /* changed since last reported to the script */
   footer_indexes footer;
   keyframe_cache cache;
-  MergeFunction merge;  /* recording's format into the display's; none: no conversion */
-  XImage *ximage;       /* the frame, width x height, display's format; no cursor in it */
+  MergeFunction merge; /* recording's format into the display's; none: no conversion */
+  XImage *ximage;      /* the frame, width x height, display's format; no cursor in it */
+  struct passed_size passed_size;
   Region ximage_region; /* changed since the last display, frame coordinates, may reach outside */
 
   /* -- display -- */
@@ -212,6 +237,7 @@ struct QomView {
   /* -- moving and playing -- */
   struct going going;
   struct playing playing;
+  struct progress progress;
   struct tolerance tolerance;
 
   /* -- script -- */

@@ -104,6 +104,7 @@ namespace eval driving {
         wm geometry . {}
         foreach fault {shm attach region calloc gc pixmap} {qomtest::fault $fault 0}
         qomtest::clock 0
+        qomtest::hurry 0
         qomtest::settle
         forget
     }

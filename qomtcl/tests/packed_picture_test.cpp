@@ -83,11 +83,15 @@ TEST(PackedPicture, SharesUnchangedTilesAndOutlivesThePictureBefore) {
   Packed packed_first(picture_pack(first.rows(), nullptr, nullptr));
   Picture second = first;
   second.poke(1000, 500);
-  const Packed packed_second(picture_pack(second.rows(), packed_first.get(), &first.rows()));
+  Packed packed_second(picture_pack(second.rows(), packed_first.get(), &first.rows()));
   EXPECT_LT(picture_own_bytes(packed_second.get()), picture_own_bytes(packed_first.get()) / 50);
   EXPECT_TRUE(unpacked(packed_first, first.rows()) == first);
-  packed_first.reset();
+  const size_t held =
+      picture_own_bytes(packed_first.get()) + picture_own_bytes(packed_second.get());
+  const size_t freed = picture_release(packed_first.release());
+  EXPECT_LT(freed, held / 20);
   EXPECT_TRUE(unpacked(packed_second, second.rows()) == second);
+  EXPECT_EQ(picture_release(packed_second.release()), held - freed);
 }
 
 TEST(PackedPicture, RefusesAnotherGeometryAndDoesNotShareWithIt) {

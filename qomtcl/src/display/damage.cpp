@@ -3,12 +3,23 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "display/region_size.h"
 #include "display/viewport.h"
 
+namespace {
+
+constexpr long kMaxRectangles = 256; /* of a region */
+
+bool region_add(Region region, XRectangle rectangle) {
+  return XUnionRectWithRegion(&rectangle, region, region) != 0;
+}
+
+}  // namespace
+
 bool region_touch(Region region, XRectangle rectangle) {
-  const Box box = box_from_rectangle(rectangle);
-  XRectangle held = rectangle_from_box(box);
-  return XUnionRectWithRegion(&held, region, region) != 0;
+  const bool added = region_add(region, rectangle_from_box(box_from_rectangle(rectangle)));
+  if (region_size(region) <= kMaxRectangles) return added;
+  return region_add(region, region_bounds(region)) && added;
 }
 
 void region_clear(Region region) {

@@ -18,7 +18,9 @@ struct Box {
 };
 
 /* Adds a rectangle to a region, cut at the largest coordinate a region can hold; true
-   when Xlib reports success. An empty rectangle adds nothing. */
+   when Xlib reports success. An empty rectangle adds nothing. A region that has become
+   several hundred rectangles becomes their bounds, since the time to add one more grows with
+   their number. */
 bool region_touch(Region region, XRectangle rectangle);
 
 /* Empties a region; none is ignored. */

@@ -43,6 +43,11 @@ bool ximage_setup_failed(QomView *view) {
 
 }  // namespace
 
+bool ximage_fits(Display *display, unsigned width, unsigned height) {
+  const uint64_t pixel = DefaultDepth(display, DefaultScreen(display)) > 16 ? 4 : 2;
+  return uint64_t{width} * height * pixel <= QOM_MAX_DATA;
+}
+
 XImage *ximage_allocate(Display *display, unsigned width, unsigned height) {
   if (width == 0 || height == 0 || uint64_t{width} * height > kMaxPixels / 4) return nullptr;
   const int screen = DefaultScreen(display);
@@ -71,7 +76,8 @@ XImage *ximage_duplicate(const XImage *image) {
 }
 
 bool ximage_setup(QomView *view) {
-  view->ximage = ximage_allocate(view->display, view->width, view->height);
+  if (ximage_fits(view->display, view->width, view->height))
+    view->ximage = ximage_allocate(view->display, view->width, view->height);
   if (!view->ximage) return ximage_setup_failed(view);
   view->ximage_region = XCreateRegion();
   if (view->ximage_region) return true;

@@ -6,6 +6,9 @@
 
 #include "view.h"
 
+/* True when a frame of that size takes at most QOM_MAX_DATA bytes on the display. */
+bool ximage_fits(Display *display, unsigned width, unsigned height);
+
 /*
  * A zero-filled ZPixmap image of the default visual and depth of the display's default
  * screen; XDestroyImage() releases it with its pixels. Large images lie in memory shared
@@ -26,8 +29,8 @@ XImage *ximage_resize(Display *display, XImage *image, unsigned width, unsigned 
    short. */
 XImage *ximage_duplicate(const XImage *image);
 
-/* Makes the frame image of width x height and its empty region. On failure false, with
-   error code and result set. */
+/* Makes the frame image of width x height and its empty region. On failure, also of a
+   size that does not fit, false with error code and result set. */
 bool ximage_setup(QomView *view);
 
 /* Releases both. May run twice. */

@@ -11,10 +11,45 @@
 namespace {
 
 struct Search {
-  bool done = false;   /* a first image was applied */
-  bool failed = false; /* the view cannot be made */
-  size_t nitems = 0;   /* footer items met */
+  bool done = false;         /* a first image was applied */
+  bool failed = false;       /* the view cannot be made */
+  size_t nitems = 0;         /* footer items met */
+  size_t end = 0;            /* index of the first image, or behind the last record */
+  size_t last_cursor = 0;    /* index of the last cursor shape before `end` */
+  size_t last_screen = 0;    /* and of the last screen change */
+  uint64_t cursor_bytes = 0; /* bytes of the cursor shapes read so far */
 };
+
+/* Beyond this, shapes that another one follows are not even read: creation cannot pause. */
+constexpr uint64_t kMaxCursorBytes = uint64_t{64} << 20;
+
+Search search_begin(const QomView *view) {
+  Search search;
+  const size_t length = index_length(view);
+  for (; search.end < length; ++search.end) {
+    const uint8_t type = view->entries[search.end].type;
+    if (type == QOM_COMPRESSED_IMAGE || type == QOM_COMPRESSED_IMAGE_BLOCKS) break;
+    if (type == QOM_CURSOR_IMAGE) search.last_cursor = search.end;
+    if (type == QOM_SCREEN_CHANGE) search.last_screen = search.end;
+  }
+  return search;
+}
+
+/* Shapes before the last one are never seen. */
+bool cursor_is_passed(const Search &search, size_t index, uint8_t type) {
+  return type == QOM_CURSOR_IMAGE && index < search.last_cursor;
+}
+
+bool screen_setup(QomView *view, const Search &search, size_t index, const QomRecord *record) {
+  if (index < search.last_screen)
+    return screen_change_record_pass(view, reinterpret_cast<const QomScreenChange *>(record));
+  return record_process(view, record) && screen_change_settle(view) == 0;
+}
+
+bool cursor_setup(QomView *view, Search *search, size_t index, const QomRecord *record) {
+  search->cursor_bytes += reinterpret_cast<const QomCursorImage *>(record)->length;
+  return cursor_is_passed(*search, index, record->type) || record_process(view, record);
+}
 
 bool first_image_validate(QomView *view, const QomImage *image) {
   if (image->width == view->width && image->height == view->height) return true;
@@ -79,10 +114,13 @@ void first_image_visit(QomView *view, Search *search, size_t index, const QomRec
     case QOM_FOOTER_ITEM_SID:
     case QOM_FOOTER_ITEM_TID:
       ++search->nitems;
-      [[fallthrough]];
-    case QOM_CURSOR_IMAGE:
-    case QOM_SCREEN_CHANGE:
       search->failed = !record_process(view, record);
+      return;
+    case QOM_CURSOR_IMAGE:
+      search->failed = !cursor_setup(view, search, index, record);
+      return;
+    case QOM_SCREEN_CHANGE:
+      search->failed = !screen_setup(view, *search, index, record);
       return;
     default:
       return;
@@ -98,9 +136,11 @@ bool record_is_unreadable(QomView *view) {
 }  // namespace
 
 bool pipeline_find_first_image(QomView *view) {
-  Search search;
+  Search search = search_begin(view);
   const size_t length = index_length(view);
   for (size_t i = 0; i < length && !search.failed && !search.done; ++i) {
+    if (cursor_is_passed(search, i, view->entries[i].type) && search.cursor_bytes > kMaxCursorBytes)
+      continue;
     const RecordHandle<QomRecord> record(record_at_index(view, i));
     if (!record) return record_is_unreadable(view);
     first_image_visit(view, &search, i, record.get());

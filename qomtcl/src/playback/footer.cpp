@@ -6,12 +6,15 @@
 
 #include "handles.h"
 #include "playback/record_process.h"
+#include "playback/shared_bytes.h"
 #include "recording/reader.h"
 #include "trace.h"
 #include "view_hold.h"
 #include "widget/callback.h"
 
 namespace {
+
+constexpr int kTextTypes = 7; /* types of records that set footer items */
 
 bool texts_are_equal(const char *a, const char *b) {
   return a && b ? strcmp(a, b) == 0 : a == b;
@@ -54,7 +57,7 @@ bool is_settled(const QomView *view, int item) {
 
 void record_follow(QomView *view, size_t index) {
   const RecordHandle<QomRecord> record(record_at_index(view, index));
-  if (record && first_item_of(record->type) >= 0) record_process(view, record.get());
+  if (record && footer_items_are_set_by(record->type)) record_process(view, record.get());
 }
 
 }  // namespace
@@ -99,28 +102,66 @@ void footer_items_release(char *items[FOOTER_ITEMS_COUNT]) {
   }
 }
 
-bool footer_items_duplicate(char *const src[FOOTER_ITEMS_COUNT], char *dst[FOOTER_ITEMS_COUNT]) {
-  footer_items_release(dst);
+bool footer_items_duplicate(char *const src[FOOTER_ITEMS_COUNT],
+                            SharedBytes *const before[FOOTER_ITEMS_COUNT],
+                            SharedBytes *dst[FOOTER_ITEMS_COUNT]) {
   for (int i = 0; i < FOOTER_ITEMS_COUNT; ++i) {
     if (!src[i]) continue;
-    dst[i] = strdup(src[i]);
+    dst[i] = shared_bytes_hold(src[i], strlen(src[i]) + 1, before[i]);
     if (dst[i]) continue;
-    footer_items_release(dst);
+    footer_items_unshare(dst);
     return false;
   }
   return true;
 }
 
-void cache_state_restore_footer(QomView *view, const KeyFrame *key_frame) {
-  footer_items_become(view, key_frame->footer_items);
+size_t footer_items_unshare(SharedBytes *items[FOOTER_ITEMS_COUNT]) {
+  size_t freed = 0;
+  for (int i = 0; i < FOOTER_ITEMS_COUNT; ++i) {
+    freed += shared_bytes_release(items[i]);
+    items[i] = nullptr;
+  }
+  return freed;
 }
 
-void footer_items_become(QomView *view, char *const items[FOOTER_ITEMS_COUNT]) {
+void cache_state_restore_footer(QomView *view, const KeyFrame *key_frame) {
+  const char *items[FOOTER_ITEMS_COUNT];
+  for (int i = 0; i < FOOTER_ITEMS_COUNT; ++i)
+    items[i] = key_frame->footer_items[i] ? key_frame->footer_items[i]->data() : nullptr;
+  footer_items_become(view, items);
+}
+
+void footer_items_become(QomView *view, const char *const items[FOOTER_ITEMS_COUNT]) {
   for (int i = 0; i < FOOTER_ITEMS_COUNT; ++i) {
     if (texts_are_equal(view->footer_items[i], items[i])) continue;
     item_store(view, items[i], i);
     view->footer_item_changed[i] = true;
   }
+}
+
+void footer_items_look_up(QomView *view, size_t last) {
+  RecordHandle<QomRecord> latest[FOOTER_ITEMS_COUNT]; /* by the first item that they set */
+  int missing = kTextTypes;
+  for (size_t i = last; i > 0 && missing > 0; --i) {
+    const int item = first_item_of(view->entries[i - 1].type);
+    if (item < 0 || latest[item]) continue;
+    latest[item].reset(record_at_index(view, i - 1));
+    if (latest[item]) --missing;
+  }
+  const char *items[FOOTER_ITEMS_COUNT] = {};
+  for (int i = 0; i < FOOTER_ITEMS_COUNT; ++i)
+    if (latest[i] && i != INDEX_FOOTER_LI_USER)
+      items[i] = reinterpret_cast<const QomFooterItem *>(latest[i].get())->item;
+  if (const auto *input =
+          reinterpret_cast<const QomLastInput *>(latest[INDEX_FOOTER_LI_USER].get())) {
+    items[INDEX_FOOTER_LI_USER] = input->user;
+    items[INDEX_FOOTER_LI_TFN] = input->tfn;
+  }
+  footer_items_become(view, items);
+}
+
+bool footer_items_are_set_by(uint8_t type) {
+  return first_item_of(type) >= 0;
 }
 
 void footer_setup_frontend(ClientData clientData) noexcept {

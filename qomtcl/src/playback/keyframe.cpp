@@ -12,22 +12,24 @@
 #include "playback/footer.h"
 #include "playback/packed_picture.h"
 #include "playback/screen_change.h"
+#include "playback/shared_bytes.h"
 #include "trace.h"
 
 namespace {
 
 constexpr size_t kInitialCapacity = 128;
-constexpr uint64_t kSpacing = 20000000; /* microseconds of recording time */
+
+/* Bytes; a larger picture is packed whole each time instead of being kept plain as well. */
+constexpr size_t kLargestLatest = size_t{64} << 20;
 
 PictureRows rows_of(const XImage *image) {
   return {reinterpret_cast<uint8_t *>(image->data), image->width, image->height,
           static_cast<size_t>(image->bytes_per_line), image->bits_per_pixel / 8};
 }
 
-bool cache_is_due(const keyframe_cache &cache, uint64_t now) {
-  if (cache.size == 0) return true;
-  const uint64_t then = cache.frames[cache.size - 1].timestamp;
-  return now > then && now - then >= kSpacing;
+size_t bytes_of(const XImage *image) {
+  return image ? static_cast<size_t>(image->bytes_per_line) * static_cast<size_t>(image->height)
+               : 0;
 }
 
 bool cache_is_full(const keyframe_cache &cache) {
@@ -47,11 +49,24 @@ bool cache_grow(keyframe_cache *cache) {
   return true;
 }
 
-void key_frame_release(KeyFrame *frame) {
-  qom_record_free(frame->cursor.record);
-  picture_release(frame->picture);
-  footer_items_release(frame->footer_items);
+/* Returns the bytes that became free. */
+size_t key_frame_release(KeyFrame *frame) {
+  size_t freed = picture_release(frame->picture) + shared_bytes_release(frame->cursor.pixels) +
+                 footer_items_unshare(frame->footer_items);
   *frame = {};
+  return freed;
+}
+
+/* What a key frame takes that it does not share with the one before it. */
+size_t key_frame_own_bytes(const KeyFrame &frame) {
+  size_t bytes = picture_own_bytes(frame.picture) + shared_bytes_own(frame.cursor.pixels);
+  for (const SharedBytes *text : frame.footer_items) bytes += shared_bytes_own(text);
+  return bytes;
+}
+
+void latest_drop(keyframe_cache *cache) {
+  if (cache->latest) XDestroyImage(cache->latest);
+  cache->latest = nullptr;
 }
 
 /* The picture of the latest key frame is also kept plain: the next one shares the tiles that
@@ -60,12 +75,30 @@ void latest_keep(keyframe_cache *cache, const XImage *image) {
   XImage *latest = cache->latest;
   if (latest && latest->height == image->height &&
       latest->bytes_per_line == image->bytes_per_line && latest->width == image->width) {
-    memcpy(latest->data, image->data,
-           static_cast<size_t>(image->bytes_per_line) * static_cast<size_t>(image->height));
+    memcpy(latest->data, image->data, bytes_of(image));
     return;
   }
-  if (latest) XDestroyImage(latest);
-  cache->latest = ximage_duplicate(image);
+  latest_drop(cache);
+  if (bytes_of(image) <= kLargestLatest) cache->latest = ximage_duplicate(image);
+}
+
+/* The first one stays, whatever it takes: it is the one that every place can be reached from. */
+void cache_thin(keyframe_cache *cache) {
+  const auto is_too_large = [cache] {
+    return cache->size > 1 && cache->bytes + bytes_of(cache->latest) > cache->ceiling;
+  };
+  while (is_too_large()) {
+    if (cache->size % 2 == 0) latest_drop(cache); /* its key frame goes */
+    size_t kept = 0;
+    for (size_t i = 0; i < cache->size; ++i) {
+      if (i % 2 == 1)
+        cache->bytes -= key_frame_release(&cache->frames[i]);
+      else
+        std::swap(cache->frames[kept++], cache->frames[i]);
+    }
+    cache->size = kept;
+    cache->spacing *= 2;
+  }
 }
 
 PackedPicture *picture_of_view(const QomView *view) {
@@ -76,8 +109,28 @@ PackedPicture *picture_of_view(const QomView *view) {
   return picture_pack(rows, cache.frames[cache.size - 1].picture, &latest);
 }
 
+bool cursor_save(const QomView *view, const KeyFrame &latest, cursor_state *cursor) {
+  cursor->position = view->cursor.position.current;
+  cursor->corner = view->cursor.corner;
+  const QomCursorImage *record = view->cursor.record;
+  if (!record) return true;
+  cursor->record = *record;
+  cursor->record.data = nullptr;
+  cursor->pixels = shared_bytes_hold(record->data, record->length, latest.cursor.pixels);
+  return cursor->pixels != nullptr;
+}
+
+/* A record as the library makes them. */
+QomCursorImage *cursor_record_of(const cursor_state &cursor) {
+  QomCursorImage record = cursor.record;
+  record.data = reinterpret_cast<uint8_t *>(const_cast<char *>(cursor.pixels->data()));
+  return reinterpret_cast<QomCursorImage *>(qom_record_dup(&record));
+}
+
 /* Fills a zeroed key frame; what it got before a failure is the caller's to release. */
 bool key_frame_fill(const QomView *view, uint64_t timestamp, KeyFrame *frame) {
+  const keyframe_cache &cache = view->cache;
+  const KeyFrame latest = cache.size > 0 ? cache.frames[cache.size - 1] : KeyFrame{};
   frame->timestamp = timestamp;
   frame->width = view->width;
   frame->height = view->height;
@@ -86,16 +139,11 @@ bool key_frame_fill(const QomView *view, uint64_t timestamp, KeyFrame *frame) {
     fprintf(stderr, "%s: failed to duplicate ximage for key frame\n", "cache_state_save");
     return false;
   }
-  if (view->cursor.record) {
-    frame->cursor.record = reinterpret_cast<QomCursorImage *>(qom_record_dup(view->cursor.record));
-    if (!frame->cursor.record) {
-      fprintf(stderr, "%s: failed to duplicate cursor record\n", "cache_state_save");
-      return false;
-    }
+  if (!cursor_save(view, latest, &frame->cursor)) {
+    fprintf(stderr, "%s: failed to duplicate cursor record\n", "cache_state_save");
+    return false;
   }
-  frame->cursor.position = view->cursor.position.current;
-  frame->cursor.corner = view->cursor.corner;
-  return footer_items_duplicate(view->footer_items, frame->footer_items);
+  return footer_items_duplicate(view->footer_items, latest.footer_items, frame->footer_items);
 }
 
 /* A key frame is only ever due after the latest one, so appending keeps them sorted. */
@@ -108,8 +156,10 @@ bool cache_state_save(QomView *view, uint64_t timestamp) {
     return false;
   }
   cache->size += 1;
+  cache->bytes += key_frame_own_bytes(*frame);
   latest_keep(cache, view->ximage);
   trace(view, "-- %s: cache size=%zu\n", "cache_state_save", cache->size);
+  cache_thin(cache);
   return true;
 }
 
@@ -146,6 +196,8 @@ bool cache_setup(QomView *view) {
     return false;
   }
   view->cache.capacity = kInitialCapacity;
+  view->cache.spacing = kKeyFrameSpacing;
+  view->cache.ceiling = kKeyFrameCeiling;
   return true;
 }
 
@@ -153,12 +205,19 @@ void cache_teardown(QomView *view) {
   keyframe_cache *cache = &view->cache;
   for (size_t i = 0; i < cache->size; ++i) key_frame_release(&cache->frames[i]);
   free(cache->frames);
-  if (cache->latest) XDestroyImage(cache->latest);
+  latest_drop(cache);
   *cache = {};
 }
 
+bool cache_is_due(const QomView *view, uint64_t time) {
+  const keyframe_cache &cache = view->cache;
+  if (cache.size == 0) return true;
+  const uint64_t then = cache.frames[cache.size - 1].timestamp;
+  return time > then && time - then >= cache.spacing;
+}
+
 void cache_update(QomView *view, uint64_t time) {
-  if (!view->ximage || !cache_is_due(view->cache, time)) return;
+  if (!view->ximage || !cache_is_due(view, time)) return;
   if (!cache_state_save(view, time))
     fprintf(stderr, "%s: failed to cache state at time=%lu\n", "cache_update",
             static_cast<unsigned long>(time));
@@ -177,9 +236,15 @@ KeyFrame *cache_find_closest_keyframe(QomView *view, uint64_t timestamp) {
 }
 
 bool cache_state_restore(QomView *view, KeyFrame *key_frame) {
+  if (!cache_picture_restore(view, key_frame)) return false;
+  cache_state_restore_footer(view, key_frame);
+  return true;
+}
+
+bool cache_picture_restore(QomView *view, const KeyFrame *key_frame) {
   QomCursorImage *copy = nullptr;
-  if (key_frame->cursor.record) {
-    copy = reinterpret_cast<QomCursorImage *>(qom_record_dup(key_frame->cursor.record));
+  if (key_frame->cursor.pixels) {
+    copy = cursor_record_of(key_frame->cursor);
     if (!copy) {
       fprintf(stderr, "%s: pym_record_dup failed on keyframe cursor\n", "cache_state_restore");
       return false;
@@ -197,7 +262,6 @@ bool cache_state_restore(QomView *view, KeyFrame *key_frame) {
   if (!picture_unpack(key_frame->picture, rows_of(view->ximage))) return false;
   ximage_region_touch(view);
   ViewEventuallyRedraw(view);
-  cache_state_restore_footer(view, key_frame);
   return true;
 }
 

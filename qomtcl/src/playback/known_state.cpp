@@ -2,19 +2,24 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 
 #include "display/cursor.h"
 #include "display/pipeline.h"
-#include "handles.h"
 #include "playback/footer.h"
 #include "playback/keyframe.h"
 #include "playback/screen_change.h"
 #include "playback/stepping.h"
+#include "playback/told_replay.h"
 #include "recording/timeline.h"
 #include "trace.h"
 
 namespace {
+
+constexpr size_t kLongestCheckpoint = 64; /* records */
+
+bool is_picture(uint8_t type) {
+  return type == QOM_IMAGE || type == QOM_COMPRESSED_IMAGE || type == QOM_COMPRESSED_IMAGE_BLOCKS;
+}
 
 /* A run of records, first <= index < end, that restates the whole state. */
 struct Checkpoint {
@@ -22,11 +27,11 @@ struct Checkpoint {
   size_t end;
 };
 
-/* A move as it goes without checkpoints. */
-struct Replay {
-  bool backward;
-  KeyFrame *key_frame; /* to be restored first; none: not */
-  size_t start;        /* first record to apply */
+/* Where the picture of a move starts unless a checkpoint serves better. */
+struct Start {
+  bool is_here;        /* where the view is */
+  KeyFrame *key_frame; /* none: at the beginning of the recording, if not here */
+  size_t index;        /* first record to apply */
 };
 
 /* The frame image black, no cursor; what the display has to repaint stays known. */
@@ -40,20 +45,7 @@ void picture_blank(QomView *view) {
   ViewEventuallyRedraw(view);
 }
 
-bool has_first_image(const QomView *view) {
-  const uint8_t type = view->entries[view->index_of_first_frame].type;
-  return type == QOM_COMPRESSED_IMAGE || type == QOM_COMPRESSED_IMAGE_BLOCKS;
-}
-
 /* -- key frames -- */
-
-/* Where the replay goes on after a key frame. Times of single records may lie before the
-   first frame where the recording's clock went back. */
-size_t frame_of_key_frame(const QomView *view, const KeyFrame *key_frame) {
-  return key_frame->timestamp <= time_of_first_frame(view)
-             ? 0
-             : frame_at_time(view, key_frame->timestamp);
-}
 
 /*
  * The last key frame that holds nothing beyond the frame `to`. One whose last record has
@@ -73,10 +65,10 @@ bool key_frame_serves(const QomView *view, const KeyFrame *key_frame, size_t to)
   return key_frame->timestamp <= time_of_frame(view, to);
 }
 
-bool start_from_key_frame(QomView *view, KeyFrame *key_frame) {
-  if (!cache_state_restore(view, key_frame)) return false;
+bool picture_from_key_frame(QomView *view, KeyFrame *key_frame) {
+  if (!cache_picture_restore(view, key_frame)) return false;
   trace(view, "-- %s: restored frame from cache\n", "go_to_frame");
-  view->current_frame = frame_of_key_frame(view, key_frame);
+  place_set(view, frame_of_key_frame(view, key_frame->timestamp), 0);
   return true;
 }
 
@@ -88,27 +80,35 @@ bool size_reset(QomView *view) {
   return screen_change_process(view, header->width, header->height) == 0;
 }
 
-/* The first step starts at record 0, so that only frame 0 needs the first image itself. */
-bool start_from_beginning(QomView *view, size_t to) {
+bool picture_from_beginning(QomView *view) {
   if (!size_reset(view)) return false;
   picture_blank(view);
-  char *const none[FOOTER_ITEMS_COUNT] = {};
-  footer_items_become(view, none);
-  view->current_frame = 0;
-  return to > 0 || !has_first_image(view) ||
-         consume_records(view, 0, view->index_of_first_frame + 1) == 0;
+  place_set(view, 0, 0);
+  return true;
+}
+
+/* The first step starts at record 0, so that only frame 0 needs the first image itself. */
+bool first_image_apply(QomView *view) {
+  return !has_first_image(view) || consume_records(view, 0, view->index_of_first_frame + 1) == 0;
 }
 
 /* -- checkpoints -- */
 
-/* What a checkpoint has to hold at least; files may claim anything. */
+/*
+ * What a checkpoint has to hold; files may claim anything. It is applied without a pause, so
+ * that it must not be more than the statement of one state.
+ */
 bool checkpoint_is_whole(const QomView *view, Checkpoint checkpoint) {
-  const QomIndexEntry *first = view->entries + checkpoint.first;
-  const QomIndexEntry *end = view->entries + checkpoint.end;
-  const QomIndexEntry *screen = std::find_if(
-      first, end, [](const QomIndexEntry &entry) { return entry.type == QOM_SCREEN_CHANGE; });
-  return std::any_of(screen, end,
-                     [](const QomIndexEntry &entry) { return entry.type == QOM_COMPRESSED_IMAGE; });
+  if (checkpoint.end - checkpoint.first > kLongestCheckpoint) return false;
+  int screens = 0;
+  int pictures = 0;
+  for (size_t i = checkpoint.first; i < checkpoint.end; ++i) {
+    const uint8_t type = view->entries[i].type;
+    if (type == QOM_SCREEN_CHANGE && pictures == 0) ++screens;
+    if (is_picture(type) && (type != QOM_COMPRESSED_IMAGE || screens != 1)) return false;
+    pictures += is_picture(type);
+  }
+  return screens == 1 && pictures == 1;
 }
 
 /* Bytes in the file tell the work well enough: a checkpoint has to save more than it costs. */
@@ -145,29 +145,6 @@ size_t frame_from_index(const QomView *view, size_t index, size_t to) {
   return low;
 }
 
-/* The footer texts of a view, taken out for a while. */
-class FooterAside {
- public:
-  explicit FooterAside(QomView *view) : view_(view) {
-    std::swap(view->footer_items, items_);
-    std::swap(view->footer_item_changed, changed_);
-  }
-  /* Puts them back and lets them become what the view has now. */
-  ~FooterAside() {
-    std::swap(view_->footer_items, items_);
-    std::swap(view_->footer_item_changed, changed_);
-    footer_items_become(view_, items_);
-    footer_items_release(items_);
-  }
-  FooterAside(const FooterAside &) = delete;
-  FooterAside &operator=(const FooterAside &) = delete;
-
- private:
-  QomView *view_;
-  char *items_[FOOTER_ITEMS_COUNT] = {};
-  bool changed_[FOOTER_ITEMS_COUNT] = {};
-};
-
 bool checkpoint_apply(QomView *view, Checkpoint checkpoint) {
   trace(view, "-- %s: starting at checkpoint of records %zu to %zu\n", "go_to_frame",
         checkpoint.first, checkpoint.end);
@@ -177,45 +154,41 @@ bool checkpoint_apply(QomView *view, Checkpoint checkpoint) {
   return true;
 }
 
-/* The texts become those of the checkpoint. */
-bool checkpoint_apply_backward(QomView *view, Checkpoint checkpoint) {
-  const FooterAside aside(view);
+/* The records between the checkpoint and the next frame are the rest of a frame. */
+bool start_from_checkpoint(QomView *view, Checkpoint checkpoint, const ToldReplay &told,
+                           size_t to) {
+  told_replay_follow(view, told, checkpoint.first);
+  place_set(view, frame_from_index(view, checkpoint.end, to) - 1, checkpoint.end);
   return checkpoint_apply(view, checkpoint);
 }
 
-/* The texts follow the records passed over. */
-bool checkpoint_apply_forward(QomView *view, Checkpoint checkpoint, const Replay &replay) {
-  if (replay.key_frame) cache_state_restore_footer(view, replay.key_frame);
-  footer_items_follow(view, replay.start, checkpoint.first);
-  return checkpoint_apply(view, checkpoint);
+/* -- all of them -- */
+
+Start start_without_checkpoints(const QomView *view, KeyFrame *key_frame, size_t to) {
+  const bool backward = is_beyond(view, to);
+  const bool serves = key_frame_serves(view, key_frame, to);
+  if (serves && (backward || key_frame_is_ahead(view, key_frame->timestamp)))
+    return {false, key_frame, index_of_frame(view, frame_of_key_frame(view, key_frame->timestamp))};
+  return {!backward, nullptr, backward ? 0 : next_record(view)};
 }
 
-bool start_from_checkpoint(QomView *view, Checkpoint checkpoint, const Replay &replay, size_t to) {
-  const bool applied = replay.backward ? checkpoint_apply_backward(view, checkpoint)
-                                       : checkpoint_apply_forward(view, checkpoint, replay);
-  if (!applied) return false;
-  const size_t frame = frame_from_index(view, checkpoint.end, to);
-  if (consume_records(view, checkpoint.end, index_of_frame(view, frame)) != 0) return false;
-  view->current_frame = frame;
-  return true;
+/* The texts come last: they must not be where the picture could not be brought to. */
+bool start_anew(QomView *view, const Start &start, const ToldReplay &told, size_t to) {
+  if (start.key_frame ? !picture_from_key_frame(view, start.key_frame)
+                      : !picture_from_beginning(view))
+    return false;
+  told_replay_follow(view, told, start.index);
+  return start.key_frame || to > 0 || first_image_apply(view);
 }
 
-/* How the move would go without checkpoints, and what it takes if that is the way. */
-Replay replay_without_checkpoints(const QomView *view, KeyFrame *key_frame, size_t to) {
-  const size_t from = view->current_frame;
-  const bool backward = from > to;
-  const bool restores = key_frame_serves(view, key_frame, to) &&
-                        (backward || time_of_frame(view, from) < key_frame->timestamp);
-  if (restores) {
-    const size_t frame = frame_of_key_frame(view, key_frame);
-    return {backward, key_frame, index_of_frame(view, frame)};
-  }
-  return {backward, nullptr, backward ? 0 : index_of_frame(view, from)};
-}
-
-bool start_anew(QomView *view, KeyFrame *key_frame, size_t to) {
-  if (key_frame_serves(view, key_frame, to)) return start_from_key_frame(view, key_frame);
-  return start_from_beginning(view, to);
+/* After a checkpoint that could not be applied, which has cost the current state: the texts with
+   the picture. */
+bool start_anew_after_failure(QomView *view, KeyFrame *key_frame, size_t to) {
+  const bool serves = key_frame_serves(view, key_frame, to);
+  const uint64_t time = serves ? key_frame->timestamp : 0;
+  const size_t index = serves ? index_of_frame(view, frame_of_key_frame(view, time)) : 0;
+  return start_anew(view, {false, serves ? key_frame : nullptr, index},
+                    {serves ? ToldStart::key_frame : ToldStart::beginning, time, index}, to);
 }
 
 }  // namespace
@@ -223,12 +196,13 @@ bool start_anew(QomView *view, KeyFrame *key_frame, size_t to) {
 bool start_from_known_state(QomView *view, size_t to) {
   KeyFrame *key_frame = key_frame_for(view, to);
   trace(view, "-- %s: kf=%p\n", "go_to_frame", static_cast<void *>(key_frame));
-  const Replay replay = replay_without_checkpoints(view, key_frame, to);
+  const ToldReplay told = told_replay(view, to);
+  const Start start = start_without_checkpoints(view, key_frame, to);
   Checkpoint checkpoint{};
-  if (checkpoint_between(view, replay.start, to, &checkpoint)) {
-    /* One that cannot be applied has cost the current state. */
-    return start_from_checkpoint(view, checkpoint, replay, to) || start_anew(view, key_frame, to);
-  }
-  if (!replay.backward && !replay.key_frame) return true;
-  return start_anew(view, key_frame, to);
+  if (checkpoint_between(view, start.index, to, &checkpoint))
+    return start_from_checkpoint(view, checkpoint, told, to) ||
+           start_anew_after_failure(view, key_frame, to);
+  if (!start.is_here) return start_anew(view, start, told, to);
+  if (told.from != ToldStart::here) told_replay_follow(view, told, start.index);
+  return true;
 }

@@ -12,9 +12,8 @@
 
 /*
  * Brings the frame state and current_frame to where a move to the frame `to` (at most
- * number_of_frames) starts; current_frame is not after `to` then. Key frames mark the
- * footer items that differ; a checkpoint reached going forward leaves the marks that the
- * records passed over would have left. A checkpoint that cannot be applied costs only
+ * number_of_frames) starts; current_frame is not after `to` then. The footer items get the
+ * values and marks that told_replay.h tells of. A checkpoint that cannot be applied costs only
  * the time to try it. False when a key frame could not be restored or memory is short.
  */
 bool start_from_known_state(QomView *view, size_t to);

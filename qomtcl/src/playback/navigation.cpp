@@ -67,8 +67,9 @@ int go_to_frame(QomView *view, size_t target) {
   const size_t to = std::min(target, view->number_of_frames);
   const size_t from = view->current_frame;
   trace(view, "-- %s: current=%zu to=%zu\n", "go_to_frame", from, to);
+  const Round round;
   if (!start_from_known_state(view, to)) return kMoveError;
-  const int code = go_from_to(view, view->current_frame, to);
+  const int code = go_on_from_to(view, view->current_frame, to, round);
   /* The known state itself may have been the end. */
   if (code == kMoveReached && from != to && last_frame_is_reached(view)) return kMoveAtEnd;
   return code;

@@ -25,6 +25,10 @@ constexpr size_t kTextLike = 16;
 constexpr int kTextLevel = -1; /* leaves single bytes as they are, which unpacks faster */
 constexpr int kPhotoLevel = 1;
 
+/* The differences take longest. A picture beyond this goes without them, so that packing it
+   stays below a second whatever it shows. */
+constexpr size_t kLargePicture = size_t{64} << 20; /* bytes */
+
 enum class Form : uint8_t { colour, zstd, zstd_left, lz4, plain };
 
 struct Tile {
@@ -100,14 +104,24 @@ Tile *tile_new(Form form, const void *data, size_t bytes) {
   return tile;
 }
 
-void tile_release(Tile *tile) {
-  if (tile && --tile->references == 0) free(tile);
+constexpr size_t kAllocator = 16; /* bytes that an allocation takes beside what is asked for */
+
+size_t tile_size(const Tile *tile) {
+  return sizeof(Tile) + tile->bytes + kAllocator;
+}
+
+size_t tile_release(Tile *tile) {
+  if (!tile || --tile->references > 0) return 0;
+  const size_t size = tile_size(tile);
+  free(tile);
+  return size;
 }
 
 /* Packs tiles one after the other, with memory that is made once. */
 class Packer {
  public:
-  bool setup() {
+  bool setup(const PictureRows &rows) {
+    large_ = rows.stride * static_cast<size_t>(rows.height) > kLargePicture;
     room_ = std::max(ZSTD_compressBound(kMaxTileBytes),
                      static_cast<size_t>(LZ4_compressBound(int{kMaxTileBytes})));
     raw_ = bytes_new(kMaxTileBytes);
@@ -145,7 +159,7 @@ class Packer {
     };
     consider(Form::zstd, zstd(raw_, bytes, kTextLevel, zstd_), zstd_, best.bytes);
     if (best.bytes < bytes / kTextLike) return tile_new(best.form, best.data, best.bytes);
-    if (pixel == 4) {
+    if (pixel == 4 && !large_) {
       qom::to_left_differences(raw_.get(), differences_.get(), bytes, place.row_bytes);
       consider(Form::zstd_left, zstd(differences_, bytes, kPhotoLevel, zstd_left_), zstd_left_,
                best.bytes);
@@ -167,6 +181,7 @@ class Packer {
     return length > 0 ? static_cast<size_t>(length) : 0;
   }
 
+  bool large_ = false;
   size_t room_ = 0; /* bytes of each of the three packed forms */
   Bytes raw_;
   Bytes differences_;
@@ -251,6 +266,8 @@ struct PackedPicture {
   Tile **tiles() { return reinterpret_cast<Tile **>(this + 1); }
   Tile *const *tiles() const { return reinterpret_cast<Tile *const *>(this + 1); }
 
+  size_t size() const { return sizeof(PackedPicture) + tile_count * sizeof(Tile *); }
+
   bool fits(const PictureRows &rows) const {
     return width == rows.width && height == rows.height && bytes_per_pixel == rows.bytes_per_pixel;
   }
@@ -291,7 +308,7 @@ PackedPicture *picture_pack(const PictureRows &rows, const PackedPicture *previo
                             const PictureRows *previous_rows) {
   PictureHandle picture = picture_new(rows);
   Packer packer;
-  if (!picture || !packer.setup()) return nullptr;
+  if (!picture || !packer.setup(rows)) return nullptr;
   const bool share = previous && previous_rows && previous->fits(rows) &&
                      previous->fits(*previous_rows) && previous_rows->stride == rows.stride;
   const bool packed = each_tile(rows, [&](size_t i, const TilePlace &place) {
@@ -302,7 +319,7 @@ PackedPicture *picture_pack(const PictureRows &rows, const PackedPicture *previo
       return true;
     }
     tile = packer.pack(rows, place);
-    if (tile) picture->own_bytes += sizeof(Tile) + tile->bytes;
+    if (tile) picture->own_bytes += tile_size(tile);
     return tile != nullptr;
   });
   return packed ? picture.release() : nullptr;
@@ -316,10 +333,12 @@ bool picture_unpack(const PackedPicture *picture, const PictureRows &rows) {
   });
 }
 
-void picture_release(PackedPicture *picture) {
-  if (!picture) return;
-  for (size_t i = 0; i < picture->tile_count; ++i) tile_release(picture->tiles()[i]);
+size_t picture_release(PackedPicture *picture) {
+  if (!picture) return 0;
+  size_t freed = picture->size();
+  for (size_t i = 0; i < picture->tile_count; ++i) freed += tile_release(picture->tiles()[i]);
   free(picture);
+  return freed;
 }
 
 size_t picture_own_bytes(const PackedPicture *picture) {

@@ -35,10 +35,13 @@ PackedPicture *picture_pack(const PictureRows &rows, const PackedPicture *previo
    when memory for unpacking is short; then the pixels are undefined. */
 bool picture_unpack(const PackedPicture *picture, const PictureRows &rows);
 
-/* Releases a picture and the tiles that no other shares; none is ignored. */
-void picture_release(PackedPicture *picture);
+/* Releases a picture and the tiles that no other shares; none is ignored. Returns the bytes
+   that became free. */
+size_t picture_release(PackedPicture *picture);
 
-/* Bytes that packing this picture took beyond what it shares with the one before it. */
+/* Bytes of memory that packing this picture took beyond what it shares with the one before
+   it. Of all pictures, less what releasing some of them gave back, they add up to what the
+   others hold. */
 size_t picture_own_bytes(const PackedPicture *picture);
 
 #endif /* QOMTCL_PLAYBACK_PACKED_PICTURE_H */

@@ -51,6 +51,11 @@ void playing_end(QomView *view, const char *reason, void (*notify)(QomView *)) {
   notify(view);
 }
 
+/* What of a frame is applied so far is shown at once, and playing goes on with the rest. */
+void pause_show(QomView *view) {
+  step_schedule(view, 0, playing_show);
+}
+
 /* A frame that took longer than a round's budget is late like any other. */
 void playing_exception(QomView *view, int code) {
   trace(view, "-- %s: go_to_next_frame=%x\n", "playing_prepare", static_cast<unsigned>(code));
@@ -58,7 +63,10 @@ void playing_exception(QomView *view, int code) {
   if (code & kMoveAtEnd) return playing_end(view, "playing done", notify_done);
   if (!(code & kMoveTimeout)) return playing_end(view, "unknown case", notify_unknown);
   trace(view, "-- %s: playing timeout\n", "playing_prepare");
-  show_schedule(view);
+  if (is_within_frame(view))
+    pause_show(view);
+  else
+    show_schedule(view);
 }
 
 void tick_cancel(QomView *view) {

@@ -2,6 +2,7 @@
 
 #include <err.h>
 
+#include <algorithm>
 #include <cassert>
 
 #include "display/cursor.h"
@@ -16,9 +17,82 @@ namespace {
 constexpr int kApplied = 0;
 constexpr int kFailed = 1;
 
+/* So many that merging them takes longer than what a pause costs, which is to uncompress the
+   record once more. */
+constexpr size_t kBlocksPerLook = 1 << 16;
+
 template <typename Typed>
 const Typed *as(const QomRecord *record) {
   return reinterpret_cast<const Typed *>(record);
+}
+
+/* The rectangle as merge functions know it: they take the row length from the width, so
+   everything that describes the record stays zero. */
+QomImage image_from_block(const QomImage &block) {
+  QomImage image{};
+  image.type = QOM_IMAGE;
+  image.x = block.x;
+  image.y = block.y;
+  image.width = block.width;
+  image.height = block.height;
+  image.data = block.data;
+  return image;
+}
+
+void pixels_merge(QomView *view, const QomImage *image) {
+  /* Another view may have been made since; with its padding the rows of this recording would be
+     read past their end. */
+  scanline_pad = view->header->scanline_pad;
+  view->merge(image, view->ximage);
+}
+
+void damage_add(QomView *view, XRectangle rectangle) {
+  if (!region_touch(view->ximage_region, rectangle))
+    warnx("%s: failed to add image region to ximage_region", "image_merge");
+}
+
+/* The damage of a blocks record, which may have millions of blocks: a few hundred as they are,
+   the rest as its bounds. */
+class BlocksDamage {
+ public:
+  explicit BlocksDamage(QomView *view) : view_(view) {}
+  ~BlocksDamage() {
+    if (count_ > kSingle) damage_add(view_, rectangle_from_box(rest_));
+  }
+  BlocksDamage(const BlocksDamage &) = delete;
+  BlocksDamage &operator=(const BlocksDamage &) = delete;
+
+  void add(XRectangle block) {
+    if (++count_ <= kSingle) return damage_add(view_, block);
+    const Box box = box_from_rectangle(block);
+    rest_ = count_ == kSingle + 1 ? box
+                                  : Box{std::min(rest_.x1, box.x1), std::min(rest_.y1, box.y1),
+                                        std::max(rest_.x2, box.x2), std::max(rest_.y2, box.y2)};
+  }
+
+ private:
+  static constexpr size_t kSingle = 200;
+  QomView *view_;
+  size_t count_ = 0;
+  Box rest_{};
+};
+
+/* From *offset on; looks at the round now and then. */
+int blocks_merge(QomView *view, const QomImageBlocks *blocks, const Round *round, size_t *offset) {
+  BlocksDamage damage(view);
+  QomImage block{};
+  for (size_t count = 1;; ++count) {
+    const int found = qom_image_blocks_next(blocks, view->header, offset, &block);
+    if (found <= 0) {
+      *offset = 0;
+      return found == 0 ? kApplied : kFailed;
+    }
+    const QomImage image = image_from_block(block);
+    pixels_merge(view, &image);
+    damage.add({image.x, image.y, image.width, image.height});
+    if (round && count % kBlocksPerLook == 0 && *offset < blocks->length && round->is_long())
+      return kApplied;
+  }
 }
 
 int compressed_image_process(QomView *view, const QomCompressedImage *compressed) {
@@ -28,20 +102,26 @@ int compressed_image_process(QomView *view, const QomCompressedImage *compressed
   return kApplied;
 }
 
-int compressed_blocks_process(QomView *view, const QomCompressedImageBlocks *compressed) {
+int compressed_blocks_process(QomView *view, const QomCompressedImageBlocks *compressed,
+                              const Round *round, size_t *offset) {
   const RecordHandle<QomImageBlocks> blocks(qom_image_blocks_uncompress(compressed));
-  return blocks ? image_blocks_merge(view, blocks.get()) : kFailed;
+  if (blocks) return blocks_merge(view, blocks.get(), round, offset);
+  *offset = 0;
+  return kFailed;
 }
 
 bool screen_has_changed(const QomView *view, const QomScreenChange *change) {
   return change->width != view->width || change->height != view->height;
 }
 
-int screen_change_record_process(QomView *view, const QomScreenChange *change) {
+using ScreenChangeProcess = int (*)(QomView *view, uint16_t width, uint16_t height);
+
+int screen_change_record_process(QomView *view, const QomScreenChange *change,
+                                 ScreenChangeProcess process) {
   trace(view, "-- %s: SCREEN CHANGE old %dx%d new %dx%d\n", "record_process", view->width,
         view->height, change->width, change->height);
   if (!screen_has_changed(view, change)) return kApplied;
-  return screen_change_process(view, change->width, change->height);
+  return process(view, change->width, change->height);
 }
 
 int cursor_position_process(QomView *view, const QomCursorPosition *position) {
@@ -61,14 +141,17 @@ int dispatch(QomView *view, const QomRecord *record) {
       return kApplied;
     case QOM_COMPRESSED_IMAGE:
       return compressed_image_process(view, as<QomCompressedImage>(record));
-    case QOM_COMPRESSED_IMAGE_BLOCKS:
-      return compressed_blocks_process(view, as<QomCompressedImageBlocks>(record));
+    case QOM_COMPRESSED_IMAGE_BLOCKS: {
+      size_t offset = 0;
+      return compressed_blocks_process(view, as<QomCompressedImageBlocks>(record), nullptr,
+                                       &offset);
+    }
     case QOM_CURSOR_IMAGE:
       return cursor_update(view, as<QomCursorImage>(record));
     case QOM_CURSOR_POSITION:
       return cursor_position_process(view, as<QomCursorPosition>(record));
     case QOM_SCREEN_CHANGE:
-      return screen_change_record_process(view, as<QomScreenChange>(record));
+      return screen_change_record_process(view, as<QomScreenChange>(record), screen_change_process);
     case QOM_LAST_INPUT:
       last_input_process(view, as<QomLastInput>(record));
       return kApplied;
@@ -89,19 +172,6 @@ int dispatch(QomView *view, const QomRecord *record) {
   }
 }
 
-/* The rectangle as merge functions know it: they take the row length from the width, so
-   everything that describes the record stays zero. */
-QomImage image_from_block(const QomImage &block) {
-  QomImage image{};
-  image.type = QOM_IMAGE;
-  image.x = block.x;
-  image.y = block.y;
-  image.width = block.width;
-  image.height = block.height;
-  image.data = block.data;
-  return image;
-}
-
 }  // namespace
 
 bool record_process(QomView *view, const QomRecord *record) {
@@ -110,27 +180,30 @@ bool record_process(QomView *view, const QomRecord *record) {
   return result == kApplied;
 }
 
+bool screen_change_record_pass(QomView *view, const QomScreenChange *change) {
+  const int result = screen_change_record_process(view, change, screen_change_pass);
+  trace_verbose(view, "-- %s: result=%d\n", "record_process", result);
+  return result == kApplied;
+}
+
 void image_merge(QomView *view, const QomImage *img) {
   assert(view != 0 && "view should not be NULL");
   assert(img != 0 && "img should not be NULL");
   assert((img != 0 && (((QomRecord *)img)->type) == QOM_IMAGE) && "img should be a QomImage");
-  /* Another view may have been made since; with its padding the rows of this recording would be
-     read past their end. */
-  scanline_pad = view->header->scanline_pad;
-  view->merge(img, view->ximage);
-  if (!region_touch(view->ximage_region, {img->x, img->y, img->width, img->height}))
-    warnx("%s: failed to add image region to ximage_region", "image_merge");
+  pixels_merge(view, img);
+  damage_add(view, {img->x, img->y, img->width, img->height});
 }
 
 int image_blocks_merge(QomView *view, const QomImageBlocks *blocks) {
   size_t offset = 0;
-  QomImage block{};
-  for (;;) {
-    const int found = qom_image_blocks_next(blocks, view->header, &offset, &block);
-    if (found <= 0) return found == 0 ? kApplied : kFailed;
-    const QomImage image = image_from_block(block);
-    image_merge(view, &image);
-  }
+  return blocks_merge(view, blocks, nullptr, &offset);
+}
+
+bool blocks_record_process(QomView *view, const QomCompressedImageBlocks *record,
+                           const Round *round, size_t *offset) {
+  const int result = compressed_blocks_process(view, record, round, offset);
+  trace_verbose(view, "-- %s: result=%d\n", "record_process", result);
+  return result == kApplied;
 }
 
 void last_input_process(QomView *view, const QomLastInput *record) {

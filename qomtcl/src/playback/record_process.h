@@ -7,6 +7,7 @@
 #ifndef QOMTCL_PLAYBACK_RECORD_PROCESS_H
 #define QOMTCL_PLAYBACK_RECORD_PROCESS_H
 
+#include "playback/round.h"
 #include "playback/screen_change.h"
 #include "view.h"
 
@@ -17,6 +18,18 @@
  * is out of range, or memory is short.
  */
 bool record_process(QomView *view, const QomRecord *record);
+
+/* The same for a screen change that another one follows before anything needs the picture:
+   screen_change_pass(). */
+bool screen_change_record_pass(QomView *view, const QomScreenChange *change);
+
+/*
+ * The same for compressed blocks, of which there may be millions: from the byte *offset of the
+ * uncompressed blocks on, until the round (none allowed) is long. *offset is 0 when all of
+ * them are merged, and after a failure.
+ */
+bool blocks_record_process(QomView *view, const QomCompressedImageBlocks *record,
+                           const Round *round, size_t *offset);
 
 /* Converts an uncompressed image into the frame and adds its rectangle to the damage. */
 void image_merge(QomView *view, const QomImage *image);

@@ -2,6 +2,8 @@
 
 #include <err.h>
 
+#include <utility>
+
 #include "display/cursor.h"
 #include "display/damage.h"
 #include "display/pipeline.h"
@@ -14,9 +16,33 @@
 namespace {
 
 /* The same limits as for a header's size: each side, and the memory of the picture. */
-bool size_is_in_range(uint16_t width, uint16_t height) {
-  const uint64_t bytes = uint64_t{width} * height * 4;
-  return bytes > 0 && bytes <= QOM_MAX_DATA && width <= QOM_MAX_SIDE && height <= QOM_MAX_SIDE;
+bool size_is_in_range(const QomView *view, uint16_t width, uint16_t height) {
+  if (width > 0 && height > 0 && width <= QOM_MAX_SIDE && height <= QOM_MAX_SIDE &&
+      ximage_fits(view->display, width, height))
+    return true;
+  warnx("%s: screen size %dx%d is out of range", "screen_change_process", width, height);
+  return false;
+}
+
+bool pixels_wait(const QomView *view) {
+  return view->passed_size.width != 0;
+}
+
+bool ximage_become(QomView *view, unsigned width, unsigned height) {
+  XImage *resized = ximage_resize(view->display, view->ximage, width, height);
+  if (resized) view->ximage = resized;
+  return resized != nullptr;
+}
+
+/* Sizes that were passed have cut the picture. */
+bool pixels_resize(QomView *view, uint16_t width, uint16_t height) {
+  const auto passed = std::exchange(view->passed_size, {});
+  if ((passed.width == 0 || ximage_become(view, passed.width, passed.height)) &&
+      ximage_become(view, width, height))
+    return true;
+  view->width = static_cast<uint16_t>(view->ximage->width);
+  view->height = static_cast<uint16_t>(view->ximage->height);
+  return false;
 }
 
 /* At natural size the window beside a smaller frame has to be painted anew too. */
@@ -42,15 +68,13 @@ void cursor_clip_again(QomView *view) {
 }  // namespace
 
 int screen_change_process(QomView *view, uint16_t new_width, uint16_t new_height) {
-  if (!size_is_in_range(new_width, new_height)) {
-    warnx("%s: screen size %dx%d is out of range", "screen_change_process", new_width, new_height);
-    return 1;
-  }
-  XImage *resized = ximage_resize(view->display, view->ximage, new_width, new_height);
-  if (!resized) return 1;
-  view->ximage = resized;
+  if (!size_is_in_range(view, new_width, new_height)) return 1;
   const uint16_t old_width = view->width;
   const uint16_t old_height = view->height;
+  if (!pixels_resize(view, new_width, new_height)) {
+    cursor_clip_again(view); /* the frame may be smaller than the last size that was passed */
+    return 1;
+  }
   view->width = new_width;
   view->height = new_height;
   region_clear(view->ximage_region);
@@ -66,4 +90,19 @@ int screen_change_process(QomView *view, uint16_t new_width, uint16_t new_height
   Tk_GeometryRequest(view->tkwin, new_width, new_height);
   ViewEventuallyRedraw(view);
   return shown ? 0 : 1;
+}
+
+int screen_change_pass(QomView *view, uint16_t new_width, uint16_t new_height) {
+  if (!size_is_in_range(view, new_width, new_height)) return 1;
+  const passed_size left =
+      pixels_wait(view) ? view->passed_size : passed_size{view->width, view->height};
+  view->passed_size = {min_uint16(left.width, new_width), min_uint16(left.height, new_height)};
+  view->width = new_width;
+  view->height = new_height;
+  viewport_clamp(view);
+  return 0;
+}
+
+int screen_change_settle(QomView *view) {
+  return pixels_wait(view) ? screen_change_process(view, view->width, view->height) : 0;
 }

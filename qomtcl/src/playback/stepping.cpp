@@ -2,13 +2,10 @@
 
 #include <algorithm>
 #include <cassert>
-#include <cstdio>
 
-#include "handles.h"
 #include "playback/keyframe.h"
-#include "playback/record_process.h"
+#include "playback/record_run.h"
 #include "playback/tcl_time.h"
-#include "recording/reader.h"
 #include "recording/timeline.h"
 #include "trace.h"
 
@@ -16,6 +13,7 @@ namespace {
 
 constexpr int kBudget = 1000;          /* milliseconds of wall time per round */
 constexpr size_t kFramesPerCheck = 25; /* frames between looks at the clock */
+constexpr double kLongFrame = 10;      /* milliseconds after which a frame ends a long round */
 
 Tcl_Time go_from_to_timeout() {
   Tcl_Time deadline;
@@ -28,31 +26,6 @@ bool go_from_to_timeout_reached(Tcl_Time deadline) {
   Tcl_Time now;
   Tcl_GetTime(&now);
   return time_is_less_than(deadline, now);
-}
-
-bool record_apply(QomView *view, size_t index) {
-  trace_verbose(view, "-- %s: record %zu\n", "consume_records", index);
-  const RecordHandle<QomRecord> record(record_at_index(view, index));
-  if (!record) {
-    fprintf(stderr, "%s: failed to get record at index %zu\n", "consume_records", index);
-    return false;
-  }
-  if (view->option.verbose && view->option.debug) qom_record_dump(record.get());
-  if (record_process(view, record.get())) return true;
-  const auto type = static_cast<QomRecordType>(record->type);
-  fprintf(stderr, "%s: failed to process record of type %s(%d) at index %zu\n", "consume_records",
-          qom_record_type_to_string(type), type, index);
-  return false;
-}
-
-int records_apply(QomView *view, size_t first, size_t last) {
-  for (size_t i = first; i < last; ++i) {
-    if (record_apply(view, i)) continue;
-    if (!view->tolerance.on) return 1;
-    ++view->tolerance.passed_over;
-    view->tolerance.last_time = view->entries[i].timestamp;
-  }
-  return 0;
 }
 
 /*
@@ -71,31 +44,92 @@ bool clock_is_due(size_t first, size_t last) {
   return last % kFramesPerCheck == 0 || first / kFramesPerCheck != last / kFramesPerCheck;
 }
 
+RunResult run(QomView *view, size_t first, size_t last, const Round *round, size_t *next) {
+  const struct timespec start = trace_clock();
+  *next = first;
+  last = std::min(last, index_length(view));
+  const RunResult result = records_run(view, first, last, round, next);
+  if (result != RunResult::failed)
+    trace(view, "-- %s: first %zu last %zu -> duration=%.03fms\n", "consume_records", first,
+          result == RunResult::paused ? *next : last, trace_duration_ms(start, trace_clock()));
+  return result;
+}
+
+/* The records first <= index < last of the frame current_frame, and the key frame behind them.
+   A key frame takes as long as a record. */
+RunResult frame_apply(QomView *view, size_t first, size_t last, const Round &round) {
+  size_t next = 0;
+  const RunResult result = run(view, first, last, &round, &next);
+  view->progress.next = result == RunResult::paused ? next : 0;
+  if (result != RunResult::paused) view->progress.offset = 0;
+  if (result != RunResult::done) return result;
+  const uint64_t time = last > 0 ? view->entries[last - 1].timestamp : 0;
+  if (last == 0 || !cache_is_due(view, time)) return RunResult::done;
+  if (first < last && round.is_long()) {
+    view->progress.next = last;
+    return RunResult::paused;
+  }
+  cache_update(view, time);
+  return RunResult::done;
+}
+
+void frame_count(QomView *view, size_t frame) {
+  view->current_frame = frame;
+  view->progress.furthest = std::max(view->progress.furthest, frame);
+}
+
+int timeout(const QomView *view, int code) {
+  trace(view, "%s: timeout\n", "go_from_to");
+  return code | kMoveTimeout;
+}
+
 }  // namespace
 
 int go_from_to(QomView *view, size_t from, size_t to) {
+  return go_on_from_to(view, from, to, Round());
+}
+
+int go_on_from_to(QomView *view, size_t from, size_t to, const Round &round) {
   assert(from <= to && "always going forward");
   trace(view, "-- %s: from=%zu to=%zu\n", "go_from_to", from, to);
   const Tcl_Time deadline = go_from_to_timeout();
+  if (from != view->current_frame) place_set(view, from, 0);
   size_t last = index_of_frame(view, from);
   for (size_t f = from; f < to; ++f) {
-    const size_t first = last;
+    const bool resumed = is_within_frame(view);
+    const size_t first = resumed ? view->progress.next : last;
     const size_t empty = f;
-    view->current_frame = f = empty_frames_skip(view, f, first, to);
+    if (!resumed) f = empty_frames_skip(view, f, first, to);
+    view->current_frame = f;
     last = index_of_frame(view, f + 1);
     trace(view, "-- %s: for frame %zu: consuming records %zu to %zu\n", "go_from_to", f, first,
           last);
-    if (consume_records(view, first, last) != 0) return kMoveError;
-    view->current_frame = f + 1;
+    const double before = round.milliseconds();
+    const RunResult result = frame_apply(view, first, last, round);
+    if (result == RunResult::failed) return kMoveError;
+    if (result == RunResult::paused) return timeout(view, kMoveReached);
+    frame_count(view, f + 1);
     const int code = last_frame_is_reached(view) ? kMoveAtEnd : kMoveReached;
-    if (last > 0) cache_update(view, view->entries[last - 1].timestamp);
-    if (clock_is_due(empty, f) && go_from_to_timeout_reached(deadline)) {
-      trace(view, "%s: timeout\n", "go_from_to");
-      return code | kMoveTimeout;
-    }
+    if (clock_is_due(empty, f) && go_from_to_timeout_reached(deadline)) return timeout(view, code);
     if (code != kMoveReached) return code;
+    if (f + 1 < to && round.is_long() && round.milliseconds() - before > kLongFrame)
+      return timeout(view, code);
   }
   return kMoveReached;
+}
+
+bool is_within_frame(const QomView *view) {
+  return view->progress.next != 0 || view->progress.offset != 0;
+}
+
+size_t next_record(const QomView *view) {
+  return is_within_frame(view) ? view->progress.next : index_of_frame(view, view->current_frame);
+}
+
+void place_set(QomView *view, size_t frame, size_t next) {
+  view->current_frame = frame;
+  view->progress.next = next;
+  view->progress.offset = 0;
 }
 
 int go_to_next_frame(QomView *view) {
@@ -105,10 +139,6 @@ int go_to_next_frame(QomView *view) {
 }
 
 int consume_records(QomView *view, size_t first, size_t last) {
-  const struct timespec start = trace_clock();
-  last = std::min(last, index_length(view));
-  if (records_apply(view, first, last) != 0) return 1;
-  trace(view, "-- %s: first %zu last %zu -> duration=%.03fms\n", "consume_records", first, last,
-        trace_duration_ms(start, trace_clock()));
-  return 0;
+  size_t next = 0;
+  return run(view, first, last, nullptr, &next) == RunResult::done ? 0 : 1;
 }

@@ -7,6 +7,7 @@
 #ifndef QOMTCL_PLAYBACK_STEPPING_H
 #define QOMTCL_PLAYBACK_STEPPING_H
 
+#include "playback/round.h"
 #include "view.h"
 
 inline constexpr int kMoveReached = 0;
@@ -14,15 +15,31 @@ inline constexpr int kMoveError = 1;
 inline constexpr int kMoveAtEnd = 2;
 inline constexpr int kMoveTimeout = 4;
 
-/* Applies the frames from..to - 1 in order; from <= to. Returns the bits above. */
+/*
+ * Applies the frames from..to - 1 in order; from <= to. Returns the bits above. Looks at the
+ * budget after every 25th frame. Where records take long it also pauses between two records
+ * of a frame, which is not counted as applied then, and after a frame; a later call that
+ * begins with that frame goes on with the record after them.
+ */
 int go_from_to(QomView *view, size_t from, size_t to);
+
+/* The same in a round that has begun earlier. */
+int go_on_from_to(QomView *view, size_t from, size_t to, const Round &round);
+
+/* True while some records of the frame current_frame are applied, and not all. */
+bool is_within_frame(const QomView *view);
+
+/* The first record that is not applied: the view's own place among the records. */
+size_t next_record(const QomView *view);
+
+/* Gives the view another place: at the record `next` of a frame; 0: at its first one. */
+void place_set(QomView *view, size_t frame, size_t next);
 
 /* Moves one frame ahead; 2 at once when the last frame was applied already. */
 int go_to_next_frame(QomView *view);
 
-/* Applies the records first <= index < last, `last` limited to the index. Returns 0, or
-   1 at the first record that cannot be read or applied, which is named on standard
-   error. */
+/* Applies the records first <= index < last without a pause, `last` limited to the index. Returns
+   0, or 1 at the first record that cannot be read or applied, which is named on standard error. */
 int consume_records(QomView *view, size_t first, size_t last);
 
 #endif /* QOMTCL_PLAYBACK_STEPPING_H */

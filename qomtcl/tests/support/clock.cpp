@@ -1,4 +1,7 @@
-/* qomtest::clock: Tcl's clock made to run ahead. Tcl's own waits still take the real one. */
+/* qomtest::clock and qomtest::hurry: clocks made to run ahead. Tcl's own waits still take the
+   real ones. */
+
+#include <time.h>
 
 #include "support.h"
 
@@ -20,7 +23,23 @@ void time_read(Tcl_Time *time, ClientData data) {
   time->usec %= 1000000;
 }
 
+int hurry = 0;    /* milliseconds that every reading of the monotonic clock adds */
+long hurried = 0; /* milliseconds, what they have added up to */
+
 }  // namespace
+
+extern "C" {
+int __real_clock_gettime(clockid_t, timespec *);
+int __wrap_clock_gettime(clockid_t clock, timespec *time) {
+  const int result = __real_clock_gettime(clock, time);
+  if (clock == CLOCK_MONOTONIC) time->tv_sec += (hurried += hurry) / 1000;
+  return result;
+}
+}
+
+int hurry_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
+  return objc == 2 ? Tcl_GetIntFromObj(interp, objv[1], &hurry) : TCL_ERROR;
+}
 
 int clock_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
   if (objc != 2 || Tcl_GetIntFromObj(interp, objv[1], &the_clock.step) != TCL_OK) return TCL_ERROR;

@@ -67,6 +67,16 @@ int first_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[
   return TCL_OK;
 }
 
+int ceiling_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
+  QomView *view = objc == 3 ? view_of(interp, objv[1]) : nullptr;
+  Tcl_WideInt ceiling = 0;
+  if (!view || Tcl_GetWideIntFromObj(interp, objv[2], &ceiling) != TCL_OK) return TCL_ERROR;
+  view->cache.ceiling = static_cast<size_t>(ceiling);
+  Tcl_SetObjResult(interp, Tcl_ObjPrintf("%lu %lu", static_cast<unsigned long>(view->cache.size),
+                                         static_cast<unsigned long>(view->cache.bytes)));
+  return TCL_OK;
+}
+
 }  // namespace
 
 QomView *view_of(Tcl_Interp *interp, Tcl_Obj *path) {
@@ -85,7 +95,8 @@ extern "C" __attribute__((visibility("default"))) int Qomtest_Init(Tcl_Interp *i
   } commands[] = {{"::qomtest::record", record_command}, {"::qomtest::check", check_command},
                   {"::qomtest::fault", fault_command},   {"::qomtest::apply", apply_command},
                   {"::qomtest::settle", settle_command}, {"::qomtest::state", state_command},
-                  {"::qomtest::first", first_command},   {"::qomtest::clock", clock_command}};
+                  {"::qomtest::first", first_command},   {"::qomtest::clock", clock_command},
+                  {"::qomtest::hurry", hurry_command},   {"::qomtest::ceiling", ceiling_command}};
   Tcl_CreateNamespace(interp, "::qomtest", nullptr, nullptr);
   for (const auto &command : commands)
     Tcl_CreateObjCommand(interp, command.name, command.procedure, nullptr, nullptr);

@@ -12,8 +12,13 @@
  *   qomtest::first PATH FRAME     index of the first record that the step from a frame applies
  *   qomtest::settle               returns when no event is left in the process or on its way
  *   qomtest::state PATH FIELD     a field of the view record
+ *   qomtest::ceiling PATH BYTES   from now on the key frames thin themselves out beyond that; the
+ *                                 number of key frames and their bytes
  *   qomtest::clock N              every reading of Tcl's clock puts it N milliseconds ahead;
  *                                 0 puts it right; only for moves and settle, not for vwait
+ *   qomtest::hurry N              every reading of the monotonic clock puts it N milliseconds
+ *                                 ahead, so that with 1000 a round pauses after each record; 0
+ *                                 stops that
  *   qomtest::fault NAME N         makes the n-th call of a function fail, -1: all, 0: none
  */
 #ifndef QOMTCL_TESTS_SUPPORT_H
@@ -27,6 +32,7 @@ QomView *view_of(Tcl_Interp *interp, Tcl_Obj *path);
 int record_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]);
 int check_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]);
 int clock_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]);
+int hurry_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]);
 int fault_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]);
 
 #endif
