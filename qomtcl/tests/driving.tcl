@@ -9,7 +9,6 @@ wm geometry . +0+0
 namespace eval driving {
     variable file [tcltest::makeFile {} driving.qom]
     variable applied {} ;# indexes of the records that the window has to show
-    variable last 0     ;# index of the last record
     variable told {}    ;# notifications, in order
     variable at {}      ;# clock readings, milliseconds, one for each
 
@@ -23,7 +22,6 @@ namespace eval driving {
     #   begin, end                          marks the records between them as a checkpoint
     proc record {size args} {
         variable file
-        variable last [expr {[llength $args] - 1}]
         write $file $size $args
         return $file
     }
@@ -141,16 +139,6 @@ namespace eval driving {
         queue {*}$args
         qomtest::settle
         return [check]
-    }
-    # Applies every record in turn; a list of what goes wrong.
-    proc walk {} {
-        variable last
-        set wrong [check]
-        for {set i 1} {$i <= $last} {incr i} {
-            set difference [apply $i]
-            if {$difference ne ""} {lappend wrong "record $i: $difference"}
-        }
-        return $wrong
     }
     # What is wrong with the window; nothing if all is well.
     proc check {} {

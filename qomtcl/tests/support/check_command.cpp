@@ -44,31 +44,19 @@ class Picture {
     pixman_image_composite32(how, from.image(), nullptr, image(), 0, 0, 0, 0, x, y, from.width(),
                              from.height());
   }
-  void fill(uint32_t pixel) {
-    pixman_fill(pixman_image_get_data(image()), pixman_image_get_stride(image()) / 4,
-                PIXMAN_FORMAT_BPP(format()), 0, 0, width(), height(), pixel);
-  }
 
  private:
   PixmanImageHandle image_;
 };
 
-/* The remote cursor as the records say, anywhere on or beside the frame. */
-struct Cursor {
-  int x, y; /* of its top-left corner */
-  int xhot, yhot;
-  Picture shape;
-
-  explicit Cursor(const QomCursorImage *record)
-      : x(record->x - record->xhot),
-        y(record->y - record->yhot),
-        xhot(record->xhot),
-        yhot(record->yhot),
-        shape(PIXMAN_a8r8g8b8, record->width, record->height) {
-    memcpy(shape.row(0), record->data, size_t{4} * record->width * record->height);
-  }
+struct Place {
+  int x, y;
+};
+struct Area {
+  int x, y, width, height;
 };
 
+/* Picture and cursor as the records say. */
 class Replay {
  public:
   Replay(const QomHeader *header, pixman_format_code_t target)
@@ -76,22 +64,24 @@ class Replay {
 
   void apply(const QomRecord *record) {
     switch (record->type) {
-      case QOM_IMAGE:
-        return put(*reinterpret_cast<const QomImage *>(record));
       case QOM_COMPRESSED_IMAGE: {
         const RecordHandle<QomImage> image(
             qom_image_uncompress(reinterpret_cast<const QomCompressedImage *>(record)));
         return image ? put(*image) : void();
       }
+      case QOM_IMAGE:
+        return put(*reinterpret_cast<const QomImage *>(record));
       case QOM_COMPRESSED_IMAGE_BLOCKS:
         return put_blocks(reinterpret_cast<const QomCompressedImageBlocks *>(record));
       case QOM_CURSOR_IMAGE:
-        cursor_.emplace(reinterpret_cast<const QomCursorImage *>(record));
+        return set_cursor(*reinterpret_cast<const QomCursorImage *>(record));
+      case QOM_CURSOR_POSITION: {
+        const auto *position = reinterpret_cast<const QomCursorPosition *>(record);
+        place_ = {position->x - hot_.x, position->y - hot_.y};
         return;
-      case QOM_CURSOR_POSITION:
-        return move(reinterpret_cast<const QomCursorPosition *>(record));
+      }
       case QOM_SCREEN_CHANGE:
-        return resize(reinterpret_cast<const QomScreenChange *>(record));
+        return resize(*reinterpret_cast<const QomScreenChange *>(record));
       default:
         return;
     }
@@ -101,40 +91,36 @@ class Replay {
   Picture with_cursor() const {
     Picture result(frame_.format(), frame_.width(), frame_.height());
     result.put(frame_, 0, 0);
-    if (cursor_) result.put(cursor_->shape, cursor_->x, cursor_->y, PIXMAN_OP_OVER);
+    if (cursor_) result.put(*cursor_, place_.x, place_.y, PIXMAN_OP_OVER);
     return result;
   }
   /* What of the cursor lies on the frame. */
-  XRectangle cursor_area() const {
+  Area cursor_area() const {
     if (!cursor_) return {};
-    const auto within = [](int value, int side) { return std::clamp(value, 0, side); };
-    const int x1 = within(cursor_->x, frame_.width()), y1 = within(cursor_->y, frame_.height());
-    const int x2 = within(cursor_->x + cursor_->shape.width(), frame_.width());
-    const int y2 = within(cursor_->y + cursor_->shape.height(), frame_.height());
-    return {static_cast<short>(x1), static_cast<short>(y1), static_cast<unsigned short>(x2 - x1),
-            static_cast<unsigned short>(y2 - y1)};
+    const int x1 = std::clamp(place_.x, 0, frame_.width());
+    const int y1 = std::clamp(place_.y, 0, frame_.height());
+    return {x1, y1, std::clamp(place_.x + cursor_->width(), 0, frame_.width()) - x1,
+            std::clamp(place_.y + cursor_->height(), 0, frame_.height()) - y1};
   }
 
  private:
   void put(const QomImage &image) {
-    const bool indexed = header_->pixel_format == PALETTE8;
     const size_t row_bytes = image.width * pixel_format_bytes_per_pixel(header_->pixel_format);
     const Picture pixels(kFormats.at(header_->pixel_format), image.width, image.height);
     for (int y = 0; y < image.height; ++y) {
       const uint8_t *row = image.data + size_t{image.bytes_per_line} * static_cast<size_t>(y);
-      if (indexed)
-        look_up(row, image.width, reinterpret_cast<uint32_t *>(pixels.row(y)));
+      if (header_->pixel_format == PALETTE8)
+        std::transform(row, row + image.width, reinterpret_cast<uint32_t *>(pixels.row(y)),
+                       [this](uint8_t index) { return colour(index); });
       else
         memcpy(pixels.row(y), row, row_bytes);
     }
     frame_.put(pixels, image.x, image.y);
   }
-  void look_up(const uint8_t *indexes, int count, uint32_t *pixels) const {
-    for (int x = 0; x < count; ++x) {
-      if (indexes[x] >= header_->palette_size) continue;
-      const RgbValue &entry = header_->palette[indexes[x]];
-      pixels[x] = (entry.red & 0xFFu) << 16 | (entry.green & 0xFFu) << 8 | (entry.blue & 0xFFu);
-    }
+  uint32_t colour(uint8_t index) const {
+    if (index >= header_->palette_size) return 0;
+    const RgbValue &entry = header_->palette[index];
+    return (entry.red & 0xFFu) << 16 | (entry.green & 0xFFu) << 8 | (entry.blue & 0xFFu);
   }
   void put_blocks(const QomCompressedImageBlocks *record) {
     const RecordHandle<QomImageBlocks> blocks(qom_image_blocks_uncompress(record));
@@ -142,22 +128,25 @@ class Replay {
     QomImage image{};
     while (blocks && qom_image_blocks_next(blocks.get(), header_, &offset, &image) == 1) put(image);
   }
-  void move(const QomCursorPosition *position) {
-    if (!cursor_) return;
-    cursor_->x = position->x - cursor_->xhot;
-    cursor_->y = position->y - cursor_->yhot;
+  void set_cursor(const QomCursorImage &record) {
+    cursor_.emplace(PIXMAN_a8r8g8b8, record.width, record.height);
+    memcpy(cursor_->row(0), record.data, size_t{4} * record.width * record.height);
+    hot_ = {record.xhot, record.yhot};
+    place_ = {record.x - hot_.x, record.y - hot_.y};
   }
-  void resize(const QomScreenChange *change) {
-    if (change->width == 0 || change->height == 0) return;
-    if (change->width > QOM_MAX_SIDE || change->height > QOM_MAX_SIDE) return;
-    Picture resized(frame_.format(), change->width, change->height);
+  void resize(const QomScreenChange &change) {
+    if (change.width == 0 || change.height == 0) return;
+    if (change.width > QOM_MAX_SIDE || change.height > QOM_MAX_SIDE) return;
+    Picture resized(frame_.format(), change.width, change.height);
     resized.put(frame_, 0, 0);
     frame_ = std::move(resized);
   }
 
   const QomHeader *header_;
   Picture frame_;
-  std::optional<Cursor> cursor_;
+  std::optional<Picture> cursor_;
+  Place place_ = {}; /* of the cursor's top-left corner, anywhere on or beside the frame */
+  Place hot_ = {};
 };
 
 /* The frame through the bilinear filter at once, from its pixel (x, y) on. */
@@ -184,7 +173,7 @@ int rounded(int value, double factor) {
    pixel away from where the frame around it is. */
 Picture scaled_with_cursor(const Replay &replay, double factor, int width, int height) {
   Picture scaled = scaled_whole(replay.frame(), factor, width, height, 0, 0);
-  const XRectangle area = replay.cursor_area();
+  const Area area = replay.cursor_area();
   if (area.width == 0 || area.height == 0) return scaled;
   const Picture box =
       scaled_whole(replay.with_cursor(), factor, std::max(1, rounded(area.width, factor)),
@@ -198,7 +187,8 @@ Picture window_expected(const QomView *view, const Replay &replay, double larges
                         int height) {
   const Picture &frame = replay.frame();
   Picture window(frame.format(), width, height);
-  window.fill(0xcccccc);
+  pixman_fill(pixman_image_get_data(window.image()), pixman_image_get_stride(window.image()) / 4,
+              PIXMAN_FORMAT_BPP(window.format()), 0, 0, width, height, 0xcccccc);
   if (!view->scaling.on) {
     window.put(replay.with_cursor(), -view->topleft.x, -view->topleft.y);
     return window;
@@ -230,18 +220,16 @@ Tcl_Obj *difference(const Picture &expected, XImage *window) {
   return first;
 }
 
-/* At natural size the window stays inside the frame as far as the frame fills it. */
-bool position_is_in_range(const QomView *view, const Picture &frame) {
-  return view->topleft.x >= 0 && view->topleft.y >= 0 &&
-         view->topleft.x <= std::max(0, frame.width() - Tk_Width(view->tkwin)) &&
-         view->topleft.y <= std::max(0, frame.height() - Tk_Height(view->tkwin));
-}
-
-/* A display leaves nothing to be displayed again. */
-bool damage_is_left(const QomView *view) {
+/* At natural size the window stays inside the frame as far as the frame fills it, and a display
+   leaves nothing to be displayed again. */
+Tcl_Obj *wrong_with(const QomView *view, const Replay &replay, double largest, XImage *window) {
+  const Picture &frame = replay.frame();
+  if (!view->scaling.on && (view->topleft.x > std::max(0, frame.width() - window->width) ||
+                            view->topleft.y > std::max(0, frame.height() - window->height)))
+    return Tcl_NewStringObj("scroll position is out of range", -1);
   for (const Region region : {view->ximage_region, view->pixmap_region, view->exposed_region})
-    if (region && !XEmptyRegion(region)) return true;
-  return false;
+    if (region && !XEmptyRegion(region)) return Tcl_NewStringObj("damage is left", -1);
+  return difference(window_expected(view, replay, largest, window->width, window->height), window);
 }
 
 struct ReaderDeleter {
@@ -258,11 +246,9 @@ int check_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[
   int count = 0;
   if (!view || !reader || Tcl_ListObjGetElements(interp, objv[3], &count, &indexes) != TCL_OK)
     return TCL_ERROR;
-  const int width = Tk_Width(view->tkwin);
-  const int height = Tk_Height(view->tkwin);
-  const XImageHandle window(XGetImage(view->display, Tk_WindowId(view->tkwin), 0, 0,
-                                      static_cast<unsigned>(width), static_cast<unsigned>(height),
-                                      AllPlanes, ZPixmap));
+  const XImageHandle window(XGetImage(
+      view->display, Tk_WindowId(view->tkwin), 0, 0, static_cast<unsigned>(Tk_Width(view->tkwin)),
+      static_cast<unsigned>(Tk_Height(view->tkwin)), AllPlanes, ZPixmap));
   if (!window) return TCL_ERROR;
   Replay replay(qom_info_header(reader.get()), format_of(window.get()));
   for (int i = 0; i < count; ++i) {
@@ -272,17 +258,7 @@ int check_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[
         qom_record_at_index(reader.get(), static_cast<size_t>(index)));
     if (record) replay.apply(record.get());
   }
-  if (!view->scaling.on && !position_is_in_range(view, replay.frame())) {
-    Tcl_SetObjResult(interp, Tcl_ObjPrintf("scroll position %d,%d is out of range", view->topleft.x,
-                                           view->topleft.y));
-    return TCL_OK;
-  }
-  if (damage_is_left(view)) {
-    Tcl_SetObjResult(interp, Tcl_NewStringObj("damage is left", -1));
-    return TCL_OK;
-  }
   const double largest = objc == 4 ? 1.0 : HUGE_VAL;
-  const Picture expected = window_expected(view, replay, largest, width, height);
-  Tcl_SetObjResult(interp, difference(expected, window.get()));
+  Tcl_SetObjResult(interp, wrong_with(view, replay, largest, window.get()));
   return TCL_OK;
 }

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <map>
 #include <string>
+#include <utility>
 
 #include "support.h"
 
@@ -23,22 +24,19 @@ bool fails(const char *name) {
   return countdown < 0 || (countdown > 0 && --countdown == 0);
 }
 
-/* What Tk provides is called through a table, of which the tests have a copy. */
-const TkStubs *tk_itself = nullptr;
-TkStubs tk_with_faults;
-
-/* Asks the server for more than it gives, so that the error is its own. */
+/* What Tk provides is called through a table. Asks the server for more than it gives, so that the
+   error is its own. */
+auto *tk_pixmap = static_cast<decltype(TkStubs::tk_GetPixmap)>(nullptr);
 Pixmap pixmap_or_refused(Display *display, Drawable drawable, int width, int height, int depth) {
   if (fails("pixmap")) width = height = 40000;
-  return tk_itself->tk_GetPixmap(display, drawable, width, height, depth);
+  return tk_pixmap(display, drawable, width, height, depth);
 }
 
 void tk_table_replace() {
-  if (tk_itself) return;
-  tk_itself = tkStubsPtr;
-  tk_with_faults = *tk_itself;
-  tk_with_faults.tk_GetPixmap = pixmap_or_refused;
-  tkStubsPtr = &tk_with_faults;
+  if (tk_pixmap) return;
+  static TkStubs table = *tkStubsPtr;
+  tk_pixmap = std::exchange(table.tk_GetPixmap, pixmap_or_refused);
+  tkStubsPtr = &table;
 }
 
 constexpr size_t kImageSized = 4096; /* bytes; smaller allocations are left alone */

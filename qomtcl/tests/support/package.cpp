@@ -47,7 +47,6 @@ int state_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[
   if (!view) return TCL_ERROR;
   const std::map<std::string, Tcl_WideInt> fields = {
       {"index_of_first_frame", view->index_of_first_frame},
-      {"pixmap", view->pixmap != None},
       {"redraw_pending", view->redraw_pending},
       {"notice_pending", view->first_notice != nullptr},
       {"shared", view->ximage->obdata != nullptr},
