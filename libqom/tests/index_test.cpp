@@ -191,25 +191,17 @@ TEST_F(IndexTest, GapsAreFoundWhereverTheyLieAndLiesArePassedOver) {
   }
 }
 
-TEST_F(IndexTest, AGapComesBackAsItWasWritten) {
+TEST_F(IndexTest, GapsThatCannotBeAreRefused) {
   const QomGap good = {5, 6, -1, QOM_GAP_CLOCK_SET, 0};
-  const QomGap bad[] = {{6, 5, 0, 1, 0}, {5, 6, 0, 0, 0}, {5, QOM_MAX_TIME + 1, 0, 1, 0}};
+  const QomGap bad[] = {
+      {6, 5, 0, 1, 0}, {5, 6, 0, 0, 0}, {5, QOM_MAX_TIME + 1, 0, 1, 0}, {5, 6, INT64_MIN, 1, 0}};
   QomWriter *writer = create();
-  append_positions(writer, 1);
   for (const QomGap &gap : bad) EXPECT_EQ(qom_writer_gap(writer, &gap), -1);
   EXPECT_EQ(qom_writer_gap(writer, &good), 0);
   EXPECT_EQ(qom_writer_begin_checkpoint(writer), 0);
   EXPECT_EQ(qom_writer_gap(writer, &good), -1);
   EXPECT_EQ(errno, EINVAL);
-  const uint64_t size = qom_writer_size(writer);
-  EXPECT_EQ(size, close(writer));
-  const Reader reader = open();
-  size_t count = 0;
-  const QomGap *gap = qom_reader_gaps(reader.get(), &count);
-  ASSERT_EQ(count, 1u);
-  EXPECT_EQ(records().size(), 1u);
-  EXPECT_TRUE(gap->end == 6 && gap->clock_offset == -1 && gap->reason == QOM_GAP_CLOCK_SET &&
-              gap->record == 1);
+  close(writer);
   EXPECT_EQ(info().unknown_records, 0u);
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 
 namespace qom::record {
 namespace {
@@ -50,8 +51,8 @@ const Charset *find_set(std::string_view designation) {
 
 // Bytes of an encoding as UTF-8, up to the first that is none of its characters.
 std::string converted(std::string bytes, const char *encoding) {
-  const iconv_t converter = iconv_open("UTF-8", encoding);
-  if (converter == reinterpret_cast<iconv_t>(-1)) return std::string(replacement);
+  iconv_t converter = iconv_open("UTF-8", encoding);
+  if (reinterpret_cast<intptr_t>(converter) == -1) return std::string(replacement);
   std::string utf8(bytes.size() * 4, '\0');
   char *from = bytes.data();
   char *to = utf8.data();
