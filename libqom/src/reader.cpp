@@ -154,8 +154,6 @@ int qom_reader_info(QomReader *reader, QomReaderInfo *info) {
   if (reader->head.copied_from != 0) {
     info->head_recovered = 1;
     info->state = QOM_STATE_DAMAGED;
-    info->damaged_bytes += reader->head.length;
-    info->damaged_at = 0;
   }
   return 0;
 }

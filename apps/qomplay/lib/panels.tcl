@@ -112,7 +112,7 @@ proc qomplay::panels::facts {} {
         Screen "[dict get $facts width] x [dict get $facts height], [dict get $facts depth] bits" \
         Pixels [dict get $facts pixelFormat] \
         Checkpoints [dict get $state checkpointCount] \
-        "Recorded by" [or_none [dict get $facts user]] \
+        "Person recorded" [or_none [dict get $facts user]] \
         TFN [or_none [dict get $facts tfn]] \
         "File format" "[dict get $facts formatVersion]"]
     if {[dict exists $facts palette_size]} {lappend rows Palette "[dict get $facts palette_size] colours"}

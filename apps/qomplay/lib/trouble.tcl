@@ -24,7 +24,11 @@ proc qomplay::trouble::failure {file message details} {
 proc qomplay::trouble::found {state first_ms} {
     switch [dict get $state state] {
         damaged {
-            if {![dict exists $state damagedAtTimeInMs]} {return "This recording is damaged."}
+            if {![dict exists $state damagedAtTimeInMs]} {
+                if {![dict get $state headRecovered]} {return "This recording is damaged."}
+                return "The beginning of this file is damaged; a copy of it stands in, and nothing is\
+                    lost by that."
+            }
             set at [expr {[dict get $state damagedAtTimeInMs] - $first_ms}]
             return "This recording is damaged: [bytes [dict get $state damagedBytes]] at\
                 [::qomplay::times::elapsed $at 0] cannot be read. The picture may be wrong from there\

@@ -381,7 +381,8 @@ typedef struct QomReaderInfo {
   QomReaderState state;
   uint8_t major_version; /* of the file format */
   uint8_t minor_version;
-  uint8_t head_recovered;   /* 1: the file head is broken and was read from one of its copies */
+  uint8_t head_recovered;   /* 1: the file head is broken and was read from one of its copies; its own
+                              bytes are not among the damaged ones */
   uint64_t file_size;       /* bytes, when the index was built */
   uint64_t record_bytes;    /* bytes of all indexed records with their frames */
   uint64_t torn_bytes;      /* bytes of an incomplete record at the end; not damage */

@@ -107,6 +107,7 @@ Tcl_Obj *state_dictionary(const QomView *view, const QomReaderInfo &info) {
                  Tcl_NewStringObj(state_name(info.state), -1));
   put(state, "fileSize", info.file_size);
   put(state, "tornBytes", info.torn_bytes);
+  put(state, "headRecovered", info.head_recovered);
   put(state, "damagedBytes", info.damaged_bytes);
   if (info.damaged_bytes > 0) {
     put(state, "damagedAt", static_cast<uint64_t>(info.damaged_at));

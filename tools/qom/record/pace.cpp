@@ -9,6 +9,7 @@ namespace {
 
 constexpr int64_t judged_stretch = 5 * second;
 constexpr uint64_t fewest_frames = 5;  // that are judged
+constexpr uint64_t fewest_missed = 5;  // of all
 
 }  // namespace
 
@@ -28,6 +29,10 @@ void Pace::looked(int64_t due, int64_t begun) {
   if (recent_.frames() < enough) return;
   behind_ |= is_behind(recent_);
   recent_ = {};
+}
+
+bool Pace::fell_behind() const {
+  return behind_ || (all_.missed >= fewest_missed && is_behind(all_));
 }
 
 double Pace::rate_asked() const {

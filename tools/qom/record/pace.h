@@ -20,9 +20,9 @@ class Pace {
   // Counts a look at a changed picture that began at `begun` and was due at `due`.
   void looked(int64_t due, int64_t begun);
 
-  // Whether a tenth of the pictures was missed, of all or, once there are enough of them, of those
-  // of any five seconds of changes.
-  bool fell_behind() const { return behind_ || is_behind(all_); }
+  // Whether a tenth of the pictures was missed, of all unless they are few or, once there are enough
+  // of them, of those of any five seconds of changes.
+  bool fell_behind() const;
   // The same without the judgement of a few pictures.
   bool surely_fell_behind() const { return behind_; }
 
