@@ -1,10 +1,10 @@
 // What is appended is what is read back, and what cannot be is refused.
-#include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <set>
+#include <sstream>
 
 #include "fixture.h"
 
@@ -39,70 +39,63 @@ TEST_F(RoundTrip, EveryRecordOfEveryFormatAndPaddingComesBackAsItWas) {
             (std::set<uint8_t>{qom::codec_zstd, qom::codec_zstd_left, qom::codec_zstd_packed}));
 }
 
-TEST_F(RoundTrip, TheHeaderComesBackWithItsPaletteAndTexts) {
+// What packed pixels mean must never change: each record is followed by its compressed form, as the
+// first version made it. The four have every codec of 32-bit pixels and every way to pack.
+TEST_F(RoundTrip, PixelsThatWereCompressedLongAgoComeBack) {
+  path = QOM_KEPT_RECORDING;
+  const Reader reader = open();
+  ASSERT_EQ(qom_reader_index_length(reader.get()), 8u);
+  for (size_t i = 0; i < 8; i += 2) {
+    const Record plain(qom_record_at_index(reader.get(), i));
+    const Record packed(qom_record_at_index(reader.get(), i + 1));
+    EXPECT_EQ(describe(uncompressed(packed).get()), describe(plain.get())) << i;
+  }
+}
+
+TEST_F(RoundTrip, TheLargestValuesComeBack) {
   std::vector<RgbValue> palette(65535, RgbValue{65535, 1, 2, 3});
-  QomHeader header = sample_header(PALETTE8, 0);
+  QomHeader header = sample_header(PALETTE8, 8);
   header.timestamp = QOM_MAX_TIME;
   header.width = header.height = QOM_MAX_SIDE;
   header.palette = palette.data();
   header.palette_size = 65535;
-  std::string user(QOM_MAX_TEXT, 'u');
-  char empty[] = "";
-  header.user = user.data();
-  header.tfn = empty;
-  header.version = 200;
-  write(header, {});
+  std::string text(QOM_MAX_TEXT, 't');
+  header.user = text.data();
+  header.tfn = text.data() + text.size();
   header.version = 1;
+  Bytes cursor(QOM_MAX_CURSOR_SIDE * QOM_MAX_CURSOR_SIDE * 4, 0xAB);
+  const auto none = [] { return keep(QomImageBlocks{QOM_IMAGE_BLOCKS, QOM_MAX_TIME, 0, nullptr}); };
+  const auto written = list(
+      image(header, QOM_MAX_TIME, QOM_MAX_SIDE, 1),
+      compressed(image(header, QOM_MAX_TIME, 1, QOM_MAX_SIDE)),
+      keep(QomCursorImage{QOM_CURSOR_IMAGE, QOM_MAX_TIME, 1024, 1024, 1, 1, 1024, 1024, 1,
+                          static_cast<uint32_t>(cursor.size()), cursor.data()}),
+      text_record(QOM_FOOTER_ITEM_SID, QOM_MAX_TIME, text.c_str()), none(), compressed(none()));
+  write(header, written);
+  EXPECT_EQ(records(), describe_all(written));
   EXPECT_EQ(describe(qom_info_header(open().get())), describe(&header));
 }
 
-TEST_F(RoundTrip, TheLargestValuesComeBack) {
-  const QomHeader header = sample_header(PALETTE8, 8);
-  Bytes cursor(QOM_MAX_CURSOR_SIDE * QOM_MAX_CURSOR_SIDE * 4, 0xAB);
-  const std::string text(QOM_MAX_TEXT, 't');
-  const auto none = [] { return keep(QomImageBlocks{QOM_IMAGE_BLOCKS, QOM_MAX_TIME, 0, nullptr}); };
-  const auto written =
-      list(image(header, 1000, QOM_MAX_SIDE, 1), compressed(image(header, 1000, 1, QOM_MAX_SIDE)),
-           keep(QomCursorImage{QOM_CURSOR_IMAGE, 1000, 1024, 1024, 1, 1, 1024, 1024, 1,
-                               static_cast<uint32_t>(cursor.size()), cursor.data()}),
-           text_record(QOM_FOOTER_ITEM_SID, 1000, text.c_str()), none(), compressed(none()));
-  write(header, written);
-  EXPECT_EQ(records(), describe_all(written));
-}
-
 TEST_F(RoundTrip, ACopyOwnsEverything) {
-  for (const Record &record : every_record(sample_header())) {
-    Record copy(qom_record_dup(record.get()));
+  for (Record &record : every_record(sample_header())) {
     const std::string before = describe(record.get());
+    const Record copy(qom_record_dup(record.get()));
+    record.reset();
     EXPECT_EQ(describe(copy.get()), before);
-    const Record second(qom_record_dup(copy.get()));
-    copy.reset();
-    EXPECT_EQ(describe(second.get()), before);
   }
-  const QomRecord unknown = {QOM_TYPE_UNKNOWN, 0};
-  EXPECT_FALSE(qom_record_dup(&unknown));
-  EXPECT_FALSE(qom_record_dup(nullptr));
-  qom_record_free(nullptr);
 }
 
-TEST_F(RoundTrip, ADumpShowsTextsAndNoControlCharactersOfTheFile) {
-  const std::string long_text = std::string(199, 'x') + "\xC3\xA9!";
-  const std::pair<std::string, std::string> texts[] = {
-      {"\x1B]0;owned\a\"\\", R"("\x1b]0;owned\x07\"\\")"},
-      {"\xC3\xA9 \xE2\x82\xAC|\xFF|\xE2\x82|\xC2\x9B|\xE2\x80\xAE",
-       "\"\xC3\xA9 \xE2\x82\xAC|\\xff|\\xe2\\x82|\\xc2\\x9b|\\xe2\\x80\\xae\""},
-      {long_text, '"' + std::string(199, 'x') + "\" ..."}};  // cut between characters
-  for (const auto &[text, shown] : texts) {
+TEST_F(RoundTrip, ADumpShowsNoControlCharactersOfTheFile) {
+  const std::string start(199, 'x');  // of 200 bytes, which are cut between characters
+  for (const auto &[text, shown] :
+       {std::pair<std::string, std::string>{"\x1B]0;\a\"\\\xC3\xA9|\xFF",
+                                            "\\x1b]0;\\x07\\\"\\\\\xC3\xA9|\\xff\""},
+        {start + "\xC3\xA9!", start + "\" ..."}}) {
     testing::internal::CaptureStdout();
     qom_record_dump(text_record(QOM_FOOTER_ITEM_APP, 1500001, text.c_str()).get());
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "1.500001 QOM_FOOTER_ITEM_APP\n    item " + shown + '\n');
+              "1.500001 QOM_FOOTER_ITEM_APP\n    item \"" + shown + '\n');
   }
-  testing::internal::CaptureStdout();
-  for (const Record &record : every_record(sample_header())) qom_record_dump(record.get());
-  qom_record_dump(nullptr);
-  const std::string out = testing::internal::GetCapturedStdout();
-  EXPECT_NE(out.find("\xC3\xA9 \\x01 text"), std::string::npos) << out;
 }
 
 // --- docs/format.md ---------------------------------------------------------------------------
@@ -112,16 +105,14 @@ class Document : public RecordingTest {
   // The bytes of the example: lines of an offset, bytes in hexadecimal, and a remark.
   static Bytes example() {
     std::ifstream in(QOM_FORMAT_DOCUMENT);
-    EXPECT_TRUE(in) << QOM_FORMAT_DOCUMENT;
-    const auto digit = [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; };
+    const std::regex layout("[0-9a-f]{4}  ((?:[0-9a-f]{2} ?)+).*", std::regex::icase);
     Bytes bytes;
     for (std::string line; std::getline(in, line);) {
-      if (line.size() < 9 || !std::all_of(line.begin(), line.begin() + 4, digit) ||
-          line.compare(4, 2, "  ") != 0)
-        continue;
-      EXPECT_EQ(std::stoul(line.substr(0, 4), nullptr, 16), bytes.size()) << line;
-      for (size_t at = 6; at + 2 < line.size() && digit(line[at]) && digit(line[at + 1]); at += 3)
-        bytes.push_back(static_cast<uint8_t>(std::stoul(line.substr(at, 2), nullptr, 16)));
+      std::smatch parts;
+      if (!std::regex_match(line, parts, layout)) continue;
+      EXPECT_EQ(std::stoul(line, nullptr, 16), bytes.size()) << line;
+      std::istringstream numbers(parts[1]);
+      for (unsigned byte; numbers >> std::hex >> byte;) bytes.push_back(static_cast<uint8_t>(byte));
     }
     return bytes;
   }
@@ -139,9 +130,7 @@ TEST_F(Document, TheExampleIsWhatTheLibraryWritesAndReads) {
                             text_record(QOM_FOOTER_ITEM_HOST, 1000250, "desk"));
   write(header, written);
   EXPECT_EQ(contents(), example());
-  put(example());
   EXPECT_EQ(records(), describe_all(written));
-  EXPECT_EQ(info().state, QOM_STATE_FINISHED);
 }
 
 // --- refusals --------------------------------------------------------------------------------
@@ -215,8 +204,6 @@ TEST_F(Refusal, FilesThatCannotBeBegun) {
     EXPECT_FALSE(std::filesystem::exists(path));
   }
   const QomHeader header = sample_header();
-  EXPECT_FALSE(qom_writer_create((folder + "/none/recording").c_str(), &header));
-  EXPECT_EQ(errno, ENOENT);
   put({'k', 'e', 'p', 't'});
   EXPECT_FALSE(qom_writer_create(path.c_str(), &header));
   EXPECT_EQ(errno, EEXIST);
