@@ -91,17 +91,6 @@ Bytes pixels(size_t length) {
   return bytes;
 }
 
-// Shades that differ little at first and more and more further on, as photographs have them.
-Bytes shades(size_t length) {
-  Bytes bytes(length);
-  uint32_t any = 1;
-  for (size_t i = 0; i < length; ++i) {
-    any = any * 1664525 + 1013904223;
-    bytes[i] = static_cast<uint8_t>(90 + (any >> 16) % (1 + i / 24));
-  }
-  return bytes;
-}
-
 uint32_t row_bytes(const QomHeader &header, uint16_t width) {
   return stride_in_bytes(
       width, static_cast<uint8_t>(8 * pixel_format_bytes_per_pixel(header.pixel_format)),
@@ -185,8 +174,7 @@ Record image_blocks(const QomHeader &header, uint64_t time) {
     forge::append(&data, int16_t{9});
     forge::append(&data, width);
     forge::append(&data, height);
-    const size_t length = size_t{row_bytes(header, width)} * height;
-    forge::append(&data, width < 9 ? pixels(length) : shades(length));
+    forge::append(&data, pixels(size_t{row_bytes(header, width)} * height));
   }
   return keep(
       QomImageBlocks{QOM_IMAGE_BLOCKS, time, static_cast<uint32_t>(data.size()), data.data()});

@@ -143,27 +143,25 @@ def blocks_record(kind, codec, raw_length, fields):
     return digits(data)
 
 
+LAYOUTS = {6: "hh", 7: "HH"}
+TEXTS = {8: 2, 9: 1, 10: 1, 11: 1, 12: 1, 13: 1, 16: 1}
+CODECS = {4: (1, 2, 3), 15: (1, 3), 5: (0, 1)}
+
+
 @functools.lru_cache(1 << 12)
 def record_text(kind, codec, raw_length, payload, header):
     fields = Fields(payload)
-    codecs = {4: (1, 2, 3), 15: (1, 3), 5: (0, 1)}.get(kind, (0,))
-    require(codec in codecs and (raw_length == 0 or kind in (3, 4, 5, 14, 15)))
+    require(codec in CODECS.get(kind, (0,)) and (raw_length == 0 or kind in (3, 4, 5, 14, 15)))
     if kind == 2:
         return Header(payload).text
-    if kind <= 1:
-        text = b""
-    elif kind in (3, 4):
-        text = image_record(kind, codec, raw_length, fields, header)
-    elif kind == 5:
-        text = cursor_record(codec, raw_length, fields)
-    elif kind in (6, 7):
-        text = words(*fields.get("hh" if kind == 6 else "HH"))
-    elif kind == 8:
-        text = fields.text() + fields.text()
-    elif kind in (14, 15):
-        text = blocks_record(kind, codec, raw_length, fields)
-    else:
-        text = fields.text()
+    if kind in (3, 4):
+        return image_record(kind, codec, raw_length, fields, header)
+    if kind == 5:
+        return cursor_record(codec, raw_length, fields)
+    if kind in (14, 15):
+        return blocks_record(kind, codec, raw_length, fields)
+    text = words(*fields.get(LAYOUTS.get(kind, "")))
+    text += b"".join(fields.text() for _ in range(TEXTS.get(kind, 0)))
     fields.end()
     return text
 

@@ -86,37 +86,30 @@ TEST_F(RoundTrip, ACopyOwnsEverything) {
 }
 
 TEST_F(RoundTrip, ADumpShowsNoControlCharactersOfTheFile) {
-  const std::string start(199, 'x');  // of 200 bytes, which are cut between characters
-  for (const auto &[text, shown] :
-       {std::pair<std::string, std::string>{"\x1B]0;\a\"\\\xC3\xA9|\xFF",
-                                            "\\x1b]0;\\x07\\\"\\\\\xC3\xA9|\\xff\""},
-        {start + "\xC3\xA9!", start + "\" ..."}}) {
-    testing::internal::CaptureStdout();
-    qom_record_dump(text_record(QOM_FOOTER_ITEM_APP, 1500001, text.c_str()).get());
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "1.500001 QOM_FOOTER_ITEM_APP\n    item \"" + shown + '\n');
-  }
+  testing::internal::CaptureStdout();
+  qom_record_dump(text_record(QOM_FOOTER_ITEM_APP, 1500001, "\x1B]0;\a\"\\\xC3\xA9|\xFF").get());
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "1.500001 QOM_FOOTER_ITEM_APP\n    item \"\\x1b]0;\\x07\\\"\\\\\xC3\xA9|\\xff\"\n");
 }
 
 // --- docs/format.md ---------------------------------------------------------------------------
 
-class Document : public RecordingTest {
- protected:
-  // The bytes of the example: lines of an offset, bytes in hexadecimal, and a remark.
-  static Bytes example() {
-    std::ifstream in(QOM_FORMAT_DOCUMENT);
-    const std::regex layout("[0-9a-f]{4}  ((?:[0-9a-f]{2} ?)+).*", std::regex::icase);
-    Bytes bytes;
-    for (std::string line; std::getline(in, line);) {
-      std::smatch parts;
-      if (!std::regex_match(line, parts, layout)) continue;
+class Document : public RecordingTest {};
+
+// The bytes of the example: lines of an offset, bytes in hexadecimal, and a remark.
+Bytes example() {
+  std::ifstream in(QOM_FORMAT_DOCUMENT);
+  const std::regex layout("[0-9a-fA-F]{4}  (([0-9a-fA-F]{2} ?)+).*");
+  Bytes bytes;
+  std::smatch parts;
+  for (std::string line; std::getline(in, line);)
+    if (std::regex_match(line, parts, layout)) {
       EXPECT_EQ(std::stoul(line, nullptr, 16), bytes.size()) << line;
       std::istringstream numbers(parts[1]);
       for (unsigned byte; numbers >> std::hex >> byte;) bytes.push_back(static_cast<uint8_t>(byte));
     }
-    return bytes;
-  }
-};
+  return bytes;
+}
 
 TEST_F(Document, TheExampleIsWhatTheLibraryWritesAndReads) {
   QomHeader header = sample_header(RGB565, 0);
@@ -143,24 +136,19 @@ class Refusal : public RecordingTest {
   void refuse(const QomHeader &header, const Record &good,
               std::initializer_list<void (*)(T &)> changes) {
     QomWriter *writer = create(header);
+    append(writer, list(position(2000)));
     size_t number = 0;
-    const auto expect_refusal = [&](const T &bad) {
-      errno = 0;
-      EXPECT_EQ(qom_writer_append(writer, &bad), -1) << number;
-      EXPECT_EQ(errno, EINVAL) << number;
-      EXPECT_STRNE(qom_reader_error(), "") << number++;
-    };
     for (const auto &change : changes) {
       T bad = as<T>(good);
       change(bad);
-      expect_refusal(bad);
+      errno = 0;
+      EXPECT_EQ(qom_writer_append(writer, &bad), -1) << number;
+      EXPECT_EQ(errno, EINVAL) << number++;
     }
-    EXPECT_EQ(qom_writer_append(writer, good.get()), 0) << qom_reader_error();
-    T earlier = as<T>(good);
-    --earlier.timestamp;
-    expect_refusal(earlier);
+    append(writer, list(keep(as<T>(good))));
     close(writer);
-    EXPECT_EQ(records(), Texts{describe(good.get())});
+    EXPECT_EQ(records().size(), 2u);
+    EXPECT_EQ(records().back(), describe(good.get()));
   }
 };
 
@@ -187,30 +175,25 @@ TEST_F(Refusal, RecordsThatDisagreeWithThemselvesOrTheRecording) {
   refuse<QomLastInput>(header, keep(QomLastInput{QOM_LAST_INPUT, 2000, nullptr, nullptr}),
                        {[](auto &i) { i.user = text.data(); }, [](auto &i) { i.tfn = text.data(); },
                         [](auto &i) { i.type = 17; }, [](auto &i) { i.type = QOM_TYPE_UNKNOWN; },
-                        [](auto &i) { i.type = 226; }, [](auto &i) { i.timestamp = 999; },
+                        [](auto &i) { i.type = 226; }, [](auto &i) { i.timestamp = 1999; },
                         [](auto &i) { i.timestamp = QOM_MAX_TIME + 1; }});
 }
 
 TEST_F(Refusal, FilesThatCannotBeBegun) {
-  void (*const changes[])(QomHeader &) = {
-      [](auto &h) { h.width = 0; }, [](auto &h) { h.palette_size = 1; },
-      [](auto &h) { h.pixel_format = static_cast<PixelFormat>(14); },
-      [](auto &h) { h.timestamp = QOM_MAX_TIME + 1; }};
-  for (const auto &change : changes) {
+  for (void (*const change)(QomHeader &) :
+       {+[](QomHeader &h) { h.width = 0; }, +[](QomHeader &h) { h.palette_size = 1; },
+        +[](QomHeader &h) { h.timestamp = QOM_MAX_TIME + 1; }}) {
     QomHeader bad = sample_header();
     change(bad);
     EXPECT_FALSE(qom_writer_create(path.c_str(), &bad));
     EXPECT_EQ(errno, EINVAL);
     EXPECT_FALSE(std::filesystem::exists(path));
   }
-  const QomHeader header = sample_header();
   put({'k', 'e', 'p', 't'});
+  const QomHeader header = sample_header();
   EXPECT_FALSE(qom_writer_create(path.c_str(), &header));
   EXPECT_EQ(errno, EEXIST);
   EXPECT_EQ(contents(), (Bytes{'k', 'e', 'p', 't'}));
-  const Record short_of_pixels = image(header, 0, 4, 4);
-  as<QomImage>(short_of_pixels).length -= 4;
-  EXPECT_FALSE(compressed(short_of_pixels));
 }
 
 }  // namespace

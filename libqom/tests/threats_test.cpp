@@ -1,7 +1,7 @@
 // Recordings of somebody who means harm: every checksum is right, everything else is a lie.
 #include <sys/stat.h>
-#include <zstd.h>
 
+#include <filesystem>
 #include <fstream>
 
 #include "checksum.h"
@@ -17,12 +17,6 @@ Bytes bytes_of(Numbers... numbers) {
   Bytes bytes;
   (forge::append(&bytes, numbers), ...);
   return bytes;
-}
-
-Bytes zstd_frame(const Bytes &raw) {
-  Bytes packed(ZSTD_compressBound(raw.size()));
-  packed.resize(ZSTD_compress(packed.data(), packed.size(), raw.data(), raw.size(), 1));
-  return packed;
 }
 
 // Bytes that this process has read from files so far.
@@ -72,14 +66,11 @@ class Threat : public RecordingTest {
 
 // --- what is opened --------------------------------------------------------------------------
 
-TEST_F(Threat, OnlyRegularFilesAreOpened) {
-  EXPECT_EQ(refusal(ENOENT), "cannot open the file: No such file or directory");
-  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-  EXPECT_EQ(refusal(), "not a regular file");
-}
-
 // Which values of a header are wrong is told by the lies in one byte below: it is a record, too.
 TEST_F(Threat, FilesThatAreNoRecording) {
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(refusal(), "not a regular file");
+  std::filesystem::remove(path);
   const Bytes good = Recording().bytes;
   Bytes huge = forge::header_payload();
   forge::put(&huge, 16, uint32_t{0x40004000});
@@ -126,7 +117,7 @@ TEST_F(Threat, RecordsThatLieInOneByte) {
 // What a single byte does not reach: sizes beyond the limits, with as many bytes as they ask for.
 TEST_F(Threat, RecordsThatLieThroughout) {
   using forge::geometry;
-  const Bytes packed = zstd_frame(Bytes(4));
+  const Bytes packed(20);
   constexpr auto zstd = qom::codec_zstd;
   const auto cursor = [](uint16_t width, uint16_t height) {
     return bytes_of(width, height, uint32_t{0}, uint32_t{0}, uint32_t{1}) +
@@ -156,58 +147,6 @@ TEST_F(Threat, TimesNearTheEndOfTime) {
     if (finished) recording.finish();
     put(recording.bytes);
     EXPECT_EQ(records(), Texts{"QOM_DEBUG at 4611686018427387904"});
-  }
-}
-
-// --- compressed bytes and blocks -------------------------------------------------------------
-
-TEST(Bomb, OnlyOneWholeFrameOfTheRightSizeIsDecompressed) {
-  const Bytes good = zstd_frame(Bytes(64, 7));
-  const struct {
-    const char *what;
-    uint8_t codec;
-    uint16_t height;  // of an image that is 4 pixels wide
-    Bytes stored;
-  } cases[] = {{"a good one", qom::codec_zstd, 4, good},
-               {"an unknown codec", 9, 4, good},
-               {"gives more than the geometry needs", qom::codec_zstd, 3, good},
-               {"bytes behind it", qom::codec_zstd, 4, good + Bytes(1)},
-               {"two halves", qom::codec_zstd, 8, good + good},
-               {"cut off", qom::codec_zstd, 4, Bytes(good.begin(), good.end() - 1)},
-               {"no frame", qom::codec_zstd, 4, Bytes(20, 0x5A)}};
-  for (const auto &[what, codec, height, frame] : cases) {
-    Bytes stored = Bytes{codec} + frame;
-    const uint32_t length = 16u * height;
-    const auto bytes = static_cast<uint32_t>(stored.size());
-    const QomCompressedImage image = {
-        QOM_COMPRESSED_IMAGE, 0, 4, height, 0, 0, xRGB8888, 0, length, bytes, stored.data()};
-    const QomCompressedImageBlocks blocks = {QOM_COMPRESSED_IMAGE_BLOCKS, 0, length, bytes,
-                                             stored.data()};
-    EXPECT_EQ(uncompressed(keep(image)) != nullptr, what == cases[0].what) << what;
-    EXPECT_EQ(uncompressed(keep(blocks)) != nullptr, what == cases[0].what) << what;
-  }
-}
-
-TEST(Blocks, AWalkStaysInsideAndEnds) {
-  const QomHeader header = sample_header(xRGB8888, 32);
-  const Bytes pixel = bytes_of(uint32_t{0}, uint16_t{1}, uint16_t{1}, uint32_t{0xFFFFFF});
-  const auto block = [](uint16_t width, uint16_t height, size_t data) {
-    return bytes_of(uint32_t{0}, width, height) + Bytes(data);
-  };
-  for (const Bytes &tail : {block(0, 1, 4), block(1, 0, 4), block(1, 2, 4), block(32768, 32768, 0),
-                            block(1, 1, 0), Bytes(7)}) {
-    // The exact size, so that a sanitizer sees the first byte too many.
-    Bytes data = pixel + tail;
-    data.shrink_to_fit();
-    const QomImageBlocks blocks = {QOM_IMAGE_BLOCKS, 0, static_cast<uint32_t>(data.size()),
-                                   data.data()};
-    QomImage image;
-    size_t offset = 0;
-    EXPECT_EQ(qom_image_blocks_next(&blocks, &header, &offset, &image), 1);
-    EXPECT_EQ(qom_image_blocks_next(&blocks, &header, &offset, &image), -1);
-    EXPECT_EQ(offset, pixel.size());
-    offset = SIZE_MAX;
-    EXPECT_EQ(qom_image_blocks_next(&blocks, &header, &offset, &image), 0);
   }
 }
 
