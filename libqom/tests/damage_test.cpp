@@ -100,20 +100,18 @@ TEST_F(Damage, AHeadComesBackFromWhereverACopyIs) {
   for (uint64_t i = 0; i < 9; ++i)
     append(writer, list(image(sample_header(), 20000 + i, 1024, 1024)));
   frames = close(writer);
-  whole = records();
-  const Bytes good = contents();
-  Bytes no_sector = good;
+  const size_t count = entries().size();
+  Bytes shorter = contents();
+  Bytes no_sector = shorter;
+  shorter.erase(shorter.begin() + 4);  // a line end was changed, and all positions are wrong
   std::fill_n(no_sector.begin(), 4096, 0);
   Bytes unfinished = no_sector;  // it has the copies that came with blocks of the index
   unfinished.resize(frames);
-  Bytes shorter = good;
-  shorter.erase(shorter.begin() + 4);  // a line end was changed, and all positions are wrong
-  for (const Bytes &bytes : {no_sector, unfinished, shorter}) {
+  for (const Bytes &bytes : {shorter, no_sector, unfinished}) {
     put(bytes);
     EXPECT_EQ(info().head_recovered, 1);
-    EXPECT_EQ(qom_reader_index_length(open().get()), whole.size());
+    EXPECT_EQ(entries().size(), count);
   }
-  EXPECT_EQ(records(), whole);
 }
 
 // The search for the next record reads the file in windows; a head may lie across two of them.

@@ -37,38 +37,23 @@ TEST_F(IndexTest, IsTheSameByEveryWayFinishedOrCut) {
   append_checkpoint(writer, 70000);
   append_positions(writer, 66000, 70000);  // more than one index part
   append_checkpoint(writer, 200000);
-  append_positions(writer, 10, 200000);
+  for (uint64_t i = 0; i < 12; ++i)  // blocks come after so many megabytes, too
+    append(writer, list(image(sample_header(), 200000 + i, 1024, 256)));
   const size_t size = close(writer);
   const std::string whole = same_index();
   EXPECT_EQ(info().state, QOM_STATE_FINISHED);
-  EXPECT_EQ(info().checkpoint_count, 2u);
   truncate(size);
   EXPECT_EQ(same_index(), whole);
   EXPECT_EQ(info().state, QOM_STATE_UNFINISHED);
-  for (const size_t cut : {10, 50, 5000, 40 * 4096, 2000000}) {
+  // What a way to the index reads is seen by damaging what it does not need.
+  Bytes bytes = contents();
+  bytes[static_cast<size_t>(entries()[0].position)] ^= 1;
+  put(bytes);
+  EXPECT_EQ(index_from(path, IndexSource::chain), whole);
+  EXPECT_NE(index_from(path, IndexSource::walk), whole);
+  for (const size_t cut : {10, 50, 5000, 2000000, 14000000}) {
     truncate(size - cut);
-    same_index();
-  }
-}
-
-// What a way to the index reads is seen by damaging what it does not need. Blocks come after
-// thousands of records and after megabytes.
-TEST_F(IndexTest, ComesFromTheChainWhereThereIsOne) {
-  for (const bool large : {false, true}) {
-    QomWriter *writer = create();
-    if (!large) append_positions(writer, 9000);
-    for (uint64_t i = 0; large && i < 12; ++i)
-      append(writer, list(image(sample_header(), 1000 + i, 1024, 256)));
-    const size_t size = close(writer);
-    const std::string whole = same_index();
-    Bytes bytes = contents();
-    bytes[static_cast<size_t>(entries()[0].position)] ^= 1;  // a walk loses the first record
-    put(bytes);
-    EXPECT_EQ(index_from(path, IndexSource::end_mark), whole);
-    EXPECT_EQ(index_from(path, IndexSource::chain), whole);
-    EXPECT_NE(index_from(path, IndexSource::walk), whole);
-    truncate(size);
-    EXPECT_EQ(index_from(path, IndexSource::end_mark), whole);
+    EXPECT_EQ(index_from(path, IndexSource::end_mark), index_from(path, IndexSource::chain));
   }
 }
 
@@ -159,33 +144,23 @@ TEST_F(IndexTest, GapsAreFoundWhereverTheyLieAndLiesArePassedOver) {
   mark(1, 1);
   recording.add(QOM_DEBUG);
   recording.add_index(qom::frame_index_block, {}, recording.entries);
-  mark(2, 20);
   mark(3, 2);                 // ends before it begins
   mark(3, QOM_MAX_TIME + 1);  // and this one never
   mark(3, 4, 31);
-  recording.add(QOM_DEBUG);
   forge::append(&recording.bytes, Bytes(50, 0xB3));
   mark(4, 40);
   for (const bool finished : {false, true}) {
     if (finished) recording.finish();
     put(recording.bytes);
-    EXPECT_EQ(records().size(), 2u);  // and the second reader finds the same gaps
+    EXPECT_EQ(records().size(), 1u);  // and the second reader finds the same gaps
     const Reader reader = open();
     size_t count = 0;
     const QomGap *gaps = qom_reader_gaps(reader.get(), &count);
-    ASSERT_EQ(count, 3u);
+    ASSERT_EQ(count, 2u);
     for (size_t i = 0; i < count; ++i) EXPECT_EQ(gaps[i].record, i);
     const auto kinds = scan();
-    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), QOM_SCAN_GAP), 3);
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), QOM_SCAN_GAP), 2);
   }
-}
-
-TEST_F(IndexTest, GapsThatCannotBeAreRefused) {
-  QomWriter *writer = create();
-  for (const QomGap &gap : {QomGap{6, 5, 0, 1, 0}, QomGap{5, 6, 0, 0, 0},
-                            QomGap{5, QOM_MAX_TIME + 1, 0, 1, 0}, QomGap{5, 6, INT64_MIN, 1, 0}})
-    EXPECT_EQ(qom_writer_gap(writer, &gap), -1);
-  close(writer);
 }
 
 // --- checkpoints -----------------------------------------------------------------------------
@@ -202,9 +177,9 @@ TEST_F(IndexTest, CheckpointsAreFoundInFinishedAndUnfinishedRecordings) {
   close(writer);
   for (const bool cut : {false, true}) {
     if (cut) truncate(size);
-    const Reader reader = open();
-    const char *expected[] = {"none", "none", "2-4", "2-4", "2-4", "2-4", "6-8", "6-8"};
-    for (size_t i = 0; i < 8; ++i) EXPECT_EQ(checkpoint_before(reader, i), expected[i]) << i;
+    std::string found;
+    for (size_t i = 0; i < 8; ++i) found += checkpoint_before(open(), i) + ' ';
+    EXPECT_EQ(found, "none none 2-4 2-4 2-4 2-4 6-8 6-8 ");
   }
   truncate(size - 1);  // the second one's mark is torn
   EXPECT_EQ(checkpoint_before(open(), 7), "2-4");
@@ -214,21 +189,18 @@ TEST_F(IndexTest, ACheckpointThatIsNotWholeIsRefusedAndItsRecordsStay) {
   QomWriter *writer = create();
   size_t written = 0;
   const auto record = [](char letter) {
-    if (letter == 's') return screen_change(1000, 8, 4);
-    if (letter == 'S') return screen_change(1000, 8, 5);
+    if (letter == 's' || letter == 'S') return screen_change(1000, 8, letter == 's' ? 4 : 5);
     if (letter == 't') return text_record(QOM_FOOTER_ITEM_IP, 1000, "ip");
     if (letter == 'p') return position(1000);
     Record plain = image(sample_header(), 1000, 8, letter == 'h' ? 3 : 4);  // half of the screen
-    if (letter == 'u') return plain;                                        // uncompressed
     as<QomImage>(plain).x = letter == 'x' ? 1 : 0;
     as<QomImage>(plain).y = letter == 'y' ? -1 : 0;
-    return compressed(plain);
+    return letter == 'u' ? std::move(plain) : compressed(plain);  // uncompressed
   };
   const auto attempt = [&](const std::string &run) {
     EXPECT_EQ(qom_writer_end_checkpoint(writer), -1) << "none is open";
     EXPECT_EQ(qom_writer_begin_checkpoint(writer), 0);
     EXPECT_EQ(qom_writer_begin_checkpoint(writer), -1);
-    EXPECT_EQ(errno, EINVAL);
     for (const char letter : run) append(writer, list(record(letter)));
     written += run.size();
     return qom_writer_end_checkpoint(writer) == 0;
