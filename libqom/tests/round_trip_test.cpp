@@ -83,24 +83,22 @@ TEST_F(RoundTrip, PackedBlocksComeBackWhateverTheirColours) {
 }
 
 TEST_F(RoundTrip, TheLargestValuesComeBack) {
-  std::vector<RgbValue> palette(65535, RgbValue{65535, 1, 2, 3});
+  constexpr uint16_t side = QOM_MAX_CURSOR_SIDE;
   QomHeader header = sample_header(PALETTE8, 8);
+  std::string text(QOM_MAX_TEXT, 't');
+  Bytes pixels(4 * side * side, 0xAB);
   header.timestamp = QOM_MAX_TIME;
   header.width = header.height = QOM_MAX_SIDE;
-  header.palette = palette.data();
-  header.palette_size = 65535;
-  std::string text(QOM_MAX_TEXT, 't');
+  header.palette = reinterpret_cast<RgbValue *>(pixels.data());
+  header.palette_size = UINT16_MAX;
   header.user = text.data();
-  header.tfn = text.data() + text.size();
   header.version = 1;
-  Bytes cursor(QOM_MAX_CURSOR_SIDE * QOM_MAX_CURSOR_SIDE * 4, 0xAB);
-  const auto none = [] { return keep(QomImageBlocks{QOM_IMAGE_BLOCKS, QOM_MAX_TIME, 0, nullptr}); };
-  const auto written = list(
-      image(header, QOM_MAX_TIME, QOM_MAX_SIDE, 1),
-      compressed(image(header, QOM_MAX_TIME, 1, QOM_MAX_SIDE)),
-      keep(QomCursorImage{QOM_CURSOR_IMAGE, QOM_MAX_TIME, 1024, 1024, 1, 1, 1024, 1024, 1,
-                          static_cast<uint32_t>(cursor.size()), cursor.data()}),
-      text_record(QOM_FOOTER_ITEM_SID, QOM_MAX_TIME, text.c_str()), none(), compressed(none()));
+  const auto written = list(image(header, QOM_MAX_TIME, QOM_MAX_SIDE, 1),
+                            compressed(image(header, QOM_MAX_TIME, 1, QOM_MAX_SIDE)),
+                            keep(QomCursorImage{QOM_CURSOR_IMAGE, QOM_MAX_TIME, side, side, 1, 1,
+                                                side, side, 1, 4 * side * side, pixels.data()}),
+                            text_record(QOM_FOOTER_ITEM_SID, QOM_MAX_TIME, text.c_str()),
+                            keep(QomImageBlocks{QOM_IMAGE_BLOCKS, QOM_MAX_TIME, 0, nullptr}));
   write(header, written);
   EXPECT_EQ(records(), describe_all(written));
   EXPECT_EQ(describe(qom_info_header(open().get())), describe(&header));

@@ -38,20 +38,17 @@ class Threat : public RecordingTest {
     uint8_t codec = qom::codec_stored;
   };
 
-  // Puts each lie between two good records. Nothing but the good ones may come back, with and
-  // without an index.
+  // Puts each lie between two good records, and nothing but those may come back.
   void expect_refused(const std::vector<Lie> &lies) {
-    for (const Lie &lie : lies)
-      for (const bool finish : {false, true}) {
-        Recording recording;
-        recording.add(QOM_DEBUG);
-        recording.add(lie.type, lie.payload, 0, lie.raw_length, lie.codec);
-        recording.add(QOM_DONE);
-        if (finish) recording.finish();
-        put(recording.bytes);
-        EXPECT_EQ(good_records(), (Texts{"QOM_DEBUG at 1000", "QOM_DONE at 1002"})) << lie.what;
-        EXPECT_EQ(scan()[1], QOM_SCAN_RECORD) << lie.what;
-      }
+    for (const Lie &lie : lies) {
+      Recording recording;
+      recording.add(QOM_DEBUG);
+      recording.add(lie.type, lie.payload, 0, lie.raw_length, lie.codec);
+      recording.add(QOM_DONE);
+      put(recording.bytes);
+      EXPECT_EQ(good_records(), (Texts{"QOM_DEBUG at 1000", "QOM_DONE at 1002"})) << lie.what;
+      EXPECT_EQ(scan()[1], QOM_SCAN_RECORD) << lie.what;
+    }
   }
 
   // The same file must still give these records, whatever its index says.
@@ -138,9 +135,8 @@ TEST_F(Threat, RecordsThatLieThroughout) {
 
 TEST_F(Threat, TimesNearTheEndOfTime) {
   Recording recording;
-  recording.add(QOM_DEBUG, {}, UINT64_MAX);
-  recording.add(QOM_DEBUG, {}, QOM_MAX_TIME + 1);
-  recording.add(QOM_DEBUG, {}, QOM_MAX_TIME);
+  for (const uint64_t time : {UINT64_MAX, QOM_MAX_TIME + 1, QOM_MAX_TIME})
+    recording.add(QOM_DEBUG, {}, time);
   for (const bool finished : {false, true}) {
     if (finished) recording.finish();
     put(recording.bytes);
@@ -217,8 +213,6 @@ TEST_F(Threat, ChainsThatLoopOrDoNotJoin) {
     long entries;
   } lies[] = {{"a good chain", true_one, 2, 2},
               {"itself", itself, 2, 2},
-              {"behind the file", UINT64_MAX, 2, 2},
-              {"a record", 84, 2, 2},
               {"overlapping numbers", true_one, 1, 2},
               {"numbers with a gap", true_one, 3, 1},
               {"no beginning", 0, 2, 2},
