@@ -35,7 +35,7 @@ done
 
 # All of it happens on a display of its own.
 if [ -z "${RECORD_BENCH_DISPLAY-}" ]; then
-    RECORD_BENCH_DISPLAY=own exec tests/xserver/with-xserver --screen 1920x1080 xvfb24 \
+    RECORD_BENCH_DISPLAY=own exec scripts/with-xserver --screen 1920x1080 xvfb24 \
         bench/record_bench.sh "${arguments[@]}"
 fi
 

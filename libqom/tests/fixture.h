@@ -64,6 +64,7 @@ Record position(uint64_t time, int16_t x = 0, int16_t y = 0);
 Record screen_change(uint64_t time, uint16_t width, uint16_t height);
 
 // An image or image blocks through the compressor, and back; none when it refuses.
+bool is_compressed(const Record &record);
 Record compressed(const Record &plain);
 Record uncompressed(const Record &packed);
 
@@ -104,6 +105,8 @@ class RecordingTest : public testing::Test {
   Texts records();
   std::vector<QomIndexEntry> entries();
   QomReaderInfo info();
+  // Those of records() that can be read.
+  Texts good_records();
   // Kind of everything that a scan finds.
   std::vector<QomScanKind> scan();
 

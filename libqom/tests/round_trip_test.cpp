@@ -1,10 +1,11 @@
 // What is appended is what is read back, and what cannot be is refused.
-#include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <random>
+#include <regex>
 #include <set>
+#include <sstream>
 
 #include "fixture.h"
 
@@ -39,93 +40,104 @@ TEST_F(RoundTrip, EveryRecordOfEveryFormatAndPaddingComesBackAsItWas) {
             (std::set<uint8_t>{qom::codec_zstd, qom::codec_zstd_left, qom::codec_zstd_packed}));
 }
 
-TEST_F(RoundTrip, TheHeaderComesBackWithItsPaletteAndTexts) {
-  std::vector<RgbValue> palette(65535, RgbValue{65535, 1, 2, 3});
-  QomHeader header = sample_header(PALETTE8, 0);
-  header.timestamp = QOM_MAX_TIME;
-  header.width = header.height = QOM_MAX_SIDE;
-  header.palette = palette.data();
-  header.palette_size = 65535;
-  std::string user(QOM_MAX_TEXT, 'u');
-  char empty[] = "";
-  header.user = user.data();
-  header.tfn = empty;
-  header.version = 200;
-  write(header, {});
-  header.version = 1;
-  EXPECT_EQ(describe(qom_info_header(open().get())), describe(&header));
+// What packed pixels mean must never change: each record is followed by its compressed form, as the
+// first version made it. The four have every codec of 32-bit pixels and every way to pack.
+TEST_F(RoundTrip, PixelsThatWereCompressedLongAgoComeBack) {
+  path = QOM_KEPT_RECORDING;
+  const Reader reader = open();
+  ASSERT_EQ(qom_reader_index_length(reader.get()), 8u);
+  for (size_t i = 0; i < 8; i += 2) {
+    const Record plain(qom_record_at_index(reader.get(), i));
+    const Record packed(qom_record_at_index(reader.get(), i + 1));
+    EXPECT_EQ(describe(uncompressed(packed).get()), describe(plain.get())) << i;
+    if (i != 2) continue;
+    std::swap(as<QomCompressedImage>(packed).width, as<QomCompressedImage>(packed).height);
+    EXPECT_FALSE(uncompressed(packed)) << "tiles of an image of another shape";
+  }
+}
+
+// Blocks of few colours, of many, and noise; each alone, and all together.
+TEST_F(RoundTrip, PackedBlocksComeBackWhateverTheirColours) {
+  std::mt19937 random{11};
+  for (int round = 0; round < 200; ++round) {
+    Bytes data;
+    for (size_t i = 0, count = 1 + random() % 40; i < count; ++i) {
+      const uint32_t kinds[] = {1, 2, 15, 16, 17, 40, 255, 256, 257, UINT32_MAX};
+      const uint32_t colours = kinds[random() % std::size(kinds)];
+      const auto width = static_cast<uint16_t>(1 + random() % 70);
+      const auto height = static_cast<uint16_t>(1 + random() % 50);
+      forge::append(&data, uint32_t{0});
+      forge::append(&data, width);
+      forge::append(&data, height);
+      for (int left = width * height; left > 0; --left)
+        forge::append(&data, static_cast<uint32_t>(random()) % colours * 0x10203);
+    }
+    const auto length = static_cast<uint32_t>(data.size());
+    const Record plain = keep(QomImageBlocks{QOM_IMAGE_BLOCKS, 0, length, data.data()});
+    const Record packed = compressed(plain);
+    ASSERT_TRUE(describe(uncompressed(packed).get()) == describe(plain.get())) << round;
+    auto &blocks = as<QomCompressedImageBlocks>(packed);
+    --blocks.compressed_length;
+    ASSERT_FALSE(uncompressed(packed)) << "cut off";
+  }
 }
 
 TEST_F(RoundTrip, TheLargestValuesComeBack) {
-  const QomHeader header = sample_header(PALETTE8, 8);
-  Bytes cursor(QOM_MAX_CURSOR_SIDE * QOM_MAX_CURSOR_SIDE * 4, 0xAB);
-  const std::string text(QOM_MAX_TEXT, 't');
-  const auto none = [] { return keep(QomImageBlocks{QOM_IMAGE_BLOCKS, QOM_MAX_TIME, 0, nullptr}); };
-  const auto written =
-      list(image(header, 1000, QOM_MAX_SIDE, 1), compressed(image(header, 1000, 1, QOM_MAX_SIDE)),
-           keep(QomCursorImage{QOM_CURSOR_IMAGE, 1000, 1024, 1024, 1, 1, 1024, 1024, 1,
-                               static_cast<uint32_t>(cursor.size()), cursor.data()}),
-           text_record(QOM_FOOTER_ITEM_SID, 1000, text.c_str()), none(), compressed(none()));
+  constexpr uint16_t side = QOM_MAX_CURSOR_SIDE;
+  QomHeader header = sample_header(PALETTE8, 8);
+  std::string text(QOM_MAX_TEXT, 't');
+  Bytes pixels(4 * side * side, 0xAB);
+  header.timestamp = QOM_MAX_TIME;
+  header.width = header.height = QOM_MAX_SIDE;
+  header.palette = reinterpret_cast<RgbValue *>(pixels.data());
+  header.palette_size = UINT16_MAX;
+  header.user = text.data();
+  header.version = 1;
+  const auto written = list(image(header, QOM_MAX_TIME, QOM_MAX_SIDE, 1),
+                            compressed(image(header, QOM_MAX_TIME, 1, QOM_MAX_SIDE)),
+                            keep(QomCursorImage{QOM_CURSOR_IMAGE, QOM_MAX_TIME, side, side, 1, 1,
+                                                side, side, 1, 4 * side * side, pixels.data()}),
+                            text_record(QOM_FOOTER_ITEM_SID, QOM_MAX_TIME, text.c_str()),
+                            keep(QomImageBlocks{QOM_IMAGE_BLOCKS, QOM_MAX_TIME, 0, nullptr}));
   write(header, written);
   EXPECT_EQ(records(), describe_all(written));
+  EXPECT_EQ(describe(qom_info_header(open().get())), describe(&header));
 }
 
 TEST_F(RoundTrip, ACopyOwnsEverything) {
-  for (const Record &record : every_record(sample_header())) {
-    Record copy(qom_record_dup(record.get()));
+  for (Record &record : every_record(sample_header())) {
     const std::string before = describe(record.get());
+    const Record copy(qom_record_dup(record.get()));
+    record.reset();
     EXPECT_EQ(describe(copy.get()), before);
-    const Record second(qom_record_dup(copy.get()));
-    copy.reset();
-    EXPECT_EQ(describe(second.get()), before);
   }
-  const QomRecord unknown = {QOM_TYPE_UNKNOWN, 0};
-  EXPECT_FALSE(qom_record_dup(&unknown));
-  EXPECT_FALSE(qom_record_dup(nullptr));
-  qom_record_free(nullptr);
 }
 
-TEST_F(RoundTrip, ADumpShowsTextsAndNoControlCharactersOfTheFile) {
-  const std::string long_text = std::string(199, 'x') + "\xC3\xA9!";
-  const std::pair<std::string, std::string> texts[] = {
-      {"\x1B]0;owned\a\"\\", R"("\x1b]0;owned\x07\"\\")"},
-      {"\xC3\xA9 \xE2\x82\xAC|\xFF|\xE2\x82|\xC2\x9B|\xE2\x80\xAE",
-       "\"\xC3\xA9 \xE2\x82\xAC|\\xff|\\xe2\\x82|\\xc2\\x9b|\\xe2\\x80\\xae\""},
-      {long_text, '"' + std::string(199, 'x') + "\" ..."}};  // cut between characters
-  for (const auto &[text, shown] : texts) {
-    testing::internal::CaptureStdout();
-    qom_record_dump(text_record(QOM_FOOTER_ITEM_APP, 1500001, text.c_str()).get());
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "1.500001 QOM_FOOTER_ITEM_APP\n    item " + shown + '\n');
-  }
+TEST_F(RoundTrip, ADumpShowsNoControlCharactersOfTheFile) {
   testing::internal::CaptureStdout();
-  for (const Record &record : every_record(sample_header())) qom_record_dump(record.get());
-  qom_record_dump(nullptr);
-  const std::string out = testing::internal::GetCapturedStdout();
-  EXPECT_NE(out.find("\xC3\xA9 \\x01 text"), std::string::npos) << out;
+  qom_record_dump(text_record(QOM_FOOTER_ITEM_APP, 1500001, "\x1B]0;\a\"\\\xC3\xA9|\xFF").get());
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "1.500001 QOM_FOOTER_ITEM_APP\n    item \"\\x1b]0;\\x07\\\"\\\\\xC3\xA9|\\xff\"\n");
 }
 
 // --- docs/format.md ---------------------------------------------------------------------------
 
-class Document : public RecordingTest {
- protected:
-  // The bytes of the example: lines of an offset, bytes in hexadecimal, and a remark.
-  static Bytes example() {
-    std::ifstream in(QOM_FORMAT_DOCUMENT);
-    EXPECT_TRUE(in) << QOM_FORMAT_DOCUMENT;
-    const auto digit = [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; };
-    Bytes bytes;
-    for (std::string line; std::getline(in, line);) {
-      if (line.size() < 9 || !std::all_of(line.begin(), line.begin() + 4, digit) ||
-          line.compare(4, 2, "  ") != 0)
-        continue;
-      EXPECT_EQ(std::stoul(line.substr(0, 4), nullptr, 16), bytes.size()) << line;
-      for (size_t at = 6; at + 2 < line.size() && digit(line[at]) && digit(line[at + 1]); at += 3)
-        bytes.push_back(static_cast<uint8_t>(std::stoul(line.substr(at, 2), nullptr, 16)));
+class Document : public RecordingTest {};
+
+// The bytes of the example: lines of an offset, bytes in hexadecimal, and a remark.
+Bytes example() {
+  std::ifstream in(QOM_FORMAT_DOCUMENT);
+  const std::regex layout("[0-9a-fA-F]{4}  (([0-9a-fA-F]{2} ?)+).*");
+  Bytes bytes;
+  std::smatch parts;
+  for (std::string line; std::getline(in, line);)
+    if (std::regex_match(line, parts, layout)) {
+      EXPECT_EQ(std::stoul(line, nullptr, 16), bytes.size()) << line;
+      std::istringstream numbers(parts[1]);
+      for (unsigned byte; numbers >> std::hex >> byte;) bytes.push_back(static_cast<uint8_t>(byte));
     }
-    return bytes;
-  }
-};
+  return bytes;
+}
 
 TEST_F(Document, TheExampleIsWhatTheLibraryWritesAndReads) {
   QomHeader header = sample_header(RGB565, 0);
@@ -139,9 +151,7 @@ TEST_F(Document, TheExampleIsWhatTheLibraryWritesAndReads) {
                             text_record(QOM_FOOTER_ITEM_HOST, 1000250, "desk"));
   write(header, written);
   EXPECT_EQ(contents(), example());
-  put(example());
   EXPECT_EQ(records(), describe_all(written));
-  EXPECT_EQ(info().state, QOM_STATE_FINISHED);
 }
 
 // --- refusals --------------------------------------------------------------------------------
@@ -154,24 +164,19 @@ class Refusal : public RecordingTest {
   void refuse(const QomHeader &header, const Record &good,
               std::initializer_list<void (*)(T &)> changes) {
     QomWriter *writer = create(header);
+    append(writer, list(position(2000)));
     size_t number = 0;
-    const auto expect_refusal = [&](const T &bad) {
-      errno = 0;
-      EXPECT_EQ(qom_writer_append(writer, &bad), -1) << number;
-      EXPECT_EQ(errno, EINVAL) << number;
-      EXPECT_STRNE(qom_reader_error(), "") << number++;
-    };
     for (const auto &change : changes) {
       T bad = as<T>(good);
       change(bad);
-      expect_refusal(bad);
+      errno = 0;
+      EXPECT_EQ(qom_writer_append(writer, &bad), -1) << number;
+      EXPECT_EQ(errno, EINVAL) << number++;
     }
-    EXPECT_EQ(qom_writer_append(writer, good.get()), 0) << qom_reader_error();
-    T earlier = as<T>(good);
-    --earlier.timestamp;
-    expect_refusal(earlier);
+    append(writer, list(keep(as<T>(good))));
     close(writer);
-    EXPECT_EQ(records(), Texts{describe(good.get())});
+    EXPECT_EQ(records().size(), 2u);
+    EXPECT_EQ(records().back(), describe(good.get()));
   }
 };
 
@@ -198,32 +203,25 @@ TEST_F(Refusal, RecordsThatDisagreeWithThemselvesOrTheRecording) {
   refuse<QomLastInput>(header, keep(QomLastInput{QOM_LAST_INPUT, 2000, nullptr, nullptr}),
                        {[](auto &i) { i.user = text.data(); }, [](auto &i) { i.tfn = text.data(); },
                         [](auto &i) { i.type = 17; }, [](auto &i) { i.type = QOM_TYPE_UNKNOWN; },
-                        [](auto &i) { i.type = 226; }, [](auto &i) { i.timestamp = 999; },
+                        [](auto &i) { i.type = 226; }, [](auto &i) { i.timestamp = 1999; },
                         [](auto &i) { i.timestamp = QOM_MAX_TIME + 1; }});
 }
 
 TEST_F(Refusal, FilesThatCannotBeBegun) {
-  void (*const changes[])(QomHeader &) = {
-      [](auto &h) { h.width = 0; }, [](auto &h) { h.palette_size = 1; },
-      [](auto &h) { h.pixel_format = static_cast<PixelFormat>(14); },
-      [](auto &h) { h.timestamp = QOM_MAX_TIME + 1; }};
-  for (const auto &change : changes) {
+  for (void (*const change)(QomHeader &) :
+       {+[](QomHeader &h) { h.width = 0; }, +[](QomHeader &h) { h.palette_size = 1; },
+        +[](QomHeader &h) { h.timestamp = QOM_MAX_TIME + 1; }}) {
     QomHeader bad = sample_header();
     change(bad);
     EXPECT_FALSE(qom_writer_create(path.c_str(), &bad));
     EXPECT_EQ(errno, EINVAL);
     EXPECT_FALSE(std::filesystem::exists(path));
   }
-  const QomHeader header = sample_header();
-  EXPECT_FALSE(qom_writer_create((folder + "/none/recording").c_str(), &header));
-  EXPECT_EQ(errno, ENOENT);
   put({'k', 'e', 'p', 't'});
+  const QomHeader header = sample_header();
   EXPECT_FALSE(qom_writer_create(path.c_str(), &header));
   EXPECT_EQ(errno, EEXIST);
   EXPECT_EQ(contents(), (Bytes{'k', 'e', 'p', 't'}));
-  const Record short_of_pixels = image(header, 0, 4, 4);
-  as<QomImage>(short_of_pixels).length -= 4;
-  EXPECT_FALSE(compressed(short_of_pixels));
 }
 
 }  // namespace
