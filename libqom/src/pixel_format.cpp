@@ -31,6 +31,8 @@ bool is_scanline_pad(uint8_t bits) {
 uint64_t stride(uint32_t width, unsigned bits_per_pixel, uint8_t scanline_pad) {
   const uint64_t pad = scanline_pad == 0 ? 8 : scanline_pad;
   const uint64_t bits = uint64_t{width} * bits_per_pixel;
+  // Dividing takes too long for millions of blocks.
+  if ((pad & (pad - 1)) == 0) return ((bits + pad - 1) & ~(pad - 1)) / 8;
   return (bits + pad - 1) / pad * pad / 8;
 }
 

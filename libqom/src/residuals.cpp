@@ -91,6 +91,9 @@ struct Neighbours {
 // From which spread on a pixel is of each kind.
 constexpr int least_spread[residual_kinds] = {0, 3, 14};
 
+// Pixels; rows and blocks may have few.
+constexpr size_t least_given_back = 4096;
+
 struct Size {
   uint32_t width;
   uint32_t height;
@@ -189,6 +192,7 @@ bool ResidualReader::open(ByteReader &packed, bool use_up) {
 }
 
 void ResidualReader::give_back() {
+  kept_ = 0;
   for (size_t kind = 0; kind < residual_kinds; ++kind)
     for (size_t plane = 0; plane < residual_planes; ++plane)
       used_up_[kind][plane].up_to(next_[kind] + plane * plane_bytes_);
@@ -208,7 +212,7 @@ bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *pixels, si
   const auto known = [](const uint8_t *at) { return from_bytes(load<uint32_t>(at)); };
   const auto put_back = [&] { next_[0] = calm, next_[1] = livelier, next_[2] = restless; };
   const auto begin_row = [&] {
-    if (!uses_up_) return;
+    if (!uses_up_ || (kept_ += width) < least_given_back) return;
     put_back();
     give_back();
   };

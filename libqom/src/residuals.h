@@ -55,6 +55,7 @@ class ResidualReader {
 
   size_t plane_bytes_ = 0;
   bool uses_up_ = false;
+  size_t kept_ = 0;  // pixels that were read since memory was last given back
   UsedUp used_up_[residual_kinds][residual_planes];
   const uint8_t *next_[residual_kinds];  // in the first plane
   const uint8_t *end_[residual_kinds];

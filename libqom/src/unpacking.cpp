@@ -16,10 +16,19 @@ struct Target {
   size_t stride;
 };
 
-// The colours of a group, also two at a time: what a byte of few colours stands for.
+// The colours of a group, also two at a time: what a byte of few colours stands for. One for all
+// groups, of which there may be millions: what a group sets must not cost more than its own bytes.
 struct Colours {
   uint32_t one[most_many] = {};
   uint64_t two[256];
+  size_t count = 0;
+
+  void set(const uint8_t *stored, size_t stored_count) {
+    if (stored_count < count)
+      std::memset(one + stored_count, 0, (count - stored_count) * sizeof *one);
+    std::memcpy(one, stored, stored_count * sizeof *one);
+    count = stored_count;
+  }
 
   void pair() {
     for (size_t byte = 0; byte < 256; ++byte)
@@ -34,7 +43,30 @@ struct Source {
   UsedUp groups;  // whole ones
   UsedUp pixels;  // of the group that is being read; what is in front of them is still needed
   ResidualReader residual_reader;
+  Colours colours;
 };
+
+// Below, looking up single colours takes less time than pairing them.
+constexpr uint64_t least_paired = 256;
+
+bool is_worth_pairing(const uint8_t *heads, size_t count) {
+  uint64_t pixels = 0;
+  for (size_t i = 0; i < count && pixels < least_paired; ++i)
+    pixels += load<BlockHead>(heads + sizeof(BlockHead) * i).pixels();
+  return pixels >= least_paired;
+}
+
+bool unpack_few_single(Source &packed, const Colours &colours, BlockHead block, Target to) {
+  const size_t row_bytes = (size_t{block.width} + 1) / 2;
+  const uint8_t *from = packed.bytes.take(row_bytes * block.height);
+  if (!from) return false;
+  for (unsigned y = 0; y < block.height; ++y, from += row_bytes, to.pixels += to.stride) {
+    packed.pixels.up_to(from);
+    for (size_t x = 0; x < block.width; ++x)
+      std::memcpy(to.pixels + 4 * x, &colours.one[from[x / 2] >> (x % 2 * 4) & 15], 4);
+  }
+  return true;
+}
 
 bool unpack_few(Source &packed, const Colours &colours, BlockHead block, Target to) {
   const size_t row_bytes = (size_t{block.width} + 1) / 2;
@@ -70,20 +102,22 @@ bool unpack_group(Source &packed, Place place) {
   const auto count = packed.bytes.get<uint16_t>();
   const uint8_t *heads = packed.bytes.take(sizeof(BlockHead) * count);
   if (!heads || count == 0) return false;
-  Colours colours;
+  Colours &colours = packed.colours;
   if (method != residuals) {
     const uint8_t *stored = packed.bytes.take(4 * colour_count);
     if (!stored) return false;
-    std::memcpy(colours.one, stored, 4 * colour_count);
+    colours.set(stored, colour_count);
   }
-  if (method == few_colours) colours.pair();
+  const bool paired = method == few_colours && is_worth_pairing(heads, count);
+  if (paired) colours.pair();
   if (packed.uses_up) packed.pixels.start(packed.bytes.next());
   for (size_t i = 0; i < count; ++i) {
     const auto block = load<BlockHead>(heads + sizeof(BlockHead) * i);
     const Target to = place(block);
     if (!to.pixels) return false;
     const bool unpacked =
-        method == few_colours    ? unpack_few(packed, colours, block, to)
+        paired                   ? unpack_few(packed, colours, block, to)
+        : method == few_colours  ? unpack_few_single(packed, colours, block, to)
         : method == many_colours ? unpack_many(packed, colours, block, to)
         : method == residuals
             ? packed.residual_reader.unpack(block.width, block.height, to.pixels, to.stride)
@@ -98,7 +132,7 @@ template <typename Place>
 bool unpack_groups(const uint8_t *packed, size_t packed_length, size_t unpacked_length,
                    Place place) {
   const bool use_up = packed_length + unpacked_length > QOM_MAX_DATA;
-  Source source = {{packed, packed_length}, use_up, {}, {}, {}};
+  Source source = {{packed, packed_length}, use_up, {}, {}, {}, {}};
   if (!source.residual_reader.open(source.bytes, use_up)) return false;
   if (use_up) source.groups.start(source.bytes.next());
   while (source.bytes.left() > 0) {

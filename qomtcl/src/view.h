@@ -182,12 +182,14 @@ struct upload {
 
 /* How far the frame state has come, beside current_frame; owned by playback/stepping. */
 struct progress {
-  size_t next;     /* record with which a move goes on that paused within the frame
-                      current_frame; 0 with `offset` 0: no record of that frame is applied */
-  size_t offset;   /* bytes of the blocks of that record that are merged already */
-  size_t texts;    /* the footer texts are those before this record already, and earlier
-                      records leave them alone; 0: they are as far as the picture */
-  size_t furthest; /* the last frame reached so far */
+  size_t next;         /* record with which a move goes on that paused within the frame
+                          current_frame; 0 with `offset` 0: no record of that frame is applied */
+  size_t offset;       /* bytes of the blocks of that record that are merged already */
+  size_t texts;        /* the footer texts are those before this record already, and earlier
+                          records leave them alone; 0: they are as far as the picture */
+  size_t furthest;     /* the last frame reached so far */
+  bool to_first_image; /* frame 0 is shown as soon as the first full image is applied as well:
+                          the records up to it are those of that frame */
 };
 
 /* What a move does at a record that cannot be read or applied; owned by

@@ -111,11 +111,24 @@ void masks_check([[maybe_unused]] const XImage *to) {
   assert(to->blue_mask == bm);
 }
 
+/* In int, so that no sum wraps; what remains after clipping fits the rectangle. */
+inline XRectangle intersection(const QomImage *from, const XImage *to) {
+  const int right = from->x + from->width;
+  const int bottom = from->y + from->height;
+  if (right < 0 || from->x > to->width || bottom < 0 || from->y > to->height) return {};
+  const int left = std::max<int>(from->x, 0);
+  const int top = std::max<int>(from->y, 0);
+  const int width = std::max(std::min(right, to->width) - left, 0);
+  const int height = std::max(std::min(bottom, to->height) - top, 0);
+  return {static_cast<short>(left), static_cast<short>(top), static_cast<unsigned short>(width),
+          static_cast<unsigned short>(height)};
+}
+
 template <PixelFormat source_format, PixelFormat target_format>
 void merge(const QomImage *from, XImage *to) {
   assert(from != 0);
   assert(to != 0);
-  const XRectangle clip = rectangle_from_image_intersection(from, to);
+  const XRectangle clip = intersection(from, to);
   /* Functions that keep the width of the pixel also serve the reversed channel orders. */
   if constexpr (layouts[source_format].bits_per_pixel != layouts[target_format].bits_per_pixel)
     masks_check<target_format>(to);
@@ -131,17 +144,8 @@ bool reaches_past(const QomImage *from, const XImage *to) {
 
 }  // namespace
 
-/* In int, so that no sum wraps; what remains after clipping fits the rectangle. */
 XRectangle rectangle_from_image_intersection(const QomImage *from, const XImage *to) {
-  const int right = from->x + from->width;
-  const int bottom = from->y + from->height;
-  if (right < 0 || from->x > to->width || bottom < 0 || from->y > to->height) return {};
-  const int left = std::max<int>(from->x, 0);
-  const int top = std::max<int>(from->y, 0);
-  const int width = std::max(std::min(right, to->width) - left, 0);
-  const int height = std::max(std::min(bottom, to->height) - top, 0);
-  return {static_cast<short>(left), static_cast<short>(top), static_cast<unsigned short>(width),
-          static_cast<unsigned short>(height)};
+  return intersection(from, to);
 }
 
 // clang-format off
@@ -165,6 +169,11 @@ void merge_xRGB8888_into_xBGR8888(const QomImage *from, XImage *to) { merge<xRGB
 void merge_RGBx8888_into_xRGB8888(const QomImage *from, XImage *to) { merge<RGBx8888, xRGB8888>(from, to); }
 void merge_RGBx8888_into_xBGR8888(const QomImage *from, XImage *to) { merge<RGBx8888, xBGR8888>(from, to); }
 // clang-format on
+
+MergeFunction merge_without_report(MergeFunction merge_function) {
+  return merge_function == merge_xRGB8888_into_xRGB8888 ? merge<xRGB8888, xRGB8888>
+                                                        : merge_function;
+}
 
 void merge_xRGB8888_into_xRGB8888(const QomImage *from, XImage *to) {
   assert(from != 0);

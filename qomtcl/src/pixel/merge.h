@@ -65,6 +65,9 @@ void merge_xBGR8888_into_BGR565(const QomImage *from, XImage *to);
 /* Also writes the record with qom_record_dump() when it reaches past the right or lower
    edge of the frame image: a recording should not hold such a rectangle. */
 void merge_xRGB8888_into_xRGB8888(const QomImage *from, XImage *to);
+/* The function that does the same as a merge function and writes nothing: a record may hold
+   millions of rectangles. */
+MergeFunction merge_without_report(MergeFunction merge_function);
 void merge_xRGB8888_into_xBGR8888(const QomImage *from, XImage *to);
 void merge_RGBx8888_into_xRGB8888(const QomImage *from, XImage *to);
 void merge_RGBx8888_into_xBGR8888(const QomImage *from, XImage *to);

@@ -4,6 +4,7 @@
 #include "handles.h"
 #include "playback/footer.h"
 #include "playback/keyframe.h"
+#include "playback/navigation.h"
 #include "playback/record_process.h"
 #include "recording/reader.h"
 #include "recording/timeline.h"
@@ -11,6 +12,7 @@
 namespace {
 
 struct Search {
+  Round round;
   bool done = false;         /* a first image was applied */
   bool failed = false;       /* the view cannot be made */
   size_t nitems = 0;         /* footer items met */
@@ -67,28 +69,31 @@ bool first_image_apply(QomView *view, const QomCompressedImage *compressed) {
   return true;
 }
 
-bool first_image_blocks_apply(QomView *view, const QomCompressedImageBlocks *compressed) {
-  const RecordHandle<QomImageBlocks> blocks(qom_image_blocks_uncompress(compressed));
-  return blocks && image_blocks_merge(view, blocks.get()) == 0;
-}
-
+/* Offers the first key frame. What takes long, millions of blocks or the key frame of a large
+   picture, is left to a move to frame 0. */
 void first_image_settle(QomView *view, Search *search, size_t index, bool applied) {
   search->done = applied;
   search->failed = !applied;
-  if (applied) view->index_of_first_frame = index;
+  if (!applied) return;
+  view->index_of_first_frame = index;
+  const bool merged = view->progress.offset == 0;
+  if (merged && !search->round.is_long()) return cache_update(view, view->entries[index].timestamp);
+  view->progress.next = merged ? index + 1 : index;
+  view->progress.to_first_image = true;
+  going_start(view, 0);
 }
 
 void first_image_setup(QomView *view, Search *search, size_t index, const QomRecord *record) {
   const auto *compressed = reinterpret_cast<const QomCompressedImage *>(record);
   first_image_settle(view, search, index, first_image_apply(view, compressed));
-  cache_update(view, record->timestamp);
 }
 
 void first_image_blocks_setup(QomView *view, Search *search, size_t index,
                               const QomRecord *record) {
   const auto *compressed = reinterpret_cast<const QomCompressedImageBlocks *>(record);
-  first_image_settle(view, search, index, first_image_blocks_apply(view, compressed));
-  cache_update(view, record->timestamp);
+  const bool applied =
+      blocks_record_process(view, compressed, &search->round, &view->progress.offset);
+  first_image_settle(view, search, index, applied);
 }
 
 void recording_has_ended(QomView *view, Search *search) {

@@ -87,11 +87,6 @@ bool picture_from_beginning(QomView *view) {
   return true;
 }
 
-/* The first step starts at record 0, so that only frame 0 needs the first image itself. */
-bool first_image_apply(QomView *view) {
-  return !has_first_image(view) || consume_records(view, 0, view->index_of_first_frame + 1) == 0;
-}
-
 /* -- checkpoints -- */
 
 /*
@@ -178,7 +173,9 @@ bool start_anew(QomView *view, const Start &start, const ToldReplay &told, size_
                       : !picture_from_beginning(view))
     return false;
   told_replay_follow(view, told, start.index);
-  return start.key_frame || to > 0 || first_image_apply(view);
+  /* The first step starts at record 0, so that only frame 0 needs the first image itself. */
+  view->progress.to_first_image = !start.key_frame && to == 0 && has_first_image(view);
+  return true;
 }
 
 /* After a checkpoint that could not be applied, which has cost the current state: the texts with

@@ -68,8 +68,12 @@ int go_to_frame(QomView *view, size_t target) {
   const size_t from = view->current_frame;
   trace(view, "-- %s: current=%zu to=%zu\n", "go_to_frame", from, to);
   const Round round;
-  if (!start_from_known_state(view, to)) return kMoveError;
-  const int code = go_on_from_to(view, view->current_frame, to, round);
+  /* On the way to the first image the view's place is none to start from to elsewhere. */
+  if (view->progress.to_first_image && to > 0) place_set(view, 0, 0);
+  if (!view->progress.to_first_image && !start_from_known_state(view, to)) return kMoveError;
+  const int code = view->progress.to_first_image
+                       ? go_to_first_image(view, round)
+                       : go_on_from_to(view, view->current_frame, to, round);
   /* The known state itself may have been the end. */
   if (code == kMoveReached && from != to && last_frame_is_reached(view)) return kMoveAtEnd;
   return code;

@@ -17,9 +17,15 @@ namespace {
 constexpr int kApplied = 0;
 constexpr int kFailed = 1;
 
-/* So many that merging them takes longer than what a pause costs, which is to uncompress the
-   record once more. */
-constexpr size_t kBlocksPerLook = 1 << 16;
+/* Rows of pixels, long ones counted by their length, between looks at the clock. */
+constexpr size_t kRowsPerLook = 1 << 16;
+constexpr size_t kPixelsOfRow = 64;
+
+/* Milliseconds that a round merges at least: a pause costs to uncompress the record once more. */
+constexpr double kShortestMerge = 50;
+
+/* Of a record, before those that reach beyond the frame are no longer reported. */
+constexpr size_t kReportedBlocks = 1 << 10;
 
 template <typename Typed>
 const Typed *as(const QomRecord *record) {
@@ -28,22 +34,18 @@ const Typed *as(const QomRecord *record) {
 
 /* The rectangle as merge functions know it: they take the row length from the width, so
    everything that describes the record stays zero. */
-QomImage image_from_block(const QomImage &block) {
-  QomImage image{};
-  image.type = QOM_IMAGE;
-  image.x = block.x;
-  image.y = block.y;
-  image.width = block.width;
-  image.height = block.height;
-  image.data = block.data;
-  return image;
+void image_become_block(QomImage *image, const QomImage &block) {
+  image->x = block.x;
+  image->y = block.y;
+  image->width = block.width;
+  image->height = block.height;
+  image->data = block.data;
 }
 
-void pixels_merge(QomView *view, const QomImage *image) {
-  /* Another view may have been made since; with its padding the rows of this recording would be
-     read past their end. */
+/* Another view may have been made since; with its padding the rows of this recording would be
+   read past their end. */
+void scanline_pad_use(const QomView *view) {
   scanline_pad = view->header->scanline_pad;
-  view->merge(image, view->ximage);
 }
 
 void damage_add(QomView *view, XRectangle rectangle) {
@@ -64,7 +66,7 @@ class BlocksDamage {
 
   void add(XRectangle block) {
     if (++count_ <= kSingle) return damage_add(view_, block);
-    const Box box = box_from_rectangle(block);
+    const Box box{block.x, block.y, block.x + block.width, block.y + block.height};
     rest_ = count_ == kSingle + 1 ? box
                                   : Box{std::min(rest_.x1, box.x1), std::min(rest_.y1, box.y1),
                                         std::max(rest_.x2, box.x2), std::max(rest_.y2, box.y2)};
@@ -81,17 +83,26 @@ class BlocksDamage {
 int blocks_merge(QomView *view, const QomImageBlocks *blocks, const Round *round, size_t *offset) {
   BlocksDamage damage(view);
   QomImage block{};
+  QomImage image{};
+  image.type = QOM_IMAGE;
+  scanline_pad_use(view);
+  MergeFunction merge = view->merge;
+  const Round merging;
+  size_t rows = 0; /* since the last look */
   for (size_t count = 1;; ++count) {
     const int found = qom_image_blocks_next(blocks, view->header, offset, &block);
     if (found <= 0) {
       *offset = 0;
       return found == 0 ? kApplied : kFailed;
     }
-    const QomImage image = image_from_block(block);
-    pixels_merge(view, &image);
+    image_become_block(&image, block);
+    merge(&image, view->ximage);
+    if (count == kReportedBlocks) merge = merge_without_report(merge);
     damage.add({image.x, image.y, image.width, image.height});
-    if (round && count % kBlocksPerLook == 0 && *offset < blocks->length && round->is_long())
-      return kApplied;
+    rows += image.height + size_t{image.width} * image.height / kPixelsOfRow;
+    if (rows < kRowsPerLook || !round || *offset == blocks->length) continue;
+    rows = 0;
+    if (round->is_long() && merging.milliseconds() > kShortestMerge) return kApplied;
   }
 }
 
@@ -190,7 +201,8 @@ void image_merge(QomView *view, const QomImage *img) {
   assert(view != 0 && "view should not be NULL");
   assert(img != 0 && "img should not be NULL");
   assert((img != 0 && (((QomRecord *)img)->type) == QOM_IMAGE) && "img should be a QomImage");
-  pixels_merge(view, img);
+  scanline_pad_use(view);
+  view->merge(img, view->ximage);
   damage_add(view, {img->x, img->y, img->width, img->height});
 }
 

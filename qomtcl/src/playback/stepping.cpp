@@ -93,7 +93,7 @@ int go_on_from_to(QomView *view, size_t from, size_t to, const Round &round) {
   assert(from <= to && "always going forward");
   trace(view, "-- %s: from=%zu to=%zu\n", "go_from_to", from, to);
   const Tcl_Time deadline = go_from_to_timeout();
-  if (from != view->current_frame) place_set(view, from, 0);
+  if (from != view->current_frame || view->progress.to_first_image) place_set(view, from, 0);
   size_t last = index_of_frame(view, from);
   for (size_t f = from; f < to; ++f) {
     const bool resumed = is_within_frame(view);
@@ -118,6 +118,15 @@ int go_on_from_to(QomView *view, size_t from, size_t to, const Round &round) {
   return kMoveReached;
 }
 
+int go_to_first_image(QomView *view, const Round &round) {
+  view->progress.to_first_image = true;
+  const size_t last = view->index_of_first_frame + 1;
+  const RunResult result = frame_apply(view, next_record(view), last, round);
+  if (result == RunResult::paused) return timeout(view, kMoveReached);
+  place_set(view, 0, 0);
+  return result == RunResult::failed ? kMoveError : kMoveReached;
+}
+
 bool is_within_frame(const QomView *view) {
   return view->progress.next != 0 || view->progress.offset != 0;
 }
@@ -130,6 +139,7 @@ void place_set(QomView *view, size_t frame, size_t next) {
   view->current_frame = frame;
   view->progress.next = next;
   view->progress.offset = 0;
+  view->progress.to_first_image = false;
 }
 
 int go_to_next_frame(QomView *view) {

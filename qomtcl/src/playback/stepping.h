@@ -26,6 +26,13 @@ int go_from_to(QomView *view, size_t from, size_t to);
 /* The same in a round that has begun earlier. */
 int go_on_from_to(QomView *view, size_t from, size_t to, const Round &round);
 
+/*
+ * Shows frame 0, whose picture is the first full image: applies the records from the view's own
+ * place up to it. Pauses like the above, then with progress.to_first_image on; a later call goes
+ * on. When it has ended the view's place is the beginning of frame 0.
+ */
+int go_to_first_image(QomView *view, const Round &round);
+
 /* True while some records of the frame current_frame are applied, and not all. */
 bool is_within_frame(const QomView *view);
 
