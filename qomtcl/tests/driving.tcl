@@ -13,13 +13,13 @@ namespace eval driving {
     variable at {}      ;# clock readings, milliseconds, one for each
 
     # A recording of a size, which lines of its header may precede, and of these records:
-    #   at MICROSECONDS                     time of the following records, from the start
-    #   image|plain|garbage X Y W H SEED    an image of pixels drawn from SEED; plain is not
-    #                                       compressed, and garbage does not decompress
-    #   blocks|overrun {X Y W H SEED}...    compressed blocks; overrun ends within the last one
+    #   at MICROSECONDS                time of the following records, from the start
+    #   image|plain|garbage X Y W H S  pixels drawn from a seed, or `rgb:RR/GG/BB`; plain is not
+    #                                  compressed, and garbage, of which there is one, is broken
+    #   blocks {X Y W H SEED}...       compressed blocks
     #   cursor W H X Y XHOT YHOT SEED, position X Y, screen W H
     #   app|appfmt|host|ip|sid|tid ?TEXT?, input USER TFN, done
-    #   begin, end                          marks the records between them as a checkpoint
+    #   begin, end                     marks the records between them as a checkpoint
     proc record {size args} {
         variable file
         write $file $size $args
@@ -37,15 +37,16 @@ namespace eval driving {
         lappend lines {*}[lrange $size 0 end-2] "screen [join [lrange $size end-1 end] x]"
         if {![string match *format* $size]} {lappend lines "format xRGB8888"}
         set time 1700000000
-        set spoilt {}
+        set broken 0
         foreach record $records {
             lassign $record kind a b c d e f g
-            if {$kind in {garbage overrun}} {dict set spoilt [expr {[llength $lines] + 1}] ""}
+            set pixels "${c}x$d $a,$b [expr {[string match rgb* $e] ? "fill" : "random"}] $e"
             switch $kind {
                 at {set time [format %d.%06d [expr {1700000000 + $a / 1000000}] [expr {$a % 1000000}]]}
-                plain {lappend lines "image $time ${c}x$d $a,$b random $e"}
-                image - garbage {lappend lines "compressed-image $time ${c}x$d $a,$b random $e"}
-                blocks - overrun {
+                plain {lappend lines "image $time $pixels"}
+                image {lappend lines "compressed-image $time $pixels"}
+                garbage {set broken [llength [lappend lines "compressed-image $time $pixels"]]}
+                blocks {
                     lappend lines "compressed-image-blocks $time"
                     foreach block [lrange $record 1 end] {
                         lassign $block a b c d e
@@ -66,7 +67,7 @@ namespace eval driving {
             }
         }
         file delete $path
-        qomtest::record $path [join $lines \n] $spoilt
+        qomtest::record $path [join $lines \n] $broken
     }
     # A view of the recording, displayed. What creation applies is its first record.
     proc show {{geometry ""} args} {
@@ -78,7 +79,6 @@ namespace eval driving {
         pack .v -side left -fill both -expand 1
         wm geometry . $geometry
         map
-        forget
     }
     # Records for so many frames, with a change exactly where each begins.
     proc frames count {
@@ -96,6 +96,7 @@ namespace eval driving {
         wm deiconify .
         tkwait visibility .v
         qomtest::settle
+        forget
     }
     proc done {} {
         destroy {*}[winfo children .]

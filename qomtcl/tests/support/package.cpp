@@ -1,8 +1,6 @@
 /* The entry point of qomtest, and its small commands. */
 
-#include <map>
-#include <string>
-
+#include "widget/package.h"
 #include "display/pipeline.h"
 #include "handles.h"
 #include "playback/record_process.h"
@@ -10,12 +8,10 @@
 #include "recording/timeline.h"
 #include "support.h"
 #include "widget/instance.h"
-#include "widget/package.h"
 
 namespace {
 
 int apply_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
-  if (objc < 2) return TCL_ERROR;
   QomView *view = view_of(interp, objv[1]);
   if (!view) return TCL_ERROR;
   Tcl_Obj *results = Tcl_NewListObj(0, nullptr);
@@ -42,23 +38,15 @@ int settle_command(ClientData, Tcl_Interp *interp, int, Tcl_Obj *const[]) {
   return TCL_OK;
 }
 
-int state_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
-  const QomView *view = objc == 3 ? view_of(interp, objv[1]) : nullptr;
+int shared_command(ClientData, Tcl_Interp *interp, int, Tcl_Obj *const objv[]) {
+  const QomView *view = view_of(interp, objv[1]);
   if (!view) return TCL_ERROR;
-  const std::map<std::string, Tcl_WideInt> fields = {
-      {"index_of_first_frame", view->index_of_first_frame},
-      {"redraw_pending", view->redraw_pending},
-      {"notice_pending", view->first_notice != nullptr},
-      {"shared", view->ximage->obdata != nullptr},
-      {"red_mask", view->ximage->red_mask},
-      {"green_mask", view->ximage->green_mask},
-      {"blue_mask", view->ximage->blue_mask}};
-  Tcl_SetObjResult(interp, Tcl_NewWideIntObj(fields.at(Tcl_GetString(objv[2]))));
+  Tcl_SetObjResult(interp, Tcl_NewBooleanObj(view->ximage->obdata != nullptr));
   return TCL_OK;
 }
 
-int first_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
-  const QomView *view = objc == 3 ? view_of(interp, objv[1]) : nullptr;
+int first_command(ClientData, Tcl_Interp *interp, int, Tcl_Obj *const objv[]) {
+  const QomView *view = view_of(interp, objv[1]);
   int frame = 0;
   if (!view || Tcl_GetIntFromObj(interp, objv[2], &frame) != TCL_OK) return TCL_ERROR;
   const size_t index = index_of_frame(view, static_cast<size_t>(frame));
@@ -66,10 +54,10 @@ int first_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[
   return TCL_OK;
 }
 
-int ceiling_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
-  QomView *view = objc == 3 ? view_of(interp, objv[1]) : nullptr;
-  Tcl_WideInt ceiling = 0;
-  if (!view || Tcl_GetWideIntFromObj(interp, objv[2], &ceiling) != TCL_OK) return TCL_ERROR;
+int ceiling_command(ClientData, Tcl_Interp *interp, int, Tcl_Obj *const objv[]) {
+  QomView *view = view_of(interp, objv[1]);
+  int ceiling = 0;
+  if (!view || Tcl_GetIntFromObj(interp, objv[2], &ceiling) != TCL_OK) return TCL_ERROR;
   view->cache.ceiling = static_cast<size_t>(ceiling);
   Tcl_SetObjResult(interp, Tcl_ObjPrintf("%lu %lu", static_cast<unsigned long>(view->cache.size),
                                          static_cast<unsigned long>(view->cache.bytes)));
@@ -93,7 +81,7 @@ extern "C" __attribute__((visibility("default"))) int Qomtest_Init(Tcl_Interp *i
     Tcl_ObjCmdProc *procedure;
   } commands[] = {{"::qomtest::record", record_command}, {"::qomtest::check", check_command},
                   {"::qomtest::fault", fault_command},   {"::qomtest::apply", apply_command},
-                  {"::qomtest::settle", settle_command}, {"::qomtest::state", state_command},
+                  {"::qomtest::settle", settle_command}, {"::qomtest::shared", shared_command},
                   {"::qomtest::first", first_command},   {"::qomtest::clock", clock_command},
                   {"::qomtest::hurry", hurry_command},   {"::qomtest::ceiling", ceiling_command}};
   Tcl_CreateNamespace(interp, "::qomtest", nullptr, nullptr);

@@ -1,9 +1,9 @@
 /*
  * support.h - the package qomtest: the view built once more, with commands that tests need.
  *
- *   qomtest::record FILE TEXT SPOILT
- *       writes a recording from its text form (docs/text.md). The keys of the dictionary SPOILT
- *       are lines of records, compressed images or blocks, whose data is made to be broken
+ *   qomtest::record FILE TEXT LINE
+ *       writes a recording from its text form (docs/text.md); the compressed image that the line
+ *       holds is made to be broken
  *   qomtest::apply PATH INDEX...  applies records to a view and asks for a display; a list of
  *                                 0 and 1 for each
  *   qomtest::check PATH FILE INDEXES ?-uncapped?
@@ -11,7 +11,7 @@
  *       computed from those records of FILE; the empty text, or what differs
  *   qomtest::first PATH FRAME     index of the first record that the step from a frame applies
  *   qomtest::settle               returns when no event is left in the process or on its way
- *   qomtest::state PATH FIELD     a field of the view record
+ *   qomtest::shared PATH          whether the picture lies in shared memory
  *   qomtest::ceiling PATH BYTES   from now on the key frames thin themselves out beyond that; the
  *                                 number of key frames and their bytes
  *   qomtest::clock N              every reading of Tcl's clock puts it N milliseconds ahead;
