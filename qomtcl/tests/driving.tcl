@@ -110,14 +110,6 @@ namespace eval driving {
 
     # -- the window --
 
-    proc mode on {
-        .v configure -scaling $on
-        qomtest::settle
-    }
-    proc resize geometry {
-        wm geometry . $geometry
-        qomtest::settle
-    }
     # Covers a part of the screen while a script runs.
     proc cover {x y width height {script {}}} {
         toplevel .cover
