@@ -174,6 +174,12 @@ namespace eval driving {
         }
     }
 
+    # -- random choices --
+
+    proc below n {expr {int(rand() * $n)}}
+    proc pick args {lindex $args [below [llength $args]]}
+    namespace export below pick
+
     # -- what fails, and what is left --
 
     # Message and error code of a command that fails.

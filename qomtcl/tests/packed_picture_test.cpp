@@ -23,10 +23,10 @@ struct Picture {
     result.data = pixels.data();
     return result;
   }
-  // Random values below `shades` in all rows from height / `from` on.
-  void noise(int from, unsigned shades) {
+  // Random values below `shades` from the row `top` on.
+  void noise(int top, unsigned shades) {
     std::mt19937 random(shades);
-    for (int y = size.height / from; y < size.height; ++y)
+    for (int y = top; y < size.height; ++y)
       for (size_t i = 0; i < stride - 12; ++i)
         pixels[static_cast<size_t>(y) * stride + i] = static_cast<uint8_t>(random() % shades);
   }
@@ -55,8 +55,8 @@ TEST(PackedPicture, UnpacksWhatWasPacked) {
        {std::pair{1, 1}, {255, 127}, {256, 128}, {257, 129}, {301, 100}, {700, 300}})
     for (const int bytes : {1, 2, 4}) {
       Picture mixed(width, height, bytes);
-      mixed.noise(3, 2);    // compresses well
-      mixed.noise(2, 256);  // does not compress
+      mixed.noise(height / 3, 2);    // compresses well
+      mixed.noise(height / 2, 256);  // does not compress
       Picture almost_one_colour(width, height, bytes);
       almost_one_colour.pixels[almost_one_colour.pixels.size() - 13] ^= 1;
       for (Picture &picture : {std::ref(mixed), std::ref(almost_one_colour)}) {
@@ -70,7 +70,7 @@ TEST(PackedPicture, UnpacksWhatWasPacked) {
 
 TEST(PackedPicture, SharesUnchangedTilesAndOutlivesThePictureBefore) {
   Picture first(1920, 1080, 4);
-  first.noise(1, 256);
+  first.noise(0, 256);
   Packed packed_first(picture_pack(first.rows(), nullptr, nullptr));
   Picture second = first;
   second.pixels[500 * second.stride + 4000] ^= 1;

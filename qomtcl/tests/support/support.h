@@ -9,11 +9,12 @@
  *   qomtest::check PATH FILE INDEXES ?-uncapped?
  *       compares all of the view's window, read back from the server, with a picture
  *       computed from those records of FILE; the empty text, or what differs
- *   qomtest::first PATH FRAME     index of the first record that the step from a frame applies
  *   qomtest::settle               returns when no event is left in the process or on its way
- *   qomtest::shared PATH          whether the picture lies in shared memory
- *   qomtest::ceiling PATH BYTES   from now on the key frames thin themselves out beyond that; the
- *                                 number of key frames and their bytes
+ *   qomtest::ask PATH shared 0    whether the picture lies in shared memory
+ *   qomtest::ask PATH first N     index of the first record that the step from frame N applies
+ *   qomtest::ask PATH ceiling N   number of key frames, which from now on thin themselves out
+ *                                 beyond so many bytes
+ *   qomtest::ask PATH bytes 0     what the key frames take
  *   qomtest::clock N              every reading of Tcl's clock puts it N milliseconds ahead;
  *                                 0 puts it right; only for moves and settle, not for vwait
  *   qomtest::hurry N              every reading of the monotonic clock puts it N milliseconds
