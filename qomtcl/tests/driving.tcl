@@ -176,9 +176,37 @@ namespace eval driving {
 
     # -- random choices --
 
-    proc below n {expr {int(rand() * $n)}}
-    proc pick args {lindex $args [below [llength $args]]}
-    namespace export below pick
+    # Takes sums as well.
+    proc random {from to} {expr "$from + int(rand() * ($to - ($from) + 1))"}
+    proc pick args {lindex $args [random 0 [llength $args]-1]}
+    namespace export random pick
+    # Often at or beyond an edge of a frame, or of the cursor.
+    proc place {width height} {
+        lmap side [list $width $height] {
+            pick [random -60 $side+60] [random -60 $side+60] [random 0 $side] [random -12 12] \
+                [random $side-12 $side+12]
+        }
+    }
+    proc rectangle {width height} {
+        list {*}[place $width $height] [random 1 $width/2] [random 1 $height/2] [random 1 999]
+    }
+    # A record that changes what is seen of a frame of about this size.
+    proc change {width height} {
+        switch [random 0 10] {
+            0 {list screen [random 20 $width*4/3] [random 20 $height*4/3]}
+            1 {list [pick image plain] {*}[rectangle $width $height]}
+            2 - 3 {list blocks [rectangle 40 40] [rectangle $width/2 $height/2]}
+            4 - 5 {
+                set w [pick [random 1 48] [random 1 48] 16 400]
+                set h [pick [random 1 48] [random 1 48] 16 300]
+                list cursor $w $h {*}[place $width $height] [random 0 $w] [random 0 $h] [random 1 99]
+            }
+            default {
+                set place [place $width $height]
+                list position {*}[pick $place $place $place {75 -32768} {32767 32}]
+            }
+        }
+    }
 
     # -- what fails, and what is left --
 
