@@ -101,7 +101,7 @@ namespace eval driving {
     proc done {} {
         destroy {*}[winfo children .]
         wm geometry . {}
-        foreach fault {shm attach region calloc gc pixmap} {qomtest::fault $fault 0}
+        foreach fault {attach region calloc gc pixmap} {qomtest::fault $fault 0}
         qomtest::clock 0
         qomtest::hurry 0
         qomtest::settle
@@ -229,13 +229,4 @@ namespace eval driving {
         return [list [winfo children .] [info commands .?*] $open $segments]
     }
     variable nothing {{} {} 0 0}
-
-    # An interpreter of its own that has the test package.
-    proc child {} {
-        set child [interp create]
-        $child eval [list set auto_path $::auto_path]
-        $child eval {package require qomtest}
-        $child eval [list set file $driving::file]
-        return $child
-    }
 }

@@ -199,23 +199,20 @@ Picture window_expected(const QomView *view, const Replay &replay, double larges
   return window;
 }
 
-/* The first pixel that differs and how many do; the empty text when none does. */
+/* The first pixel that differs; the empty text when none does. */
 Tcl_Obj *difference(const Picture &expected, XImage *window) {
   const unsigned long bits = window->red_mask | window->green_mask | window->blue_mask;
   const auto bytes = static_cast<size_t>(window->bits_per_pixel) / 8;
-  int count = 0;
-  Tcl_Obj *first = Tcl_NewObj();
   for (int y = 0; y < window->height; ++y)
     for (int x = 0; x < window->width; ++x) {
       unsigned long pixel = 0;
       memcpy(&pixel, expected.row(y) + bytes * static_cast<size_t>(x), bytes);
       const unsigned long shown = XGetPixel(window, x, y);
-      if (((shown ^ pixel) & bits) != 0 && ++count == 1)
-        Tcl_AppendPrintfToObj(first, "pixel %d,%d of %dx%d is %lx instead of %lx", x, y,
-                              window->width, window->height, shown & bits, pixel & bits);
+      if (((shown ^ pixel) & bits) != 0)
+        return Tcl_ObjPrintf("pixel %d,%d of %dx%d is %lx instead of %lx", x, y, window->width,
+                             window->height, shown & bits, pixel & bits);
     }
-  if (count > 0) Tcl_AppendPrintfToObj(first, ", %d differ", count);
-  return first;
+  return Tcl_NewObj();
 }
 
 /* At natural size the window stays inside the frame as far as the frame fills it, and a display
