@@ -192,11 +192,11 @@ namespace eval driving {
     }
     # A record that changes what is seen of a frame of about this size.
     proc change {width height} {
-        switch [random 0 10] {
-            0 {list screen [random 20 $width*4/3] [random 20 $height*4/3]}
-            1 {list [pick image plain] {*}[rectangle $width $height]}
-            2 - 3 {list blocks [rectangle 40 40] [rectangle $width/2 $height/2]}
-            4 - 5 {
+        switch [random 0 11] {
+            0 - 1 {list screen [random 20 $width*4/3] [random 20 $height*4/3]}
+            2 {list [pick image plain] {*}[rectangle $width $height]}
+            3 - 4 {list blocks [rectangle 40 40] [rectangle $width/2 $height/2]}
+            5 - 6 {
                 set w [pick [random 1 48] [random 1 48] 16 400]
                 set h [pick [random 1 48] [random 1 48] 16 300]
                 list cursor $w $h {*}[place $width $height] [random 0 $w] [random 0 $h] [random 1 99]

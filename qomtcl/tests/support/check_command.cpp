@@ -227,15 +227,12 @@ Tcl_Obj *wrong_with(const QomView *view, const Replay &replay, double largest, X
   return difference(window_expected(view, replay, largest, window->width, window->height), window);
 }
 
-struct ReaderDeleter {
-  void operator()(QomReader *reader) const { qom_reader_close(reader); }
-};
-
 }  // namespace
 
 int check_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
   const QomView *view = view_of(interp, objv[1]);
-  const std::unique_ptr<QomReader, ReaderDeleter> reader(qom_reader_open(Tcl_GetString(objv[2])));
+  const std::unique_ptr<QomReader, decltype(&qom_reader_close)> reader(
+      qom_reader_open(Tcl_GetString(objv[2])), qom_reader_close);
   Tcl_Obj **indexes = nullptr;
   int count = 0;
   if (!view || !reader || Tcl_ListObjGetElements(interp, objv[3], &count, &indexes) != TCL_OK)

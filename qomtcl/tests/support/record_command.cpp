@@ -14,13 +14,6 @@ namespace {
 
 using qomtool::TextParser;
 
-struct FileCloser {
-  void operator()(FILE *file) const { fclose(file); }
-};
-struct WriterCloser {
-  void operator()(QomWriter *writer) const { qom_writer_close(writer); }
-};
-
 /* A copy of a compressed image that does not decompress. */
 RecordHandle<QomCompressedImage> spoilt(const QomRecord *record) {
   RecordHandle<QomCompressedImage> image(
@@ -40,7 +33,8 @@ bool write(QomWriter *writer, TextParser::Item item, const QomRecord *record, bo
 /* Throws for a mistake in the text. */
 bool record(const char *path, FILE *text, unsigned long spoilt_line) {
   TextParser parser(text);
-  const std::unique_ptr<QomWriter, WriterCloser> writer(qom_writer_create(path, &parser.header()));
+  const std::unique_ptr<QomWriter, decltype(&qom_writer_close)> writer(
+      qom_writer_create(path, &parser.header()), qom_writer_close);
   bool written = writer != nullptr;
   for (auto item = parser.next(); written && item != TextParser::Item::end; item = parser.next())
     written = write(writer.get(), item, parser.record(), parser.line() == spoilt_line);
@@ -54,7 +48,8 @@ int record_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv
   int line = 0;
   if (objc != 4 || Tcl_GetIntFromObj(interp, objv[3], &line) != TCL_OK) return TCL_ERROR;
   char *words = Tcl_GetStringFromObj(objv[2], &length);
-  const std::unique_ptr<FILE, FileCloser> text(fmemopen(words, static_cast<size_t>(length), "r"));
+  const std::unique_ptr<FILE, decltype(&fclose)> text(
+      fmemopen(words, static_cast<size_t>(length), "r"), fclose);
   try {
     if (record(Tcl_GetString(objv[1]), text.get(), static_cast<unsigned long>(line))) return TCL_OK;
     Tcl_SetObjResult(interp, Tcl_NewStringObj(qom_reader_error(), -1));
