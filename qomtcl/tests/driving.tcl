@@ -13,13 +13,13 @@ namespace eval driving {
     variable at {}      ;# clock readings, milliseconds, one for each
 
     # A recording of a size, which lines of its header may precede, and of these records:
-    #   at MICROSECONDS                     time of the following records, from the start
-    #   image|plain|garbage X Y W H SEED    an image of pixels drawn from SEED; plain is not
-    #                                       compressed, and garbage does not decompress
-    #   blocks|overrun {X Y W H SEED}...    compressed blocks; overrun ends within the last one
+    #   at MICROSECONDS                time of the following records, from the start
+    #   image|plain|garbage X Y W H S  pixels drawn from a seed, or `rgb:RR/GG/BB`; plain is not
+    #                                  compressed, and garbage, of which there is one, is broken
+    #   blocks {X Y W H SEED}...       compressed blocks
     #   cursor W H X Y XHOT YHOT SEED, position X Y, screen W H
     #   app|appfmt|host|ip|sid|tid ?TEXT?, input USER TFN, done
-    #   begin, end                          marks the records between them as a checkpoint
+    #   begin, end                     marks the records between them as a checkpoint
     proc record {size args} {
         variable file
         write $file $size $args
@@ -37,15 +37,16 @@ namespace eval driving {
         lappend lines {*}[lrange $size 0 end-2] "screen [join [lrange $size end-1 end] x]"
         if {![string match *format* $size]} {lappend lines "format xRGB8888"}
         set time 1700000000
-        set spoilt {}
+        set broken 0
         foreach record $records {
             lassign $record kind a b c d e f g
-            if {$kind in {garbage overrun}} {dict set spoilt [expr {[llength $lines] + 1}] ""}
+            set pixels "${c}x$d $a,$b [expr {[string match rgb* $e] ? "fill" : "random"}] $e"
             switch $kind {
                 at {set time [format %d.%06d [expr {1700000000 + $a / 1000000}] [expr {$a % 1000000}]]}
-                plain {lappend lines "image $time ${c}x$d $a,$b random $e"}
-                image - garbage {lappend lines "compressed-image $time ${c}x$d $a,$b random $e"}
-                blocks - overrun {
+                plain {lappend lines "image $time $pixels"}
+                image {lappend lines "compressed-image $time $pixels"}
+                garbage {set broken [llength [lappend lines "compressed-image $time $pixels"]]}
+                blocks {
                     lappend lines "compressed-image-blocks $time"
                     foreach block [lrange $record 1 end] {
                         lassign $block a b c d e
@@ -66,7 +67,7 @@ namespace eval driving {
             }
         }
         file delete $path
-        qomtest::record $path [join $lines \n] $spoilt
+        qomtest::record $path [join $lines \n] $broken
     }
     # A view of the recording, displayed. What creation applies is its first record.
     proc show {{geometry ""} args} {
@@ -78,7 +79,6 @@ namespace eval driving {
         pack .v -side left -fill both -expand 1
         wm geometry . $geometry
         map
-        forget
     }
     # Records for so many frames, with a change exactly where each begins.
     proc frames count {
@@ -96,11 +96,12 @@ namespace eval driving {
         wm deiconify .
         tkwait visibility .v
         qomtest::settle
+        forget
     }
     proc done {} {
         destroy {*}[winfo children .]
         wm geometry . {}
-        foreach fault {shm attach region calloc gc pixmap} {qomtest::fault $fault 0}
+        foreach fault {attach region calloc gc pixmap} {qomtest::fault $fault 0}
         qomtest::clock 0
         qomtest::hurry 0
         qomtest::settle
@@ -109,14 +110,6 @@ namespace eval driving {
 
     # -- the window --
 
-    proc mode on {
-        .v configure -scaling $on
-        qomtest::settle
-    }
-    proc resize geometry {
-        wm geometry . $geometry
-        qomtest::settle
-    }
     # Covers a part of the screen while a script runs.
     proc cover {x y width height {script {}}} {
         toplevel .cover
@@ -181,6 +174,40 @@ namespace eval driving {
         }
     }
 
+    # -- random choices --
+
+    # Takes sums as well.
+    proc random {from to} {expr "$from + int(rand() * ($to - ($from) + 1))"}
+    proc pick args {lindex $args [random 0 [llength $args]-1]}
+    namespace export random pick
+    # Often at or beyond an edge of a frame, or of the cursor.
+    proc place {width height} {
+        lmap side [list $width $height] {
+            pick [random -60 $side+60] [random -60 $side+60] [random 0 $side] [random -12 12] \
+                [random $side-12 $side+12]
+        }
+    }
+    proc rectangle {width height} {
+        list {*}[place $width $height] [random 1 $width/2] [random 1 $height/2] [random 1 999]
+    }
+    # A record that changes what is seen of a frame of about this size.
+    proc change {width height} {
+        switch [random 0 11] {
+            0 - 1 {list screen [random 20 $width*4/3] [random 20 $height*4/3]}
+            2 {list [pick image plain] {*}[rectangle $width $height]}
+            3 - 4 {list blocks [rectangle 40 40] [rectangle $width/2 $height/2]}
+            5 - 6 {
+                set w [pick [random 1 48] [random 1 48] 16 400]
+                set h [pick [random 1 48] [random 1 48] 16 300]
+                list cursor $w $h {*}[place $width $height] [random 0 $w] [random 0 $h] [random 1 99]
+            }
+            default {
+                set place [place $width $height]
+                list position {*}[pick $place $place $place {75 -32768} {32767 32}]
+            }
+        }
+    }
+
     # -- what fails, and what is left --
 
     # Message and error code of a command that fails.
@@ -202,13 +229,4 @@ namespace eval driving {
         return [list [winfo children .] [info commands .?*] $open $segments]
     }
     variable nothing {{} {} 0 0}
-
-    # An interpreter of its own that has the test package.
-    proc child {} {
-        set child [interp create]
-        $child eval [list set auto_path $::auto_path]
-        $child eval {package require qomtest}
-        $child eval [list set file $driving::file]
-        return $child
-    }
 }

@@ -8,12 +8,14 @@ wm withdraw .
 namespace eval program {
     variable program ""
     variable patience 30000   ;# milliseconds until a test gives up waiting
-    namespace export start stop ask until at_frame key events point colour record wait_for launch window_named run_command
+    namespace export start stop ask until at_frame key events point colour record wait_for \
+        run_command window_named
 }
 
 # Makes a recording from the lines of a text.
 proc program::record {name lines} {
-    set text [tcltest::makeFile [join [list "qom-text 1" "start 2026-03-02T08:30:00Z" {*}$lines] \n] $name.txt]
+    set lines [list "qom-text 1" "start 2026-03-02T08:30:00Z" {*}$lines]
+    set text [tcltest::makeFile [join $lines \n] $name.txt]
     set recording [file join [tcltest::temporaryDirectory] $name.qom]
     file delete $recording
     exec $::env(QOM) make $text $recording 2>@1
@@ -67,10 +69,8 @@ proc program::wait_for {what script} {
     }
 }
 
-# Starts the program as a process of its own and returns a channel to what it says.
-proc program::launch {args} {run_command $::env(QOMPLAY) {*}$args}
-
-# The same for a command line that ends in the program's.
+# Starts the program as a process of its own, by a command line that ends in the program's, and
+# returns a channel to what it says.
 proc program::run_command {args} {
     # The server may not have noticed yet that the process before is gone.
     wait_for "the last window to go" {catch {events search --onlyvisible --name "qomplay$"}}
@@ -89,11 +89,8 @@ proc program::at_frame {frame} {
     until "\[dict get \$qomplay::window::shown frame\] == $frame && \[qomplay::seeking::target\] < 0"
 }
 
-# Sends real events.
-proc program::events {args} {plain xdotool {*}$args}
-
-# Runs a program as it is, also where this process runs with a sanitizer loaded into it.
-proc program::plain {args} {exec env -u LD_PRELOAD {*}$args}
+# Sends real events, by a program as it is, also where a sanitizer is loaded into this process.
+proc program::events {args} {exec env -u LD_PRELOAD xdotool {*}$args}
 
 proc program::key {args} {
     foreach name $args {events key $name}
@@ -114,7 +111,7 @@ proc program::point {widget {fx 0.5} {fy 0.5}} {
 # The colour on the screen in a widget, red, green and blue.
 proc program::colour {widget {fx 0.5} {fy 0.5}} {
     lassign [place $widget $fx $fy] x y
-    set pixel [plain import -silent -window root -crop 1x1+$x+$y -depth 8 txt:-]
+    set pixel [exec env -u LD_PRELOAD import -silent -window root -crop 1x1+$x+$y -depth 8 txt:-]
     if {![regexp {\((\d+),(\d+),(\d+)} $pixel - red green blue]} {error "no pixel in $pixel"}
     return [list $red $green $blue]
 }

@@ -7,19 +7,15 @@
 
 namespace {
 
-struct Clock {
-  Tcl_GetTimeProc *get = nullptr; /* the real one; none before the first use */
-  Tcl_ScaleTimeProc *scale = nullptr;
-  int step = 0;   /* milliseconds that every reading adds */
-  long ahead = 0; /* milliseconds, of the real time */
-};
-Clock the_clock;
+Tcl_GetTimeProc *real_time = nullptr; /* none before the first use */
+int step = 0;                         /* milliseconds that every reading adds */
+long ahead = 0;                       /* milliseconds, of the real time */
 
 void time_read(Tcl_Time *time, ClientData data) {
-  the_clock.get(time, data);
-  the_clock.ahead += the_clock.step;
-  time->usec += the_clock.ahead % 1000 * 1000;
-  time->sec += the_clock.ahead / 1000 + time->usec / 1000000;
+  real_time(time, data);
+  ahead += step;
+  time->usec += ahead % 1000 * 1000;
+  time->sec += ahead / 1000 + time->usec / 1000000;
   time->usec %= 1000000;
 }
 
@@ -42,11 +38,11 @@ int hurry_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[
 }
 
 int clock_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
-  if (objc != 2 || Tcl_GetIntFromObj(interp, objv[1], &the_clock.step) != TCL_OK) return TCL_ERROR;
-  if (the_clock.step == 0) the_clock.ahead = 0;
-  if (the_clock.get) return TCL_OK;
-  ClientData data = nullptr;
-  Tcl_QueryTimeProc(&the_clock.get, &the_clock.scale, &data);
-  Tcl_SetTimeProc(time_read, the_clock.scale, data);
+  if (objc != 2 || Tcl_GetIntFromObj(interp, objv[1], &step) != TCL_OK) return TCL_ERROR;
+  if (step == 0) ahead = 0;
+  if (real_time) return TCL_OK;
+  Tcl_ScaleTimeProc *scale = nullptr;
+  Tcl_QueryTimeProc(&real_time, &scale, nullptr);
+  Tcl_SetTimeProc(time_read, scale, nullptr);
   return TCL_OK;
 }

@@ -16,8 +16,8 @@
 namespace {
 
 /* The call that fails, counted from 1; 0 none, -1 all. */
-std::map<std::string, int> countdowns = {{"shm", 0},    {"attach", 0}, {"region", 0},
-                                         {"calloc", 0}, {"gc", 0},     {"pixmap", 0}};
+std::map<std::string, int> countdowns = {
+    {"attach", 0}, {"region", 0}, {"calloc", 0}, {"gc", 0}, {"pixmap", 0}};
 
 bool fails(const char *name) {
   int &countdown = countdowns.at(name);
@@ -44,11 +44,6 @@ constexpr size_t kImageSized = 4096; /* bytes; smaller allocations are left alon
 }  // namespace
 
 extern "C" {
-Bool __real_XShmQueryExtension(Display *);
-Bool __wrap_XShmQueryExtension(Display *display) {
-  return fails("shm") ? False : __real_XShmQueryExtension(display);
-}
-
 /* A server that refuses the segment answers with an X error. */
 Status __real_XShmAttach(Display *, XShmSegmentInfo *);
 Status __wrap_XShmAttach(Display *display, XShmSegmentInfo *segment) {

@@ -1,7 +1,7 @@
 /* The entry point of qomtest, and its small commands. */
 
-#include <map>
 #include <string>
+#include <utility>
 
 #include "display/pipeline.h"
 #include "handles.h"
@@ -15,7 +15,6 @@
 namespace {
 
 int apply_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
-  if (objc < 2) return TCL_ERROR;
   QomView *view = view_of(interp, objv[1]);
   if (!view) return TCL_ERROR;
   Tcl_Obj *results = Tcl_NewListObj(0, nullptr);
@@ -42,37 +41,19 @@ int settle_command(ClientData, Tcl_Interp *interp, int, Tcl_Obj *const[]) {
   return TCL_OK;
 }
 
-int state_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
-  const QomView *view = objc == 3 ? view_of(interp, objv[1]) : nullptr;
-  if (!view) return TCL_ERROR;
-  const std::map<std::string, Tcl_WideInt> fields = {
-      {"index_of_first_frame", view->index_of_first_frame},
-      {"redraw_pending", view->redraw_pending},
-      {"notice_pending", view->first_notice != nullptr},
-      {"shared", view->ximage->obdata != nullptr},
-      {"red_mask", view->ximage->red_mask},
-      {"green_mask", view->ximage->green_mask},
-      {"blue_mask", view->ximage->blue_mask}};
-  Tcl_SetObjResult(interp, Tcl_NewWideIntObj(fields.at(Tcl_GetString(objv[2]))));
-  return TCL_OK;
-}
-
-int first_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
-  const QomView *view = objc == 3 ? view_of(interp, objv[1]) : nullptr;
-  int frame = 0;
-  if (!view || Tcl_GetIntFromObj(interp, objv[2], &frame) != TCL_OK) return TCL_ERROR;
-  const size_t index = index_of_frame(view, static_cast<size_t>(frame));
-  Tcl_SetObjResult(interp, Tcl_NewWideIntObj(static_cast<Tcl_WideInt>(index)));
-  return TCL_OK;
-}
-
-int ceiling_command(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) {
-  QomView *view = objc == 3 ? view_of(interp, objv[1]) : nullptr;
-  Tcl_WideInt ceiling = 0;
-  if (!view || Tcl_GetWideIntFromObj(interp, objv[2], &ceiling) != TCL_OK) return TCL_ERROR;
-  view->cache.ceiling = static_cast<size_t>(ceiling);
-  Tcl_SetObjResult(interp, Tcl_ObjPrintf("%lu %lu", static_cast<unsigned long>(view->cache.size),
-                                         static_cast<unsigned long>(view->cache.bytes)));
+/* Whether the picture lies in shared memory, the first record of a frame's step, the key frames. */
+int ask_command(ClientData, Tcl_Interp *interp, int, Tcl_Obj *const objv[]) {
+  QomView *view = view_of(interp, objv[1]);
+  Tcl_WideInt number = 0;
+  if (!view || Tcl_GetWideIntFromObj(interp, objv[3], &number) != TCL_OK) return TCL_ERROR;
+  const std::string what = Tcl_GetString(objv[2]);
+  const auto value = static_cast<size_t>(number);
+  if (what == "ceiling") view->cache.ceiling = value;
+  const size_t answer = what == "shared"  ? view->ximage->obdata != nullptr
+                        : what == "first" ? index_of_frame(view, value)
+                        : what == "bytes" ? view->cache.bytes
+                                          : view->cache.size;
+  Tcl_SetObjResult(interp, Tcl_NewWideIntObj(static_cast<Tcl_WideInt>(answer)));
   return TCL_OK;
 }
 
@@ -88,16 +69,13 @@ QomView *view_of(Tcl_Interp *interp, Tcl_Obj *path) {
 
 extern "C" __attribute__((visibility("default"))) int Qomtest_Init(Tcl_Interp *interp) {
   if (Qomtcl_Init(interp) != TCL_OK) return TCL_ERROR;
-  const struct {
-    const char *name;
-    Tcl_ObjCmdProc *procedure;
-  } commands[] = {{"::qomtest::record", record_command}, {"::qomtest::check", check_command},
-                  {"::qomtest::fault", fault_command},   {"::qomtest::apply", apply_command},
-                  {"::qomtest::settle", settle_command}, {"::qomtest::state", state_command},
-                  {"::qomtest::first", first_command},   {"::qomtest::clock", clock_command},
-                  {"::qomtest::hurry", hurry_command},   {"::qomtest::ceiling", ceiling_command}};
+  const std::pair<const char *, Tcl_ObjCmdProc *> commands[] = {
+      {"::qomtest::record", record_command}, {"::qomtest::check", check_command},
+      {"::qomtest::fault", fault_command},   {"::qomtest::apply", apply_command},
+      {"::qomtest::settle", settle_command}, {"::qomtest::ask", ask_command},
+      {"::qomtest::clock", clock_command},   {"::qomtest::hurry", hurry_command}};
   Tcl_CreateNamespace(interp, "::qomtest", nullptr, nullptr);
-  for (const auto &command : commands)
-    Tcl_CreateObjCommand(interp, command.name, command.procedure, nullptr, nullptr);
+  for (const auto &[name, procedure] : commands)
+    Tcl_CreateObjCommand(interp, name, procedure, nullptr, nullptr);
   return Tcl_PkgProvide(interp, "qomtest", "1.0");
 }

@@ -1,19 +1,20 @@
 /*
  * support.h - the package qomtest: the view built once more, with commands that tests need.
  *
- *   qomtest::record FILE TEXT SPOILT
- *       writes a recording from its text form (docs/text.md). The keys of the dictionary SPOILT
- *       are lines of records, compressed images or blocks, whose data is made to be broken
+ *   qomtest::record FILE TEXT LINE
+ *       writes a recording from its text form (docs/text.md); the compressed image that the line
+ *       holds is made to be broken
  *   qomtest::apply PATH INDEX...  applies records to a view and asks for a display; a list of
  *                                 0 and 1 for each
  *   qomtest::check PATH FILE INDEXES ?-uncapped?
  *       compares all of the view's window, read back from the server, with a picture
  *       computed from those records of FILE; the empty text, or what differs
- *   qomtest::first PATH FRAME     index of the first record that the step from a frame applies
  *   qomtest::settle               returns when no event is left in the process or on its way
- *   qomtest::state PATH FIELD     a field of the view record
- *   qomtest::ceiling PATH BYTES   from now on the key frames thin themselves out beyond that; the
- *                                 number of key frames and their bytes
+ *   qomtest::ask PATH shared 0    whether the picture lies in shared memory
+ *   qomtest::ask PATH first N     index of the first record that the step from frame N applies
+ *   qomtest::ask PATH ceiling N   number of key frames, which from now on thin themselves out
+ *                                 beyond so many bytes
+ *   qomtest::ask PATH bytes 0     what the key frames take
  *   qomtest::clock N              every reading of Tcl's clock puts it N milliseconds ahead;
  *                                 0 puts it right; only for moves and settle, not for vwait
  *   qomtest::hurry N              every reading of the monotonic clock puts it N milliseconds
