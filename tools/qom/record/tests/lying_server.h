@@ -3,25 +3,27 @@
 #define QOM_RECORD_TESTS_LYING_SERVER_H
 
 #include <array>
+#include <atomic>
 #include <cstdint>
-#include <cstring>
 #include <functional>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "forge.h"
 
 // The first two bytes of a request: the major opcode, and an extension's minor one.
 using Request = std::array<uint8_t, 2>;
 
 // A reply on its way, or the description of the server at the beginning (of no request).
 struct Answer {
-  Request request;             // what was asked
-  std::vector<uint8_t> bytes;  // its length field stands for itself: it may be cut
-  bool last = false;           // nothing is told after it
+  Request request;     // what was asked
+  forge::Bytes bytes;  // its length field stands for itself: it may be cut
+  bool last = false;   // nothing is told after it
 
   template <class Integer>
   void put(size_t at, Integer value) {
-    std::memcpy(bytes.data() + at, &value, sizeof value);
+    forge::put(&bytes, at, value);
   }
 };
 
@@ -39,22 +41,22 @@ class LyingServer {
 
  private:
   void run();
+  bool introduce();
   bool pass_on_requests();
   bool pass_on_answers();
+  bool pass_on_answer(Request request, size_t size, bool truly);
 
   std::string name_;
   std::function<void(Answer &)> lie_;
   int listener_;
   int server_;
   int client_ = -1;
-  int released_[2];
-  std::vector<uint8_t> asked_;    // not looked at yet
-  std::vector<uint8_t> answers_;  // not passed on yet
+  forge::Bytes asked_;    // not looked at yet
+  forge::Bytes answers_;  // not passed on yet
   uint16_t sequence_ = 0;
   std::vector<Request> requests_;  // by sequence number
-  bool introduced_ = false;        // whether the program has begun the conversation
-  bool described_ = false;         // whether the server has answered that
   bool silent_ = false;
+  std::atomic<bool> released_ = false;
   std::thread thread_;
 };
 
