@@ -1,6 +1,5 @@
 // An X server of a test's own, and a client of it.
-#ifndef QOM_RECORD_TESTS_DISPLAY_H
-#define QOM_RECORD_TESTS_DISPLAY_H
+#pragma once
 
 #include <xcb/xcb.h>
 
@@ -59,5 +58,3 @@ class Display {
   xcb_gcontext_t gc_ = 0;
   uint32_t random_ = 1;
 };
-
-#endif

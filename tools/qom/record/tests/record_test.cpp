@@ -2,18 +2,15 @@
 // there.
 #include <signal.h>
 #include <sys/resource.h>
-#include <xcb/shm.h>
 #include <xcb/xfixes.h>
 #include <xcb/xtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <thread>
 
 #include "display.h"
-#include "lying_server.h"
 #include "program.h"
 #include "replay.h"
 #include "reply.h"
@@ -37,25 +34,20 @@ class Recording : public qomtool::ProgramTest {
                                      "0", "-rfbunixpath", file("vnc")});
     }
     display_ = std::make_unique<Display>(command);
-    address_ = display_->name();
   }
 
-  // What is recorded from now on speaks to the display through a server that lies.
-  std::unique_ptr<LyingServer> lie(const std::function<void(Answer &)> &lie) {
-    auto server = std::make_unique<LyingServer>(display_->name(), lie);
-    address_ = server->name();
-    return server;
-  }
-
-  uint8_t opcode_of(xcb_extension_t &extension) const {
-    return xcb_get_extension_data(display_->connection(), &extension)->major_opcode;
+  // What goes wrong around the recorder; to be called in its process.
+  static void preload(const char *trouble) {
+    setenv("LD_PRELOAD", QOM_TROUBLE, 1);
+    setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
+    setenv("TROUBLE", trouble, 1);
   }
 
   // Returns when the first picture is in the file.
   void start_recorder(
       Texts options = {}, const std::function<void()> &prepare = [] {}) {
     options.insert(options.begin(), {QOM_PROGRAM, "record"});
-    options.insert(options.end(), {"--fps", rate_, "--display", address_, path});
+    options.insert(options.end(), {"--fps", rate_, "--display", display_->name(), path});
     recorder_ = std::make_unique<Process>(options, prepare);
     ASSERT_TRUE(recorder_->prints(" into ")) << recorder_->output();
   }
@@ -78,20 +70,15 @@ class Recording : public qomtool::ProgramTest {
     EXPECT_EQ(info().state, QOM_STATE_FINISHED);
     const Replay end(path);
     EXPECT_TRUE(end.frame == there);
-    expect_cursor(end);
     for (const size_t checkpoint : end.checkpoints) {
       const Replay from_there(path, checkpoint);
       EXPECT_TRUE(from_there.frame == there) << "from record " << checkpoint;
       EXPECT_EQ(from_there.texts, end.texts);
       EXPECT_EQ(from_there.cursor, end.cursor);
     }
-  }
-
-  void expect_cursor(const Replay &end) const {
     xcb_connection_t *c = display_->connection();
     reply<xcb_xfixes_query_version_reply>(c, xcb_xfixes_query_version(c, 4, 0));
     const auto cursor = reply<xcb_xfixes_get_cursor_image_reply>(c, xcb_xfixes_get_cursor_image(c));
-    ASSERT_TRUE(cursor);
     const uint32_t *pixels = xcb_xfixes_get_cursor_image_cursor_image(cursor.get());
     EXPECT_EQ(end.cursor, std::vector<uint32_t>(pixels, pixels + cursor->width * cursor->height));
     EXPECT_EQ(end.cursor_x, cursor->x);
@@ -114,7 +101,6 @@ class Recording : public qomtool::ProgramTest {
 
   std::string rate_ = "30";
   std::unique_ptr<Display> display_;
-  std::string address_;  // of the display, for the recorder
   std::unique_ptr<Process> recorder_;
 };
 
@@ -124,7 +110,6 @@ TEST_F(Recording, ShowsADesktopOfRealPrograms) {
   const std::string done = file("done");
   const auto xterm = start_program({"xterm", "-geometry", "80x24+10+10", "-e", "sh", "-c",
                                     "ls -l /usr/bin | head -300; touch " + done + "; sleep 1000"});
-  const auto logo = start_program({"xlogo", "-geometry", "200x200+550+20"});
   const std::string script = file("bounce.tcl");
   std::ofstream(script) << R"(
     wm geometry . 300x200+300+350
@@ -194,18 +179,16 @@ TEST_F(Recording, KeepsPixelsOrCutsOffTheLowestBitsOfEachChannel) {
     Texts server;
     PixelFormat recorded;
     std::string asked = "";  // with --pixel-format; none for the server's own
-  } cases[] = {
-      {xvfb, RGB565, "RGB565"},
-      {xvfb, BGR565, "BGR565"},
-      {xvfb, RGB332, "rgb332"},
-      {xvfb, BGR233, "bgr233"},
-      {xvfb, BGRx8888, "BGRx8888"},
-      {{"Xvfb", "-screen", "0", "801x601x16"}, RGB565},
-      {{"Xvfb", "-screen", "0", "801x601x16"}, xRGB8888, "xRGB8888"},
-      {{"Xvfb", "-screen", "0", "801x601x24", "-extension", "MIT-SHM"}, xRGB8888},
-      {{"Xvnc", "-depth", "24", "-pixelformat", "bgr888"}, xBGR8888},
-      {{"Xvnc", "-depth", "16", "-pixelformat", "bgr565"}, BGR565},
-  };
+  } cases[] = {{xvfb, RGB565, "RGB565"},
+               {xvfb, BGR565, "BGR565"},
+               {xvfb, RGB332, "rgb332"},
+               {xvfb, BGR233, "bgr233"},
+               {xvfb, BGRx8888, "BGRx8888"},
+               {{"Xvfb", "-screen", "0", "801x601x16"}, RGB565},
+               {{"Xvfb", "-screen", "0", "801x601x16"}, xRGB8888, "xRGB8888"},
+               {{"Xvfb", "-screen", "0", "801x601x24", "-extension", "MIT-SHM"}, xRGB8888},
+               {{"Xvnc", "-depth", "24", "-pixelformat", "bgr888"}, xBGR8888},
+               {{"Xvnc", "-depth", "16", "-pixelformat", "bgr565"}, BGR565}};
   rate_ = "0.1";
   for (const auto &[server, recorded, asked] : cases) {
     SCOPED_TRACE(testing::PrintToString(server) + asked);
@@ -229,8 +212,9 @@ TEST_F(Recording, OfOneWindowHasItsPixelsWhereverItIs) {
   start_display();
   const xcb_window_t window = display_->make_window(50, 50, 200, 150, 0x804020);
   display_->set_property(window, "WM_CLASS", "STRING", std::string("p\0Painter\0", 10));
-  display_->set_property(window, "WM_NAME", "STRING", "a picture");
   start_recorder({"--window", std::to_string(window)});
+  EXPECT_TRUE(application_becomes("Painter"));
+  display_->set_property(window, "WM_NAME", "STRING", "a picture");
   display_->fill_with_noise(window, 10, 10, 60, 60);
   display_->make_window(100, 100, 300, 300, 0xffffff);  // covers a part of it
   display_->fill(window, 0x00ff00, 100, 80, 90, 60);    // which is drawn on nevertheless
@@ -240,19 +224,16 @@ TEST_F(Recording, OfOneWindowHasItsPixelsWhereverItIs) {
   warp_pointer(window, 112, 34);
   const Screenshot there = display_->screenshot(window);
   ASSERT_EQ(there.width, 260);
-  ASSERT_TRUE(comes_to_show(there));
   ASSERT_TRUE(eventually([&] {
     const Replay now(path);
-    return now.cursor_x == 112 && now.cursor_y == 34;
+    return now.frame == there && now.cursor_x == 112 && now.cursor_y == 34;
   }));
-
+  EXPECT_TRUE(application_becomes("Painter: a picture"));
   xcb_destroy_window(display_->connection(), window);
   display_->sync();
   EXPECT_EQ(recorder_->wait(), 0);
   EXPECT_TRUE(contains(recorder_->output(), "window was closed"));
-  Replay end(path);
-  EXPECT_TRUE(end.frame == there);
-  EXPECT_EQ(end.texts[QOM_FOOTER_ITEM_APP], "Painter: a picture");
+  EXPECT_TRUE(Replay(path).frame == there);
   EXPECT_EQ(info().state, QOM_STATE_FINISHED);
 }
 
@@ -329,10 +310,6 @@ TEST_F(Recording, OfAQuietDisplayShowsThatItGoesOnAndWhereItDidNot) {
   EXPECT_GT(gap->end - gap->begin, 3'000'000u);
   EXPECT_EQ(gap->record, before + 1);
   EXPECT_LE(end.types.size(), before + 2) << "signs of life are few";
-  EXPECT_EQ(end.types[first - 1], QOM_COMPRESSED_IMAGE);
-  EXPECT_EQ(std::count(end.types.begin() + static_cast<ptrdiff_t>(first), end.types.end(),
-                       QOM_CURSOR_POSITION),
-            end.types.size() - first);
 }
 
 TEST_F(Recording, RestatesEverythingNowAndThenAndOnAFullDiskStopsAndOpens) {
@@ -357,29 +334,8 @@ TEST_F(Recording, RestatesEverythingNowAndThenAndOnAFullDiskStopsAndOpens) {
 TEST_F(Recording, BelievesNoReplyThatIsTooShort) {
   start_display();
   display_->make_window(0, 0, 800, 600, 0x224466);
-  constexpr size_t length_at = 4;
-  const struct {
-    Request request;
-    size_t at;
-    uint32_t lie;
-  } lies[] = {{{opcode_of(xcb_shm_id), XCB_SHM_GET_IMAGE}, 12, 4},  // bytes of the image
-              {{XCB_GET_IMAGE, XCB_IMAGE_FORMAT_Z_PIXMAP}, length_at, 1},
-              {{opcode_of(xcb_xfixes_id), XCB_XFIXES_GET_CURSOR_IMAGE}, 12, 60000u << 16 | 60000},
-              {{XCB_GET_PROPERTY, 0}, 16, 1u << 28},  // length of the value
-              {{XCB_QUERY_TREE, 0}, 16, 60000}};      // children
-  std::atomic<unsigned> told = 0;
-  const auto server = lie([&](Answer &answer) {
-    for (size_t i = 0; i < std::size(lies); i++) {
-      const auto &[request, at, lie] = lies[i];
-      if (answer.request != request) continue;
-      answer.put(at, lie);
-      if (at == length_at) answer.bytes.resize(32 + 4 * lie);
-      if (request[0] == XCB_GET_PROPERTY) answer.put(1, uint8_t{8});
-      told |= 1u << i;
-    }
-  });
-  start_recorder();
-  ASSERT_TRUE(eventually([&] { return told == 31; })) << told;
+  start_recorder({}, [] { preload("lies"); });
+  ASSERT_TRUE(recorder_->prints("every lie was told")) << recorder_->output();
   stop_recorder();
   EXPECT_EQ(info().state, QOM_STATE_FINISHED);
   EXPECT_EQ(Replay(path).cursor, std::vector<uint32_t>{0});
@@ -389,14 +345,12 @@ TEST_F(Recording, BelievesNoReplyThatIsTooShort) {
 TEST_F(Recording, EndsWhenItIsToAlthoughTheServerIsSilent) {
   start_display({"Xvfb", "-screen", "0", "320x240x24"});
   const xcb_window_t window = display_->make_window(0, 0, 320, 240, 0);
-  std::atomic<bool> half = false;
   const struct {
     std::string name;
     std::function<void()> begin, end;
     std::string said;
   } cases[] = {{"another program has grabbed it", [&] { xcb_grab_server(display_->connection()); },
                 [&] { xcb_ungrab_server(display_->connection()); }, "time is up"},
-               {"it sends half an answer", [&] { half = true; }, [&] { half = false; }, "stopped"},
                {"it is stopped", [&] { display_->server().signal(SIGSTOP); },
                 [&] { display_->server().signal(SIGCONT); }, "stopped"},
                {"it ends", [&] { display_->server().signal(SIGKILL); }, [] {}, "X server ended"}};
@@ -404,11 +358,6 @@ TEST_F(Recording, EndsWhenItIsToAlthoughTheServerIsSilent) {
   for (const auto &[name, begin, end, said] : cases) {
     SCOPED_TRACE(name);
     fs::remove(path);
-    const auto server = lie([&](Answer &answer) {
-      if (!half) return;
-      answer.put(4, uint32_t{1000});
-      answer.last = true;
-    });
     const bool timed = said == "time is up";
     start_recorder(timed ? Texts{"--duration", "3"} : Texts{}, [] { signal(SIGHUP, SIG_IGN); });
     recorder_->signal(SIGHUP);  // as nohup(1) has it
@@ -438,18 +387,13 @@ TEST_F(Recording, LooksAtALatePictureAtOnceAndTellsThatTheyAreLate) {
   start_display({"Xvfb", "-screen", "0", "320x240x24"});
   rate_ = "10";
   const xcb_window_t window = display_->make_window(0, 0, 320, 240, 0);
-  const uint8_t shm = opcode_of(xcb_shm_id);
-  const auto server = lie([&](Answer &answer) {
-    if (answer.request != Request{shm, XCB_SHM_GET_IMAGE}) return;
-    std::this_thread::sleep_for(milliseconds(130));
-  });
-  start_recorder({"--duration", "4"});
+  start_recorder({"--duration", "4"}, [] { preload("late"); });
   for (uint32_t colour = 1; !recorder_->has_ended(); colour++) {
     display_->fill(window, colour, 0, 0, 8, 8);
     std::this_thread::sleep_for(milliseconds(10));
   }
   EXPECT_EQ(recorder_->wait(), 0);
-  const std::vector<int> types = Replay(path).types;
+  const auto types = Replay(path).types;
   EXPECT_GE(std::count(types.begin(), types.end(), QOM_COMPRESSED_IMAGE_BLOCKS), 24);
   EXPECT_TRUE(contains(recorder_->output(), "pictures a second were kept")) << recorder_->output();
   EXPECT_TRUE(contains(qom({"info", path}).out, "a second while the picture changed"));
@@ -458,29 +402,19 @@ TEST_F(Recording, LooksAtALatePictureAtOnceAndTellsThatTheyAreLate) {
 TEST_F(Recording, DoesNotWaitForASlowDiskAndTellsWhenItFails) {
   start_display({"Xvfb", "-screen", "0", "320x240x24"});
   const xcb_window_t window = display_->make_window(0, 0, 320, 240, 0);
-  const auto with_slow_disk = [] {
-    setenv("LD_PRELOAD", QOM_SLOW_DISK, 1);
-    setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
-  };
-  start_recorder({}, with_slow_disk);
-  Clock::duration longest{};
+  start_recorder({}, [] { preload("slow disk"); });
+  const auto begun = Clock::now();
   for (uint32_t colour = 1; colour <= 20; colour++) {
     const auto drawn = Clock::now();
     display_->fill(window, colour, 0, 0, 320, 240);
     ASSERT_TRUE(comes_to_show(display_->screenshot(display_->root())));
-    longest = std::max(longest, Clock::now() - drawn);
+    EXPECT_LT(Clock::now() - drawn, milliseconds(2500));
     std::this_thread::sleep_for(milliseconds(100));
   }
-  EXPECT_LT(longest, milliseconds(2500));
-  const auto asked = Clock::now();
   stop_recorder();
-  EXPECT_LT(Clock::now() - asked, std::chrono::seconds(9)) << "a sync under way, and the last one";
-
+  EXPECT_LT(Clock::now() - begun, std::chrono::seconds(20));
   fs::remove(path);
-  start_recorder({}, [&] {
-    with_slow_disk();
-    setenv("SLOW_DISK_FAILS", "yes", 1);
-  });
+  start_recorder({}, [] { preload("failing disk"); });
   EXPECT_EQ(recorder_->wait(), 1);
   EXPECT_TRUE(contains(recorder_->output(), "cannot store the recording: Input/output error"))
       << recorder_->output();
@@ -491,29 +425,29 @@ TEST_F(Recording, RefusesWhatCannotBeRecorded) {
   start_display({"Xvfb", "-screen", "0", "320x240x8"});
   const auto shallow = std::move(display_);
   start_display();
+  const auto frozen = std::move(display_);
+  frozen->server().signal(SIGSTOP);
+  start_display();
   const std::string there = display_->name();
   put({'m', 'i', 'n', 'e'});
   const std::string other = file("other");
-  const auto partial = lie([](Answer &answer) { answer.put(24, uint16_t{60000}); });  // vendor
-  const auto silent = lie([](Answer &answer) {
-    answer.bytes.clear();
-    answer.last = true;
-  });
-  const auto refusing =
-      lie([](Answer &answer) { answer.bytes = {0, 2, 11, 0, 0, 0, 1, 0, 'n', 'o', 0, 0}; });
-  const std::pair<Texts, const char *> cases[] = {
-      {{other, "--display", shallow->name()}, "depth 8"},
-      {{other, "--display", ":4711"}, "display \":4711\": no X server answers"},
-      {{other, "--display", refusing->name()}, "an X server is there"},
-      {{other, "--display", partial->name()}, "describes itself only in part"},
-      {{other, "--display", silent->name(), "--duration", "0.5"}, "no answer came"},
-      {{other, "--display", there, "--window", "0x7777777"}, "no such window"},
-      {{path, "--display", there}, "File exists"}};
-  for (auto [options, reason] : cases) {
-    options.insert(options.begin(), "record");
-    const qomtool::Outcome outcome = qom(options);
-    EXPECT_EQ(outcome.status, 1) << reason;
-    EXPECT_TRUE(contains(outcome.err, reason)) << outcome.err;
+  const struct {
+    Texts options;
+    const char *reason;
+    const char *trouble = "none";
+  } cases[] = {{{other, "--display", shallow->name()}, "depth 8"},
+               {{other, "--display", ":4711"}, "display \":4711\": no X server answers"},
+               {{other, "--display", there}, "an X server is there", "refusal"},
+               {{other, "--display", there}, "describes itself only in part", "short setup"},
+               {{other, "--display", frozen->name(), "--duration", "0.5"}, "no answer came"},
+               {{other, "--display", there, "--window", "0x7777777"}, "no such window"},
+               {{path, "--display", there}, "File exists"}};
+  for (const auto &[options, reason, trouble] : cases) {
+    Texts command{QOM_PROGRAM, "record"};
+    command.insert(command.end(), options.begin(), options.end());
+    Process recorder(command, [&] { preload(trouble); });
+    EXPECT_EQ(recorder.wait(), 1) << reason;
+    EXPECT_TRUE(contains(recorder.output(), reason)) << recorder.output();
     EXPECT_FALSE(fs::exists(other)) << reason;
   }
   EXPECT_EQ(fs::file_size(path), 4u);

@@ -1,6 +1,5 @@
 // Plays a recording record by record, in the plainest way, and knows the state it ends in.
-#ifndef QOM_RECORD_TESTS_REPLAY_H
-#define QOM_RECORD_TESTS_REPLAY_H
+#pragma once
 
 #include <map>
 #include <string>
@@ -28,5 +27,3 @@ struct Replay {
   void draw(const QomImage &image);
   void draw_blocks(const QomImageBlocks &blocks);
 };
-
-#endif
