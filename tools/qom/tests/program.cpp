@@ -2,51 +2,26 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <filesystem>
 #include <fstream>
 
 namespace qomtool {
-namespace {
 
-constexpr unsigned kPatience = 60;  // seconds
-
-[[noreturn]] void become_program(const Texts &arguments, const std::string &folder,
-                                 uint64_t largest_file) {
-  std::vector<char *> words = {const_cast<char *>("qom")};
-  for (const std::string &argument : arguments)
-    words.push_back(const_cast<char *>(argument.c_str()));
-  words.push_back(nullptr);
-  const auto redirect = [&](const char *name, int flags, int descriptor) {
-    dup2(open((folder + name).c_str(), flags, 0600), descriptor);
-  };
-  redirect("/.in", O_RDONLY, STDIN_FILENO);
-  redirect("/.out", O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO);
-  redirect("/.err", O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
-  if (largest_file != UINT64_MAX) {
+Outcome ProgramTest::qom(Texts arguments, const std::string &input, uint64_t largest_file) {
+  write_file(file(".in"), input);
+  arguments.insert(arguments.begin(), QOM_PROGRAM);
+  Process program(arguments, [&] {
+    dup2(::open(file(".in").c_str(), O_RDONLY), STDIN_FILENO);
+    constexpr int written = O_WRONLY | O_CREAT | O_TRUNC;
+    dup2(::open(file(".out").c_str(), written, 0600), STDOUT_FILENO);
+    dup2(::open(file(".err").c_str(), written, 0600), STDERR_FILENO);
     const rlimit limit{largest_file, largest_file};
     setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  setenv("TZ", "UTC", 1);
-  alarm(kPatience);
-  execv(QOM_PROGRAM, words.data());
-  _exit(127);
-}
-
-}  // namespace
-
-Outcome ProgramTest::qom(const Texts &arguments, const std::string &input, uint64_t largest_file) {
-  write_file(file(".in"), input);
-  const pid_t child = fork();
-  if (child == 0) become_program(arguments, folder, largest_file);
-  int status = 0;
-  rusage usage{};
-  EXPECT_EQ(wait4(child, &status, 0, &usage), child);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), read_file(file(".out")),
-          read_file(file(".err")), static_cast<size_t>(usage.ru_maxrss) * 1024};
+    setenv("TZ", "UTC", 1);
+  });
+  const int status = program.wait();
+  return {status, read_file(file(".out")), read_file(file(".err")), program.memory()};
 }
 
 void ProgramTest::make(const std::string &name, const std::string &text) {
@@ -61,10 +36,6 @@ std::string read_file(const std::string &path) {
 
 void write_file(const std::string &path, const std::string &bytes) {
   std::ofstream(path, std::ios::binary) << bytes;
-}
-
-bool exists(const std::string &path) {
-  return std::filesystem::exists(path);
 }
 
 bool contains(const std::string &text, const std::string &part) {

@@ -2,11 +2,12 @@
 #pragma once
 
 #include "fixture.h"
+#include "process.h"
 
 namespace qomtool {
 
 struct Outcome {
-  int status;  // exit status, or the negative number of the signal that ended the program
+  int status;  // as of Process::wait()
   std::string out;
   std::string err;
   size_t memory;  // bytes that it had in use at most
@@ -16,10 +17,8 @@ class ProgramTest : public RecordingTest {
  protected:
   std::string file(const std::string &name) const { return folder + '/' + name; }
 
-  // Runs qom with the arguments. Files that it writes may grow to `largest_file` bytes. One that
-  // does not end within a minute is ended.
-  Outcome qom(const Texts &arguments, const std::string &input = "",
-              uint64_t largest_file = UINT64_MAX);
+  // Runs qom with the arguments. Files that it writes may grow to `largest_file` bytes.
+  Outcome qom(Texts arguments, const std::string &input = "", uint64_t largest_file = UINT64_MAX);
 
   // Makes a recording from a text, which must be a good one.
   void make(const std::string &name, const std::string &text);
@@ -27,7 +26,6 @@ class ProgramTest : public RecordingTest {
 
 std::string read_file(const std::string &path);
 void write_file(const std::string &path, const std::string &bytes);
-bool exists(const std::string &path);
 bool contains(const std::string &text, const std::string &part);
 
 // A text with a record of every type and two checkpoints, small enough to damage everywhere.

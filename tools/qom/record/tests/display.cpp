@@ -1,90 +1,18 @@
 #include "display.h"
 
+#include <gtest/gtest.h>
 #include <poll.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
-using namespace std::chrono_literals;
+#include "reply.h"
 
-bool eventually(const std::function<bool()> &condition, std::chrono::seconds limit) {
-  const auto end = std::chrono::steady_clock::now() + limit;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(5ms);
-  }
-  return true;
-}
-
-Process::Process(const std::vector<std::string> &command, const std::function<void()> &prepare) {
-  int ends[2];
-  if (pipe(ends) != 0) throw std::runtime_error("no pipe");
-  id_ = fork();
-  if (id_ == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    dup2(ends[1], 1);
-    dup2(ends[1], 2);
-    close(ends[0]);
-    prepare();
-    std::vector<char *> words;
-    for (const std::string &word : command) words.push_back(const_cast<char *>(word.c_str()));
-    words.push_back(nullptr);
-    execvp(words[0], words.data());
-    _exit(127);
-  }
-  close(ends[1]);
-  pipe_ = ends[0];
-}
-
-Process::~Process() {
-  if (!ended_) {
-    signal(SIGKILL);
-    wait();
-  }
-  close(pipe_);
-}
-
-void Process::signal(int number) const {
-  kill(id_, number);
-}
-
-bool Process::has_ended() const {
-  siginfo_t ended{};
-  waitid(P_PID, static_cast<id_t>(id_), &ended, WEXITED | WNOHANG | WNOWAIT);
-  return ended.si_pid != 0;
-}
-
-bool Process::read_some() {
-  pollfd source{pipe_, POLLIN, 0};
-  if (poll(&source, 1, 20000) != 1) return false;
-  char buffer[4096];
-  const ssize_t count = read(pipe_, buffer, sizeof buffer);
-  if (count > 0) output_.append(buffer, static_cast<size_t>(count));
-  return count > 0;
-}
-
-bool Process::prints(const std::string &text) {
-  while (output_.find(text) == std::string::npos) {
-    if (!read_some()) return false;
-  }
-  return true;
-}
-
-int Process::wait() {
-  while (read_some()) {
-  }
-  int status = 0;
-  waitpid(id_, &status, 0);
-  ended_ = true;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
+using qom::record::reply;
 
 // The server chooses the number itself and tells it when it is ready for clients.
 Display::Display(std::vector<std::string> command) {
@@ -112,15 +40,12 @@ Display::~Display() {
 }
 
 Screenshot Display::screenshot(xcb_window_t window) const {
-  const std::unique_ptr<xcb_get_geometry_reply_t, decltype(&free)> geometry(
-      xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr), free);
+  const auto geometry =
+      reply<xcb_get_geometry_reply>(connection_, xcb_get_geometry(connection_, window));
   if (!geometry) return {};
-  const std::unique_ptr<xcb_get_image_reply_t, decltype(&free)> image(
-      xcb_get_image_reply(connection_,
-                          xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, window, 0, 0,
-                                        geometry->width, geometry->height, ~0u),
-                          nullptr),
-      free);
+  const auto image = reply<xcb_get_image_reply>(
+      connection_, xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, window, 0, 0,
+                                 geometry->width, geometry->height, ~0u));
   if (!image) return {};
   Screenshot shot{geometry->width, geometry->height, {}};
   const size_t bytes = geometry->depth == 16 ? 2 : 4;
@@ -137,14 +62,11 @@ Screenshot Display::screenshot(xcb_window_t window) const {
 
 Screenshot Display::settled() const {
   Screenshot last;
-  int same = 0;
-  const bool quiet = eventually([&] {
-    const Screenshot shot = screenshot(root());
-    same = shot == last ? same + 1 : 0;
-    last = shot;
-    return same >= 20;
-  });
-  EXPECT_TRUE(quiet) << "the display does not come to rest";
+  EXPECT_TRUE(eventually([&] {
+    const Screenshot before = std::exchange(last, screenshot(root()));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    return last == before;
+  })) << "the display does not come to rest";
   return last;
 }
 
@@ -187,23 +109,11 @@ void Display::fill_with_noise(xcb_window_t window, int x, int y, int width, int 
   sync();
 }
 
-void Display::set_title(xcb_window_t window, const std::string &wm_class,
-                        const std::string &title) const {
-  const std::string both = wm_class + '\0' + wm_class + '\0';
-  xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_CLASS,
-                      XCB_ATOM_STRING, 8, static_cast<uint32_t>(both.size()), both.data());
-  xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING,
-                      8, static_cast<uint32_t>(title.size()), title.data());
-  sync();
-}
-
 xcb_atom_t Display::atom(const char *name) const {
-  const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&free)> answer(
-      xcb_intern_atom_reply(
-          connection_,
-          xcb_intern_atom(connection_, 0, static_cast<uint16_t>(std::strlen(name)), name), nullptr),
-      free);
-  return answer->atom;
+  return reply<xcb_intern_atom_reply>(
+             connection_,
+             xcb_intern_atom(connection_, 0, static_cast<uint16_t>(std::strlen(name)), name))
+      ->atom;
 }
 
 void Display::set_property(xcb_window_t window, const char *name, const char *type,
@@ -220,5 +130,5 @@ void Display::set_property(xcb_window_t window, const char *name, xcb_window_t v
 }
 
 void Display::sync() const {
-  free(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
+  reply<xcb_get_input_focus_reply>(connection_, xcb_get_input_focus(connection_));
 }

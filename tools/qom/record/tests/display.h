@@ -1,49 +1,14 @@
-// An X server of a test's own, a client of it, and programs that run beside the test.
-#ifndef QOM_RECORD_TESTS_DISPLAY_H
-#define QOM_RECORD_TESTS_DISPLAY_H
+// An X server of a test's own, and a client of it.
+#pragma once
 
-#include <gtest/gtest.h>
-#include <sys/types.h>
 #include <xcb/xcb.h>
 
-#include <chrono>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-// Asks again and again until `condition` holds; false when it does not within `limit`.
-bool eventually(const std::function<bool()> &condition,
-                std::chrono::seconds limit = std::chrono::seconds(20));
-
-// A process; killed at the end when it still runs.
-class Process {
- public:
-  // What it prints goes to a pipe. `prepare` runs in the child before the program.
-  explicit Process(
-      const std::vector<std::string> &command, const std::function<void()> &prepare = [] {});
-  ~Process();
-  Process(const Process &) = delete;
-  Process &operator=(const Process &) = delete;
-
-  pid_t id() const { return id_; }
-  void signal(int number) const;
-  bool has_ended() const;
-  // Reads on until the output holds `text`; false when it ends before.
-  bool prints(const std::string &text);
-  // Waits for the end: the exit status, or 128 and the signal's number.
-  int wait();
-  const std::string &output() const { return output_; }
-
- private:
-  bool read_some();
-
-  pid_t id_;
-  int pipe_;
-  bool ended_ = false;
-  std::string output_;
-};
+#include "process.h"
 
 struct Screenshot {
   int width = 0;
@@ -76,7 +41,6 @@ class Display {
   void fill(xcb_window_t window, uint32_t colour, int x, int y, int width, int height) const;
   // Pixels that do not compress.
   void fill_with_noise(xcb_window_t window, int x, int y, int width, int height);
-  void set_title(xcb_window_t window, const std::string &wm_class, const std::string &title) const;
   void set_property(xcb_window_t window, const char *name, const char *type,
                     const std::string &bytes) const;
   void set_property(xcb_window_t window, const char *name, xcb_window_t value) const;
@@ -94,5 +58,3 @@ class Display {
   xcb_gcontext_t gc_ = 0;
   uint32_t random_ = 1;
 };
-
-#endif
