@@ -120,9 +120,9 @@ TEST_F(Damage, RecordsBehindAnyLengthOfGarbageAreFound) {
   const Bytes good = contents();
   const auto middle = static_cast<std::ptrdiff_t>(start(5));
   // Where the first window ends, counted from where the garbage begins.
-  const size_t window = 256 * 1024 - (start(5) - start(0));
-  for (const size_t length :
-       {size_t{1}, size_t{33}, window - 32, window - 4, window - 3, window - 1, window}) {
+  const size_t window = 256 * 1024 - (start(5) - head_bytes);
+  for (const size_t length : {size_t{1}, size_t{33}, window - 32, window - 31, window - 4,
+                              window - 3, window - 1, window, window + 1}) {
     Bytes garbage(length, 0x55);
     for (size_t i = 0; i + 4 < length; i += 997)
       std::copy(qom::sync_word, qom::sync_word + 4, garbage.begin() + static_cast<long>(i));

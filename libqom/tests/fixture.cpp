@@ -219,7 +219,7 @@ std::vector<Record> every_record(const QomHeader &header) {
   inner.palette = palette;
   inner.palette_size = 2;
   char user[] = "inner";
-  inner.user = user;
+  inner.user = inner.tfn = user;
   Bytes cursor = pixels(3 * 2 * 4);
   Bytes flat_cursor(16 * 8 * 4, 0x55);
   char tfn[] = "\xC3\xA9 \x01 text";

@@ -4,6 +4,7 @@
 
 #include "bytes.h"
 #include "checksum.h"
+#include "file_head.h"
 
 using namespace qom;
 
@@ -18,12 +19,6 @@ size_t first_frame(const uint8_t *bytes, size_t length) {
   const auto header = ByteReader(bytes + 12, 4).get<uint32_t>();
   if (header > length - file_head_bytes - salt_bytes) return 0;
   return file_head_bytes + header + salt_bytes;
-}
-
-FrameHead read_head(const uint8_t *bytes) {
-  FrameHead head;
-  decode_frame_head(bytes, 0, &head);
-  return head;
 }
 
 }  // namespace
@@ -140,7 +135,8 @@ void repair(uint8_t *bytes, size_t length, bool places) {
       at = static_cast<size_t>(next - bytes);
       continue;
     }
-    FrameHead head = read_head(bytes + at);
+    FrameHead head;
+    decode_frame_head(bytes + at, 0, &head);
     uint8_t *payload = bytes + at + frame_head_bytes;
     const size_t left = length - at - frame_head_bytes;
     const bool whole = head.stored_length <= left;
@@ -158,15 +154,10 @@ void repair(uint8_t *bytes, size_t length, bool places) {
 bool load(const char *path, IndexSource source, Index *index) {
   File file;
   if (!file.open(path)) return false;
-  Bytes head(std::min<uint64_t>(file.size(), file_head_bytes + max_header_bytes + salt_bytes));
-  if (!file.read(0, head.data(), head.size())) return false;
-  const size_t frames = first_frame(head.data(), head.size());
-  if (frames < file_head_bytes + header_fixed_bytes + salt_bytes) return false;
-  const FrameSpace space = {get<uint32_t>(head, frames - salt_bytes), frames,
-                            get<uint64_t>(head, file_head_bytes)};
-  if (space.start_time > QOM_MAX_TIME) return false;  // as qom_reader_open() does
   Window window(file);
-  return load_index(file, &window, space, source, index);
+  FileHead head;
+  return read_file_head(file, &window, &head) &&
+         load_index(file, &window, {head.salt, head.length, head.header->timestamp}, source, index);
 }
 
 }  // namespace forge

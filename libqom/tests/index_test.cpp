@@ -13,7 +13,7 @@ class IndexTest : public RecordingTest {
  protected:
   // The index that all three ways give.
   std::string same_index() {
-    const std::string index = index_from(path, IndexSource::end_mark);
+    std::string index = index_from(path, IndexSource::end_mark);
     EXPECT_EQ(index, index_from(path, IndexSource::chain));
     EXPECT_EQ(index, index_from(path, IndexSource::walk));
     return index;
