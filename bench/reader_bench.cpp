@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "checksum.h"
+#include "base/checksum.h"
 #include "qom/writer.h"
 #include "ratio.h"
 

@@ -3,11 +3,11 @@
 #include <fstream>
 #include <string>
 
-#include "cursor_packing.h"
+#include "base/records.h"
 #include "forge.h"
-#include "packing.h"
+#include "pixels/cursor_packing.h"
+#include "pixels/packing.h"
 #include "qom/writer.h"
-#include "records.h"
 
 namespace {
 

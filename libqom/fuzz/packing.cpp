@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "packing.h"
+#include "pixels/packing.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size < 2) return 0;

@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "bytes.h"
+#include "base/bytes.h"
+#include "base/records.h"
+#include "file/payload.h"
 #include "forge.h"
 #include "memory_file.h"
-#include "payload.h"
 #include "qom/writer.h"
-#include "records.h"
 
 namespace {
 

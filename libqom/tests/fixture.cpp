@@ -10,7 +10,7 @@
 #include <fstream>
 #include <set>
 
-#include "records.h"
+#include "base/records.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "bytes.h"
-#include "checksum.h"
-#include "file_head.h"
+#include "base/bytes.h"
+#include "base/checksum.h"
+#include "file/file_head.h"
 
 using namespace qom;
 

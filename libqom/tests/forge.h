@@ -6,8 +6,8 @@
 #include <cstring>
 #include <vector>
 
-#include "format.h"
-#include "index.h"
+#include "file/format.h"
+#include "file/index.h"
 
 namespace forge {
 

@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "fixture.h"
-#include "packing.h"
+#include "pixels/packing.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "checksum.h"
+#include "base/checksum.h"
 #include "fixture.h"
 
 namespace {

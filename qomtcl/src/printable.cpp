@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "terminal_text.h"
+#include "base/terminal_text.h"
 
 PrintableText::PrintableText(const char *text) {
   Tcl_DStringInit(&text_);

@@ -1,7 +1,7 @@
 #include "playback/packed_picture.h"
 
-#include <left_differences.h>
 #include <lz4.h>
+#include <pixels/left_differences.h>
 #include <zstd.h>
 
 #include <algorithm>

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "terminal_text.h"
+#include "base/terminal_text.h"
 
 namespace qomtool {
 

@@ -1,0 +1,182 @@
+#include "pixels/codec.h"
+
+#include <pthread.h>
+#include <zstd.h>
+#include <zstd_errors.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include "base/error.h"
+#include "pixels/left_differences.h"
+
+namespace qom {
+namespace {
+
+// Levels of zstd. Text in plain pixels shrinks by a quarter more at level 5 than at 3 and decodes
+// as fast; photographs gain a few percent above level 1 and take several times as long, see
+// bench/codec_bench. Residuals gain as little, but a recorded video consists of them: level 6 is
+// what the recorder can spend on them.
+int level_of(Effort effort) {
+  switch (effort) {
+    case Effort::quick:
+      return 1;
+    case Effort::thorough:
+      return 5;
+    case Effort::patient:
+      return 6;
+    default:
+      return 3;
+  }
+}
+
+// Kinds of bytes are kept apart where there are so many of one that statistics of their own pay.
+// It also keeps what is stored below compress_bound().
+constexpr size_t least_apart = 1024;
+
+// A context for each thread, since making one costs more than decompressing a small rectangle.
+// Not thread_local: registering a destructor there ends the process when memory is short.
+template <typename Context, Context *(*create)(), size_t (*release)(Context *)>
+class PerThread {
+ public:
+  PerThread() : good_(pthread_key_create(&key_, destroy) == 0) {}
+  ~PerThread() {
+    if (!good_) return;
+    destroy(pthread_getspecific(key_));
+    pthread_key_delete(key_);
+  }
+
+  // Null when memory is short.
+  Context *get() {
+    if (!good_) return nullptr;
+    if (void *known = pthread_getspecific(key_)) return static_cast<Context *>(known);
+    Context *made = create();
+    if (made && pthread_setspecific(key_, made) == 0) return made;
+    release(made);
+    return nullptr;
+  }
+
+ private:
+  static void destroy(void *context) { release(static_cast<Context *>(context)); }
+
+  pthread_key_t key_;
+  bool good_;
+};
+
+ZSTD_DCtx *decompressor() {
+  static PerThread<ZSTD_DCtx, ZSTD_createDCtx, ZSTD_freeDCtx> contexts;
+  return contexts.get();
+}
+
+ZSTD_CCtx *compressor() {
+  static PerThread<ZSTD_CCtx, ZSTD_createCCtx, ZSTD_freeCCtx> contexts;
+  return contexts.get();
+}
+
+// Ends a block of zstd, and with it the statistics of its bytes, at every seam.
+size_t compress_apart(ZSTD_CCtx *context, int level, const uint8_t *raw, size_t raw_length,
+                      std::span<const size_t> seams, uint8_t *stored, size_t room) {
+  ZSTD_CCtx_reset(context, ZSTD_reset_session_and_parameters);
+  ZSTD_CCtx_setParameter(context, ZSTD_c_compressionLevel, level);
+  ZSTD_CCtx_setPledgedSrcSize(context, raw_length);
+  ZSTD_outBuffer output{stored, room, 0};
+  ZSTD_inBuffer input{raw, 0, 0};
+  size_t left = 0;
+  for (const size_t seam : seams) {
+    if (seam - input.pos < least_apart || raw_length - seam < least_apart) continue;
+    input.size = seam;
+    left = ZSTD_compressStream2(context, &output, &input, ZSTD_e_flush);
+    if (ZSTD_isError(left)) return left;
+  }
+  input.size = raw_length;
+  left = ZSTD_compressStream2(context, &output, &input, ZSTD_e_end);
+  if (left == 0) return output.pos;
+  return ZSTD_isError(left) ? left : static_cast<size_t>(-ZSTD_error_dstSize_tooSmall);
+}
+
+}  // namespace
+
+bool check_compressed(const uint8_t *stored, size_t stored_length, size_t raw_length) {
+  if (ZSTD_getFrameContentSize(stored, stored_length) != raw_length)
+    return QOM_REFUSE(false, "compressed pixels that do not state the size they should have");
+  if (ZSTD_findFrameCompressedSize(stored, stored_length) != stored_length)
+    return QOM_REFUSE(false, "compressed pixels that are cut off or have bytes behind them");
+  return true;
+}
+
+size_t stated_length(const uint8_t *stored, size_t stored_length, size_t most) {
+  const unsigned long long length = ZSTD_getFrameContentSize(stored, stored_length);
+  if (length == 0 || length > most)  // the library's codes for failures are larger than any size
+    return QOM_REFUSE(0, "packed pixels that do not state a size they could have");
+  return check_compressed(stored, stored_length, length) ? length : 0;
+}
+
+bool decompress(uint8_t codec, const uint8_t *stored, size_t stored_length, uint8_t *raw,
+                size_t raw_length, size_t row_bytes) {
+  ZSTD_DCtx *context = decompressor();
+  if (!context) {
+    errno = ENOMEM;
+    set_error("out of memory for decompression");
+    return false;
+  }
+  const size_t length = ZSTD_decompressDCtx(context, raw, raw_length, stored, stored_length);
+  if (ZSTD_isError(length))
+    return QOM_REFUSE(false, "cannot decompress: %s", ZSTD_getErrorName(length));
+  if (length != raw_length)
+    return QOM_REFUSE(false, "compressed pixels that give %zu bytes instead of %zu", length,
+                      raw_length);
+  if (codec == codec_zstd_left)
+    for (size_t row = 0; row < raw_length; row += row_bytes)
+      undo_left_differences(raw + row, row_bytes);
+  return true;
+}
+
+size_t compress_bound(size_t raw_length) {
+  return ZSTD_compressBound(raw_length);
+}
+
+size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t room, Effort effort,
+                std::span<const size_t> seams) {
+  ZSTD_CCtx *context = compressor();
+  if (!context) {
+    errno = ENOMEM;
+    set_error("out of memory for compression");
+    return 0;
+  }
+  const int level = level_of(effort);
+  const size_t length = seams.empty()
+                            ? ZSTD_compressCCtx(context, stored, room, raw, raw_length, level)
+                            : compress_apart(context, level, raw, raw_length, seams, stored, room);
+  if (!ZSTD_isError(length)) return length;
+  errno = ENOMEM;
+  set_error("cannot compress: %s", ZSTD_getErrorName(length));
+  return 0;
+}
+
+bool left_differences_pay(const uint8_t *raw, size_t length, size_t row_bytes) {
+  constexpr size_t bands = 12;
+  constexpr size_t sample_bytes = 48 * 1024;
+  const size_t rows = length / row_bytes;
+  const size_t band_rows = std::clamp<size_t>(sample_bytes / bands / row_bytes, 1, rows);
+  const size_t band_bytes = band_rows * row_bytes;
+  if (rows < bands * band_rows || band_bytes > 4 * sample_bytes) return false;
+
+  const size_t room = compress_bound(band_bytes);
+  const std::unique_ptr<uint8_t[]> scratch(new (std::nothrow) uint8_t[band_bytes + room]);
+  if (!scratch) return false;
+  size_t plain = 0;
+  size_t differences = 0;
+  for (size_t band = 0; band < bands; ++band) {
+    const uint8_t *from = raw + (rows - band_rows) * band / (bands - 1) * row_bytes;
+    to_left_differences(from, scratch.get(), band_bytes, row_bytes);
+    uint8_t *stored = scratch.get() + band_bytes;
+    plain += compress(from, band_bytes, stored, room, Effort::quick);
+    differences += compress(scratch.get(), band_bytes, stored, room, Effort::quick);
+  }
+  // Differences cost time on both sides: a small gain is not worth it.
+  return differences * 10 < plain * 8;
+}
+
+}  // namespace qom

@@ -1,0 +1,251 @@
+// Images and image blocks: compressing, decompressing, stepping through rectangles.
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <span>
+
+#include "base/bytes.h"
+#include "base/error.h"
+#include "base/records.h"
+#include "pixels/codec.h"
+#include "pixels/left_differences.h"
+#include "pixels/packed_form.h"
+#include "pixels/packing.h"
+#include "pixels/pixel_format.h"
+#include "qom/writer.h"
+
+namespace qom {
+namespace {
+
+// Cuts the reserve off a record of compressed bytes; keeping it would do no harm.
+template <typename Record>
+Record *shrink(Record *record) {
+  void *smaller =
+      std::realloc(static_cast<void *>(record), record_data_offset + record->compressed_length + 1);
+  if (smaller) record = static_cast<Record *>(smaller);
+  record->data = record_data(record);
+  return record;
+}
+
+template <typename Record>
+Record *invalid(const char *reason) {
+  set_error("%s", reason);
+  errno = EINVAL;
+  return nullptr;
+}
+
+// A record of the type with compressed bytes behind a codec byte; the caller fills in the rest.
+template <typename Record>
+RecordPtr<Record> compressed_record(uint8_t type, uint64_t timestamp, uint8_t codec,
+                                    const uint8_t *raw, size_t length, Effort effort,
+                                    std::span<const size_t> seams = {}) {
+  const size_t room = compress_bound(length);
+  RecordPtr<Record> record(reinterpret_cast<Record *>(allocate_record(type, timestamp, 1 + room)));
+  if (!record) return nullptr;
+  uint8_t *data = record_data(record.get());
+  const size_t stored = compress(raw, length, data + 1, room, effort, seams);
+  if (stored == 0) return nullptr;
+  data[0] = codec;
+  record->length = static_cast<uint32_t>(length);
+  record->compressed_length = static_cast<uint32_t>(1 + stored);
+  record.reset(shrink(record.release()));
+  return record;
+}
+
+// The left differences of a picture in `scratch`; false when they do not pay, or memory is short.
+bool take_left_differences(const QomImage *image, std::unique_ptr<uint8_t[]> *scratch) {
+  if (!left_differences_pay(image->data, image->length, image->bytes_per_line)) return false;
+  scratch->reset(new (std::nothrow) uint8_t[image->length]);
+  if (!*scratch) return false;
+  to_left_differences(image->data, scratch->get(), image->length, image->bytes_per_line);
+  return true;
+}
+
+// What looks like a photograph from edge to edge is restored fastest from left differences; the
+// rest of what a screen shows takes least when it is packed.
+RecordPtr<QomCompressedImage> compress_image(const QomImage *image) {
+  const auto compressed = [image](uint8_t codec, const uint8_t *raw, size_t length, Effort effort,
+                                  std::span<const size_t> seams = {}) {
+    return compressed_record<QomCompressedImage>(QOM_COMPRESSED_IMAGE, image->timestamp, codec, raw,
+                                                 length, effort, seams);
+  };
+  if (pixel_format_bytes_per_pixel(image->pixel_format) == 4) {
+    std::unique_ptr<uint8_t[]> scratch;
+    if (take_left_differences(image, &scratch))
+      return compressed(codec_zstd_left, scratch.get(), image->length, Effort::quick);
+    Packed packed;
+    if (pack_image(image->data, image->width, image->height, &packed))
+      return compressed(codec_zstd_packed, packed.bytes.data(), packed.bytes.size(),
+                        packed.photographic ? Effort::patient : Effort::thorough,
+                        {packed.seams.data(), packed.seams.size()});
+  }
+  return compressed(codec_zstd, image->data, image->length, Effort::thorough);
+}
+
+// Compressed pixels of a record, behind their codec byte.
+struct Stored {
+  uint8_t codec;
+  const uint8_t *bytes;
+  size_t length;
+  size_t decompressed = 0;  // bytes they decompress to, once check() has looked
+
+  // Whether they say that they give `raw_length` bytes of pixels, or with the codec of packed ones
+  // something that may give them; looked at before memory for them is allocated.
+  bool check(size_t raw_length) {
+    decompressed = raw_length;
+    if (codec != codec_zstd_packed) return check_compressed(bytes, length, raw_length);
+    decompressed = stated_length(bytes, length, most_packed(raw_length));
+    if (decompressed == 0) return false;
+    return raw_length <= most_unpacked(decompressed) ||
+           QOM_REFUSE(false, "packed pixels that cannot give %zu bytes", raw_length);
+  }
+};
+
+template <typename Compressed>
+Stored stored_pixels(const Compressed *compressed) {
+  return {compressed->data[0], compressed->data + 1, compressed->compressed_length - size_t{1}};
+}
+
+// Restores the `raw_length` bytes that check() was asked about. `unpack(packed, length)` restores
+// packed ones; `row_bytes` is needed by the codec of left differences.
+template <typename Unpack>
+bool restore(const Stored &stored, uint8_t *raw, size_t raw_length, size_t row_bytes,
+             Unpack unpack) {
+  if (stored.codec != codec_zstd_packed)
+    return decompress(stored.codec, stored.bytes, stored.length, raw, raw_length, row_bytes);
+  const std::unique_ptr<uint8_t[]> packed(new (std::nothrow) uint8_t[stored.decompressed]);
+  if (!packed) {
+    errno = ENOMEM;
+    set_error("out of memory for packed pixels");
+    return false;
+  }
+  if (!decompress(codec_zstd, stored.bytes, stored.length, packed.get(), stored.decompressed, 0))
+    return false;
+  return unpack(packed.get(), stored.decompressed) ||
+         QOM_REFUSE(false, "packed pixels that do not give the blocks they should");
+}
+
+}  // namespace
+}  // namespace qom
+
+using namespace qom;
+
+extern "C" {
+
+QomCompressedImage *qom_image_compress(const QomImage *image) {
+  if (!image || !image->data ||
+      image_bytes(image->width, image->height, image->pixel_format, image->scanline_pad) !=
+          image->length ||
+      image->length == 0 || image->bytes_per_line != image->length / image->height)
+    return invalid<QomCompressedImage>("an image whose sizes disagree");
+  RecordPtr<QomCompressedImage> compressed = compress_image(image);
+  if (!compressed) return nullptr;
+  compressed->length = image->length;
+  compressed->width = image->width;
+  compressed->height = image->height;
+  compressed->x = image->x;
+  compressed->y = image->y;
+  compressed->pixel_format = image->pixel_format;
+  compressed->scanline_pad = image->scanline_pad;
+  return compressed.release();
+}
+
+QomCompressedImageBlocks *qom_image_blocks_compress(const QomImageBlocks *blocks) {
+  if (!blocks || blocks->length > QOM_MAX_DATA || (blocks->length > 0 && !blocks->data))
+    return invalid<QomCompressedImageBlocks>("image blocks whose sizes disagree");
+  Packed packed;
+  if (pack_blocks(blocks->data, blocks->length, &packed)) {
+    auto compressed = compressed_record<QomCompressedImageBlocks>(
+        QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp, codec_zstd_packed, packed.bytes.data(),
+        packed.bytes.size(), packed.photographic ? Effort::patient : Effort::usual,
+        {packed.seams.data(), packed.seams.size()});
+    if (compressed) compressed->length = blocks->length;
+    return compressed.release();
+  }
+  static const uint8_t nothing = 0;
+  return compressed_record<QomCompressedImageBlocks>(
+             QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp, codec_zstd,
+             blocks->data ? blocks->data : &nothing, blocks->length, Effort::usual)
+      .release();
+}
+
+QomImage *qom_image_uncompress(const QomCompressedImage *compressed) {
+  if (!compressed || !compressed->data || compressed->compressed_length < 2)
+    return invalid<QomImage>("no compressed image");
+  Stored stored = stored_pixels(compressed);
+  const uint64_t length = image_bytes(compressed->width, compressed->height,
+                                      compressed->pixel_format, compressed->scanline_pad);
+  const bool wide = pixel_format_bytes_per_pixel(compressed->pixel_format) == 4;
+  if (length == 0 || length != compressed->length || stored.codec < codec_zstd ||
+      stored.codec > (wide ? codec_zstd_packed : codec_zstd))
+    return QOM_REFUSE(nullptr, "a compressed image whose sizes or codec are not allowed");
+  if (!stored.check(length)) return nullptr;
+  RecordPtr<QomImage> image(
+      reinterpret_cast<QomImage *>(allocate_record(QOM_IMAGE, compressed->timestamp, length)));
+  if (!image) return nullptr;
+  image->width = compressed->width;
+  image->height = compressed->height;
+  image->x = compressed->x;
+  image->y = compressed->y;
+  image->pixel_format = compressed->pixel_format;
+  image->scanline_pad = compressed->scanline_pad;
+  image->bytes_per_line = static_cast<uint32_t>(length / compressed->height);
+  image->length = static_cast<uint32_t>(length);
+  image->data = record_data(image.get());
+  const auto unpack = [&image](uint8_t *packed, size_t packed_length) {
+    return unpack_image(packed, packed_length, image->data, image->width, image->height);
+  };
+  if (!restore(stored, image->data, length, image->bytes_per_line, unpack)) return nullptr;
+  return image.release();
+}
+
+QomImageBlocks *qom_image_blocks_uncompress(const QomCompressedImageBlocks *compressed) {
+  if (!compressed || !compressed->data || compressed->compressed_length < 2)
+    return invalid<QomImageBlocks>("no compressed image blocks");
+  Stored stored = stored_pixels(compressed);
+  if ((stored.codec != codec_zstd && stored.codec != codec_zstd_packed) ||
+      compressed->length > QOM_MAX_DATA)
+    return QOM_REFUSE(nullptr, "compressed image blocks whose size or codec is not allowed");
+  if (!stored.check(compressed->length)) return nullptr;
+  RecordPtr<QomImageBlocks> blocks(reinterpret_cast<QomImageBlocks *>(
+      allocate_record(QOM_IMAGE_BLOCKS, compressed->timestamp, compressed->length)));
+  if (!blocks) return nullptr;
+  blocks->length = compressed->length;
+  blocks->data = record_data(blocks.get());
+  const auto unpack = [&blocks](uint8_t *packed, size_t packed_length) {
+    return unpack_blocks(packed, packed_length, blocks->data, blocks->length);
+  };
+  if (!restore(stored, blocks->data, blocks->length, 0, unpack)) return nullptr;
+  return blocks.release();
+}
+
+int qom_image_blocks_next(const QomImageBlocks *blocks, const QomHeader *header, size_t *offset,
+                          QomImage *image) {
+  if (*offset >= blocks->length) return 0;
+  const uint8_t *block = blocks->data + *offset;
+  const size_t left = blocks->length - *offset;
+  const auto head = left >= sizeof(BlockHead) ? load<BlockHead>(block) : BlockHead{};
+  const uint64_t length =
+      image_bytes(head.width, head.height, header->pixel_format, header->scanline_pad);
+  if (length == 0 || length > left - sizeof head)
+    return QOM_REFUSE(-1, "an image block at byte %zu of %u that has no pixels or does not fit",
+                      *offset, blocks->length);
+  std::memset(image, 0, sizeof *image);
+  image->type = QOM_IMAGE;
+  image->timestamp = blocks->timestamp;
+  image->x = head.x;
+  image->y = head.y;
+  image->width = head.width;
+  image->height = head.height;
+  image->pixel_format = header->pixel_format;
+  image->scanline_pad = header->scanline_pad;
+  image->bytes_per_line = static_cast<uint32_t>(head.height == 1 ? length : length / head.height);
+  image->length = static_cast<uint32_t>(length);
+  image->data = const_cast<uint8_t *>(block) + sizeof head;
+  *offset += sizeof head + length;
+  return 1;
+}
+
+}  // extern "C"

@@ -1,0 +1,46 @@
+// Pixels of 32 bits restated in fewer bytes before they are compressed: blocks of few colours as
+// indices into a palette, of many as residuals. The bytes are described in docs/format.md.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "base/array.h"
+
+namespace qom {
+
+// The most bytes that blocks or an image of `length` bytes are packed into. Residuals save nothing
+// yet, and cost a few bytes for each group of blocks; zstd makes up for it.
+constexpr size_t most_packed(size_t length) {
+  return length + length / 16 + 64;
+}
+
+// The most bytes that so many packed ones can give: those of few colours, two pixels in a byte.
+constexpr size_t most_unpacked(size_t packed_length) {
+  return 8 * packed_length;
+}
+
+struct Packed {
+  Array<uint8_t> bytes;       // at most most_packed()
+  Array<size_t> seams;        // where bytes of another kind begin, which compress better apart
+  bool photographic = false;  // mostly residuals
+};
+
+// Packs image blocks. False when they are not blocks of 32-bit pixels, when they are so many and
+// small that packing makes them larger, or when memory is short: they can be compressed as they
+// are.
+bool pack_blocks(const uint8_t *blocks, size_t length, Packed *packed);
+
+// Packs an image of width x height pixels of 32 bits, rows without padding. False as above.
+bool pack_image(const uint8_t *pixels, unsigned width, unsigned height, Packed *packed);
+
+// Restores exactly `length` bytes of blocks. False when the packed bytes are not what
+// pack_blocks() makes for that length. Memory of the packed bytes is given back as they are read
+// where both would be more than QOM_MAX_DATA: their contents are undefined afterwards.
+bool unpack_blocks(uint8_t *packed, size_t packed_length, uint8_t *blocks, size_t length);
+
+// Restores all pixels of an image, as above.
+bool unpack_image(uint8_t *packed, size_t packed_length, uint8_t *pixels, unsigned width,
+                  unsigned height);
+
+}  // namespace qom

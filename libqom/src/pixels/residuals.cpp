@@ -1,0 +1,240 @@
+#include "pixels/residuals.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+namespace qom {
+namespace {
+
+// The four values of a pixel: first and third byte less the second one, since the colours of a
+// pixel resemble each other, with 128 for none, so that values of both signs are neighbours. Four
+// bytes again, two of which are calculated with at a time.
+constexpr uint32_t outer_bytes = 0x00FF00FF;
+
+constexpr uint32_t second_twice(uint32_t bytes) {
+  return (bytes >> 8 & 0xFF) * 0x00010001;
+}
+
+constexpr uint32_t to_values(uint32_t pixel) {
+  const uint32_t outer = (pixel & outer_bytes) + 0x01800180 - second_twice(pixel);
+  return (outer & outer_bytes) | (pixel & ~outer_bytes);
+}
+
+constexpr uint32_t to_pixel(uint32_t values) {
+  const uint32_t outer = (values & outer_bytes) + 0x00800080 + second_twice(values);
+  return (outer & outer_bytes) | (values & ~outer_bytes);
+}
+
+void store(uint8_t *at, uint32_t four) {
+  std::memcpy(at, &four, sizeof four);
+}
+
+// The values to predict with: the lower half of a vector, which is what processors calculate with.
+typedef int16_t Values __attribute__((vector_size(16)));
+typedef uint8_t Bytes __attribute__((vector_size(16)));
+
+constexpr Values centre = {128, 0, 128, 0};
+constexpr Values low_byte = {255, 255, 255, 255};
+
+Values from_bytes(uint32_t bytes) {
+  typedef uint32_t Words __attribute__((vector_size(16)));
+  const Bytes four = reinterpret_cast<Bytes>(Words{bytes, 0, 0, 0});
+  return reinterpret_cast<Values>(__builtin_shufflevector(four, Bytes{}, 0, 16, 1, 17, 2, 18, 3, 19,
+                                                          4, 20, 5, 21, 6, 22, 7, 23));
+}
+
+// Four bytes that lie `distance` apart.
+Values gather(const uint8_t *at, size_t distance) {
+  typedef uint64_t Halves __attribute__((vector_size(16)));
+  const uint64_t lanes = at[0] | uint64_t{at[distance]} << 16 | uint64_t{at[2 * distance]} << 32 |
+                         uint64_t{at[3 * distance]} << 48;
+  return reinterpret_cast<Values>(Halves{lanes, 0});
+}
+
+uint32_t to_bytes(Values values) {
+  typedef uint8_t Octet __attribute__((vector_size(8)));
+  const Octet bytes = __builtin_convertvector(values & low_byte, Octet);
+  uint32_t four;
+  std::memcpy(&four, &bytes, sizeof four);
+  return four;
+}
+
+Values lesser(Values a, Values b) {
+  return a < b ? a : b;
+}
+Values greater(Values a, Values b) {
+  return a > b ? a : b;
+}
+
+// The pixels left of, above, and left above one. Where there is none, another one stands in.
+struct Neighbours {
+  Values left;
+  Values above;
+  Values corner;
+
+  // The median of left, above, and what would continue them in a plane, as JPEG-LS predicts.
+  Values predict() const {
+    const Values plane = left + above - corner;
+    return lesser(greater(plane, lesser(left, above)), greater(left, above));
+  }
+
+  // How far they are apart, in all values together.
+  int spread() const {
+    const Values spread =
+        greater(greater(left, above), corner) - lesser(lesser(left, above), corner);
+    const Values pairs = spread + __builtin_shufflevector(spread, spread, 1, 0, 3, 2, 4, 5, 6, 7);
+    return pairs[0] + pairs[2];
+  }
+};
+
+// From which spread on a pixel is of each kind.
+constexpr int least_spread[residual_kinds] = {0, 3, 14};
+
+// Pixels; rows and blocks may have few.
+constexpr size_t least_given_back = 4096;
+
+struct Size {
+  uint32_t width;
+  uint32_t height;
+};
+
+// Goes over a rectangle, row by row: `pixel(at, neighbours)` gives the values of the pixel there,
+// `known(at)` those of one that it was called for. `stride` bytes lie from a row to the next.
+// `begin_row()` is called in front of each row but the first.
+template <typename Byte, typename Known, typename Pixel, typename BeginRow>
+void walk(Size size, Byte *pixels, size_t stride, Known known, Pixel pixel, BeginRow begin_row) {
+  Values left = centre;
+  for (uint32_t x = 0; x < size.width; ++x)
+    left = pixel(pixels + size_t{4} * x, Neighbours{left, left, left});
+  for (uint32_t y = 1; y < size.height; ++y) {
+    begin_row();
+    const Byte *above = pixels;
+    pixels += stride;
+    left = known(above);
+    Values corner = left;
+    for (uint32_t x = 0; x < size.width; ++x) {
+      const Values over = known(above + size_t{4} * x);
+      left = pixel(pixels + size_t{4} * x, Neighbours{left, over, corner});
+      corner = over;
+    }
+  }
+}
+
+void values_to_pixels(Size size, uint8_t *values, size_t stride) {
+  for (uint32_t y = 0; y < size.height; ++y, values += stride)
+    for (size_t x = 0; x < size.width; ++x)
+      store(values + 4 * x, to_pixel(load<uint32_t>(values + 4 * x)));
+}
+
+}  // namespace
+
+bool ResidualPacker::add(const uint8_t *pixels, size_t stride, uint32_t width, uint32_t height) {
+  const size_t count = size_t{width} * height;
+  const size_t begin = kinds_.size();
+  if (!residuals_.resize(begin + count) || !kinds_.resize(begin + count)) return false;
+  uint32_t *residual = residuals_.data() + begin;
+  uint8_t *kind = kinds_.data() + begin;
+  const auto values_at = [](const uint8_t *at) {
+    return from_bytes(to_values(load<uint32_t>(at)));
+  };
+  walk(
+      Size{width, height}, pixels, stride, values_at,
+      [&](const uint8_t *at, const Neighbours &neighbours) {
+        const Values values = values_at(at);
+        *residual++ = to_bytes(values - neighbours.predict());
+        const int spread = neighbours.spread();
+        *kind = static_cast<uint8_t>((spread >= least_spread[1]) + (spread >= least_spread[2]));
+        ++counts_[*kind++];
+        return values;
+      },
+      [] {});
+  return true;
+}
+
+size_t ResidualPacker::bytes() const {
+  return residual_kinds * sizeof(uint32_t) + residual_planes * residuals_.size();
+}
+
+bool ResidualPacker::write(uint8_t *to, Array<size_t> *seams) const {
+  const size_t pixels = residuals_.size();
+  ByteWriter writer(to);
+  for (const size_t count : counts_) writer.put(static_cast<uint32_t>(count));
+  uint8_t *next[residual_kinds];
+  size_t begin = writer.length();
+  for (size_t kind = 0; kind < residual_kinds; begin += counts_[kind++]) next[kind] = to + begin;
+  for (size_t plane = 0; plane < residual_planes; ++plane)
+    for (const uint8_t *of_kind : next)
+      if (!seams->push(static_cast<size_t>(of_kind - to) + plane * pixels)) return false;
+  for (size_t i = 0; i < pixels; ++i) {
+    uint8_t *at = next[kinds_[i]]++;
+    for (size_t plane = 0; plane < residual_planes; ++plane)
+      at[plane * pixels] = static_cast<uint8_t>(residuals_[i] >> 8 * plane);
+  }
+  return seams->push(bytes());
+}
+
+bool ResidualReader::open(ByteReader &packed, bool use_up) {
+  size_t counts[residual_kinds];
+  plane_bytes_ = 0;
+  for (size_t &count : counts) plane_bytes_ += count = packed.get<uint32_t>();
+  const uint8_t *begin = packed.take(residual_planes * plane_bytes_);
+  if (!begin) return false;
+  for (size_t kind = 0; kind < residual_kinds; begin = end_[kind++]) {
+    next_[kind] = begin;
+    end_[kind] = begin + counts[kind];
+  }
+  uses_up_ = use_up;
+  for (size_t kind = 0; use_up && kind < residual_kinds; ++kind)
+    for (size_t plane = 0; plane < residual_planes; ++plane)
+      used_up_[kind][plane].start(next_[kind] + plane * plane_bytes_);
+  return true;
+}
+
+void ResidualReader::give_back() {
+  kept_ = 0;
+  for (size_t kind = 0; kind < residual_kinds; ++kind)
+    for (size_t plane = 0; plane < residual_planes; ++plane)
+      used_up_[kind][plane].up_to(next_[kind] + plane * plane_bytes_);
+}
+
+// Which kind comes next is left to the processor to guess: choosing without a branch takes longer.
+bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *pixels, size_t stride) {
+  const uint8_t *calm = next_[0], *livelier = next_[1], *restless = next_[2];
+  const uint8_t *const ends[] = {end_[0], end_[1], end_[2]};
+  const size_t distance = plane_bytes_;
+  bool whole = true;
+  const auto take = [&](const uint8_t *&next, const uint8_t *end) {
+    if (next != end) return gather(next++, distance);
+    whole = false;
+    return Values{};
+  };
+  const auto known = [](const uint8_t *at) { return from_bytes(load<uint32_t>(at)); };
+  const auto put_back = [&] { next_[0] = calm, next_[1] = livelier, next_[2] = restless; };
+  const auto begin_row = [&] {
+    if (!uses_up_ || (kept_ += width) < least_given_back) return;
+    put_back();
+    give_back();
+  };
+  const Size size = {width, height};
+  const auto pixel = [&](uint8_t *at, const Neighbours &neighbours) {
+    const int spread = neighbours.spread();
+    Values residual;
+    if (spread < least_spread[1])
+      residual = take(calm, ends[0]);
+    else if (spread < least_spread[2])
+      residual = take(livelier, ends[1]);
+    else
+      residual = take(restless, ends[2]);
+    const Values values = (neighbours.predict() + residual) & low_byte;
+    store(at, to_bytes(values));
+    return values;
+  };
+  walk(size, pixels, stride, known, pixel, begin_row);
+  values_to_pixels(size, pixels, stride);
+  put_back();
+  begin_row();
+  return whole;
+}
+
+}  // namespace qom
