@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "desktop_content.h"
-#include "playback/packed_picture.h"
+#include "pixels/packed_picture.h"
 #include "ratio.h"
 
 namespace {

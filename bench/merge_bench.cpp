@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "pixel/channels.h"
-#include "pixel/merge.h"
-#include "pixel/pixel_format.h"
+#include "display/channels.h"
+#include "display/merge.h"
+#include "display/pixel_format.h"
 #include "ratio.h"
 
 namespace {

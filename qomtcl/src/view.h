@@ -38,7 +38,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "pixel/merge.h"
+#include "display/merge.h"
 
 /* Indexes of the footer items, in the order in which they are reported. */
 enum index_footer_items : int {
@@ -71,8 +71,12 @@ struct cursor_corner {
   int32_t y;
 };
 
-struct PackedPicture; /* playback/packed_picture.h */
-struct SharedBytes;   /* playback/shared_bytes.h */
+namespace qom {
+struct PackedPicture; /* pixels/packed_picture.h */
+struct SharedBytes;   /* base/shared_bytes.h */
+}  // namespace qom
+using qom::PackedPicture;
+using qom::SharedBytes;
 
 /* The cursor at the time of a key frame. */
 struct cursor_state {

@@ -1,7 +1,7 @@
 #include "display/conversion.h"
 
-#include "pixel/merge.h"
-#include "pixel/pixel_format.h"
+#include "display/merge.h"
+#include "display/pixel_format.h"
 
 bool merge_setup(QomView *view) {
   const Tk_Window main_window = Tk_MainWindow(view->interp);

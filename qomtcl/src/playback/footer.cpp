@@ -6,7 +6,7 @@
 
 #include "handles.h"
 #include "playback/record_process.h"
-#include "playback/shared_bytes.h"
+#include "base/shared_bytes.h"
 #include "printable.h"
 #include "recording/reader.h"
 #include "trace.h"

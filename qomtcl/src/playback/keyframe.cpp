@@ -10,9 +10,9 @@
 #include "display/ximage.h"
 #include "handles.h"
 #include "playback/footer.h"
-#include "playback/packed_picture.h"
+#include "pixels/packed_picture.h"
 #include "playback/screen_change.h"
-#include "playback/shared_bytes.h"
+#include "base/shared_bytes.h"
 #include "trace.h"
 
 namespace {

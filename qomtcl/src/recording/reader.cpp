@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "pixel/palette.h"
+#include "display/palette.h"
 #include "printable.h"
 
 namespace {

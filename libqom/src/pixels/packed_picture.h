@@ -1,15 +1,14 @@
-/*
- * playback/packed_picture.h - a picture in memory, packed, sharing with the one before it.
- *
- * A picture is cut into tiles. A tile of one colour is that colour; any other is
- * compressed, and a tile that did not change since the previous picture is shared with
- * it. What unpacks is bit for bit what was packed. Nothing here needs an X server.
- */
-#ifndef QOMTCL_PLAYBACK_PACKED_PICTURE_H
-#define QOMTCL_PLAYBACK_PACKED_PICTURE_H
+// A picture in memory, packed, sharing with the one before it.
+//
+// A picture is cut into tiles. A tile of one colour is that colour; any other is compressed, and a
+// tile that did not change since the previous picture is shared with it. What unpacks is bit for bit
+// what was packed.
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
+
+namespace qom {
 
 /* Pixels as they lie in an X image; the memory is the caller's. */
 struct PictureRows {
@@ -44,4 +43,4 @@ size_t picture_release(PackedPicture *picture);
    others hold. */
 size_t picture_own_bytes(const PackedPicture *picture);
 
-#endif /* QOMTCL_PLAYBACK_PACKED_PICTURE_H */
+}  // namespace qom

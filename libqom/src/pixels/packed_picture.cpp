@@ -1,7 +1,6 @@
-#include "playback/packed_picture.h"
+#include "pixels/packed_picture.h"
 
 #include <lz4.h>
-#include <pixels/left_differences.h>
 #include <zstd.h>
 
 #include <algorithm>
@@ -10,6 +9,9 @@
 #include <memory>
 #include <new>
 
+#include "pixels/left_differences.h"
+
+namespace qom {
 namespace {
 
 /* Large enough to compress well, small enough that a change touches few of them; a tile of
@@ -160,7 +162,7 @@ class Packer {
     consider(Form::zstd, zstd(raw_, bytes, kTextLevel, zstd_), zstd_, best.bytes);
     if (best.bytes < bytes / kTextLike) return tile_new(best.form, best.data, best.bytes);
     if (pixel == 4 && !large_) {
-      qom::to_left_differences(raw_.get(), differences_.get(), bytes, place.row_bytes);
+      to_left_differences(raw_.get(), differences_.get(), bytes, place.row_bytes);
       consider(Form::zstd_left, zstd(differences_, bytes, kPhotoLevel, zstd_left_), zstd_left_,
                best.bytes);
     }
@@ -229,7 +231,7 @@ class Unpacker {
       case Form::zstd_left:
         if (!unpack_zstd(tile, place.bytes())) return nullptr;
         for (int y = 0; y < place.height; ++y)
-          qom::undo_left_differences(raw_.get() + static_cast<size_t>(y) * place.row_bytes,
+          undo_left_differences(raw_.get() + static_cast<size_t>(y) * place.row_bytes,
                                      place.row_bytes);
         return raw_.get();
       case Form::lz4:
@@ -344,3 +346,5 @@ size_t picture_release(PackedPicture *picture) {
 size_t picture_own_bytes(const PackedPicture *picture) {
   return picture->own_bytes;
 }
+
+}  // namespace qom

@@ -4,8 +4,8 @@
  * The table belongs to the process, not to a view: the last view created decides the
  * colours of all of them. No colour is allocated from the X server.
  */
-#ifndef QOMTCL_PIXEL_PALETTE_H
-#define QOMTCL_PIXEL_PALETTE_H
+#ifndef QOMTCL_DISPLAY_PALETTE_H
+#define QOMTCL_DISPLAY_PALETTE_H
 
 #include <X11/Xlib.h>
 

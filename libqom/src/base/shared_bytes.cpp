@@ -1,7 +1,9 @@
-#include "playback/shared_bytes.h"
+#include "base/shared_bytes.h"
 
 #include <cstdlib>
 #include <cstring>
+
+namespace qom {
 
 SharedBytes *shared_bytes_hold(const void *data, size_t size, SharedBytes *like) {
   if (like && like->size == size && memcmp(like->data(), data, size) == 0) {
@@ -25,3 +27,5 @@ size_t shared_bytes_release(SharedBytes *bytes) {
 size_t shared_bytes_own(const SharedBytes *bytes) {
   return bytes && bytes->holders == 1 ? sizeof(SharedBytes) + bytes->size : 0;
 }
+
+}  // namespace qom

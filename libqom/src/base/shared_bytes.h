@@ -1,10 +1,9 @@
-/*
- * playback/shared_bytes.h - bytes that do not change any more and that several hold.
- */
-#ifndef QOMTCL_PLAYBACK_SHARED_BYTES_H
-#define QOMTCL_PLAYBACK_SHARED_BYTES_H
+// Bytes that do not change any more and that several hold.
+#pragma once
 
 #include <cstddef>
+
+namespace qom {
 
 struct SharedBytes {
   size_t holders;
@@ -25,4 +24,4 @@ size_t shared_bytes_release(SharedBytes *bytes);
    are several holders. */
 size_t shared_bytes_own(const SharedBytes *bytes);
 
-#endif /* QOMTCL_PLAYBACK_SHARED_BYTES_H */
+}  // namespace qom

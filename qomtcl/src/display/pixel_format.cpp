@@ -1,9 +1,9 @@
-#include "pixel/pixel_format.h"
+#include "display/pixel_format.h"
 
 #include <cassert>
 #include <memory>
 
-#include "pixel/channels.h"
+#include "pixels/channels.h"
 
 namespace {
 
@@ -62,7 +62,7 @@ PixelFormat pixel_format(Display *display) {
 
   /* A server may pack 24-bit pixels into three bytes; no format is laid out that way. */
   const PixelFormat format = format_of_visual(info.get());
-  return pixel::layouts[format].bits_per_pixel == bits_per_pixel(display, info->depth)
+  return qom::pixel::layouts[format].bits_per_pixel == bits_per_pixel(display, info->depth)
              ? format
              : FORMAT_UNKNOWN;
 }

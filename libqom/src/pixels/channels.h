@@ -1,9 +1,6 @@
-/*
- * channels.h - where each pixel format keeps its colour channels, and how a channel
- * changes its width. The merge functions are made of these.
- */
-#ifndef QOMTCL_PIXEL_CHANNELS_H
-#define QOMTCL_PIXEL_CHANNELS_H
+// Where each pixel format keeps its colour channels, and how a channel changes its width. All that
+// converts pixels is made of these: library, widget and recorder.
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -11,7 +8,7 @@
 
 #include "qom/qom.h"
 
-namespace pixel {
+namespace qom::pixel {
 
 /* A run of bits within a pixel; zero bits when the format has no such channel. */
 struct Channel {
@@ -73,6 +70,5 @@ constexpr Pixel<to> convert(Pixel<from> pixel) {
                                 move<source.blue, target.blue>(pixel));
 }
 
-}  // namespace pixel
+}  // namespace qom::pixel
 
-#endif

@@ -1,4 +1,4 @@
-#include "pixel/merge.h"
+#include "display/merge.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 /*
  * pixel_format.h - which pixel format a display has, and what pixman calls it.
  */
-#ifndef QOMTCL_PIXEL_PIXEL_FORMAT_H
-#define QOMTCL_PIXEL_PIXEL_FORMAT_H
+#ifndef QOMTCL_DISPLAY_PIXEL_FORMAT_H
+#define QOMTCL_DISPLAY_PIXEL_FORMAT_H
 
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>

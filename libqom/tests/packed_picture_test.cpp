@@ -1,5 +1,5 @@
 // Packing pictures: what unpacks is what was packed, whatever is shared.
-#include "playback/packed_picture.h"
+#include "pixels/packed_picture.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
-#include "pixel/palette.h"
+#include "display/palette.h"
 
 #include <algorithm>
 #include <array>
 #include <cassert>
 
-#include "pixel/channels.h"
+#include "qom/picture.h"
 
 namespace {
 
@@ -15,17 +15,16 @@ std::size_t table_size;
 Pixels pixels_xRGB8888;
 Pixels pixels_xBGR8888;
 
-/* The display's channels are 8 bits wide; the wider entry gives its low byte. */
-std::uint32_t channel(unsigned short value, pixel::Channel to) {
-  return static_cast<std::uint32_t>(value & 0xFF) << to.shift;
-}
-
+/* Of the whole table, whichever recordings have set its entries. */
 void pixels_rebuild(Pixels &pixels, PixelFormat to) {
-  const pixel::Layout layout = pixel::layouts[to];
-  std::transform(std::begin(table), std::end(table), pixels.begin(), [&](const XColor &colour) {
-    return channel(colour.red, layout.red) | channel(colour.green, layout.green) |
-           channel(colour.blue, layout.blue);
+  std::array<RgbValue, palette_capacity> entries;
+  std::transform(std::begin(table), std::end(table), entries.begin(), [](const XColor &colour) {
+    return RgbValue{colour.red, colour.green, colour.blue, 0};
   });
+  QomHeader header{};
+  header.palette = entries.data();
+  header.palette_size = palette_capacity;
+  qom_palette_pixels(&header, to, pixels.data());
 }
 
 }  // namespace

@@ -1,16 +1,16 @@
 /*
- * merge.h - copying a rectangle of a recording into the frame image, in the display's
+ * display/merge.h - copying a rectangle of a recording into the frame image, in the display's
  * pixel format.
  */
-#ifndef QOMTCL_PIXEL_MERGE_H
-#define QOMTCL_PIXEL_MERGE_H
+#ifndef QOMTCL_DISPLAY_MERGE_H
+#define QOMTCL_DISPLAY_MERGE_H
 
 #include <X11/Xlib.h>
 
 #include <cstdint>
 
-#include "pixel/palette.h"
-#include "qom/qom.h"
+#include "display/palette.h"
+#include "qom/picture.h"
 
 /*
  * Copies the rectangle `from` into the frame image `to`, clipped to it, converting every
@@ -39,6 +39,9 @@ MergeFunction merge_define(PixelFormat from, PixelFormat to);
 /* Row padding of the 8-bit and 16-bit images that are merged next, in bits. Belongs to the
    process, so whoever merges sets it to that of its own recording's header first. */
 extern std::uint8_t scanline_pad;
+
+/* The pixels of an X image, which stay its own, as the library knows pictures. */
+QomPicture picture_of_ximage(const XImage *image, PixelFormat format);
 
 /*
  * The part of the rectangle `from` that lies in `to`, in frame coordinates. All four fields

@@ -1,0 +1,105 @@
+// When the picture changes: looked up in the index, and in the records where a rectangle is asked
+// for.
+#include "base/records.h"
+#include "file/reader.h"
+#include "screen/damage.h"
+#include "screen/moving.h"
+
+namespace qom {
+namespace {
+
+enum class Answer { no, yes, failed };
+
+QomRectangle rectangle_of(const QomImage *image) {
+  return {image->x, image->y, image->width, image->height};
+}
+
+bool meets(const QomRectangle &a, const QomRectangle &b) {
+  return !is_empty(common_part(a, b));
+}
+
+Answer blocks_meet(const QomHeader *header, const QomRecord *record, const QomRectangle &area) {
+  const RecordPtr<QomImageBlocks> blocks(
+      qom_image_blocks_uncompress(reinterpret_cast<const QomCompressedImageBlocks *>(record)));
+  size_t offset = 0;
+  QomImage block;
+  while (blocks && qom_image_blocks_next(blocks.get(), header, &offset, &block) == 1)
+    if (meets(rectangle_of(&block), area)) return Answer::yes;
+  return Answer::no;
+}
+
+// A record that cannot be read changes nothing that could be shown.
+Answer record_meets(QomReader *reader, size_t index, const QomRectangle &area) {
+  const RecordPtr<QomRecord> record(qom_record_at_index(reader, index));
+  if (!record) return Answer::no;
+  switch (record->type) {
+    case QOM_IMAGE:
+    case QOM_COMPRESSED_IMAGE:  // both begin alike
+      return meets(rectangle_of(reinterpret_cast<const QomImage *>(record.get())), area)
+                 ? Answer::yes
+                 : Answer::no;
+    case QOM_COMPRESSED_IMAGE_BLOCKS:
+      return blocks_meet(qom_info_header(reader), record.get(), area);
+    default:
+      return Answer::yes;
+  }
+}
+
+// The first record that draws; the number of records when none does.
+size_t first_drawing(QomScreen *screen) {
+  if (screen->first_drawing_known) return screen->first_drawing;
+  const size_t count = reader_count(screen->reader);
+  size_t &first = screen->first_drawing;
+  QomIndexEntry entry;
+  for (first = 0; first < count; ++first)
+    if (reader_entry(screen->reader, first, &entry) && draws(entry.type)) break;
+  screen->first_drawing_known = true;
+  return first;
+}
+
+// Checkpoints restate; but the first picture may be in one.
+bool restates(QomScreen *screen, size_t index) {
+  size_t first;
+  size_t end;
+  return qom_checkpoint_before(screen->reader, index, &first, &end) == 1 && index < end &&
+         first_drawing(screen) < first;
+}
+
+Answer changes(QomScreen *screen, size_t index, const QomRectangle *area, uint64_t *time) {
+  QomIndexEntry entry;
+  if (!reader_entry(screen->reader, index, &entry)) return Answer::failed;
+  *time = entry.timestamp;
+  if (!draws(entry.type) && entry.type != QOM_SCREEN_CHANGE) return Answer::no;
+  if (restates(screen, index)) return Answer::no;
+  return area ? record_meets(screen->reader, index, *area) : Answer::yes;
+}
+
+}  // namespace
+}  // namespace qom
+
+using namespace qom;
+
+extern "C" {
+
+int qom_screen_next_change(QomScreen *screen, uint64_t time, const QomRectangle *area,
+                           uint64_t *found) {
+  QomReader *reader = screen->reader;
+  const size_t count = reader_count(reader);
+  for (size_t i = reader_count_until(reader, time); i < count; ++i) {
+    const Answer answer = changes(screen, i, area, found);
+    if (answer != Answer::no) return answer == Answer::yes ? 1 : -1;
+  }
+  return 0;
+}
+
+int qom_screen_previous_change(QomScreen *screen, uint64_t time, const QomRectangle *area,
+                               uint64_t *found) {
+  QomReader *reader = screen->reader;
+  for (size_t i = time == 0 ? 0 : reader_count_until(reader, time - 1); i-- > 0;) {
+    const Answer answer = changes(screen, i, area, found);
+    if (answer != Answer::no) return answer == Answer::yes ? 1 : -1;
+  }
+  return 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,107 @@
+// Records applied one after the other.
+
+#include <utility>
+
+#include "file/reader.h"
+#include "screen/moving.h"
+
+namespace qom {
+namespace {
+
+void tell(const QomScreen *screen, QomScreenEvent event, const QomRecord *record) {
+  if (screen->options.tell)
+    screen->options.tell(screen->options.context, event, screen->place, record);
+}
+
+// Whether another change of the size follows the one at `index` before `end` and before a picture.
+bool more_sizes_follow(QomReader *reader, size_t index, size_t end) {
+  QomIndexEntry entry;
+  for (size_t i = index + 1; i < end && reader_entry(reader, i, &entry); ++i)
+    if (entry.type == QOM_SCREEN_CHANGE || draws(entry.type))
+      return entry.type == QOM_SCREEN_CHANGE;
+  return false;
+}
+
+bool covers(const QomScreen *screen, const QomRecord *record) {
+  if (record->type != QOM_IMAGE && record->type != QOM_COMPRESSED_IMAGE) return false;
+  const auto image = reinterpret_cast<const QomImage *>(record);  // both begin alike
+  const QomPicture &picture = screen->state.canvas.picture();
+  return image->x == 0 && image->y == 0 && image->width == picture.width &&
+         image->height == picture.height;
+}
+
+// After a record that could not be read or applied.
+void note_failure(QomScreen *screen, uint8_t type) {
+  if (draws(type) || type == QOM_SCREEN_CHANGE) screen->trusted = false;
+}
+
+// The record at the screen's place, up to which all are applied.
+Applied apply_next(QomScreen *screen, size_t end, const Pause &pause) {
+  QomIndexEntry entry = {};
+  if (!screen->record) {
+    tell(screen, QOM_SCREEN_READING, nullptr);
+    if (reader_entry(screen->reader, screen->place, &entry))
+      screen->record.reset(qom_record_at_index(screen->reader, screen->place));
+    if (!screen->record) {
+      note_failure(screen, entry.type);
+      tell(screen, QOM_SCREEN_UNREADABLE, nullptr);
+      return Applied::failed;
+    }
+  }
+  const QomRecord *record = screen->record.get();
+  tell(screen, QOM_SCREEN_APPLYING, record);
+  const bool more_sizes =
+      record->type == QOM_SCREEN_CHANGE && more_sizes_follow(screen->reader, screen->place, end);
+  const Applied result = screen->state.apply(record, more_sizes, pause);
+  if (result == Applied::paused) return result;
+  if (result == Applied::failed) note_failure(screen, record->type);
+  if (result == Applied::whole && covers(screen, record)) screen->trusted = true;
+  tell(screen, result == Applied::failed ? QOM_SCREEN_UNUSABLE : QOM_SCREEN_APPLIED, record);
+  return result;
+}
+
+void snapshot_save_if_due(QomScreen *screen, uint64_t time) {
+  if (!screen->state.has_picture() || !screen->snapshots.is_due(time)) return;
+  if (!screen->state.settle()) return;
+  screen->snapshots.save(screen->state, screen->place, time, screen->trusted);
+}
+
+// What a pause or an end leaves waiting.
+QomScreenResult settled(QomScreen *screen, QomScreenResult result) {
+  return screen->state.settle() ? result : QOM_SCREEN_FAILED;
+}
+
+}  // namespace
+
+QomScreenResult run_to(QomScreen *screen, size_t place) {
+  const Pause pause(screen->options.pause, screen->options.context);
+  if (screen->place < place) reader_expect(screen->reader, screen->place, place);
+  while (screen->place < place) {
+    const Applied result = apply_next(screen, place, pause);
+    if (result == Applied::paused) return settled(screen, QOM_SCREEN_PAUSED);
+    const RecordPtr<QomRecord> record = std::move(screen->record);
+    if (result == Applied::failed && screen->options.strict) {
+      screen->state.settle();
+      return QOM_SCREEN_FAILED;
+    }
+    ++screen->place;
+    if (record) snapshot_save_if_due(screen, record->timestamp);
+    if (screen->place < place && pause.is_due()) return settled(screen, QOM_SCREEN_PAUSED);
+  }
+  return settled(screen, QOM_SCREEN_REACHED);
+}
+
+bool run_checkpoint(QomScreen *screen, size_t first, size_t end) {
+  const Pause none(nullptr, nullptr);
+  reader_expect(screen->reader, first, end);
+  screen->place = first;
+  bool applied = true;
+  while (applied && screen->place < end) {
+    applied = apply_next(screen, end, none) == Applied::whole;
+    screen->record.reset();
+    if (applied) ++screen->place;
+  }
+  return screen->state.settle() && applied;
+}
+
+}  // namespace qom
