@@ -9,6 +9,8 @@
 #include "pixels/packed_picture.h"
 #include "ratio.h"
 
+using namespace qom;
+
 namespace {
 
 constexpr int kWidth = 1920;

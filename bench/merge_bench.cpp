@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "display/channels.h"
+#include "pixels/channels.h"
 #include "display/merge.h"
 #include "display/pixel_format.h"
 #include "ratio.h"
@@ -38,7 +38,7 @@ constexpr Conversion conversions[] = {
     {xRGB8888, xRGB8888}, {xRGB8888, xBGR8888}, {RGBx8888, xRGB8888}, {RGBx8888, xBGR8888}};
 
 int bytes(PixelFormat format) {
-  return static_cast<int>(pixel::layouts[format].bits_per_pixel / 8);
+  return static_cast<int>(qom::pixel::layouts[format].bits_per_pixel / 8);
 }
 
 double goal(Conversion conversion) {
@@ -84,9 +84,9 @@ void measure(Conversion conversion, const bench::Options &options, bench::Table 
   to.height = height;
   to.bytes_per_line = width * bytes(conversion.to);
   to.data = reinterpret_cast<char *>(target.data());
-  to.red_mask = pixel::mask(pixel::layouts[conversion.to].red);
-  to.green_mask = pixel::mask(pixel::layouts[conversion.to].green);
-  to.blue_mask = pixel::mask(pixel::layouts[conversion.to].blue);
+  to.red_mask = qom::pixel::mask(qom::pixel::layouts[conversion.to].red);
+  to.green_mask = qom::pixel::mask(qom::pixel::layouts[conversion.to].green);
+  to.blue_mask = qom::pixel::mask(qom::pixel::layouts[conversion.to].blue);
 
   const MergeFunction merge = merge_define(conversion.from, conversion.to);
   const PixmanImage pixman_from = pixman_image(conversion.from, source);

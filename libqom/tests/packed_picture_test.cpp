@@ -8,6 +8,8 @@
 #include <random>
 #include <vector>
 
+using namespace qom;
+
 namespace {
 
 // A picture with its own memory, of one colour; rows are longer than their pixels, and the rest of

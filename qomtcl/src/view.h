@@ -227,8 +227,9 @@ struct QomView {
   bool footer_item_changed[FOOTER_ITEMS_COUNT]; /* changed since last reported to the script */
   footer_indexes footer;
   keyframe_cache cache;
-  MergeFunction merge; /* recording's format into the display's; none: no conversion */
-  XImage *ximage;      /* the frame, width x height, display's format; no cursor in it */
+  MergeFunction merge;      /* recording's format into the display's; none: no conversion */
+  PixelFormat pixel_format; /* the display's; set by merge_setup() */
+  XImage *ximage;           /* the frame, width x height, display's format; no cursor in it */
   struct passed_size passed_size;
   Region ximage_region; /* changed since the last display, frame coordinates, may reach outside */
 

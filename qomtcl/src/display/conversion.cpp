@@ -17,6 +17,7 @@ bool merge_setup(QomView *view) {
                                    pixel_format_string(from), pixel_format_string(to)));
     return false;
   }
+  view->pixel_format = to;
   view->scaling.pixman_format = pixman_format_from_qom_format(to);
   return true;
 }

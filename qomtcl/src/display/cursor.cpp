@@ -6,8 +6,8 @@
 #include <cassert>
 #include <cmath>
 
-#include "display/cursor_blend.h"
 #include "display/damage.h"
+#include "display/merge.h"
 #include "display/pipeline.h"
 #include "display/scaling.h"
 #include "display/ximage.h"
@@ -92,7 +92,10 @@ XRectangle area_to_blend(const QomView *view) {
 bool cursor_compose_with_ximage(QomView *view, XRectangle area) {
   if (!image_grow(view, &view->cursor.ximage, area.width, area.height)) return false;
   const cursor_corner corner = view->cursor.corner;
-  blend_cursor(view->ximage, view->cursor.record, corner.x, corner.y, area, view->cursor.ximage);
+  const QomPicture picture = picture_of_ximage(view->ximage, view->pixel_format);
+  const QomPicture blended = picture_of_ximage(view->cursor.ximage, view->pixel_format);
+  qom_picture_blend(&picture, view->cursor.record, corner.x, corner.y,
+                    {area.x, area.y, area.width, area.height}, &blended);
   return true;
 }
 

@@ -1,10 +1,9 @@
 #include "widget/photo.h"
 
-#include <bit>
 #include <memory>
 #include <new>
 
-#include "display/cursor_blend.h"
+#include "display/merge.h"
 #include "display/ximage.h"
 #include "handles.h"
 
@@ -19,42 +18,10 @@ int photo_failed(const QomView *view, const char *code, Tcl_Obj *reason) {
   return TCL_ERROR;
 }
 
-/* Bits of a channel widened to 8 by repeating the leading ones. */
-class Channel {
- public:
-  explicit Channel(unsigned long mask)
-      : shift_(std::countr_zero(mask)), bits_(std::popcount(mask)) {}
-  uint8_t of(unsigned long pixel) const {
-    const unsigned value = static_cast<unsigned>(pixel >> shift_) & ((1U << bits_) - 1);
-    return static_cast<uint8_t>(value << (8 - bits_) | value >> (2 * bits_ - 8));
-  }
-
- private:
-  int shift_;
-  int bits_; /* 4..8 */
-};
-
-template <typename Pixel>
-void rows_convert(const XImage *image, uint8_t *rgb) {
-  const Channel red(image->red_mask);
-  const Channel green(image->green_mask);
-  const Channel blue(image->blue_mask);
-  for (int y = 0; y < image->height; ++y) {
-    const auto *row = reinterpret_cast<const Pixel *>(image->data + static_cast<size_t>(y) *
-                                                                        image->bytes_per_line);
-    for (int x = 0; x < image->width; ++x, rgb += kRgb) {
-      rgb[0] = red.of(row[x]);
-      rgb[1] = green.of(row[x]);
-      rgb[2] = blue.of(row[x]);
-    }
-  }
-}
-
 int block_put(const QomView *view, Tk_PhotoHandle photo, const XImage *image, uint8_t *rgb) {
-  if (image->bits_per_pixel == 16)
-    rows_convert<uint16_t>(image, rgb);
-  else
-    rows_convert<uint32_t>(image, rgb);
+  const QomPicture picture = picture_of_ximage(image, view->pixel_format);
+  qom_picture_rgb(&picture, {0, 0, image->width, image->height}, rgb,
+                  static_cast<size_t>(image->width) * kRgb);
   Tk_PhotoImageBlock block{rgb,  image->width, image->height, image->width * kRgb,
                            kRgb, {0, 1, 2, -1}};
   if (Tk_PhotoSetSize(view->interp, photo, image->width, image->height) != TCL_OK) return TCL_ERROR;
@@ -66,8 +33,10 @@ int block_put(const QomView *view, Tk_PhotoHandle photo, const XImage *image, ui
 XImageHandle frame_with_cursor(const QomView *view) {
   XImageHandle copy(ximage_duplicate(view->ximage));
   if (!copy) return copy;
-  blend_cursor(view->ximage, view->cursor.record, view->cursor.corner.x, view->cursor.corner.y,
-               {0, 0, view->width, view->height}, copy.get());
+  const QomPicture picture = picture_of_ximage(view->ximage, view->pixel_format);
+  const QomPicture blended = picture_of_ximage(copy.get(), view->pixel_format);
+  qom_picture_blend(&picture, view->cursor.record, view->cursor.corner.x, view->cursor.corner.y,
+                    {0, 0, view->width, view->height}, &blended);
   return copy;
 }
 
