@@ -13,6 +13,8 @@
 #include "view_hold.h"
 #include "widget/callback.h"
 
+using namespace qom;
+
 namespace {
 
 constexpr int kTextTypes = 7; /* types of records that set footer items */

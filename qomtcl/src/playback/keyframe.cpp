@@ -15,6 +15,8 @@
 #include "base/shared_bytes.h"
 #include "trace.h"
 
+using namespace qom;
+
 namespace {
 
 constexpr size_t kInitialCapacity = 128;
