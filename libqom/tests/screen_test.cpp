@@ -363,7 +363,7 @@ TEST_F(ScreenTest, RandomMovesShowWhatWasRecorded) {
         ASSERT_EQ(picture_of(screen.get(), true), expected.with_cursor(to)) << "at " << place;
         for (int i = 0; i < QOM_TEXT_COUNT; ++i)
           ASSERT_EQ(text_of(screen.get(), i), expected.texts[static_cast<size_t>(i)]);
-        std::vector<QomRectangle> changes(8);
+        std::vector<QomRectangle> changes(1 + pick(random, 8));
         changes.resize(qom_screen_changes(screen.get(), changes.data(), changes.size()));
         for (int i = 0; before.size() == plain.size() && i < expected.width * expected.height; ++i)
           if (before[static_cast<size_t>(i)] != plain[static_cast<size_t>(i)]) {
@@ -453,4 +453,32 @@ TEST_F(ScreenTest, AStrictScreenStopsAtWhatItCannotApply) {
   options.pixel_format = RGB332;
   EXPECT_FALSE(qom_screen_open(reader.get(), &options));
   EXPECT_STREQ(qom_reader_error(), "no conversion from pixel format xRGB8888 to RGB332");
+}
+
+TEST_F(ScreenTest, APauseWithinARecordIsNoPlace) {
+  const QomHeader header = sample_header(RGB332, 8);
+  Bytes data;
+  for (int i = 0; i < 200000; ++i) {
+    for (const auto value : {static_cast<int16_t>(i % 64), static_cast<int16_t>(i / 64 % 48)})
+      forge::append(&data, value);
+    for (int side = 0; side < 2; ++side) forge::append(&data, uint16_t{1});
+    data.push_back(0xFF);
+  }
+  write(header,
+        list(image(header, 1000, 64, 48),
+             compressed(keep(QomImageBlocks{QOM_IMAGE_BLOCKS, 1001,
+                                            static_cast<uint32_t>(data.size()), data.data()}))));
+  const Reader reader = open();
+  QomScreenOptions options = {};
+  options.pause = [](void *) { return 1; };
+  const Screen screen(qom_screen_open(reader.get(), &options));
+  ASSERT_EQ(go(screen.get(), 1), QOM_SCREEN_REACHED);
+  const std::vector<Rgb> first = picture_of(screen.get(), false);
+  ASSERT_EQ(qom_screen_go(screen.get(), 2), QOM_SCREEN_PAUSED);
+  EXPECT_EQ(qom_screen_place(screen.get()), 1u);
+  EXPECT_NE(picture_of(screen.get(), false), first);
+  ASSERT_EQ(go(screen.get(), 1), QOM_SCREEN_REACHED);
+  EXPECT_EQ(picture_of(screen.get(), false), first);
+  ASSERT_EQ(go(screen.get(), 2), QOM_SCREEN_REACHED);
+  EXPECT_EQ(picture_of(screen.get(), false), std::vector<Rgb>(64 * 48, Rgb{255, 255, 255}));
 }
