@@ -24,7 +24,7 @@ void print_text(const char *name, const char *text) {
     const std::string_view bytes = left.substr(0, piece.length);
     if (bytes == "\"" || bytes == "\\") std::putchar('\\');
     if (piece.printable)
-      std::fwrite(bytes.data(), 1, bytes.size(), stdout);
+      (void)std::fwrite(bytes.data(), 1, bytes.size(), stdout);
     else
       for (const char byte : bytes) std::printf("\\x%02x", static_cast<unsigned char>(byte));
     room -= piece.length;

@@ -16,7 +16,7 @@ void set_error(const char *format, ...) {
   const int saved = errno;
   va_list args;
   va_start(args, format);
-  std::vsnprintf(reason, sizeof reason, format, args);
+  (void)std::vsnprintf(reason, sizeof reason, format, args);
   va_end(args);
   errno = saved;
 }
@@ -25,11 +25,12 @@ void set_system_error(const char *format, ...) {
   const int saved = errno;
   va_list args;
   va_start(args, format);
-  std::vsnprintf(reason, sizeof reason, format, args);
+  (void)std::vsnprintf(reason, sizeof reason, format, args);
   va_end(args);
   const size_t used = std::strlen(reason);
   char text[128];
-  std::snprintf(reason + used, sizeof reason - used, ": %s", strerror_r(saved, text, sizeof text));
+  (void)std::snprintf(reason + used, sizeof reason - used, ": %s",
+                      strerror_r(saved, text, sizeof text));
   errno = saved;
 }
 

@@ -17,18 +17,18 @@ class UsedUp {
 
   // The bytes in front of `end` are not read again; they become undefined.
   void up_to(const uint8_t *end) {
-    constexpr std::ptrdiff_t worth_a_call = 256 * 1024;
+    constexpr std::ptrdiff_t worth_a_call = std::ptrdiff_t{256} * 1024;
     if (begin_ && end - begin_ >= worth_a_call) give_back(end);
   }
 
  private:
   void give_back(const uint8_t *end) {
     const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
-    const uintptr_t from = (reinterpret_cast<uintptr_t>(begin_) + page - 1) / page * page;
-    const uintptr_t to = reinterpret_cast<uintptr_t>(end) / page * page;
+    const uint8_t *from = begin_ + (page - reinterpret_cast<uintptr_t>(begin_) % page) % page;
+    const uint8_t *to = end - reinterpret_cast<uintptr_t>(end) % page;
     if (from >= to) return;
-    madvise(reinterpret_cast<void *>(from), to - from, MADV_DONTNEED);
-    begin_ = reinterpret_cast<const uint8_t *>(to);
+    madvise(const_cast<uint8_t *>(from), static_cast<size_t>(to - from), MADV_DONTNEED);
+    begin_ = to;
   }
 
   const uint8_t *begin_ = nullptr;

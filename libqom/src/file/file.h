@@ -43,7 +43,7 @@ class File {
 // A stretch of the file kept in memory for reading many small pieces in order.
 class Window {
  public:
-  static constexpr size_t capacity = 256 * 1024;
+  static constexpr size_t capacity = size_t{256} * 1024;
 
   explicit Window(const File &file) : file_(file) {}
 

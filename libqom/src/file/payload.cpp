@@ -394,6 +394,46 @@ bool decode_cursor_geometry(QomCursorImage *cursor, const FrameHead &head, const
   return check_cursor(cursor);
 }
 
+namespace {
+
+// The types whose payload is pixels.
+bool decode_pixels(QomRecord *record, const FrameHead &head, const uint8_t *fixed,
+                   const ImageFormat &format, uint8_t *data, uint32_t data_length) {
+  switch (head.type) {
+    case QOM_IMAGE: {
+      auto image = reinterpret_cast<QomImage *>(record);
+      if (!decode_geometry(image, fixed, head, format)) return false;
+      image->bytes_per_line = image->height > 0 ? image->length / image->height : 0;
+      image->data = data;
+      return true;
+    }
+    case QOM_COMPRESSED_IMAGE: {
+      auto image = reinterpret_cast<QomCompressedImage *>(record);
+      image->compressed_length = data_length;
+      image->data = data;
+      return decode_geometry(image, fixed, head, format);
+    }
+    case QOM_IMAGE_BLOCKS: {
+      auto blocks = reinterpret_cast<QomImageBlocks *>(record);
+      blocks->length = head.raw_length;
+      blocks->data = data;
+      return true;
+    }
+    case QOM_COMPRESSED_IMAGE_BLOCKS: {
+      auto blocks = reinterpret_cast<QomCompressedImageBlocks *>(record);
+      blocks->length = head.raw_length;
+      blocks->compressed_length = data_length;
+      blocks->data = data;
+      return true;
+    }
+    default:
+      reinterpret_cast<QomCursorImage *>(record)->data = data;
+      return decode_cursor_geometry(reinterpret_cast<QomCursorImage *>(record), head, fixed);
+  }
+}
+
+}  // namespace
+
 bool decode_payload(QomRecord *record, const FrameHead &head, const uint8_t *fixed,
                     const ImageFormat &format) {
   const Shape shape = shape_of(head.type);
@@ -404,22 +444,12 @@ bool decode_payload(QomRecord *record, const FrameHead &head, const uint8_t *fix
       auto header = reinterpret_cast<QomHeader *>(record);
       return decode_header(header, data_length) && check_header(header);
     }
-    case QOM_IMAGE: {
-      auto image = reinterpret_cast<QomImage *>(record);
-      if (!decode_geometry(image, fixed, head, format)) return false;
-      image->bytes_per_line = image->length / image->height;
-      image->data = data;
-      return true;
-    }
-    case QOM_COMPRESSED_IMAGE: {
-      auto image = reinterpret_cast<QomCompressedImage *>(record);
-      image->compressed_length = data_length;
-      image->data = data;
-      return decode_geometry(image, fixed, head, format);
-    }
+    case QOM_IMAGE:
+    case QOM_COMPRESSED_IMAGE:
+    case QOM_IMAGE_BLOCKS:
+    case QOM_COMPRESSED_IMAGE_BLOCKS:
     case QOM_CURSOR_IMAGE:
-      reinterpret_cast<QomCursorImage *>(record)->data = data;
-      return decode_cursor_geometry(reinterpret_cast<QomCursorImage *>(record), head, fixed);
+      return decode_pixels(record, head, fixed, format, data, data_length);
     case QOM_CURSOR_POSITION: {
       auto position = reinterpret_cast<QomCursorPosition *>(record);
       ByteReader cursor(fixed, shape.fixed);
@@ -437,19 +467,6 @@ bool decode_payload(QomRecord *record, const FrameHead &head, const uint8_t *fix
     case QOM_LAST_INPUT: {
       auto input = reinterpret_cast<QomLastInput *>(record);
       return decode_texts(&input->user, &input->tfn, data, data_length);
-    }
-    case QOM_IMAGE_BLOCKS: {
-      auto blocks = reinterpret_cast<QomImageBlocks *>(record);
-      blocks->length = head.raw_length;
-      blocks->data = data;
-      return true;
-    }
-    case QOM_COMPRESSED_IMAGE_BLOCKS: {
-      auto blocks = reinterpret_cast<QomCompressedImageBlocks *>(record);
-      blocks->length = head.raw_length;
-      blocks->compressed_length = data_length;
-      blocks->data = data;
-      return true;
     }
     default:
       if (!is_footer_type(head.type)) return true;

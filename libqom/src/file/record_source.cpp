@@ -12,7 +12,7 @@ namespace qom {
 namespace {
 
 // Records above this are read straight to their place even when they follow each other.
-constexpr size_t window_record_bytes = 32 * 1024;
+constexpr size_t window_record_bytes = size_t{32} * 1024;
 
 bool matches(const FrameHead &head, const QomIndexEntry &entry) {
   const bool time_matches = entry.flags & QOM_ENTRY_TIME_RAISED ? head.timestamp < entry.timestamp

@@ -68,8 +68,9 @@ int Scan::run() {
 int Scan::visit_broken_head() {
   if (source_.head_copy == 0) return 0;
   char reason[80];
-  std::snprintf(reason, sizeof reason, "the file head is broken; its copy at offset %llu stands in",
-                static_cast<unsigned long long>(source_.head_copy));
+  (void)std::snprintf(reason, sizeof reason,
+                      "the file head is broken; its copy at offset %llu stands in",
+                      static_cast<unsigned long long>(source_.head_copy));
   return visit_gap(QOM_SCAN_DAMAGE, 0, source_.space->first_frame, reason);
 }
 

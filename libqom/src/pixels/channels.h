@@ -71,4 +71,3 @@ constexpr Pixel<to> convert(Pixel<from> pixel) {
 }
 
 }  // namespace qom::pixel
-

@@ -48,6 +48,9 @@ class PerThread {
     pthread_key_delete(key_);
   }
 
+  PerThread(const PerThread &) = delete;
+  PerThread &operator=(const PerThread &) = delete;
+
   // Null when memory is short.
   Context *get() {
     if (!good_) return nullptr;
@@ -157,7 +160,7 @@ size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t r
 
 bool left_differences_pay(const uint8_t *raw, size_t length, size_t row_bytes) {
   constexpr size_t bands = 12;
-  constexpr size_t sample_bytes = 48 * 1024;
+  constexpr size_t sample_bytes = size_t{48} * 1024;
   const size_t rows = length / row_bytes;
   const size_t band_rows = std::clamp<size_t>(sample_bytes / bands / row_bytes, 1, rows);
   const size_t band_bytes = band_rows * row_bytes;

@@ -241,7 +241,7 @@ int qom_image_blocks_next(const QomImageBlocks *blocks, const QomHeader *header,
   image->height = head.height;
   image->pixel_format = header->pixel_format;
   image->scanline_pad = header->scanline_pad;
-  image->bytes_per_line = static_cast<uint32_t>(head.height == 1 ? length : length / head.height);
+  image->bytes_per_line = static_cast<uint32_t>(head.height > 1 ? length / head.height : length);
   image->length = static_cast<uint32_t>(length);
   image->data = const_cast<uint8_t *>(block) + sizeof head;
   *offset += sizeof head + length;

@@ -232,7 +232,7 @@ class Unpacker {
         if (!unpack_zstd(tile, place.bytes())) return nullptr;
         for (int y = 0; y < place.height; ++y)
           undo_left_differences(raw_.get() + static_cast<size_t>(y) * place.row_bytes,
-                                     place.row_bytes);
+                                place.row_bytes);
         return raw_.get();
       case Form::lz4:
         return unpack_lz4(tile, static_cast<int>(place.bytes())) ? raw_.get() : nullptr;

@@ -1,8 +1,8 @@
 // A picture in memory, packed, sharing with the one before it.
 //
 // A picture is cut into tiles. A tile of one colour is that colour; any other is compressed, and a
-// tile that did not change since the previous picture is shared with it. What unpacks is bit for bit
-// what was packed.
+// tile that did not change since the previous picture is shared with it. What unpacks is bit for
+// bit what was packed.
 #pragma once
 
 #include <cstddef>

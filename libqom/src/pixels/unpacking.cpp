@@ -75,9 +75,9 @@ bool unpack_few(Source &packed, const Colours &colours, BlockHead block, Target 
   for (unsigned y = 0; y < block.height; ++y, from += row_bytes, to.pixels += to.stride) {
     packed.pixels.up_to(from);
     for (size_t i = 0; i < block.width / 2u; ++i)
-      std::memcpy(to.pixels + 8 * i, &colours.two[from[i]], 8);
+      std::memcpy(to.pixels + size_t{8} * i, &colours.two[from[i]], 8);
     if (block.width % 2)
-      std::memcpy(to.pixels + 4 * (block.width - 1u), &colours.two[from[row_bytes - 1]], 4);
+      std::memcpy(to.pixels + size_t{4} * (block.width - 1u), &colours.two[from[row_bytes - 1]], 4);
   }
   return true;
 }

@@ -74,8 +74,8 @@ QOM_API void qom_picture_blend(const QomPicture *picture, const QomCursorImage *
                                int32_t y, QomRectangle area, const QomPicture *blended);
 
 /*
- * Writes a rectangle of a picture (inside it) as red, green and blue bytes, channels widened as above.
- * `rgb` has `stride` bytes, at least three a pixel, from a row to the next.
+ * Writes a rectangle of a picture (inside it) as red, green and blue bytes, channels widened as
+ * above. `rgb` has `stride` bytes, at least three a pixel, from a row to the next.
  */
 QOM_API void qom_picture_rgb(const QomPicture *picture, QomRectangle area, uint8_t *rgb,
                              size_t stride);

@@ -48,11 +48,11 @@ extern "C" {
 #define QOM_VERSION_PATCH 0
 
 /* Limits that reader and writer enforce. */
-#define QOM_MAX_SIDE 16384u                 /* pixels, width or height of an image or a header */
-#define QOM_MAX_CURSOR_SIDE 1024u           /* pixels, width or height of a cursor image */
-#define QOM_MAX_DATA (256u * 1024u * 1024u) /* bytes of decoded pixels of one record */
-#define QOM_MAX_TEXT (1024u * 1024u)        /* bytes of one text, terminator not counted */
-#define QOM_MAX_TIME (UINT64_C(1) << 62)    /* microseconds, largest timestamp */
+#define QOM_MAX_SIDE 16384u              /* pixels, width or height of an image or a header */
+#define QOM_MAX_CURSOR_SIDE 1024u        /* pixels, width or height of a cursor image */
+#define QOM_MAX_DATA 268435456u          /* bytes of decoded pixels of one record: 256 MiB */
+#define QOM_MAX_TEXT 1048576u            /* bytes of one text, terminator not counted: 1 MiB */
+#define QOM_MAX_TIME (UINT64_C(1) << 62) /* microseconds, largest timestamp */
 
 /* Kinds of records; a record stores the value in its 8-bit `type` field. */
 typedef enum QomRecordType {
@@ -381,14 +381,14 @@ typedef struct QomReaderInfo {
   QomReaderState state;
   uint8_t major_version; /* of the file format */
   uint8_t minor_version;
-  uint8_t head_recovered;   /* 1: the file head is broken and was read from one of its copies; its own
-                              bytes are not among the damaged ones */
-  uint64_t file_size;       /* bytes, when the index was built */
-  uint64_t record_bytes;    /* bytes of all indexed records with their frames */
-  uint64_t torn_bytes;      /* bytes of an incomplete record at the end; not damage */
-  uint64_t damaged_bytes;   /* bytes that belong to no valid frame */
-  int64_t damaged_at;       /* offset of the first of them, -1 when there are none */
-  uint64_t times_raised;    /* records whose time went back */
+  uint8_t head_recovered; /* 1: the file head is broken and was read from one of its copies; its own
+                            bytes are not among the damaged ones */
+  uint64_t file_size;     /* bytes, when the index was built */
+  uint64_t record_bytes;  /* bytes of all indexed records with their frames */
+  uint64_t torn_bytes;    /* bytes of an incomplete record at the end; not damage */
+  uint64_t damaged_bytes; /* bytes that belong to no valid frame */
+  int64_t damaged_at;     /* offset of the first of them, -1 when there are none */
+  uint64_t times_raised;  /* records whose time went back */
   uint64_t unknown_records; /* frames of unknown types met by the scan; passed over */
   size_t checkpoint_count;
   uint64_t checkpoint_bytes; /* bytes of the records of all checkpoints */
