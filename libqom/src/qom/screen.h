@@ -86,6 +86,7 @@ typedef struct QomScreenOptions {
   size_t memory;            /* bytes that snapshots may take; 0: 64 MiB */
   uint64_t spacing;         /* microseconds of recording from a snapshot to the next at least, while
                                the memory lasts; 0: 20 seconds */
+  int save_by_hand;         /* 1: snapshots are saved by qom_screen_save() alone */
   const QomCanvas *canvas;  /* null: memory of the screen's own */
   const uint32_t *palette;  /* for recordings in PALETTE8: 256 pixels of pixel_format, the caller's,
                                looked at when records are applied; null: the header's palette */
@@ -178,6 +179,54 @@ QOM_API int qom_screen_is_trusted(const QomScreen *screen);
  */
 QOM_API int qom_screen_untrusted(QomReader *reader, int (*progress)(void *context, uint64_t bytes),
                                  void *context, QomStretch **stretches, size_t *count);
+
+/*
+ * Step by step: for a player that goes by its own clock and tells its own story of a move.
+ * qom_screen_go() is qom_screen_start() and then qom_screen_apply().
+ */
+
+/* Where a move starts. */
+typedef enum QomStartKind {
+  QOM_START_HERE = 0,       /* where the screen was */
+  QOM_START_SNAPSHOT = 1,   /* from a snapshot */
+  QOM_START_CHECKPOINT = 2, /* from a checkpoint of the recording, which was applied */
+  QOM_START_BEGINNING = 3   /* from place 0 */
+} QomStartKind;
+
+typedef struct QomScreenStart {
+  QomStartKind kind;
+  uint64_t time; /* of the last record of a snapshot, microseconds */
+  size_t first;  /* records of a checkpoint, [first, end) */
+  size_t end;
+} QomScreenStart;
+
+/* Brings the screen to the known state at or before a place from which going there leaves the least
+   to apply. Fills *start. */
+QOM_API QomScreenResult qom_screen_start(QomScreen *screen, size_t place, QomScreenStart *start);
+
+/* Applies the records from where the screen is up to a place; none when it is there or beyond. */
+QOM_API QomScreenResult qom_screen_apply(QomScreen *screen, size_t place);
+
+/* Declares the screen to be at a place, such as behind records that do not matter. */
+QOM_API void qom_screen_set_place(QomScreen *screen, size_t place);
+
+/* Applies a record that need not be one of the recording; the place stays. It stays the caller's.
+   Returns 0, or -1 with the reason. */
+QOM_API int qom_screen_take(QomScreen *screen, const QomRecord *record);
+
+/* 1 during a pause within a record. */
+QOM_API int qom_screen_is_within_record(const QomScreen *screen);
+
+/* Saves a snapshot when none lies nearer than the spacing. Returns 1 when it was saved, 0 when none
+   was due, -1 with the reason when memory is short. */
+QOM_API int qom_screen_save(QomScreen *screen);
+
+/* Number of snapshots, and the bytes of memory that they take. */
+QOM_API size_t qom_screen_snapshots(const QomScreen *screen, size_t *bytes);
+
+/* Changes an option of the screen: strict, and the memory of its snapshots (0: the usual). */
+QOM_API void qom_screen_set_strict(QomScreen *screen, int strict);
+QOM_API void qom_screen_set_memory(QomScreen *screen, size_t bytes);
 
 #ifdef __cplusplus
 }

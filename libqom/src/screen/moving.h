@@ -35,7 +35,7 @@ inline bool draws(uint8_t type) {
 
 // Brings the screen to the known state at or before `place` from which a move there leaves the
 // least to apply: its own, a snapshot, a checkpoint, or the beginning.
-QomScreenResult start_move(QomScreen *screen, size_t place);
+QomScreenResult start_move(QomScreen *screen, size_t place, QomScreenStart *start);
 
 // Applies the records from the screen's place up to `place`.
 QomScreenResult run_to(QomScreen *screen, size_t place);
@@ -43,5 +43,9 @@ QomScreenResult run_to(QomScreen *screen, size_t place);
 // Applies the records [first, end) of a checkpoint to a screen that was reset, without a pause and
 // without passing over any. False with the reason.
 bool run_checkpoint(QomScreen *screen, size_t first, size_t end);
+
+// Saves a snapshot when one is due at a time, that of the last record. Returns as
+// qom_screen_save().
+int save_if_due(QomScreen *screen, uint64_t time);
 
 }  // namespace qom

@@ -60,18 +60,18 @@ Applied apply_next(QomScreen *screen, size_t end, const Pause &pause) {
   return result;
 }
 
-void snapshot_save_if_due(QomScreen *screen, uint64_t time) {
-  if (!screen->state.has_picture() || !screen->snapshots.is_due(time)) return;
-  if (!screen->state.settle()) return;
-  screen->snapshots.save(screen->state, screen->place, time, screen->trusted);
-}
-
 // What a pause or an end leaves waiting.
 QomScreenResult settled(QomScreen *screen, QomScreenResult result) {
   return screen->state.settle() ? result : QOM_SCREEN_FAILED;
 }
 
 }  // namespace
+
+int save_if_due(QomScreen *screen, uint64_t time) {
+  if (!screen->state.has_picture() || !screen->snapshots.is_due(time)) return 0;
+  if (!screen->state.settle()) return -1;
+  return screen->snapshots.save(screen->state, screen->place, time, screen->trusted) ? 1 : -1;
+}
 
 QomScreenResult run_to(QomScreen *screen, size_t place) {
   const Pause pause(screen->options.pause, screen->options.context);
@@ -85,7 +85,7 @@ QomScreenResult run_to(QomScreen *screen, size_t place) {
       return QOM_SCREEN_FAILED;
     }
     ++screen->place;
-    if (record) snapshot_save_if_due(screen, record->timestamp);
+    if (record && !screen->options.save_by_hand) save_if_due(screen, record->timestamp);
     if (screen->place < place && pause.is_due()) return settled(screen, QOM_SCREEN_PAUSED);
   }
   return settled(screen, QOM_SCREEN_REACHED);

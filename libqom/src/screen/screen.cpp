@@ -110,7 +110,8 @@ size_t qom_screen_length(QomScreen *screen) {
 QomScreenResult qom_screen_go(QomScreen *screen, size_t place) {
   cursor_remove(screen);
   const size_t to = std::min(place, reader_count(screen->reader));
-  if (start_move(screen, to) != QOM_SCREEN_REACHED) return QOM_SCREEN_FAILED;
+  QomScreenStart start;
+  if (start_move(screen, to, &start) != QOM_SCREEN_REACHED) return QOM_SCREEN_FAILED;
   return run_to(screen, to);
 }
 
@@ -156,6 +157,55 @@ size_t qom_screen_changes(QomScreen *screen, QomRectangle *rectangles, size_t ro
 
 int qom_screen_is_trusted(const QomScreen *screen) {
   return screen->trusted;
+}
+
+QomScreenResult qom_screen_start(QomScreen *screen, size_t place, QomScreenStart *start) {
+  cursor_remove(screen);
+  return start_move(screen, std::min(place, reader_count(screen->reader)), start);
+}
+
+QomScreenResult qom_screen_apply(QomScreen *screen, size_t place) {
+  cursor_remove(screen);
+  return run_to(screen, std::min(place, reader_count(screen->reader)));
+}
+
+void qom_screen_set_place(QomScreen *screen, size_t place) {
+  cursor_remove(screen);
+  screen->state.leave_record();
+  screen->record.reset();
+  screen->place = std::min(place, reader_count(screen->reader));
+}
+
+int qom_screen_take(QomScreen *screen, const QomRecord *record) {
+  cursor_remove(screen);
+  screen->state.leave_record();
+  screen->record.reset();
+  return screen->state.apply(record, false, Pause(nullptr, nullptr)) == Applied::whole ? 0 : -1;
+}
+
+int qom_screen_is_within_record(const QomScreen *screen) {
+  return screen->state.is_within_record();
+}
+
+int qom_screen_save(QomScreen *screen) {
+  cursor_remove(screen);
+  QomIndexEntry last;
+  if (screen->place == 0 || screen->state.is_within_record()) return 0;
+  if (!reader_entry(screen->reader, screen->place - 1, &last)) return -1;
+  return save_if_due(screen, last.timestamp);
+}
+
+size_t qom_screen_snapshots(const QomScreen *screen, size_t *bytes) {
+  *bytes = screen->snapshots.bytes();
+  return screen->snapshots.count();
+}
+
+void qom_screen_set_strict(QomScreen *screen, int strict) {
+  screen->options.strict = strict;
+}
+
+void qom_screen_set_memory(QomScreen *screen, size_t bytes) {
+  screen->snapshots.set_ceiling(bytes ? bytes : usual_memory(screen->state.canvas.picture()));
 }
 
 }  // extern "C"

@@ -33,6 +33,12 @@ size_t attribute_bytes(const Attributes &attributes, const Attributes *before) {
   return bytes;
 }
 
+bool out_of_memory() {
+  errno = ENOMEM;
+  set_error("out of memory for a snapshot");
+  return false;
+}
+
 }  // namespace
 
 Snapshots::~Snapshots() {
@@ -65,13 +71,13 @@ bool Snapshots::is_due(uint64_t time) const {
   return after == all_.end() || (*after)->time - time >= spacing_;
 }
 
-void Snapshots::save(const State &state, size_t place, uint64_t time, bool trusted) {
+bool Snapshots::save(const State &state, size_t place, uint64_t time, bool trusted) {
   const QomPicture &picture = state.canvas.picture();
-  if (ceiling_ < bytes_of(picture)) return;
+  if (ceiling_ < bytes_of(picture)) return QOM_REFUSE(false, "no room for a snapshot");
   const size_t at = behind(place);
-  if (!all_.reserve(all_.size() + 1)) return;
+  if (!all_.reserve(all_.size() + 1)) return out_of_memory();
   std::unique_ptr<Snapshot> snapshot(new (std::nothrow) Snapshot());
-  if (!snapshot) return;
+  if (!snapshot) return out_of_memory();
   snapshot->place = place;
   snapshot->time = time;
   snapshot->trusted = trusted;
@@ -81,12 +87,13 @@ void Snapshots::save(const State &state, size_t place, uint64_t time, bool trust
   const PictureRows plain = rows_of(plain_picture_);
   snapshot->picture = plain_of_ ? picture_pack(rows_of(picture), plain_of_->picture, &plain)
                                 : picture_pack(rows_of(picture), nullptr, nullptr);
-  if (!snapshot->picture) return;
+  if (!snapshot->picture) return out_of_memory();
   picture_bytes_ += picture_own_bytes(snapshot->picture);
   keep_plain(picture, snapshot.get());
   all_.push(snapshot.release());
   std::rotate(all_.begin() + at, all_.end() - 1, all_.end());
   thin();
+  return true;
 }
 
 void Snapshots::keep_plain(const QomPicture &picture, const Snapshot *snapshot) {

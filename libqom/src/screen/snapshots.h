@@ -36,8 +36,9 @@ class Snapshots {
   // Whether none lies nearer to a time than the spacing.
   bool is_due(uint64_t time) const;
 
-  // Without memory for it there is one less, which costs only time.
-  void save(const State &state, size_t place, uint64_t time, bool trusted);
+  // False with the reason when memory is short, which costs only time, or when the ceiling is below
+  // one picture.
+  bool save(const State &state, size_t place, uint64_t time, bool trusted);
 
   // The last one that holds at most `place` records; null when there is none.
   const Snapshot *before(size_t place) const;
@@ -47,10 +48,12 @@ class Snapshots {
   static bool restore(const Snapshot &snapshot, State *state);
 
   void clear();
+  void set_ceiling(size_t ceiling) { ceiling_ = ceiling; }
+  size_t count() const { return all_.size(); }
+  size_t bytes() const;  // of memory
 
  private:
   size_t behind(size_t place) const;
-  size_t bytes() const;
   void keep_plain(const QomPicture &picture, const Snapshot *snapshot);
   void drop_plain();
   void release(Snapshot *snapshot);

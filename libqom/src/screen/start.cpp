@@ -82,28 +82,35 @@ bool is_on_the_way(const QomScreen *screen, size_t place) {
 
 }  // namespace
 
-QomScreenResult start_move(QomScreen *screen, size_t place) {
+QomScreenResult start_move(QomScreen *screen, size_t place, QomScreenStart *start) {
+  *start = {QOM_START_HERE, 0, 0, 0};
   const bool here = is_on_the_way(screen, place);
   if (here && screen->place == place) return QOM_SCREEN_REACHED;
   const Snapshot *snapshot = screen->snapshots.before(place);
   const bool restore = snapshot && (!here || snapshot->place > screen->place);
-  const size_t start = restore ? snapshot->place : here ? screen->place : 0;
+  const size_t from = restore ? snapshot->place : here ? screen->place : 0;
   screen->is_lost = true;
   Run run;
   size_t limit = place;
   bool lost = false;  // a checkpoint that cannot be applied has cost the screen's own state
-  while (find_checkpoint(screen->reader, start, place, limit, &run)) {
+  while (find_checkpoint(screen->reader, from, place, limit, &run)) {
     if (start_from_checkpoint(screen, run)) {
       screen->is_lost = false;
+      *start = {QOM_START_CHECKPOINT, 0, run.first, run.end};
       return QOM_SCREEN_REACHED;
     }
     lost = true;
     if (run.first == 0) break;
     limit = run.first - 1;
   }
-  const bool started = restore         ? start_from_snapshot(screen, *snapshot)
-                       : here && !lost ? true
-                                       : begin_anew(screen);
+  bool started = true;
+  if (restore) {
+    *start = {QOM_START_SNAPSHOT, snapshot->time, 0, 0};
+    started = start_from_snapshot(screen, *snapshot);
+  } else if (!here || lost) {
+    *start = {QOM_START_BEGINNING, 0, 0, 0};
+    started = begin_anew(screen);
+  }
   screen->is_lost = !started;
   return started ? QOM_SCREEN_REACHED : QOM_SCREEN_FAILED;
 }
