@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "bench_view.h"
-#include "display/cursor.h"
 #include "display/pipeline.h"
+#include "playback/record_process.h"
 #include "ratio.h"
 
 namespace {
@@ -38,14 +38,17 @@ void cursor_give(QomView *view) {
   cursor.height = kSide;
   cursor.length = kSide * kSide * 4;
   cursor.data = reinterpret_cast<uint8_t *>(pixels.data());
-  cursor_update(view, &cursor);
+  record_process(view, reinterpret_cast<const QomRecord *>(&cursor));
 }
 
 /* From one place to another and back, each shown. */
 bench::Work move(QomView *view) {
   return [view] {
     for (const int x : {40, 60}) {
-      cursor_update_current_position(view, x, x);
+      QomCursorPosition position{};
+      position.type = QOM_CURSOR_POSITION;
+      position.x = position.y = static_cast<int16_t>(x);
+      record_process(view, reinterpret_cast<const QomRecord *>(&position));
       ViewDisplay(view);
       XSync(view->display, False);
     }

@@ -32,6 +32,7 @@
 #include <X11/Xutil.h>
 #include <pixman.h>
 #include <qom/qom.h>
+#include <qom/screen.h>
 #include <tcl.h>
 #include <tk.h>
 
@@ -71,46 +72,16 @@ struct cursor_corner {
   int32_t y;
 };
 
-namespace qom {
-struct PackedPicture; /* pixels/packed_picture.h */
-struct SharedBytes;   /* base/shared_bytes.h */
-}  // namespace qom
-using qom::PackedPicture;
-using qom::SharedBytes;
-
-/* The cursor at the time of a key frame. */
-struct cursor_state {
-  QomCursorImage record; /* without its pixels; meaningless without a cursor */
-  SharedBytes *pixels;   /* of the record; none without a cursor */
-  XRectangle position;   /* clipped rectangle, frame coordinates */
-  cursor_corner corner;  /* unclipped corner, frame coordinates */
-};
-
-/* One snapshot of the frame state. What it points to it shares with the key frames beside it
-   where that did not change; nobody else holds it. All zero when unused. */
-struct KeyFrame {
-  uint64_t timestamp; /* time of the last record applied */
-  uint16_t width;     /* size of the snapshot's frame, pixels */
-  uint16_t height;
-  PackedPicture *picture;                        /* the frame image, packed; picture_release() */
-  cursor_state cursor;                           /* the cursor at that time */
-  SharedBytes *footer_items[FOOTER_ITEMS_COUNT]; /* with their zero; none = no text */
-};
-
-/* Key frames sorted by time, ascending; owned by playback/keyframe. */
+/* Beside the key frames, which are the screen's snapshots; owned by playback/keyframe. */
 struct keyframe_cache {
-  size_t capacity;  /* entries that `frames` has room for */
-  size_t size;      /* entries in use; the rest are all zero */
-  KeyFrame *frames; /* C allocator; none before cache_setup() */
-  XImage *latest;   /* the latest key frame's picture, not packed; none: nothing to share with */
-  uint64_t spacing; /* microseconds from a key frame to the next at least */
-  size_t ceiling;   /* bytes of memory that the cache may hold before it thins itself out */
+  bool has_first;                        /* a key frame was saved */
+  uint64_t first_time;                   /* its time, microseconds, */
+  char *first_texts[FOOTER_ITEMS_COUNT]; /* and its footer items, free(); none = no text */
   /* Times at which replaying saves key frames, as far as they were asked for, ascending, the
      first key frame's first; playback/told_replay fills it, C allocator. */
   uint64_t *told_times;
   size_t told_capacity; /* entries that it has room for */
   size_t told_size;     /* entries in use */
-  size_t bytes; /* of memory that the key frames hold, what they share once; without `latest` */
 };
 
 /* Rectangles of the cursor, clipped to the frame, frame coordinates. */
@@ -121,21 +92,13 @@ struct cursor_position {
 
 /* The remote cursor; owned by display/cursor. */
 struct cursor_info {
-  QomCursorImage *record;   /* own copy, qom_record_free(); none before the first shape */
-  cursor_position position; /* where it is painted and where it is */
-  XImage *ximage;           /* blended cursor, with scaling on with the frame around it,
-                               display's format, in the top-left corner; none before the
-                               first shape and after a failed allocation */
-  cursor_corner corner;     /* of position.current before clipping; no meaning without record */
-  bool changed;             /* shape or corner differ from what was last painted */
-};
-
-/* While the pixels of the frame image wait for a last one of several screen changes: what all
-   of them so far have left of the picture; owned by playback/screen_change. All zero: the frame
-   image has the frame's size. */
-struct passed_size {
-  uint16_t width; /* pixels */
-  uint16_t height;
+  const QomCursorImage *record; /* the screen's; none before the first shape */
+  cursor_position position;     /* where it is painted and where it is */
+  XImage *ximage;               /* blended cursor, with scaling on with the frame around it,
+                                   display's format, in the top-left corner; none before the
+                                   first shape and after a failed allocation */
+  cursor_corner corner;         /* of position.current before clipping; no meaning without record */
+  bool changed;                 /* shape or corner differ from what was last painted */
 };
 
 /* Window size that the scaled images and the pixmap were made for, pixels. */
@@ -204,6 +167,15 @@ struct tolerance {
   uint64_t last_time;   /* microseconds, of the last of them */
 };
 
+/* The search for the first image at creation; owned by playback/first_image. */
+struct creating {
+  bool on;
+  bool unreadable; /* a record could not be read */
+  size_t items;    /* records of footer items met */
+};
+
+class Round; /* playback/round.h */
+
 struct QomView {
   /* -- widget -- */
   Tcl_Interp *interp;    /* creating interpreter; whose end is also the view's */
@@ -221,6 +193,12 @@ struct QomView {
   size_t number_of_frames;     /* at the frame rate of creation */
 
   /* -- frame state (playback) -- */
+  QomScreen *screen;    /* turns records into the frame image, owned; playback/recorded_screen.h */
+  QomCanvas canvas;     /* the frame image as the screen's memory */
+  const Round *round;   /* the round of a move that runs; none: no pauses */
+  size_t merged_blocks; /* of the record that is being applied */
+  bool resized;         /* what shows the frame has not followed its size yet */
+  struct creating creating;
   uint16_t width; /* recorded screen, pixels; never 0 once the reader is open */
   uint16_t height;
   char *footer_items[FOOTER_ITEMS_COUNT];       /* current texts, free(); none = no text */
@@ -230,7 +208,6 @@ struct QomView {
   MergeFunction merge;      /* recording's format into the display's; none: no conversion */
   PixelFormat pixel_format; /* the display's; set by merge_setup() */
   XImage *ximage;           /* the frame, width x height, display's format; no cursor in it */
-  struct passed_size passed_size;
   Region ximage_region; /* changed since the last display, frame coordinates, may reach outside */
 
   /* -- display -- */

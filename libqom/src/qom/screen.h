@@ -221,6 +221,9 @@ QOM_API int qom_screen_is_within_record(const QomScreen *screen);
    was due, -1 with the reason when memory is short. */
 QOM_API int qom_screen_save(QomScreen *screen);
 
+/* 1 when qom_screen_save() would save. */
+QOM_API int qom_screen_save_is_due(const QomScreen *screen);
+
 /* Number of snapshots, and the bytes of memory that they take. */
 QOM_API size_t qom_screen_snapshots(const QomScreen *screen, size_t *bytes);
 

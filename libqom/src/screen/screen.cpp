@@ -187,12 +187,20 @@ int qom_screen_is_within_record(const QomScreen *screen) {
   return screen->state.is_within_record();
 }
 
+int qom_screen_save_is_due(const QomScreen *screen) {
+  QomIndexEntry last;
+  return screen->place > 0 && !screen->state.is_within_record() && screen->state.has_picture() &&
+         reader_entry(screen->reader, screen->place - 1, &last) &&
+         screen->snapshots.is_due(last.timestamp);
+}
+
 int qom_screen_save(QomScreen *screen) {
   cursor_remove(screen);
   QomIndexEntry last;
-  if (screen->place == 0 || screen->state.is_within_record()) return 0;
-  if (!reader_entry(screen->reader, screen->place - 1, &last)) return -1;
-  return save_if_due(screen, last.timestamp);
+  if (!qom_screen_save_is_due(screen)) return 0;
+  return reader_entry(screen->reader, screen->place - 1, &last)
+             ? save_if_due(screen, last.timestamp)
+             : -1;
 }
 
 size_t qom_screen_snapshots(const QomScreen *screen, size_t *bytes) {

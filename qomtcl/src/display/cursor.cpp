@@ -1,6 +1,7 @@
 #include "display/cursor.h"
 
 #include <err.h>
+#include <qom/screen.h>
 
 #include <algorithm>
 #include <cassert>
@@ -156,15 +157,9 @@ void cursor_update_pixmap_region(QomView *view) {
 
 }  // namespace
 
-int cursor_update(QomView *view, const QomCursorImage *cursor_image) {
-  auto *copy = reinterpret_cast<QomCursorImage *>(qom_record_dup(cursor_image));
-  if (!copy) return TCL_ERROR;
-  qom_record_free(view->cursor.record);
-  view->cursor.record = copy;
-  view->cursor.changed = true;
-  cursor_update_current_position(view, copy->x, copy->y);
-  if (cursor_ximage_is_too_small(view) && !cursor_ximage_realloc(view)) return TCL_ERROR;
-  return TCL_OK;
+bool cursor_update(QomView *view, const QomCursorImage *cursor_image) {
+  view->cursor.record = cursor_image;
+  return !cursor_ximage_is_too_small(view) || cursor_ximage_realloc(view);
 }
 
 void cursor_update_current_position(QomView *view, int x, int y) {
@@ -179,6 +174,24 @@ void cursor_update_current_position(QomView *view, int x, int y) {
   const auto row = [view](int position) { return std::clamp<int>(position, 0, view->height); };
   view->cursor.position.current = rectangle_from_box(
       {column(x1), row(y1), column(x1 + record->width), row(y1 + record->height)});
+}
+
+bool cursor_follow(QomView *view) {
+  int32_t x = 0;
+  int32_t y = 0;
+  const QomCursorImage *image = qom_screen_cursor(view->screen, &x, &y);
+  if (!image) {
+    cursor_forget(view);
+    return true;
+  }
+  const bool updated = cursor_update(view, image);
+  cursor_update_current_position(view, x + image->xhot, y + image->yhot);
+  return updated;
+}
+
+void cursor_forget(QomView *view) {
+  view->cursor.record = nullptr;
+  view->cursor.position.current = {};
 }
 
 bool cursor_scaling_ximage_realloc(QomView *view) {
@@ -224,7 +237,6 @@ void cursor_repaint(QomView *view) {
 }
 
 void cursor_teardown(QomView *view) {
-  qom_record_free(view->cursor.record);
   if (view->cursor.ximage) XDestroyImage(view->cursor.ximage);
   view->cursor = {};
 }

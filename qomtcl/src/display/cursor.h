@@ -10,16 +10,21 @@
 #include "view.h"
 
 /*
- * Makes a copy of the record the current cursor, placed where the record says. The
- * record stays the caller's. Returns 0, or 1: with the old cursor when it cannot be
- * copied, or with error code and result set and images missing when they cannot be made;
- * the display then does without and tries to make them again.
+ * Makes a shape, which stays the screen's, the current cursor. False with error code and result set
+ * when the images for a larger one cannot be made; the display then does without and tries to make
+ * them again.
  */
-int cursor_update(QomView *view, const QomCursorImage *cursor_image);
+bool cursor_update(QomView *view, const QomCursorImage *cursor_image);
 
 /* Moves the hot spot to x, y (frame coordinates, any 16-bit value) and recomputes the
    clipped rectangle and the unclipped corner; nothing without a cursor. */
 void cursor_update_current_position(QomView *view, int x, int y);
+
+/* Brings shape and place to those of the view's screen. False as cursor_update(). */
+bool cursor_follow(QomView *view);
+
+/* From here on there is no cursor. */
+void cursor_forget(QomView *view);
 
 /* Remakes scaling.cursor for the current cursor (9 x 16 without one) and factor. On
    failure false with error code and result set. */
@@ -41,7 +46,7 @@ bool cursor_has_moved(const QomView *view);
  */
 void cursor_repaint(QomView *view);
 
-/* Releases record and image and forgets the positions. May run twice. */
+/* Releases the image and forgets shape and positions. May run twice. */
 void cursor_teardown(QomView *view);
 
 #endif /* QOMTCL_DISPLAY_CURSOR_H */

@@ -6,14 +6,11 @@
 
 #include "handles.h"
 #include "playback/record_process.h"
-#include "base/shared_bytes.h"
 #include "printable.h"
 #include "recording/reader.h"
 #include "trace.h"
 #include "view_hold.h"
 #include "widget/callback.h"
-
-using namespace qom;
 
 namespace {
 
@@ -60,7 +57,7 @@ bool is_settled(const QomView *view, int item) {
 
 void record_follow(QomView *view, size_t index) {
   const RecordHandle<QomRecord> record(record_at_index(view, index));
-  if (record && footer_items_are_set_by(record->type)) record_process(view, record.get());
+  if (record && footer_items_are_set_by(record->type)) footer_record_process(view, record.get());
 }
 
 }  // namespace
@@ -104,35 +101,6 @@ void footer_items_release(char *items[FOOTER_ITEMS_COUNT]) {
     free(items[i]);
     items[i] = nullptr;
   }
-}
-
-bool footer_items_duplicate(char *const src[FOOTER_ITEMS_COUNT],
-                            SharedBytes *const before[FOOTER_ITEMS_COUNT],
-                            SharedBytes *dst[FOOTER_ITEMS_COUNT]) {
-  for (int i = 0; i < FOOTER_ITEMS_COUNT; ++i) {
-    if (!src[i]) continue;
-    dst[i] = shared_bytes_hold(src[i], strlen(src[i]) + 1, before[i]);
-    if (dst[i]) continue;
-    footer_items_unshare(dst);
-    return false;
-  }
-  return true;
-}
-
-size_t footer_items_unshare(SharedBytes *items[FOOTER_ITEMS_COUNT]) {
-  size_t freed = 0;
-  for (int i = 0; i < FOOTER_ITEMS_COUNT; ++i) {
-    freed += shared_bytes_release(items[i]);
-    items[i] = nullptr;
-  }
-  return freed;
-}
-
-void cache_state_restore_footer(QomView *view, const KeyFrame *key_frame) {
-  const char *items[FOOTER_ITEMS_COUNT];
-  for (int i = 0; i < FOOTER_ITEMS_COUNT; ++i)
-    items[i] = key_frame->footer_items[i] ? key_frame->footer_items[i]->data() : nullptr;
-  footer_items_become(view, items);
 }
 
 void footer_items_become(QomView *view, const char *const items[FOOTER_ITEMS_COUNT]) {

@@ -18,22 +18,8 @@ void footer_item_process(QomView *view, const char *text, int index);
 /* Frees the texts of an array and sets each to none. May run twice. */
 void footer_items_release(char *items[FOOTER_ITEMS_COUNT]);
 
-/* Fills the texts of a key frame, all none so far, with those of a view; those that the key
-   frame before it has as well are shared with it (none allowed). False with `dst` all none
-   when memory is short. */
-bool footer_items_duplicate(char *const src[FOOTER_ITEMS_COUNT],
-                            SharedBytes *const before[FOOTER_ITEMS_COUNT],
-                            SharedBytes *dst[FOOTER_ITEMS_COUNT]);
-
-/* Gives the texts of a key frame back and sets each to none. Returns the bytes that became
-   free. */
-size_t footer_items_unshare(SharedBytes *items[FOOTER_ITEMS_COUNT]);
-
 /* Sets the view's items to copies of other ones and marks those that differ. */
 void footer_items_become(QomView *view, const char *const items[FOOTER_ITEMS_COUNT]);
-
-/* The same for the items of a key frame. */
-void cache_state_restore_footer(QomView *view, const KeyFrame *key_frame);
 
 /* The same for what applying the records 0 <= index < last from nothing would give; records
    that cannot be read are passed over. The indexes must exist. */

@@ -1,9 +1,8 @@
 /*
  * playback/known_state.h - where a move starts.
  *
- * The frame state is known without replaying at three kinds of places: where the view
- * is, at its key frames, and at the checkpoints of the recording. A move starts from the
- * one that leaves the least to apply. What it ends with is the same from each.
+ * The view's screen chooses among the states that it knows without replaying: where it is, its
+ * snapshots, and the checkpoints of the recording. What a move ends with is the same from each.
  */
 #ifndef QOMTCL_PLAYBACK_KNOWN_STATE_H
 #define QOMTCL_PLAYBACK_KNOWN_STATE_H

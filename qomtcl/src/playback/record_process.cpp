@@ -2,27 +2,15 @@
 
 #include <err.h>
 
-#include <algorithm>
 #include <cassert>
+#include <cstdio>
 
-#include "display/cursor.h"
-#include "display/damage.h"
-#include "handles.h"
 #include "playback/footer.h"
+#include "playback/recorded_screen.h"
+#include "playback/screen_change.h"
 #include "trace.h"
 
 namespace {
-
-/* Results as the trace reports them: 0 applied or without effect, 1 failed. */
-constexpr int kApplied = 0;
-constexpr int kFailed = 1;
-
-/* Rows of pixels, long ones counted by their length, between looks at the clock. */
-constexpr size_t kRowsPerLook = 1 << 16;
-constexpr size_t kPixelsOfRow = 64;
-
-/* Milliseconds that a round merges at least: a pause costs to uncompress the record once more. */
-constexpr double kShortestMerge = 50;
 
 /* Of a record, before those that reach beyond the frame are no longer reported. */
 constexpr size_t kReportedBlocks = 1 << 10;
@@ -32,169 +20,114 @@ const Typed *as(const QomRecord *record) {
   return reinterpret_cast<const Typed *>(record);
 }
 
-/* The rectangle as merge functions know it: they take the row length from the width, so
-   everything that describes the record stays zero. */
-void image_become_block(QomImage *image, const QomImage &block) {
-  image->x = block.x;
-  image->y = block.y;
-  image->width = block.width;
-  image->height = block.height;
-  image->data = block.data;
-}
-
 /* Another view may have been made since; with its padding the rows of this recording would be
    read past their end. */
 void scanline_pad_use(const QomView *view) {
   scanline_pad = view->header->scanline_pad;
 }
 
-void damage_add(QomView *view, XRectangle rectangle) {
-  if (!region_touch(view->ximage_region, rectangle))
-    warnx("%s: failed to add image region to ximage_region", "image_merge");
+/* Results as the trace reports them: 0 applied or without effect, 1 failed. */
+void result_trace(const QomView *view, int result) {
+  trace_verbose(view, "-- %s: result=%d\n", "record_process", result);
 }
 
-/* The damage of a blocks record, which may have millions of blocks: a few hundred as they are,
-   the rest as its bounds. */
-class BlocksDamage {
- public:
-  explicit BlocksDamage(QomView *view) : view_(view) {}
-  ~BlocksDamage() {
-    if (count_ > kSingle) damage_add(view_, rectangle_from_box(rest_));
-  }
-  BlocksDamage(const BlocksDamage &) = delete;
-  BlocksDamage &operator=(const BlocksDamage &) = delete;
-
-  void add(XRectangle block) {
-    if (++count_ <= kSingle) return damage_add(view_, block);
-    const Box box{block.x, block.y, block.x + block.width, block.y + block.height};
-    rest_ = count_ == kSingle + 1 ? box
-                                  : Box{std::min(rest_.x1, box.x1), std::min(rest_.y1, box.y1),
-                                        std::max(rest_.x2, box.x2), std::max(rest_.y2, box.y2)};
-  }
-
- private:
-  static constexpr size_t kSingle = 200;
-  QomView *view_;
-  size_t count_ = 0;
-  Box rest_{};
-};
-
-/* From *offset on; looks at the round now and then. */
-int blocks_merge(QomView *view, const QomImageBlocks *blocks, const Round *round, size_t *offset) {
-  BlocksDamage damage(view);
-  QomImage block{};
-  QomImage image{};
-  image.type = QOM_IMAGE;
-  scanline_pad_use(view);
-  MergeFunction merge = view->merge;
-  const Round merging;
-  size_t rows = 0; /* since the last look */
-  for (size_t count = 1;; ++count) {
-    const int found = qom_image_blocks_next(blocks, view->header, offset, &block);
-    if (found <= 0) {
-      *offset = 0;
-      return found == 0 ? kApplied : kFailed;
-    }
-    image_become_block(&image, block);
-    merge(&image, view->ximage);
-    if (count == kReportedBlocks) merge = merge_without_report(merge);
-    damage.add({image.x, image.y, image.width, image.height});
-    rows += image.height + size_t{image.width} * image.height / kPixelsOfRow;
-    if (rows < kRowsPerLook || !round || *offset == blocks->length) continue;
-    rows = 0;
-    if (round->is_long() && merging.milliseconds() > kShortestMerge) return kApplied;
-  }
-}
-
-int compressed_image_process(QomView *view, const QomCompressedImage *compressed) {
-  const RecordHandle<QomImage> image(qom_image_uncompress(compressed));
-  if (!image) return kFailed;
-  image_merge(view, image.get());
-  return kApplied;
-}
-
-int compressed_blocks_process(QomView *view, const QomCompressedImageBlocks *compressed,
-                              const Round *round, size_t *offset) {
-  const RecordHandle<QomImageBlocks> blocks(qom_image_blocks_uncompress(compressed));
-  if (blocks) return blocks_merge(view, blocks.get(), round, offset);
-  *offset = 0;
-  return kFailed;
-}
-
-bool screen_has_changed(const QomView *view, const QomScreenChange *change) {
-  return change->width != view->width || change->height != view->height;
-}
-
-using ScreenChangeProcess = int (*)(QomView *view, uint16_t width, uint16_t height);
-
-int screen_change_record_process(QomView *view, const QomScreenChange *change,
-                                 ScreenChangeProcess process) {
+void screen_change_trace(const QomView *view, const QomRecord *record) {
+  if (record->type != QOM_SCREEN_CHANGE) return;
+  const auto *change = as<QomScreenChange>(record);
   trace(view, "-- %s: SCREEN CHANGE old %dx%d new %dx%d\n", "record_process", view->width,
         view->height, change->width, change->height);
-  if (!screen_has_changed(view, change)) return kApplied;
-  return process(view, change->width, change->height);
 }
 
-int cursor_position_process(QomView *view, const QomCursorPosition *position) {
-  cursor_update_current_position(view, position->x, position->y);
-  return kApplied;
+void size_warn(const QomRecord *record) {
+  if (record->type != QOM_SCREEN_CHANGE) return;
+  warnx("%s: screen size %dx%d is out of range", "screen_change_process",
+        as<QomScreenChange>(record)->width, as<QomScreenChange>(record)->height);
 }
 
-int footer_process(QomView *view, const QomFooterItem *record, index_footer_items index) {
-  footer_item_process(view, record->item, index);
-  return kApplied;
+/* What a record that was applied changes of the view at once. */
+void record_follow(QomView *view, const QomRecord *record) {
+  if (record->type == QOM_SCREEN_CHANGE)
+    screen_change_note(view, as<QomScreenChange>(record)->width,
+                       as<QomScreenChange>(record)->height);
+  if (record->type == QOM_CURSOR_IMAGE || record->type == QOM_CURSOR_POSITION)
+    view->cursor.changed = true;
 }
 
-int dispatch(QomView *view, const QomRecord *record) {
-  switch (record->type) {
-    case QOM_IMAGE:
-      image_merge(view, as<QomImage>(record));
-      return kApplied;
-    case QOM_COMPRESSED_IMAGE:
-      return compressed_image_process(view, as<QomCompressedImage>(record));
-    case QOM_COMPRESSED_IMAGE_BLOCKS: {
-      size_t offset = 0;
-      return compressed_blocks_process(view, as<QomCompressedImageBlocks>(record), nullptr,
-                                       &offset);
-    }
-    case QOM_CURSOR_IMAGE:
-      return cursor_update(view, as<QomCursorImage>(record));
-    case QOM_CURSOR_POSITION:
-      return cursor_position_process(view, as<QomCursorPosition>(record));
-    case QOM_SCREEN_CHANGE:
-      return screen_change_record_process(view, as<QomScreenChange>(record), screen_change_process);
-    case QOM_LAST_INPUT:
-      last_input_process(view, as<QomLastInput>(record));
-      return kApplied;
-    case QOM_FOOTER_ITEM_APP:
-      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_APP);
-    case QOM_FOOTER_ITEM_APPFMT:
-      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_APPFMT);
-    case QOM_FOOTER_ITEM_HOST:
-      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_HOST);
-    case QOM_FOOTER_ITEM_IP:
-      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_IP);
-    case QOM_FOOTER_ITEM_SID:
-      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_SID);
-    case QOM_FOOTER_ITEM_TID:
-      return footer_process(view, as<QomFooterItem>(record), INDEX_FOOTER_TID);
-    default:
-      return kApplied;
+/* Texts that are ahead of the picture have had these records. */
+bool is_told_already(const QomView *view, size_t index) {
+  return index < view->progress.texts && footer_items_are_set_by(view->entries[index].type);
+}
+
+void failure_tell(QomView *view, QomScreenEvent event, size_t index, const QomRecord *record) {
+  if (view->creating.on) {
+    view->creating.unreadable = event == QOM_SCREEN_UNREADABLE;
+    return;
   }
+  if (event == QOM_SCREEN_UNREADABLE) {
+    fprintf(stderr, "%s: failed to get record at index %zu\n", "consume_records", index);
+  } else {
+    const auto type = static_cast<QomRecordType>(record->type);
+    fprintf(stderr, "%s: failed to process record of type %s(%d) at index %zu\n", "consume_records",
+            qom_record_type_to_string(type), type, index);
+  }
+  if (!view->tolerance.on) return;
+  ++view->tolerance.passed_over;
+  view->tolerance.last_time = view->entries[index].timestamp;
+}
+
+/* At creation a text of the last input does not count yet. */
+void texts_tell(QomView *view, const QomRecord *record) {
+  if (!footer_items_are_set_by(record->type)) return;
+  if (view->creating.on && record->type == QOM_LAST_INPUT) return;
+  if (view->creating.on) ++view->creating.items;
+  footer_record_process(view, record);
+}
+
+void applying_tell(QomView *view, const QomRecord *record) {
+  if (view->option.verbose && view->option.debug) qom_record_dump(record);
+  screen_change_trace(view, record);
+  view->merged_blocks = 0;
 }
 
 }  // namespace
 
 bool record_process(QomView *view, const QomRecord *record) {
-  const int result = dispatch(view, record);
-  trace_verbose(view, "-- %s: result=%d\n", "record_process", result);
-  return result == kApplied;
+  screen_change_trace(view, record);
+  view->merged_blocks = 0;
+  bool applied = qom_screen_take(view->screen, record) == 0;
+  if (applied) {
+    record_follow(view, record);
+    if (footer_items_are_set_by(record->type)) footer_record_process(view, record);
+  }
+  if (!applied) size_warn(record);
+  applied = screen_follow(view) && applied;
+  result_trace(view, applied ? 0 : 1);
+  return applied;
 }
 
-bool screen_change_record_pass(QomView *view, const QomScreenChange *change) {
-  const int result = screen_change_record_process(view, change, screen_change_pass);
-  trace_verbose(view, "-- %s: result=%d\n", "record_process", result);
-  return result == kApplied;
+void record_tell(void *context, QomScreenEvent event, size_t index,
+                 const QomRecord *record) noexcept {
+  auto *view = static_cast<QomView *>(context);
+  const bool told = is_told_already(view, index);
+  switch (event) {
+    case QOM_SCREEN_READING:
+      if (!told) trace_verbose(view, "-- %s: record %zu\n", "consume_records", index);
+      return;
+    case QOM_SCREEN_APPLYING:
+      if (!told) applying_tell(view, record);
+      return;
+    case QOM_SCREEN_APPLIED:
+      if (told) return;
+      record_follow(view, record);
+      texts_tell(view, record);
+      return result_trace(view, 0);
+    case QOM_SCREEN_UNUSABLE:
+      size_warn(record);
+      result_trace(view, 1);
+      [[fallthrough]];
+    case QOM_SCREEN_UNREADABLE:
+      return failure_tell(view, event, index, record);
+  }
 }
 
 void image_merge(QomView *view, const QomImage *img) {
@@ -202,20 +135,32 @@ void image_merge(QomView *view, const QomImage *img) {
   assert(img != 0 && "img should not be NULL");
   assert((img != 0 && (((QomRecord *)img)->type) == QOM_IMAGE) && "img should be a QomImage");
   scanline_pad_use(view);
-  view->merge(img, view->ximage);
-  damage_add(view, {img->x, img->y, img->width, img->height});
+  const bool reported = ++view->merged_blocks <= kReportedBlocks;
+  (reported ? view->merge : merge_without_report(view->merge))(img, view->ximage);
 }
 
-int image_blocks_merge(QomView *view, const QomImageBlocks *blocks) {
-  size_t offset = 0;
-  return blocks_merge(view, blocks, nullptr, &offset);
-}
-
-bool blocks_record_process(QomView *view, const QomCompressedImageBlocks *record,
-                           const Round *round, size_t *offset) {
-  const int result = compressed_blocks_process(view, record, round, offset);
-  trace_verbose(view, "-- %s: result=%d\n", "record_process", result);
-  return result == kApplied;
+void footer_record_process(QomView *view, const QomRecord *record) {
+  const auto set = [&](index_footer_items index) {
+    footer_item_process(view, as<QomFooterItem>(record)->item, index);
+  };
+  switch (record->type) {
+    case QOM_LAST_INPUT:
+      return last_input_process(view, as<QomLastInput>(record));
+    case QOM_FOOTER_ITEM_APP:
+      return set(INDEX_FOOTER_APP);
+    case QOM_FOOTER_ITEM_APPFMT:
+      return set(INDEX_FOOTER_APPFMT);
+    case QOM_FOOTER_ITEM_HOST:
+      return set(INDEX_FOOTER_HOST);
+    case QOM_FOOTER_ITEM_IP:
+      return set(INDEX_FOOTER_IP);
+    case QOM_FOOTER_ITEM_SID:
+      return set(INDEX_FOOTER_SID);
+    case QOM_FOOTER_ITEM_TID:
+      return set(INDEX_FOOTER_TID);
+    default:
+      return;
+  }
 }
 
 void last_input_process(QomView *view, const QomLastInput *record) {

@@ -7,8 +7,8 @@
 #ifndef QOMTCL_PLAYBACK_RECORD_PROCESS_H
 #define QOMTCL_PLAYBACK_RECORD_PROCESS_H
 
-#include "playback/round.h"
-#include "playback/screen_change.h"
+#include <qom/screen.h>
+
 #include "view.h"
 
 /*
@@ -19,24 +19,16 @@
  */
 bool record_process(QomView *view, const QomRecord *record);
 
-/* The same for a screen change that another one follows before anything needs the picture:
-   screen_change_pass(). */
-bool screen_change_record_pass(QomView *view, const QomScreenChange *change);
+/* Told of each record that the screen of a view (the context) applies: footer items, trace and
+   messages follow it. */
+void record_tell(void *context, QomScreenEvent event, size_t index,
+                 const QomRecord *record) noexcept;
 
-/*
- * The same for compressed blocks, of which there may be millions: from the byte *offset of the
- * uncompressed blocks on, until the round (none allowed) is long. *offset is 0 when all of
- * them are merged, and after a failure.
- */
-bool blocks_record_process(QomView *view, const QomCompressedImageBlocks *record,
-                           const Round *round, size_t *offset);
-
-/* Converts an uncompressed image into the frame and adds its rectangle to the damage. */
+/* Converts an uncompressed image into the frame. */
 void image_merge(QomView *view, const QomImage *image);
 
-/* Merges every block of an uncompressed blocks record. Returns 0, or 1 at the first
-   block that does not fit into the data; the blocks before it stay merged. */
-int image_blocks_merge(QomView *view, const QomImageBlocks *blocks);
+/* Sets the footer items of a record that sets some. */
+void footer_record_process(QomView *view, const QomRecord *record);
 
 /* Sets the two footer items of a last-input record. */
 void last_input_process(QomView *view, const QomLastInput *record);

@@ -16,16 +16,12 @@
  */
 int screen_change_process(QomView *view, uint16_t new_width, uint16_t new_height);
 
-/*
- * The same for a size that another one follows before anything needs the picture: sizes and
- * scroll position change, the pixels wait. Between this and screen_change_settle() no pixel
- * may be touched, nothing displayed and no key frame saved or restored. Returns 0, or 1 with
- * nothing changed when the size is out of range.
- */
-int screen_change_pass(QomView *view, uint16_t new_width, uint16_t new_height);
+/* The screen was given a size, whose pixels may still wait for a last one of several: the scroll
+   position follows each of them. */
+void screen_change_note(QomView *view, uint16_t width, uint16_t height);
 
-/* Brings the pixels to the frame's size where they wait for it; does nothing otherwise.
-   Returns as screen_change_process() does. */
-int screen_change_settle(QomView *view);
+/* Brings what shows the frame to its size, where that is another one since the last call. False
+   when the pixmap could not be made, which the next display tries again. */
+bool screen_change_follow(QomView *view);
 
 #endif /* QOMTCL_PLAYBACK_SCREEN_CHANGE_H */

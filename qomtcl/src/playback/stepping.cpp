@@ -44,11 +44,12 @@ bool clock_is_due(size_t first, size_t last) {
   return last % kFramesPerCheck == 0 || first / kFramesPerCheck != last / kFramesPerCheck;
 }
 
-RunResult run(QomView *view, size_t first, size_t last, const Round *round, size_t *next) {
+RunResult consume_records(QomView *view, size_t first, size_t last, const Round &round,
+                          size_t *next) {
   const struct timespec start = trace_clock();
   *next = first;
   last = std::min(last, index_length(view));
-  const RunResult result = records_run(view, first, last, round, next);
+  const RunResult result = records_run(view, first, last, &round, next);
   if (result != RunResult::failed)
     trace(view, "-- %s: first %zu last %zu -> duration=%.03fms\n", "consume_records", first,
           result == RunResult::paused ? *next : last, trace_duration_ms(start, trace_clock()));
@@ -59,17 +60,16 @@ RunResult run(QomView *view, size_t first, size_t last, const Round *round, size
    A key frame takes as long as a record. */
 RunResult frame_apply(QomView *view, size_t first, size_t last, const Round &round) {
   size_t next = 0;
-  const RunResult result = run(view, first, last, &round, &next);
+  const RunResult result = consume_records(view, first, last, round, &next);
   view->progress.next = result == RunResult::paused ? next : 0;
   if (result != RunResult::paused) view->progress.offset = 0;
   if (result != RunResult::done) return result;
-  const uint64_t time = last > 0 ? view->entries[last - 1].timestamp : 0;
-  if (last == 0 || !cache_is_due(view, time)) return RunResult::done;
+  if (last == 0 || qom_screen_save_is_due(view->screen) == 0) return RunResult::done;
   if (first < last && round.is_long()) {
     view->progress.next = last;
     return RunResult::paused;
   }
-  cache_update(view, time);
+  cache_update(view, view->entries[last - 1].timestamp);
   return RunResult::done;
 }
 
@@ -146,9 +146,4 @@ int go_to_next_frame(QomView *view) {
   if (last_frame_is_reached(view)) return kMoveAtEnd;
   trace(view, "-- %s: current frame is %zu\n", "go_to_next_frame", view->current_frame);
   return go_from_to(view, view->current_frame, view->current_frame + 1);
-}
-
-int consume_records(QomView *view, size_t first, size_t last) {
-  size_t next = 0;
-  return run(view, first, last, nullptr, &next) == RunResult::done ? 0 : 1;
 }

@@ -45,8 +45,4 @@ void place_set(QomView *view, size_t frame, size_t next);
 /* Moves one frame ahead; 2 at once when the last frame was applied already. */
 int go_to_next_frame(QomView *view);
 
-/* Applies the records first <= index < last without a pause, `last` limited to the index. Returns
-   0, or 1 at the first record that cannot be read or applied, which is named on standard error. */
-int consume_records(QomView *view, size_t first, size_t last);
-
 #endif /* QOMTCL_PLAYBACK_STEPPING_H */

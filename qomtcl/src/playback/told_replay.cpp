@@ -35,15 +35,15 @@ bool told_time_keep(keyframe_cache *cache, uint64_t time) {
   return true;
 }
 
-/* The last key frame up to a time; the first one when all are after it. The cache holds one. */
+/* The last key frame up to a time; the first one when all are after it. There is one. */
 uint64_t key_frame_time_up_to(QomView *view, uint64_t time) {
   keyframe_cache *cache = &view->cache;
-  bool kept = cache->told_size > 0 || told_time_keep(cache, cache->frames[0].timestamp);
+  bool kept = cache->told_size > 0 || told_time_keep(cache, cache->first_time);
   const uint64_t *end = cache->told_times + cache->told_size;
   const uint64_t *first = cache->told_times;
   const uint64_t *after = std::upper_bound(first, end, time);
   if (after != end) return after == first ? *after : after[-1];
-  uint64_t found = cache->told_size > 0 ? end[-1] : cache->frames[0].timestamp;
+  uint64_t found = cache->told_size > 0 ? end[-1] : cache->first_time;
   for (uint64_t next = key_frame_time_after(view, found); next != 0 && next <= time;
        next = key_frame_time_after(view, next)) {
     kept = kept && told_time_keep(cache, next);
@@ -61,8 +61,7 @@ uint64_t key_frame_time_for(QomView *view, size_t to) {
 
 /* The texts of the first key frame are those of the creation, where not every record counts. */
 void texts_of_key_frame(QomView *view, uint64_t time) {
-  const KeyFrame *held = cache_find_closest_keyframe(view, time);
-  if (held->timestamp == time) return cache_state_restore_footer(view, held);
+  if (time == view->cache.first_time) return footer_items_become(view, view->cache.first_texts);
   footer_items_look_up(view, index_of_frame(view, frame_of_key_frame(view, time) + 1));
 }
 
@@ -70,7 +69,7 @@ void texts_of_key_frame(QomView *view, uint64_t time) {
 
 ToldReplay told_replay(QomView *view, size_t to) {
   const bool backward = is_beyond(view, to) || view->progress.texts > index_of_frame(view, to);
-  const bool may_restore = view->cache.size > 0 && (to > 0 || has_first_image(view));
+  const bool may_restore = view->cache.has_first && (to > 0 || has_first_image(view));
   const uint64_t time = may_restore ? key_frame_time_for(view, to) : 0;
   const size_t frame = may_restore ? frame_of_key_frame(view, time) : 0;
   const bool restores = may_restore && time <= time_of_frame(view, to) &&

@@ -12,8 +12,8 @@
 #include "display/scaling.h"
 #include "display/ximage.h"
 #include "playback/first_image.h"
-#include "playback/keyframe.h"
 #include "playback/playing.h"
+#include "playback/recorded_screen.h"
 #include "recording/reader.h"
 #include "view_hold.h"
 #include "widget/events.h"
@@ -66,7 +66,7 @@ bool widget_setup(QomView *view, const char *path) {
 }
 
 bool backend_setup(QomView *view) {
-  return ximage_setup(view) && (scaling(view) || pixmap_setup(view));
+  return ximage_setup(view) && screen_setup(view) && (scaling(view) || pixmap_setup(view));
 }
 
 bool pipeline_setup(QomView *view) {
@@ -113,9 +113,8 @@ bool command_setup(QomView *view) {
 }
 
 bool ViewSetup(QomView *view, const char *path, const char *file) {
-  return reader_setup(view, file) && cache_setup(view) && merge_setup(view) &&
-         widget_setup(view, path) && pipeline_setup(view) && playing_setup(view) &&
-         command_setup(view);
+  return reader_setup(view, file) && merge_setup(view) && widget_setup(view, path) &&
+         pipeline_setup(view) && playing_setup(view) && command_setup(view);
 }
 
 /* Destroying the window can run bindings, which must not cost the script the reason. */

@@ -18,6 +18,7 @@
 #include "playback/keyframe.h"
 #include "playback/navigation.h"
 #include "playback/playing.h"
+#include "playback/recorded_screen.h"
 #include "recording/reader.h"
 #include "trace.h"
 #include "widget/callback.h"
@@ -57,6 +58,7 @@ void command_delete(QomView *view) {
 
 void pipeline_teardown(QomView *view) {
   scaling_teardown(view);
+  screen_teardown(view);
   cursor_teardown(view);
   gc_teardown(view);
   pixmap_teardown(view);

@@ -149,10 +149,12 @@ int TolerantCmd(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[])
   int on = 0;
   if (!view || (objc == 3 && Tcl_GetBooleanFromObj(interp, objv[2], &on) != TCL_OK))
     return TCL_ERROR;
-  if (objc == 3)
+  if (objc == 3) {
     view->tolerance.on = on != 0;
-  else
+    qom_screen_set_strict(view->screen, on == 0);
+  } else {
     Tcl_SetObjResult(interp, Tcl_NewIntObj(view->tolerance.on));
+  }
   return TCL_OK;
 }
 

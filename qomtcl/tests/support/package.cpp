@@ -48,11 +48,13 @@ int ask_command(ClientData, Tcl_Interp *interp, int, Tcl_Obj *const objv[]) {
   if (!view || Tcl_GetWideIntFromObj(interp, objv[3], &number) != TCL_OK) return TCL_ERROR;
   const std::string what = Tcl_GetString(objv[2]);
   const auto value = static_cast<size_t>(number);
-  if (what == "ceiling") view->cache.ceiling = value;
+  if (what == "ceiling") qom_screen_set_memory(view->screen, value);
+  size_t bytes = 0;
+  const size_t key_frames = qom_screen_snapshots(view->screen, &bytes);
   const size_t answer = what == "shared"  ? view->ximage->obdata != nullptr
                         : what == "first" ? index_of_frame(view, value)
-                        : what == "bytes" ? view->cache.bytes
-                                          : view->cache.size;
+                        : what == "bytes" ? bytes
+                                          : key_frames;
   Tcl_SetObjResult(interp, Tcl_NewWideIntObj(static_cast<Tcl_WideInt>(answer)));
   return TCL_OK;
 }

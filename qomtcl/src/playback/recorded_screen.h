@@ -1,0 +1,27 @@
+/*
+ * playback/recorded_screen.h - the library's screen behind a view.
+ *
+ * The library turns records into pixels, cursor and size, keeps snapshots and chooses where a move
+ * starts (qom/screen.h); its picture is the view's frame image. Here is what ties the two: the
+ * frame image's memory, the merge function and the trace handed down, and the view brought to what
+ * the screen has become.
+ */
+#ifndef QOMTCL_PLAYBACK_RECORDED_SCREEN_H
+#define QOMTCL_PLAYBACK_RECORDED_SCREEN_H
+
+#include "view.h"
+
+/* Opens the screen on the view's recording, with the frame image as its picture. On failure false
+   with error code and result set. */
+bool screen_setup(QomView *view);
+
+/* Closes it. May run twice. */
+void screen_teardown(QomView *view);
+
+/*
+ * Brings the view to what its screen has become: size, cursor and damage. False when what shows a
+ * new size or a larger cursor could not be made, which the next display tries again.
+ */
+bool screen_follow(QomView *view);
+
+#endif /* QOMTCL_PLAYBACK_RECORDED_SCREEN_H */
