@@ -170,8 +170,9 @@ struct tolerance {
 /* The search for the first image at creation; owned by playback/first_image. */
 struct creating {
   bool on;
-  bool unreadable; /* a record could not be read */
-  size_t items;    /* records of footer items met */
+  bool unreadable;     /* a record could not be read */
+  bool passed_records; /* some before it do not count for frame 0 */
+  size_t items;        /* records of footer items met */
 };
 
 class Round; /* playback/round.h */

@@ -50,13 +50,22 @@ bool run(QomView *view, size_t first, size_t last, const Round *round) {
   return view->creating.unreadable ? record_is_unreadable(view) : false;
 }
 
+/* Pictures that are no full ones, and places of the cursor, do not count before the first image. */
+bool counts_later(uint8_t type) {
+  return type == QOM_IMAGE || type == QOM_CURSOR_POSITION;
+}
+
 /* Everything that sets up state before the first image goes the usual way. */
 bool state_setup(QomView *view, size_t end) {
   const size_t last_cursor = last_cursor_before(view, end);
-  size_t passed = 0;
+  size_t cursors = 0;
   size_t from = 0;
-  for (size_t i = 0; i < last_cursor; ++i) {
-    if (view->entries[i].type != QOM_CURSOR_IMAGE || ++passed <= kPassedCursors) continue;
+  for (size_t i = 0; i < end; ++i) {
+    const uint8_t type = view->entries[i].type;
+    const bool is_passed =
+        type == QOM_CURSOR_IMAGE && i < last_cursor && ++cursors > kPassedCursors;
+    if (!is_passed && !counts_later(type)) continue;
+    if (counts_later(type)) view->creating.passed_records = true;
     if (!run(view, from, i, nullptr)) return false;
     from = i + 1;
     qom_screen_set_place(view->screen, from);
@@ -106,7 +115,10 @@ bool first_image_find(QomView *view) {
   const Round round;
   const size_t end = search_end(view);
   if (!state_setup(view, end)) return false;
-  if (end == index_length(view)) return true;
+  if (end == index_length(view)) {
+    qom_screen_set_place(view->screen, 0);
+    return true;
+  }
   if (view->entries[end].type == QOM_DONE) return recording_has_ended(view);
   if (!first_image_apply(view, end, round)) return false;
   first_image_settle(view, end, round);

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "display/pipeline.h"
 #include "playback/recorded_screen.h"
 #include "playback/stepping.h"
 #include "playback/told_replay.h"
@@ -47,7 +48,10 @@ bool screen_start(QomView *view, size_t to, QomScreenStart *start) {
   const size_t texts = std::exchange(view->progress.texts, SIZE_MAX);
   const QomScreenResult result = qom_screen_start(view->screen, place_of_frame(view, to), start);
   view->progress.texts = texts;
-  if (start->kind != QOM_START_HERE) view->cursor.changed = true;
+  if (start->kind != QOM_START_HERE) {
+    view->cursor.changed = true;
+    ViewEventuallyRedraw(view);
+  }
   return screen_follow(view) && result == QOM_SCREEN_REACHED;
 }
 

@@ -13,9 +13,18 @@ void passed_texts_follow(QomView *view, size_t first, size_t last) {
   if (from < last) footer_items_follow(view, from, last);
 }
 
+/* The first step starts at record 0. Behind the first image the screen has come past all before it,
+   but for what frame 0 goes without. */
+void first_step_prepare(QomView *view, size_t first) {
+  if (first == 0 && view->creating.passed_records &&
+      qom_screen_place(view->screen) == view->index_of_first_frame + 1)
+    qom_screen_set_place(view->screen, 0);
+}
+
 }  // namespace
 
 RunResult records_run(QomView *view, size_t first, size_t last, const Round *round, size_t *next) {
+  if (!view->creating.on) first_step_prepare(view, first);
   passed_texts_follow(view, first, std::min(last, qom_screen_place(view->screen)));
   view->round = round;
   const QomScreenResult result = qom_screen_apply(view->screen, last);
