@@ -8,6 +8,7 @@
 #include "bench_view.h"
 #include "display/damage.h"
 #include "display/pipeline.h"
+#include "display/scale.h"
 #include "display/scaling.h"
 #include "display/ximage.h"
 #include "playback/screen_change.h"

@@ -222,7 +222,8 @@ struct QomView {
   char *yScrollCmd;
   bool update_scrollbars; /* the scroll commands are due at the next display at natural size */
   GC gc;                  /* uploads, copies and the first fill of a pixmap; display/gc.h */
-  bool redraw_pending;    /* ViewDisplay is queued as an idle call */
+  Tcl_IdleProc *show;     /* ViewDisplay(); display/redraw.h */
+  bool redraw_pending;    /* it is queued as an idle call */
 
   /* -- moving and playing -- */
   struct going going;

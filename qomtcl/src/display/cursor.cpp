@@ -9,8 +9,7 @@
 
 #include "display/damage.h"
 #include "display/merge.h"
-#include "display/pipeline.h"
-#include "display/scaling.h"
+#include "display/scale.h"
 #include "display/ximage.h"
 
 namespace {

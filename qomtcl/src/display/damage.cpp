@@ -4,7 +4,6 @@
 #include <cstdint>
 
 #include "display/region_size.h"
-#include "display/viewport.h"
 
 namespace {
 
@@ -56,24 +55,14 @@ bool rectangles_overlap(XRectangle a, XRectangle b) {
   return !box_is_empty(box_intersect(box_from_rectangle(a), box_from_rectangle(b)));
 }
 
-XRectangle rectangle_from_expose_event(const QomView *view, const XExposeEvent *event) {
-  const XPoint origin = viewport_origin(view);
-  const int x = event->x + origin.x;
-  const int y = event->y + origin.y;
-  return rectangle_from_box({x, y, x + event->width, y + event->height});
-}
-
 void updates_want_all(QomView *view) {
   region_touch(view->ximage_region, {0, 0, view->width, view->height});
 }
 
-void exposed_wants_all(QomView *view) {
-  const XPoint origin = viewport_origin(view);
-  region_touch(view->exposed_region,
-               rectangle_from_box({origin.x, origin.y, origin.x + Tk_Width(view->tkwin),
-                                   origin.y + Tk_Height(view->tkwin)}));
-}
-
 uint16_t min_uint16(uint16_t a, uint16_t b) {
   return std::min(a, b);
+}
+
+bool upload_touches(const QomView *view, XRectangle rectangle) {
+  return rectangles_overlap(view->upload.box, rectangle);
 }

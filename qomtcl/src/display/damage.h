@@ -43,17 +43,14 @@ bool box_is_empty(Box box);
 /* True when the two share at least one pixel. */
 bool rectangles_overlap(XRectangle a, XRectangle b);
 
-/* An expose event's rectangle in pixmap coordinates. */
-XRectangle rectangle_from_expose_event(const QomView *view, const XExposeEvent *event);
-
 /* Marks the whole frame changed, so that the next display uploads all of it. */
 void updates_want_all(QomView *view);
 
-/* Marks the whole window exposed, so that the next display repaints all of it, also what
-   lies beside the picture. */
-void exposed_wants_all(QomView *view);
-
 /* The smaller of two. */
 uint16_t min_uint16(uint16_t a, uint16_t b);
+
+/* True when the display pass under way has overwritten a part of this rectangle, pixmap
+   coordinates, with the clean frame. */
+bool upload_touches(const QomView *view, XRectangle rectangle);
 
 #endif /* QOMTCL_DISPLAY_DAMAGE_H */

@@ -7,7 +7,9 @@
 #include "display/cursor.h"
 #include "display/damage.h"
 #include "display/pixmap.h"
+#include "display/redraw.h"
 #include "display/repaint.h"
+#include "display/scale.h"
 #include "display/scaling.h"
 #include "display/viewport.h"
 #include "display/ximage.h"
@@ -84,19 +86,4 @@ void ViewDisplay(ClientData clientData) noexcept {
   if (scrollbars_need_update(view)) scrollbars_update(view);
   trace(view, "-- %s: refreshed widget -> duration=%.03fms\n", "ViewDisplay",
         trace_duration_ms(start, trace_clock()));
-}
-
-void ViewEventuallyRedraw(QomView *view) {
-  if (!view->tkwin || view->redraw_pending) return;
-  Tcl_DoWhenIdle(ViewDisplay, view);
-  view->redraw_pending = true;
-}
-
-void view_display_cancel(QomView *view) {
-  view->redraw_pending = false;
-  Tcl_CancelIdleCall(ViewDisplay, view);
-}
-
-bool upload_touches(const QomView *view, XRectangle rectangle) {
-  return rectangles_overlap(view->upload.box, rectangle);
 }

@@ -14,14 +14,4 @@
  */
 void ViewDisplay(ClientData clientData) noexcept;
 
-/* Queues one ViewDisplay unless one is queued or the window is gone. */
-void ViewEventuallyRedraw(QomView *view);
-
-/* Drops the queued display, if any. */
-void view_display_cancel(QomView *view);
-
-/* True when the display pass under way has overwritten a part of this rectangle, pixmap
-   coordinates, with the clean frame. */
-bool upload_touches(const QomView *view, XRectangle rectangle);
-
 #endif /* QOMTCL_DISPLAY_PIPELINE_H */

@@ -1,7 +1,7 @@
 #include "display/pixmap.h"
 
 #include "display/damage.h"
-#include "display/scaling.h"
+#include "display/scale.h"
 #include "display/x_errors.h"
 
 namespace {

@@ -6,7 +6,7 @@
 
 #include "display/damage.h"
 #include "display/gc.h"
-#include "display/scaling.h"
+#include "display/scale.h"
 #include "display/viewport.h"
 #include "handles.h"
 

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cassert>
-#include <cmath>
 
 #include "display/cursor.h"
-#include "display/pipeline.h"
 #include "display/pixmap.h"
+#include "display/redraw.h"
 #include "display/repaint.h"
+#include "display/scale.h"
 #include "display/viewport.h"
 #include "display/ximage.h"
 #include "trace.h"
@@ -39,25 +39,7 @@ int switch_off(QomView *view) {
   return pixmap_recycle(view) ? TCL_OK : TCL_ERROR;
 }
 
-/* As rectangle fields are kept: to 16 bits. */
-int scaled_and_rounded(int value, double scale) {
-  return static_cast<int>(static_cast<int64_t>(std::round(value * scale)));
-}
-
 }  // namespace
-
-double scaling_factor_calculate(const QomView *view) {
-  assert(view->width > 0 && "view->width should not be zero");
-  assert(view->height > 0 && "view->height should not be zero");
-  const int width = Tk_Width(view->tkwin);
-  const int height = Tk_Height(view->tkwin);
-  trace(view, "-- %s: Tk_Width=%d Tk_Height=%d\n", "scaling_factor_calculate", width, height);
-  const double hfactor = static_cast<double>(width) / view->width;
-  const double vfactor = static_cast<double>(height) / view->height;
-  const double factor = std::min(hfactor, vfactor);
-  trace(view, "\thfactor=%f vfactor=%f -> factor=%f\n", hfactor, vfactor, factor);
-  return factor;
-}
 
 bool scaling_setup(QomView *view) {
   assert(scaling(view) && "scaling_setup should only be called when scaling");
@@ -104,16 +86,4 @@ int scaling_switch_mode(QomView *view) {
   const int code = view->scaling.on ? switch_on(view) : switch_off(view);
   if (code == TCL_OK) ViewEventuallyRedraw(view);
   return code;
-}
-
-XRectangle rectangle_scale(XRectangle rectangle, double scale) {
-  const auto width = static_cast<unsigned short>(scaled_and_rounded(rectangle.width, scale));
-  const auto height = static_cast<unsigned short>(scaled_and_rounded(rectangle.height, scale));
-  return {static_cast<short>(scaled_and_rounded(rectangle.x, scale)),
-          static_cast<short>(scaled_and_rounded(rectangle.y, scale)),
-          std::max<unsigned short>(width, 1), std::max<unsigned short>(height, 1)};
-}
-
-XRectangle rectangle_for_scaled_view(const QomView *view) {
-  return rectangle_scale({0, 0, view->width, view->height}, view->scaling.factor);
 }

@@ -8,8 +8,8 @@
 #include <cmath>
 
 #include "display/damage.h"
-#include "display/pipeline.h"
-#include "display/scaling.h"
+#include "display/redraw.h"
+#include "display/scale.h"
 
 namespace {
 
@@ -215,4 +215,18 @@ XRectangle rectangle_from_viewport(const QomView *view) {
 
 XPoint viewport_origin(const QomView *view) {
   return scaling(view) ? XPoint{0, 0} : view->topleft;
+}
+
+XRectangle rectangle_from_expose_event(const QomView *view, const XExposeEvent *event) {
+  const XPoint origin = viewport_origin(view);
+  const int x = event->x + origin.x;
+  const int y = event->y + origin.y;
+  return rectangle_from_box({x, y, x + event->width, y + event->height});
+}
+
+void exposed_wants_all(QomView *view) {
+  const XPoint origin = viewport_origin(view);
+  region_touch(view->exposed_region,
+               rectangle_from_box({origin.x, origin.y, origin.x + Tk_Width(view->tkwin),
+                                   origin.y + Tk_Height(view->tkwin)}));
 }

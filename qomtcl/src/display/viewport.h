@@ -50,4 +50,11 @@ bool scrollbars_need_update(const QomView *view);
 /* Runs the scroll commands; the view may be dead afterwards, hold it with a ViewHold. */
 void scrollbars_update(QomView *view);
 
+/* An expose event's rectangle in pixmap coordinates. */
+XRectangle rectangle_from_expose_event(const QomView *view, const XExposeEvent *event);
+
+/* Marks the whole window exposed, so that the next display repaints all of it, also what
+   lies beside the picture. */
+void exposed_wants_all(QomView *view);
+
 #endif /* QOMTCL_DISPLAY_VIEWPORT_H */

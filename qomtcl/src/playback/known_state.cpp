@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "display/pipeline.h"
+#include "display/redraw.h"
 #include "playback/recorded_screen.h"
 #include "playback/stepping.h"
 #include "playback/told_replay.h"

@@ -1,10 +1,10 @@
 #include "playback/screen_change.h"
 
 #include "display/damage.h"
-#include "display/pipeline.h"
 #include "display/pixmap.h"
+#include "display/redraw.h"
 #include "display/repaint.h"
-#include "display/scaling.h"
+#include "display/scale.h"
 #include "display/viewport.h"
 #include "playback/record_process.h"
 

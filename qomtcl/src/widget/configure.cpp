@@ -1,6 +1,7 @@
 #include <climits>
 #include <cstring>
 
+#include "display/scale.h"
 #include "display/scaling.h"
 #include "trace.h"
 #include "widget/instance.h"

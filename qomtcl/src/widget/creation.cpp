@@ -9,6 +9,8 @@
 #include "display/gc.h"
 #include "display/pipeline.h"
 #include "display/pixmap.h"
+#include "display/redraw.h"
+#include "display/scale.h"
 #include "display/scaling.h"
 #include "display/ximage.h"
 #include "playback/first_image.h"
@@ -29,6 +31,7 @@ QomView *view_new(Tcl_Interp *interp) {
   view->interp = interp;
   view->scaling.on = true;
   view->option.framerate = kDefaultFramerate;
+  redraw_setup(view, ViewDisplay);
   return view;
 }
 

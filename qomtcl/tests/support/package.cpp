@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "display/pipeline.h"
+#include "display/redraw.h"
 #include "handles.h"
 #include "playback/record_process.h"
 #include "recording/reader.h"

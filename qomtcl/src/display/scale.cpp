@@ -1,12 +1,12 @@
-/* The frame's pixels on their way into the scaled image. */
+#include "display/scale.h"
 
 #include <algorithm>
 #include <cassert>
 #include <cmath>
 
-#include "display/scaling.h"
 #include "display/ximage.h"
 #include "handles.h"
+#include "trace.h"
 
 namespace {
 
@@ -42,7 +42,37 @@ Box picture_in_image(const QomView *view) {
                        {0, 0, image->width, image->height});
 }
 
+/* As rectangle fields are kept: to 16 bits. */
+int scaled_and_rounded(int value, double scale) {
+  return static_cast<int>(static_cast<int64_t>(std::round(value * scale)));
+}
+
 }  // namespace
+
+double scaling_factor_calculate(const QomView *view) {
+  assert(view->width > 0 && "view->width should not be zero");
+  assert(view->height > 0 && "view->height should not be zero");
+  const int width = Tk_Width(view->tkwin);
+  const int height = Tk_Height(view->tkwin);
+  trace(view, "-- %s: Tk_Width=%d Tk_Height=%d\n", "scaling_factor_calculate", width, height);
+  const double hfactor = static_cast<double>(width) / view->width;
+  const double vfactor = static_cast<double>(height) / view->height;
+  const double factor = std::min(hfactor, vfactor);
+  trace(view, "\thfactor=%f vfactor=%f -> factor=%f\n", hfactor, vfactor, factor);
+  return factor;
+}
+
+XRectangle rectangle_scale(XRectangle rectangle, double scale) {
+  const auto width = static_cast<unsigned short>(scaled_and_rounded(rectangle.width, scale));
+  const auto height = static_cast<unsigned short>(scaled_and_rounded(rectangle.height, scale));
+  return {static_cast<short>(scaled_and_rounded(rectangle.x, scale)),
+          static_cast<short>(scaled_and_rounded(rectangle.y, scale)),
+          std::max<unsigned short>(width, 1), std::max<unsigned short>(height, 1)};
+}
+
+XRectangle rectangle_for_scaled_view(const QomView *view) {
+  return rectangle_scale({0, 0, view->width, view->height}, view->scaling.factor);
+}
 
 pixman_fixed_t scaling_step(double factor) {
   constexpr double largest = INT32_MAX;
