@@ -11,7 +11,7 @@
 #include "display/scale.h"
 #include "display/scaling.h"
 #include "display/ximage.h"
-#include "playback/screen_change.h"
+#include "playback/record_process.h"
 #include "ratio.h"
 
 namespace {

@@ -3,14 +3,13 @@
 #include <algorithm>
 
 #include "handles.h"
-#include "playback/footer.h"
 #include "playback/keyframe.h"
 #include "playback/navigation.h"
 #include "playback/record_process.h"
 #include "playback/record_run.h"
-#include "playback/recorded_screen.h"
 #include "recording/reader.h"
 #include "recording/timeline.h"
+#include "widget/callback.h"
 
 namespace {
 

@@ -5,16 +5,18 @@
 #include <cstring>
 
 #include "handles.h"
-#include "playback/record_process.h"
 #include "printable.h"
 #include "recording/reader.h"
 #include "trace.h"
-#include "view_hold.h"
-#include "widget/callback.h"
 
 namespace {
 
 constexpr int kTextTypes = 7; /* types of records that set footer items */
+
+template <typename Typed>
+const Typed *as(const QomRecord *record) {
+  return reinterpret_cast<const Typed *>(record);
+}
 
 bool texts_are_equal(const char *a, const char *b) {
   return a && b ? strcmp(a, b) == 0 : a == b;
@@ -82,6 +84,35 @@ void footer_item_process(QomView *view, const char *text, int index) {
         footer_item_name(index), PrintableText(value ? value : "(null)").get());
 }
 
+void last_input_process(QomView *view, const QomLastInput *record) {
+  footer_item_process(view, record->user, INDEX_FOOTER_LI_USER);
+  footer_item_process(view, record->tfn, INDEX_FOOTER_LI_TFN);
+}
+
+void footer_record_process(QomView *view, const QomRecord *record) {
+  const auto set = [&](index_footer_items index) {
+    footer_item_process(view, as<QomFooterItem>(record)->item, index);
+  };
+  switch (record->type) {
+    case QOM_LAST_INPUT:
+      return last_input_process(view, as<QomLastInput>(record));
+    case QOM_FOOTER_ITEM_APP:
+      return set(INDEX_FOOTER_APP);
+    case QOM_FOOTER_ITEM_APPFMT:
+      return set(INDEX_FOOTER_APPFMT);
+    case QOM_FOOTER_ITEM_HOST:
+      return set(INDEX_FOOTER_HOST);
+    case QOM_FOOTER_ITEM_IP:
+      return set(INDEX_FOOTER_IP);
+    case QOM_FOOTER_ITEM_SID:
+      return set(INDEX_FOOTER_SID);
+    case QOM_FOOTER_ITEM_TID:
+      return set(INDEX_FOOTER_TID);
+    default:
+      return;
+  }
+}
+
 void footer_items_follow(QomView *view, size_t first, size_t last) {
   constexpr size_t kNone = SIZE_MAX;
   size_t latest[FOOTER_ITEMS_COUNT];
@@ -134,12 +165,4 @@ void footer_items_look_up(QomView *view, size_t last) {
 
 bool footer_items_are_set_by(uint8_t type) {
   return first_item_of(type) >= 0;
-}
-
-void footer_setup_frontend(ClientData clientData) noexcept {
-  auto *view = static_cast<QomView *>(clientData);
-  view->first_notice = nullptr;
-  const ViewHold hold(view);
-  trace(view, "-- %s: informing gui\n", "footer_setup_frontend");
-  notify_timestamp(view);
 }

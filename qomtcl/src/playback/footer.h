@@ -15,6 +15,12 @@ const char *footer_item_name(int index);
 /* Sets an item to a copy of `text` (none allowed) and marks it when that changes it. */
 void footer_item_process(QomView *view, const char *text, int index);
 
+/* Sets the footer items of a record that sets some. */
+void footer_record_process(QomView *view, const QomRecord *record);
+
+/* Sets the two footer items of a last-input record. */
+void last_input_process(QomView *view, const QomLastInput *record);
+
 /* Frees the texts of an array and sets each to none. May run twice. */
 void footer_items_release(char *items[FOOTER_ITEMS_COUNT]);
 
@@ -32,9 +38,5 @@ bool footer_items_are_set_by(uint8_t type);
    texts and marks, while reading no more records than that takes; records that cannot be
    read are passed over. The indexes must exist. */
 void footer_items_follow(QomView *view, size_t first, size_t last);
-
-/* Timer procedure of view->first_notice: sends the first notification. The client data
-   is the QomView. Clears the token first. */
-void footer_setup_frontend(ClientData clientData) noexcept;
 
 #endif /* QOMTCL_PLAYBACK_FOOTER_H */

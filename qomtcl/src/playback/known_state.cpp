@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "display/redraw.h"
-#include "playback/recorded_screen.h"
+#include "playback/screen_follow.h"
 #include "playback/stepping.h"
 #include "playback/told_replay.h"
 #include "recording/timeline.h"

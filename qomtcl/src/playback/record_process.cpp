@@ -6,8 +6,8 @@
 #include <cstdio>
 
 #include "playback/footer.h"
-#include "playback/recorded_screen.h"
 #include "playback/screen_change.h"
+#include "playback/screen_follow.h"
 #include "trace.h"
 
 namespace {
@@ -105,6 +105,14 @@ bool record_process(QomView *view, const QomRecord *record) {
   return applied;
 }
 
+int screen_change_process(QomView *view, uint16_t new_width, uint16_t new_height) {
+  QomScreenChange change{};
+  change.type = QOM_SCREEN_CHANGE;
+  change.width = new_width;
+  change.height = new_height;
+  return record_process(view, reinterpret_cast<const QomRecord *>(&change)) ? 0 : 1;
+}
+
 void record_tell(void *context, QomScreenEvent event, size_t index,
                  const QomRecord *record) noexcept {
   auto *view = static_cast<QomView *>(context);
@@ -137,33 +145,4 @@ void image_merge(QomView *view, const QomImage *img) {
   scanline_pad_use(view);
   const bool reported = ++view->merged_blocks <= kReportedBlocks;
   (reported ? view->merge : merge_without_report(view->merge))(img, view->ximage);
-}
-
-void footer_record_process(QomView *view, const QomRecord *record) {
-  const auto set = [&](index_footer_items index) {
-    footer_item_process(view, as<QomFooterItem>(record)->item, index);
-  };
-  switch (record->type) {
-    case QOM_LAST_INPUT:
-      return last_input_process(view, as<QomLastInput>(record));
-    case QOM_FOOTER_ITEM_APP:
-      return set(INDEX_FOOTER_APP);
-    case QOM_FOOTER_ITEM_APPFMT:
-      return set(INDEX_FOOTER_APPFMT);
-    case QOM_FOOTER_ITEM_HOST:
-      return set(INDEX_FOOTER_HOST);
-    case QOM_FOOTER_ITEM_IP:
-      return set(INDEX_FOOTER_IP);
-    case QOM_FOOTER_ITEM_SID:
-      return set(INDEX_FOOTER_SID);
-    case QOM_FOOTER_ITEM_TID:
-      return set(INDEX_FOOTER_TID);
-    default:
-      return;
-  }
-}
-
-void last_input_process(QomView *view, const QomLastInput *record) {
-  footer_item_process(view, record->user, INDEX_FOOTER_LI_USER);
-  footer_item_process(view, record->tfn, INDEX_FOOTER_LI_TFN);
 }

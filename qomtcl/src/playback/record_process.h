@@ -19,6 +19,16 @@
  */
 bool record_process(QomView *view, const QomRecord *record);
 
+/*
+ * Gives the frame a new size, 1..QOM_MAX_SIDE pixels on each side and
+ * at most QOM_MAX_DATA bytes on the display; the common part of
+ * the picture stays at the top left, the rest is zero. Asks Tk for the new size and for
+ * a display. Returns 0, or 1 with the old size and picture in place when the size is
+ * out of range or memory is short; also 1, with the new size and picture in place, when
+ * only the pixmap could not be made, which the next display tries again.
+ */
+int screen_change_process(QomView *view, uint16_t new_width, uint16_t new_height);
+
 /* Told of each record that the screen of a view (the context) applies: footer items, trace and
    messages follow it. */
 void record_tell(void *context, QomScreenEvent event, size_t index,
@@ -26,11 +36,5 @@ void record_tell(void *context, QomScreenEvent event, size_t index,
 
 /* Converts an uncompressed image into the frame. */
 void image_merge(QomView *view, const QomImage *image);
-
-/* Sets the footer items of a record that sets some. */
-void footer_record_process(QomView *view, const QomRecord *record);
-
-/* Sets the two footer items of a last-input record. */
-void last_input_process(QomView *view, const QomLastInput *record);
 
 #endif /* QOMTCL_PLAYBACK_RECORD_PROCESS_H */

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "playback/footer.h"
-#include "playback/recorded_screen.h"
+#include "playback/screen_follow.h"
 
 namespace {
 

@@ -2,22 +2,15 @@
 
 #include <err.h>
 
-#include <cstdio>
-
 #include "display/cursor.h"
-#include "display/damage.h"
 #include "display/merge.h"
 #include "display/ximage.h"
 #include "playback/keyframe.h"
 #include "playback/record_process.h"
 #include "playback/round.h"
-#include "playback/screen_change.h"
 #include "printable.h"
 
 namespace {
-
-/* Of a screen's list of changes. */
-constexpr size_t kChanges = 64;
 
 /* Memory of the screen's picture: the frame image. The first one is there already. */
 int canvas_resize(void *context, uint16_t width, uint16_t height, QomPicture *picture) {
@@ -47,18 +40,6 @@ bool screen_setup_failed(QomView *view) {
   return false;
 }
 
-void damage_follow(QomView *view) {
-  QomRectangle changes[kChanges];
-  const size_t count = qom_screen_changes(view->screen, changes, kChanges);
-  for (size_t i = 0; i < count; ++i) {
-    const QomRectangle &change = changes[i];
-    const XRectangle rectangle =
-        rectangle_from_box({change.x, change.y, change.x + change.width, change.y + change.height});
-    if (!region_touch(view->ximage_region, rectangle))
-      warnx("%s: failed to add image region to ximage_region", "image_merge");
-  }
-}
-
 }  // namespace
 
 bool screen_setup(QomView *view) {
@@ -82,10 +63,4 @@ void screen_teardown(QomView *view) {
   cursor_forget(view);
   qom_screen_close(view->screen);
   view->screen = nullptr;
-}
-
-bool screen_follow(QomView *view) {
-  const bool sized = screen_change_follow(view);
-  damage_follow(view);
-  return cursor_follow(view) && sized;
 }

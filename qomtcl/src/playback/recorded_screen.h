@@ -3,8 +3,7 @@
  *
  * The library turns records into pixels, cursor and size, keeps snapshots and chooses where a move
  * starts (qom/screen.h); its picture is the view's frame image. Here is what ties the two: the
- * frame image's memory, the merge function and the trace handed down, and the view brought to what
- * the screen has become.
+ * frame image's memory, the merge function and the trace, handed down.
  */
 #ifndef QOMTCL_PLAYBACK_RECORDED_SCREEN_H
 #define QOMTCL_PLAYBACK_RECORDED_SCREEN_H
@@ -17,11 +16,5 @@ bool screen_setup(QomView *view);
 
 /* Closes it. May run twice. */
 void screen_teardown(QomView *view);
-
-/*
- * Brings the view to what its screen has become: size, cursor and damage. False when what shows a
- * new size or a larger cursor could not be made, which the next display tries again.
- */
-bool screen_follow(QomView *view);
 
 #endif /* QOMTCL_PLAYBACK_RECORDED_SCREEN_H */

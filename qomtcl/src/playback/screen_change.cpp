@@ -6,7 +6,6 @@
 #include "display/repaint.h"
 #include "display/scale.h"
 #include "display/viewport.h"
-#include "playback/record_process.h"
 
 namespace {
 
@@ -24,14 +23,6 @@ void show_scaled(QomView *view) {
 }
 
 }  // namespace
-
-int screen_change_process(QomView *view, uint16_t new_width, uint16_t new_height) {
-  QomScreenChange change{};
-  change.type = QOM_SCREEN_CHANGE;
-  change.width = new_width;
-  change.height = new_height;
-  return record_process(view, reinterpret_cast<const QomRecord *>(&change)) ? 0 : 1;
-}
 
 void screen_change_note(QomView *view, uint16_t width, uint16_t height) {
   if (width == view->width && height == view->height) return;

@@ -9,6 +9,8 @@
 #include "playback/footer.h"
 #include "printable.h"
 #include "recording/timeline.h"
+#include "trace.h"
+#include "view_hold.h"
 
 namespace {
 
@@ -131,4 +133,12 @@ void timestamp(Tcl_Time time, char *buffer, size_t size) {
   char format[kTimeSize];
   if (strftime(format, sizeof format, "%F %T.%%03u", &local) == 0) return;
   snprintf(buffer, size, format, static_cast<unsigned>(time.usec / 1000));
+}
+
+void footer_setup_frontend(ClientData clientData) noexcept {
+  auto *view = static_cast<QomView *>(clientData);
+  view->first_notice = nullptr;
+  const ViewHold hold(view);
+  trace(view, "-- %s: informing gui\n", "footer_setup_frontend");
+  notify_timestamp(view);
 }

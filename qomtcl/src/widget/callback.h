@@ -39,4 +39,8 @@ void notify_unknown(QomView *view);
    the empty text when the time cannot be converted. */
 void timestamp(Tcl_Time time, char *buffer, size_t size);
 
+/* Timer procedure of view->first_notice: sends the first notification. The client data
+   is the QomView. Clears the token first. */
+void footer_setup_frontend(ClientData clientData) noexcept;
+
 #endif /* QOMTCL_WIDGET_CALLBACK_H */
