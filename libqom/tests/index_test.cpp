@@ -116,7 +116,7 @@ TEST_F(IndexTest, UnknownFramesArePassedOver) {
   recording.add(QOM_DEBUG);
   recording.add(17, {1, 2, 3});
   recording.add(223, Bytes(100000, 0xB3));
-  recording.add(230);
+  recording.add(231);
   recording.add_head_copy();
   recording.add(QOM_DONE);
   put(recording.bytes);

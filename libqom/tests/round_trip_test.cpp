@@ -158,7 +158,7 @@ TEST_F(Document, TheExampleIsWhatTheLibraryWritesAndReads) {
   header.user = user;
   uint8_t pixels[] = {0x00, 0xF8, 0x1F, 0x00};
   const auto written = list(keep(QomImage{QOM_IMAGE, 1000000, 2, 1, 0, 0, RGB565, 0, 4, 4, pixels}),
-                            text_record(QOM_FOOTER_ITEM_HOST, 1000250, "desk"));
+                            text_record(QOM_FOOTER_ITEM_HOST, 1000001, "desk"));
   write(header, written);
   EXPECT_EQ(contents(), example());
   EXPECT_EQ(records(), describe_all(written));
