@@ -63,7 +63,9 @@ Outcome Catalog::from_overview(Work work) {
   if (!begin()) return Outcome::failed;
   if (state_ == State::overview) {
     const Outcome outcome = work();
-    if (outcome != Outcome::bad) return outcome;
+    const bool is_cut = outcome == Outcome::failed && errno == 0;  // since it was opened
+    if (outcome != Outcome::bad && !is_cut) return outcome;
+    if (is_cut) source_->shrink();
     ++generation_;
     if (!load_index()) return Outcome::failed;
   }

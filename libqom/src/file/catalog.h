@@ -18,7 +18,7 @@ namespace qom {
 class Catalog {
  public:
   // Both live longer than this.
-  Catalog(const Source *source, Window *window)
+  Catalog(Source *source, Window *window)
       : source_(source), window_(window), parts_(window) {}
 
   // Before anything else is asked.
@@ -63,7 +63,7 @@ class Catalog {
   template <typename Work>
   Outcome from_overview(Work work);
 
-  const Source *source_;
+  Source *source_;
   Window *window_;
   FrameSpace space_ = {};
   State state_ = State::closed;

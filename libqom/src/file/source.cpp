@@ -107,6 +107,12 @@ bool File::open(const char *path) {
   return true;
 }
 
+void File::shrink() {
+  struct stat status;
+  if (fstat(fd_, &status) == 0)
+    set_size(std::min(size(), static_cast<uint64_t>(status.st_size)));
+}
+
 int File::close() {
   const int fd = fd_;
   fd_ = -1;

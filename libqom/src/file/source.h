@@ -21,11 +21,14 @@ class Source {
   Source &operator=(const Source &) = delete;
   virtual ~Source() = default;
 
-  // Size in bytes when it was opened.
+  // Size in bytes when it was opened, or less since shrink().
   uint64_t size() const { return size_; }
 
   // Whether a read may cost much more than the bytes that it brings, as over a network.
   virtual bool far() const { return false; }
+
+  // Finds out whether there is less than when it was opened; what came since does not count.
+  virtual void shrink() {}
 
   // Returns 0, or -1 with errno. Closing twice does nothing.
   virtual int close() { return 0; }
@@ -57,6 +60,7 @@ class File : public Source {
 
   // Opens a regular file. False with errno and the reason.
   bool open(const char *path);
+  void shrink() override;
   int close() override;
 
  private:
