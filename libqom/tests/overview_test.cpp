@@ -100,10 +100,11 @@ class OverviewTest : public RecordingTest {
 
   // Answers from the overview and the parts must be those of the index, at the latest when the
   // generation tells that they were not. Returns whether it did.
-  bool same_as_index() {
-    const Reader whole = open();
+  bool same_as_index() { return same_as_index(contents()); }
+  static bool same_as_index(const Bytes &bytes) {
+    const Reader whole(qom_reader_open_memory(bytes.data(), bytes.size()));
     EXPECT_TRUE(qom_reader_index(whole.get()));
-    const Reader reader = open();
+    const Reader reader(qom_reader_open_memory(bytes.data(), bytes.size()));
     const std::string first = answers(reader.get());
     const uint64_t generation = qom::reader_generation(reader.get());
     EXPECT_EQ(generation == 0 ? first : answers(reader.get()), answers(whole.get()));
@@ -313,8 +314,7 @@ TEST_F(OverviewTest, LiesInOneByteAreFoundOutOrHarmless) {
       Bytes bytes = recording.bytes;
       bytes[at] = static_cast<uint8_t>(bytes[at] ^ mask);
       forge::repair(&bytes);
-      put(bytes);
-      believed += !same_as_index();
+      believed += !same_as_index(bytes);
       ASSERT_FALSE(HasFailure());
     }
   EXPECT_GT(believed, 100u);

@@ -232,11 +232,11 @@ bool cut_into_parts(const QomWriter *writer, Array<uint32_t> *part_entries) {
   return true;
 }
 
-bool describe_index(const QomWriter *writer, const Array<uint32_t> &part_entries, FrameHead *frame,
-                    Array<uint8_t> *payload) {
+bool describe_index(const QomWriter *writer, FrameHead *frame, Array<uint8_t> *payload) {
+  Array<uint32_t> part_entries;
   Array<Checkpoint> checkpoints;
   Overview overview;
-  return list_checkpoints(writer, &checkpoints) &&
+  return cut_into_parts(writer, &part_entries) && list_checkpoints(writer, &checkpoints) &&
          make_overview({writer->entries.data(), writer->entries.size()},
                        {checkpoints.data(), checkpoints.size()},
                        {part_entries.data(), part_entries.size()}, &overview) &&
@@ -244,42 +244,36 @@ bool describe_index(const QomWriter *writer, const Array<uint32_t> &part_entries
 }
 
 // Where memory for the overview is short there is none: it is a matter of speed alone.
-int write_overview(QomWriter *writer, const Array<uint32_t> &part_entries) {
+int write_overview(QomWriter *writer) {
   FrameHead head;
   Array<uint8_t> payload;
-  if (!describe_index(writer, part_entries, &head, &payload)) return 0;
+  if (!describe_index(writer, &head, &payload)) return 0;
   ByteWriter(payload.data()).put(writer->position);
   const struct iovec part = {payload.data(), payload.size()};
   return write_frame(writer, head, &part, 1);
 }
 
-int write_index_parts(QomWriter *writer, const Array<uint32_t> &part_entries) {
-  size_t first = 0;
+// The full index in parts, each with the checkpoints that begin in it.
+int write_index_parts(QomWriter *writer) {
   size_t span = 0;
-  for (const uint32_t count : part_entries) {
+  for (size_t first = 0; first < writer->entries.size(); first += index_part_entries) {
+    const size_t count = std::min<size_t>(index_part_entries, writer->entries.size() - first);
     const size_t first_span = span;
     const auto last = static_cast<uint64_t>(writer->entries[first + count - 1].position);
     while (span < writer->checkpoints.size() && writer->checkpoints[span].position <= last) ++span;
     if (write_index(writer, frame_index_part, 0, first, count,
                     writer->checkpoints.data() + first_span, span - first_span) != 0)
       return -1;
-    first += count;
   }
   return 0;
 }
 
-// The overview, the full index in parts, each with the checkpoints that begin in it, and the end
-// mark.
-int write_full_index(QomWriter *writer) {
-  Array<uint32_t> part_entries;
-  if (!cut_into_parts(writer, &part_entries)) {
-    out_of_memory("the index");
-    return -1;
-  }
+// The overview, the full index and the end mark.
+int write_end(QomWriter *writer) {
   const uint64_t overview = writer->position;
-  if (write_overview(writer, part_entries) != 0) return -1;
+  if (write_overview(writer) != 0) return -1;
   EndMark mark = {0, writer->position, writer->entries.size(), writer->checkpoints.size()};
-  if (write_index_parts(writer, part_entries) != 0) return -1;
+  if (write_index_parts(writer) != 0) return -1;
   mark.position = writer->position;
   const struct iovec part = {&mark, sizeof mark};
   FrameHead head;
@@ -500,7 +494,7 @@ int qom_writer_close(QomWriter *writer) {
   int result = 0;
   if (writer->failed != 0)
     result = refuse_after_failure(writer);
-  else if (write_head_copy(writer) != 0 || write_full_index(writer) != 0 || sync(writer) != 0)
+  else if (write_head_copy(writer) != 0 || write_end(writer) != 0 || sync(writer) != 0)
     result = -1;
   const int saved = errno;
   if (close(writer->fd) != 0 && result == 0) {
