@@ -123,9 +123,8 @@ bool Catalog::first_image(uint64_t *record) {
   const Outcome outcome = from_overview([&] {
     *record = parts_.overview().head.first_image;
     if (*record == parts_.overview().head.records) return Outcome::good;
-    QomIndexEntry entry;
-    const Outcome read = parts_.entry(*record, &entry);
-    return read != Outcome::good || is_image(entry.type) ? read : Outcome::bad;
+    QomIndexEntry entry;  // whose part is then held against the overview
+    return parts_.entry(*record, &entry);
   });
   if (outcome != Outcome::bad) return outcome == Outcome::good;
   const auto &entries = index_.entries;

@@ -99,12 +99,16 @@ bool Parts::check_entries(size_t part, QomIndexEntry *entries) const {
       is_last ? overview_.head.position : overview_.parts[part + 1].record_position;
   uint64_t end = told.record_position;
   uint64_t time = told.first_time;
+  const uint64_t first = places_[part].first_record;
+  const uint64_t first_image = overview_.head.first_image;
   for (QomIndexEntry *entry = entries; entry < entries + told.entries; ++entry) {
     const auto position = static_cast<uint64_t>(entry->position);
     if (position < end || position > limit || limit - position < frame_head_bytes ||
         limit - position - frame_head_bytes < entry->length || !is_record_type(entry->type) ||
         entry->timestamp < time)
       return false;
+    const uint64_t number = first + static_cast<uint64_t>(entry - entries);
+    if (number <= first_image && is_image(entry->type) != (number == first_image)) return false;
     end = position + frame_head_bytes + entry->length;
     time = entry->timestamp;
     entry->flags = 0;
