@@ -52,6 +52,9 @@ TEST_F(RoundTrip, PixelsThatWereCompressedLongAgoComeBack) {
     const Record packed(qom_record_at_index(reader.get(), i + 1));
     EXPECT_EQ(describe(uncompressed(packed).get()), describe(plain.get())) << i;
   }
+  QomActivity activity;  // a recording without an overview has it, too
+  ASSERT_EQ(qom_reader_activity(reader.get(), &activity), 0);
+  EXPECT_EQ(activity.steps[0].bytes > 0, activity.steps[0].area == 0) << "areas came later";
 }
 
 // Blocks of few colours, of many, and noise; each alone, and all together.
