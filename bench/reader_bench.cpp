@@ -135,7 +135,8 @@ class Pieces {
 
 QomReader *open_indexed(const std::string &path, size_t records) {
   QomReader *reader = qom_reader_open(path.c_str());
-  check(reader && qom_reader_index_length(reader) == records, "cannot open");
+  check(reader && qom_reader_index(reader) && qom_reader_index_length(reader) == records,
+        "cannot open");
   return reader;
 }
 
@@ -165,11 +166,22 @@ void measure_opening(const Folder &folder, const bench::Options &options) {
   const auto opening = [](const std::string &path) {
     return [path] { qom_reader_close(open_indexed(path, many_records)); };
   };
-  const auto cost = bench::costs(index_bytes, {opening(finished), opening(unfinished)}, options);
+  const bench::Work first_look = [&finished] {
+    QomReader *reader = qom_reader_open(finished.c_str());
+    check(reader && qom_reader_index_length(reader) == many_records, "cannot open");
+    QomRecord *record = qom_record_at_index(reader, many_records / 2);
+    check(record, "cannot read a record");
+    qom_record_free(record);
+    qom_reader_close(reader);
+  };
+  const auto cost =
+      bench::costs(index_bytes, {opening(finished), opening(unfinished), first_look}, options);
   const std::string yardstick = "one pread of the index bytes";
   bench::Table table(options, "Opening 1,000,000 records");
   table.row({"opening a finished recording", yardstick}, cost[0], bench::at_most(3));
   table.row({"opening an unfinished recording", yardstick}, cost[1], bench::at_most(10));
+  table.row({"opening a finished recording and reading a record in its middle", yardstick}, cost[2],
+            bench::at_most(0.1));
   table.close();
 
   bench::Table memory(options, "Memory of an open reader of 1,000,000 records");

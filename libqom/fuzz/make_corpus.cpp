@@ -104,8 +104,23 @@ void save_additions() {
   save_recording("gap_and_packed_cursor", recording);
 }
 
+// What version 1.2 added.
+void save_overviews() {
+  for (const uint32_t part_entries : {3, 4096}) {
+    Recording recording(forge::header_payload(), 2);
+    recording.add_head_copy();
+    add_records(&recording);
+    const size_t state = add_state(&recording);
+    recording.add_checkpoint(state, 2);
+    recording.add(QOM_DEBUG, {}, part_entries == 3 ? 1500 : 90000);
+    recording.finish_with_overview({{state, 2}}, part_entries);
+    save_recording(part_entries == 3 ? "overview" : "overview_compressed", recording);
+  }
+}
+
 void save_recordings() {
   save_additions();
+  save_overviews();
   Recording all;
   all.add_head_copy();
   add_records(&all);

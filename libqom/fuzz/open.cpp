@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "file/reader.h"
 #include "memory_file.h"
 #include "qom/qom.h"
 #include "repairing_mutator.h"
@@ -85,6 +86,61 @@ void scan(QomReader *reader, size_t size, const uint8_t *data) {
   require(at == static_cast<int64_t>(size), "a scan reaches the end");
 }
 
+bool same(const QomIndexEntry &a, const QomIndexEntry &b) {
+  return a.position == b.position && a.timestamp == b.timestamp && a.type == b.type &&
+         a.length == b.length && a.area == b.area && a.flags == b.flags;
+}
+
+// What is answered without the index is what the index says, once every part of it was looked at.
+void use_overview(QomReader *reader, QomReader *whole) {
+  QomIndexEntry entry;
+  QomActivity activity;
+  size_t first = 0, end = 0;
+  for (size_t i = 0; i < qom::reader_count(reader); ++i) {
+    require(qom::reader_entry(reader, i, &entry) || errno == EINVAL, "an entry can be had");
+    qom_checkpoint_before(reader, i, &first, &end);
+  }
+  const QomIndexEntry *index = qom_reader_index(whole);
+  const size_t length = qom_reader_index_length(whole);
+  require(qom::reader_count(reader) == length, "there are as many records");
+  for (size_t i = 0; i < length; ++i) {
+    require(qom::reader_entry(reader, i, &entry) && same(entry, index[i]), "entries are the same");
+    require(qom::reader_count_until(reader, entry.timestamp) ==
+                qom::reader_count_until(whole, entry.timestamp),
+            "times lead to the same record");
+    size_t whole_first = first = SIZE_MAX;
+    size_t whole_end = end = SIZE_MAX;
+    qom_checkpoint_before(reader, i, &first, &end);
+    qom_checkpoint_before(whole, i, &whole_first, &whole_end);
+    require(first == whole_first && end == whole_end, "checkpoints are the same");
+  }
+  require(qom::reader_first_image(reader) <= length, "the first image is a record");
+  require(qom_reader_activity(reader, &activity) == 0 && activity.count <= 4096 &&
+              activity.width > 0 && (activity.count > 0) == (length > 0),
+          "a strip has its steps");
+}
+
+struct Input {
+  const uint8_t *data;
+  size_t size;
+};
+
+// The input as functions give it that answer with little at a time.
+QomReader *open_source(Input *input) {
+  const QomSource source = {
+      [](void *self) { return static_cast<int64_t>(static_cast<Input *>(self)->size); },
+      [](void *self, uint64_t offset, void *bytes, size_t length) {
+        auto from = static_cast<Input *>(self);
+        if (offset >= from->size) return int64_t{0};
+        const size_t given = std::min({length, from->size - static_cast<size_t>(offset),
+                                       1 + static_cast<size_t>(offset % 300)});
+        std::copy_n(from->data + offset, given, static_cast<uint8_t *>(bytes));
+        return static_cast<int64_t>(given);
+      },
+      nullptr, input};
+  return qom_reader_open_source(&source);
+}
+
 }  // namespace
 
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max_size,
@@ -95,8 +151,16 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   QomReader *reader = qom_reader_open(fuzz::memory_file(data, size));
   require(reader || errno == 0, "only bytes are at fault");
+  Input input = {data, size};
+  QomReader *far = open_source(&input);
+  QomReader *near = qom_reader_open_memory(data, size);
+  require(!far == !reader && !near == !reader, "every source opens the same");
   if (!reader) return 0;
   use(reader);
+  use_overview(far, reader);
+  use_overview(near, reader);
+  qom_reader_close(far);
+  qom_reader_close(near);
   scan(reader, size, data);
   qom_reader_close(reader);
   return 0;

@@ -46,8 +46,8 @@ size_t change_head(uint8_t *data, size_t size, std::minstd_rand *random) {
   if (places.empty()) return 0;
   const size_t at = places[(*random)() % places.size()] + 4 + (*random)() % 60;
   if (at >= size) return 0;
-  constexpr uint8_t telling[] = {0,   1,   2,   3,   4,   8,   15,  16, 32,
-                                 127, 128, 224, 225, 226, 227, 228, 255};
+  constexpr uint8_t telling[] = {0,   1,   2,   3,   4,   8,   15,  16,  32, 127,
+                                 128, 224, 225, 226, 227, 228, 229, 230, 255};
   data[at] = (*random)() % 2 ? telling[(*random)() % sizeof telling]
                              : static_cast<uint8_t>(data[at] + (*random)() % 9 - 4);
   return size;

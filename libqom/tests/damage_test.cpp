@@ -162,7 +162,7 @@ TEST_F(Damage, AFileThatIsCutWhileItIsOpen) {
   for (size_t i = 0; i < whole.size(); ++i) {
     const Record record(qom_record_at_index(reader.get(), i));
     EXPECT_EQ(describe(record.get()), i < 8 ? whole[i] : "none");
-    EXPECT_TRUE(record || errno == 0) << "the bytes of the file are at fault";
+    EXPECT_TRUE(record || errno == 0 || errno == EINVAL) << "the bytes of the file are at fault";
   }
 }
 

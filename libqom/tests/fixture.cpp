@@ -130,6 +130,19 @@ std::string line_of(const void *record) {
   return std::to_string(type) + words.substr(words.find(" at ")) + '\n';
 }
 
+// The steps in which something happened.
+std::string strip_of(QomReader *reader) {
+  QomActivity activity;
+  if (qom_reader_activity(reader, &activity) != 0) return "no strip\n";
+  std::string text = "strip" + numbers(activity.start, activity.width, activity.count) + '\n';
+  for (size_t i = 0; i < activity.count; ++i) {
+    const QomActivityStep &step = activity.steps[i];
+    if ((step.bytes | step.area | step.input | step.moves | step.apps) == 0) continue;
+    text += "step" + numbers(i, step.bytes, step.area, step.input, step.moves, step.apps) + '\n';
+  }
+  return text;
+}
+
 }  // namespace
 
 std::string describe(const void *data) {
@@ -341,10 +354,12 @@ void RecordingTest::compare_with_independent(QomReader *reader) {
   if (std::filesystem::file_size(path) > max_compared) return;
   static IndependentReader other;
   std::string text = line_of(qom_info_header(reader));
+  bool all = true;
   std::set<std::pair<size_t, size_t>> checkpoints;
   for (size_t i = 0; i < qom_reader_index_length(reader); ++i) {
     const Record record(qom_record_at_index(reader, i));
     if (record) text += line_of(record.get());
+    all = all && record;
     std::pair<size_t, size_t> run;
     if (qom_checkpoint_before(reader, i, &run.first, &run.second)) checkpoints.insert(run);
   }
@@ -353,7 +368,14 @@ void RecordingTest::compare_with_independent(QomReader *reader) {
   const QomGap *gaps = qom_reader_gaps(reader, &count);
   for (const QomGap *gap = gaps; gap != gaps + count; ++gap)
     text += "gap" + numbers(gap->begin, gap->end, gap->clock_offset, gap->reason) + '\n';
-  EXPECT_EQ(text, other.read(path));
+  std::string told = other.read(path);
+  // What happened when is counted from the index, which has records that cannot be read as well.
+  const size_t strip = told.find("strip");
+  if (all)
+    text += strip_of(reader);
+  else if (strip != std::string::npos)
+    told.resize(strip);
+  EXPECT_EQ(text, told);
 }
 
 std::vector<QomIndexEntry> RecordingTest::entries() {
@@ -385,7 +407,9 @@ std::string index_from(const std::string &path, qom::IndexSource source) {
   if (!forge::load(path.c_str(), source, &index)) return qom_reader_error();
   std::string text;
   for (const QomIndexEntry &entry : index.entries)
-    text += numbers(entry.position, entry.timestamp, entry.type, entry.flags, entry.length) + '\n';
+    text += numbers(entry.position, entry.timestamp, entry.type, entry.flags, entry.area,
+                    entry.length) +
+            '\n';
   for (const qom::Checkpoint &checkpoint : index.checkpoints)
     text += "checkpoint" + numbers(checkpoint.first, checkpoint.end) + '\n';
   return text;

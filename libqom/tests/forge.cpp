@@ -62,6 +62,10 @@ Recording::Recording(const Bytes &header, uint16_t minor) : bytes(magic, magic +
   append(&bytes, header);
   salt = crc32c(bytes.data(), bytes.size());
   append(&bytes, salt);
+  pixel_bytes = 0;
+  if (minor >= format_minor_areas && header.size() > 10)
+    pixel_bytes =
+        static_cast<uint32_t>(pixel_format_bytes_per_pixel(static_cast<PixelFormat>(header[10])));
 }
 
 size_t Recording::add(FrameHead head, const Bytes &payload) {
@@ -72,8 +76,8 @@ size_t Recording::add(FrameHead head, const Bytes &payload) {
   encode_frame_head(head, salt, bytes.data() + position);
   append(&bytes, payload);
   if (is_record_type(head.type))
-    entries.push_back(
-        {static_cast<int64_t>(position), head.timestamp, head.type, 0, 0, head.stored_length});
+    entries.push_back({static_cast<int64_t>(position), head.timestamp, head.type, 0,
+                       area_of(head, pixel_bytes), head.stored_length});
   return position;
 }
 
@@ -99,10 +103,11 @@ size_t Recording::add_index(uint8_t type, IndexHead head, const std::vector<QomI
   return add(type, payload);
 }
 
-void Recording::add_end_mark(uint64_t index_position, uint64_t records, uint64_t checkpoints) {
+void Recording::add_end_mark(uint64_t index_position, uint64_t records, uint64_t checkpoints,
+                             size_t overview_bytes) {
   Bytes payload;
   append(&payload, EndMark{bytes.size(), index_position, records, checkpoints});
-  add(frame_end_mark, payload);
+  add(frame_end_mark, payload, 0, static_cast<uint32_t>(overview_bytes));
 }
 
 void Recording::add_checkpoint(uint64_t position, uint64_t count) {
@@ -122,10 +127,50 @@ void Recording::finish() {
   add_end_mark(position, entries.size());
 }
 
+void Recording::finish_with_overview(const std::vector<CheckpointSpan> &checkpoints,
+                                     uint32_t part_entries,
+                                     const std::function<void(Overview *)> &change) {
+  const auto number_of = [this](uint64_t at) {
+    return static_cast<size_t>(
+        std::find_if(entries.begin(), entries.end(),
+                     [at](const auto &e) { return static_cast<uint64_t>(e.position) == at; }) -
+        entries.begin());
+  };
+  std::vector<Checkpoint> runs;
+  for (const CheckpointSpan &span : checkpoints)
+    runs.push_back({number_of(span.position), number_of(span.position) + span.count});
+  std::vector<uint32_t> cuts(entries.size() / part_entries, part_entries);
+  if (entries.size() % part_entries > 0)
+    cuts.push_back(static_cast<uint32_t>(entries.size() % part_entries));
+  Overview overview;
+  make_overview(entries, runs, cuts, &overview);
+  const size_t at = bytes.size();
+  overview.head.position = at;
+  if (change) change(&overview);
+  FrameHead head;
+  Array<uint8_t> payload;
+  encode_overview(overview, &head, &payload);
+  add(head, Bytes(payload.begin(), payload.end()));
+  const size_t index = bytes.size();
+  size_t first = 0;
+  size_t run = 0;
+  for (const uint32_t cut : cuts) {
+    const auto begin = entries.begin() + static_cast<std::ptrdiff_t>(first);
+    std::vector<CheckpointSpan> spans;
+    for (; run < runs.size() && runs[run].first < first + cut; ++run)
+      spans.push_back(checkpoints[run]);
+    add_index(frame_index_part, {0, 0, first, 0, 0}, {begin, begin + cut}, spans);
+    first += cut;
+  }
+  add_end_mark(index, entries.size(), checkpoints.size(), index - at);
+}
+
 void repair(uint8_t *bytes, size_t length, bool places) {
   const size_t frames = first_frame(bytes, length);
   if (frames == 0) return;
   size_t at = frames;
+  size_t overview = 0;
+  size_t overview_end = 0;
   const uint32_t salt = crc32c(bytes, at - salt_bytes);
   ByteWriter(bytes + at - salt_bytes).put(salt);
   while (length - at >= frame_head_bytes) {
@@ -140,9 +185,18 @@ void repair(uint8_t *bytes, size_t length, bool places) {
     uint8_t *payload = bytes + at + frame_head_bytes;
     const size_t left = length - at - frame_head_bytes;
     const bool whole = head.stored_length <= left;
-    const bool has_place =
-        head.type >= frame_index_block && head.type <= frame_end_mark && head.stored_length >= 8;
+    const bool has_place = ((head.type >= frame_index_block && head.type <= frame_end_mark) ||
+                            head.type == frame_overview) &&
+                           head.stored_length >= 8;
     if (whole && places && has_place) ByteWriter(payload).put(uint64_t{at});
+    if (whole && head.type == frame_overview) overview = at;
+    if (whole && head.type == frame_overview)
+      overview_end = at + frame_head_bytes + head.stored_length;
+    if (whole && places && head.type == frame_end_mark && head.stored_length == end_mark_bytes &&
+        overview > 0) {
+      ByteWriter(payload + 8).put(uint64_t{overview_end});
+      head.raw_length = static_cast<uint32_t>(overview_end - overview);
+    }
     if (whole && places && head.type == frame_head_copy && head.stored_length == frames)
       std::memcpy(payload, bytes, frames);
     if (whole) head.payload_crc = crc32c(payload, head.stored_length);
@@ -154,10 +208,10 @@ void repair(uint8_t *bytes, size_t length, bool places) {
 bool load(const char *path, IndexSource source, Index *index) {
   File file;
   if (!file.open(path)) return false;
-  Window window(file);
+  Window window(&file);
   FileHead head;
   return read_file_head(file, &window, &head) &&
-         load_index(file, &window, {head.salt, head.length, head.header->timestamp}, source, index);
+         load_index(file, &window, frame_space(head), source, index);
 }
 
 }  // namespace forge

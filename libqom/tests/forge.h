@@ -4,10 +4,12 @@
 
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <vector>
 
 #include "file/format.h"
 #include "file/index.h"
+#include "file/overview.h"
 
 namespace forge {
 
@@ -59,21 +61,29 @@ class Recording {
   // completed where it is 0: position and counts.
   size_t add_index(uint8_t type, qom::IndexHead head, const std::vector<QomIndexEntry> &entries,
                    const std::vector<qom::CheckpointSpan> &checkpoints = {});
-  void add_end_mark(uint64_t index_position, uint64_t records, uint64_t checkpoints = 0);
+  void add_end_mark(uint64_t index_position, uint64_t records, uint64_t checkpoints = 0,
+                    size_t overview_bytes = 0);
   void add_checkpoint(uint64_t position, uint64_t count);
   void add_head_copy();
 
   // The index part of all records so far, and the end mark.
   void finish();
 
+  // The same with an overview, which `change` may make a lie; and in parts of so many entries.
+  void finish_with_overview(const std::vector<qom::CheckpointSpan> &checkpoints = {},
+                            uint32_t part_entries = 2,
+                            const std::function<void(qom::Overview *)> &change = {});
+
   Bytes bytes;
   uint32_t salt;
+  uint32_t pixel_bytes;                // 0: entries get no areas
   std::vector<QomIndexEntry> entries;  // of the records so far
   uint64_t time = 1000;                // given to records that state none
 };
 
 // Makes the checksums of the file head and of every frame right again. With `places`, the
-// positions that index frames and end marks state of themselves as well, and copies of the head.
+// positions that index frames, overviews and end marks state of themselves as well, those that the
+// end mark has for an overview that is there, and copies of the head.
 void repair(uint8_t *bytes, size_t length, bool places);
 inline void repair(Bytes *bytes) {
   repair(bytes->data(), bytes->size(), false);

@@ -20,6 +20,8 @@ for byte in range(256):
 SYNC = b"\xB3\x51\x72\xF8"
 MAX_TIME = 1 << 62
 MAX_DATA = 268435456
+DRAWING = (3, 4, 14, 15)
+COUNTED = {8: 2, 6: 3, 9: 4, 16: 4}  # places in a step
 BYTES_PER_PIXEL = [0, 1, 1, 1, 2, 2] + [4] * 8
 
 
@@ -174,12 +176,13 @@ class Recording:
         self.data = data
         self.records, self.texts = [], []  # (position, length, type, time); lines
         self.marks, self.gaps = set(), []
+        self.areas = {}  # by position
         self.read_head(data)
         self.time = self.header.start
         self.walk()
 
     def read_head(self, data):
-        magic, major, _, length = struct.unpack_from("<8sHHI", data + bytes(16))
+        magic, major, self.minor, length = struct.unpack_from("<8sHHI", data + bytes(16))
         require(magic == b"\x89QOM\r\n\x1a\n" and major == 1 and length <= 4194304)
         require(len(data) >= 20 + length)
         self.first_frame = 20 + length
@@ -217,6 +220,7 @@ class Recording:
             fields = record_text(kind, codec, raw_length, payload, self.header)
             self.time = max(self.time, time)
             self.records.append((at, 32 + len(payload), kind, self.time))
+            self.areas[at] = self.area(kind, raw_length)
             self.texts.append(words(kind)[1:] + b" at" + words(self.time) + fields + b"\n")
         elif kind == 227 and len(payload) == 16:
             self.marks.add(struct.unpack("<QQ", payload))
@@ -237,10 +241,99 @@ class Recording:
                 behind = first + count
                 yield first, behind
 
+    def area(self, kind, raw_length):
+        """What an index entry can hold of it: twelve bits and how far to shift them."""
+        if kind not in DRAWING or self.minor < 2:
+            return 0
+        pixels, shift = raw_length // BYTES_PER_PIXEL[self.header.format], 0
+        while pixels >> shift > 4095:
+            shift += 1
+        return pixels >> shift << shift
+
+    def strip(self):
+        """Start and width of the strip, and its steps."""
+        if not self.records:
+            return 0, 1, []
+        start, end = self.records[0][3], self.records[-1][3]
+        width = (end - start) // 4096 + 1
+        steps = [[0] * 5 for _ in range((end - start) // width + 1)]
+        restated = {i for span in self.checkpoints() for i in range(*span)}
+        for i, (at, length, kind, time) in enumerate(self.records):
+            step = steps[(time - start) // width]
+            if i in restated:
+                continue
+            if kind in DRAWING:
+                step[0] = min(step[0] + length, 0xFFFFFFFF)
+                step[1] = min(step[1] + self.areas[at], 0xFFFFFFFF)
+            elif kind in COUNTED:
+                step[COUNTED[kind]] += 1
+        return start, width, steps
+
+    def overview(self):
+        """What the overview tells, of a finished recording that has one; None of others."""
+        end = self.frame_head(len(self.data) - 64) if len(self.data) > 64 else None
+        if not end or end[0] != 226 or end[4] == 0:
+            return None
+        fields = Fields(self.data[-32:])
+        _, first_part, records, checkpoints = fields.get("QQQQ")
+        head = self.frame_head(first_part - end[4])
+        require(head and head[0] == 230 and 32 + head[3] == end[4])
+        fields = Fields(self.data[first_part - end[4] + 32:first_part])
+        require(crc32c(fields.data) == head[5])
+        here, count, image, image_time, start, width, *numbers, _ = fields.get("QQQQQQIIII")
+        rest = fields.rest()
+        if head[1]:
+            rest = zstandard.ZstdDecompressor().decompress(rest)
+        require(len(rest) == head[4] and here == first_part - end[4])
+        require((count, numbers[1]) == (records, checkpoints))
+        fields = Fields(rest)
+        parts, spans, steps = ([fields.get(layout) for _ in range(number)]
+                               for number, layout in zip(numbers, ("QQQII", "QQQII", "IIIII")))
+        return first_part, (image, image_time), parts, spans, (start, width, list(map(list, steps)))
+
+    def check_overview(self, told):
+        """Holds everything that the overview tells against the records."""
+        at, image, parts, spans, strip = told
+        first = 0
+        for position, start, end, entries, checkpoints in parts:
+            run = self.records[first:first + entries]
+            require((position, start, end) == (run[0][0], run[0][3], run[-1][3]))
+            head = self.frame_head(at)
+            require(head[0] == 225 and head[3] == 32 + 24 * entries + 16 * checkpoints)
+            index = Fields(self.data[at + 32:at + 32 + head[3]])
+            require(index.get("QQQII") == (at, 0, first, entries, checkpoints))
+            for record in run:
+                position, time, kind, area, stored = index.get("QQBxHI")
+                area = area & 2047 if area < 2048 else (2048 + area % 2048) << (area // 2048 - 1)
+                require((position, time, kind, stored + 32) == (record[0], record[3], record[2],
+                                                                record[1]))
+                require(area == self.areas[position])
+            at, first = at + 32 + head[3], first + entries
+        require(at == len(self.data) - 64 and first == len(self.records))
+        require(spans == [(self.records[a][0], a, self.records[a][3], b - a, 0)
+                          for a, b in self.checkpoints()])
+        images = [i for i, record in enumerate(self.records) if record[2] in (3, 4)]
+        require(image == ((images[0], self.records[images[0]][3]) if images else (first, 0)))
+        require(strip == self.strip())
+
+    def strip_text(self):
+        told = self.overview()
+        if told:
+            self.check_overview(told)
+        start, width, steps = self.strip()
+        yield b"strip" + words(start, width, len(steps)) + b"\n"
+        for i, step in enumerate(steps):
+            if any(step):
+                yield b"step" + words(i, *step) + b"\n"
+
     def text(self):
         lines = [b"2 at" + words(self.header.start) + self.header.text + b"\n", *self.texts]
         lines += [b"checkpoint" + words(*span) + b"\n" for span in self.checkpoints()]
         lines += [b"gap" + gap + b"\n" for gap in self.gaps]
+        try:
+            lines += self.strip_text()
+        except Lie:
+            lines.append(b"strip: the overview is not what the document says\n")
         return b"".join(lines)
 
 

@@ -116,7 +116,7 @@ TEST_F(IndexTest, UnknownFramesArePassedOver) {
   recording.add(QOM_DEBUG);
   recording.add(17, {1, 2, 3});
   recording.add(223, Bytes(100000, 0xB3));
-  recording.add(230);
+  recording.add(231);
   recording.add_head_copy();
   recording.add(QOM_DONE);
   put(recording.bytes);
@@ -222,7 +222,7 @@ TEST_F(IndexTest, ACheckpointIsNeverCutByAnIndexBlock) {
   close(writer);
   const auto kinds = scan();
   const auto found = std::find(kinds.begin(), kinds.end(), QOM_SCAN_INDEX) - kinds.begin();
-  EXPECT_EQ(found, 1 + 4095 + 10 + 1) << "copies of the head in front of all, and of the index";
+  EXPECT_EQ(found, 1 + 4095 + 10 + 2) << "copies of the head in front of all, and of the overview";
 }
 
 TEST_F(IndexTest, HostileCheckpointMarksAreIgnored) {

@@ -52,6 +52,9 @@ TEST_F(RoundTrip, PixelsThatWereCompressedLongAgoComeBack) {
     const Record packed(qom_record_at_index(reader.get(), i + 1));
     EXPECT_EQ(describe(uncompressed(packed).get()), describe(plain.get())) << i;
   }
+  QomActivity activity;  // a recording without an overview has it, too
+  ASSERT_EQ(qom_reader_activity(reader.get(), &activity), 0);
+  EXPECT_EQ(activity.steps[0].bytes > 0, activity.steps[0].area == 0) << "areas came later";
 }
 
 // Blocks of few colours, of many, and noise; each alone, and all together.
@@ -158,7 +161,7 @@ TEST_F(Document, TheExampleIsWhatTheLibraryWritesAndReads) {
   header.user = user;
   uint8_t pixels[] = {0x00, 0xF8, 0x1F, 0x00};
   const auto written = list(keep(QomImage{QOM_IMAGE, 1000000, 2, 1, 0, 0, RGB565, 0, 4, 4, pixels}),
-                            text_record(QOM_FOOTER_ITEM_HOST, 1000250, "desk"));
+                            text_record(QOM_FOOTER_ITEM_HOST, 1000001, "desk"));
   write(header, written);
   EXPECT_EQ(contents(), example());
   EXPECT_EQ(records(), describe_all(written));

@@ -176,7 +176,7 @@ TEST_F(Threat, IndexesThatLieInOneByte) {
       believed += finished;
       ASSERT_EQ(found.size(), 4u);
       for (size_t i = 0; i < 4; ++i) {
-        ASSERT_EQ(entries()[i].reserved, 0);
+        ASSERT_EQ(entries()[i].area, 0);
         if (finished && found[i].rfind("error: record at offset ", 0) == 0) continue;
         // A time that the index has too large raises those behind it.
         ASSERT_EQ(found[i].substr(0, 23), "QOM_CURSOR_POSITION at ");

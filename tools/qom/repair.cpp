@@ -94,6 +94,7 @@ int Surveyor::visit(const QomScanEvent &event) {
       break;
     case QOM_SCAN_INDEX:
     case QOM_SCAN_HEAD:
+    case QOM_SCAN_OVERVIEW:
     case QOM_SCAN_END:
       break;
   }

@@ -96,6 +96,7 @@ int Verification::visit(const QomScanEvent &event) {
       break;
     case QOM_SCAN_INDEX:
     case QOM_SCAN_HEAD:
+    case QOM_SCAN_OVERVIEW:
       break;
   }
   progress_.update(static_cast<uint64_t>(event.position) + event.length);
@@ -179,7 +180,8 @@ void Verification::compare_state() {
   const QomReaderInfo &info = recording_.info;
   if (!good()) return;
   if (info.state == QOM_STATE_DAMAGED) {
-    findings_.add(info.damaged_at, info.damaged_bytes, "the index or the end mark is wrong");
+    findings_.add(info.damaged_at, info.damaged_bytes,
+                  "the index, the overview or the end mark is wrong");
   } else if (end_mark_ && info.state == QOM_STATE_UNFINISHED) {
     findings_.add(0, 0, "the end mark is not at the end");
   } else if (info.state == QOM_STATE_FINISHED && info.checkpoint_count != checkpoints_) {

@@ -33,6 +33,13 @@ class Array {
   void clear() { size_ = 0; }
   void truncate(size_t size) { size_ = size; }
 
+  // Gives all memory back.
+  void release() {
+    std::free(data_);
+    data_ = nullptr;
+    size_ = capacity_ = 0;
+  }
+
   bool push(const T &value) {
     if (size_ == capacity_ && !allocate(capacity_ + capacity_ / 2 + 16)) return false;
     data_[size_++] = value;

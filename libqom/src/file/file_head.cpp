@@ -25,13 +25,17 @@ enum class Outcome {
 // Each takes at most the largest head to read; files that lay out more false ones harm themselves.
 constexpr int copy_attempts = 16;
 
+// Read from a source that is far before anything is known of it.
+constexpr uint64_t first_read_bytes = 64 * 1024;
+
 // Reads the head that begins at `position`.
-Outcome read_head_at(const File &file, uint64_t position, FileHead *found) {
-  const uint64_t room = file.size() - position;
+Outcome read_head_at(const Source &source, const Window &window, uint64_t position,
+                     FileHead *found) {
+  const uint64_t room = source.size() - position;
   uint8_t start[file_head_bytes];
   if (room < sizeof start + sizeof(uint32_t))
     return QOM_REFUSE(Outcome::broken, "not a recording: too short");
-  if (!file.read(position, start, sizeof start)) return Outcome::failed;
+  if (!window.copy(position, start, sizeof start)) return Outcome::failed;
   if (std::memcmp(start, magic, sizeof magic) != 0)
     return QOM_REFUSE(Outcome::broken, "not a recording: it does not begin like one");
   ByteReader cursor(start + sizeof magic, sizeof start - sizeof magic);
@@ -49,7 +53,7 @@ Outcome read_head_at(const File &file, uint64_t position, FileHead *found) {
       reinterpret_cast<QomHeader *>(allocate_record(QOM_HEADER, 0, length + sizeof(uint32_t))));
   if (!header) return Outcome::failed;
   uint8_t *payload = record_data(header.get());
-  if (!file.read(position + sizeof start, payload, length + sizeof(uint32_t)))
+  if (!window.copy(position + sizeof start, payload, length + sizeof(uint32_t)))
     return Outcome::failed;
   Crc32c crc;
   const uint32_t salt = crc.add(start, sizeof start).add(payload, length).value();
@@ -82,10 +86,10 @@ bool looks_like_copy(const uint8_t *bytes) {
 }
 
 // A copy proves itself: its frame's own checksum is right with the salt that the copy holds.
-Outcome read_copy(const File &file, uint64_t position, FileHead *found) {
+Outcome read_copy(const Source &source, const Window &window, uint64_t position, FileHead *found) {
   uint8_t bytes[frame_head_bytes];
-  if (!file.read(position, bytes, sizeof bytes)) return Outcome::failed;
-  const Outcome outcome = read_head_at(file, position + sizeof bytes, found);
+  if (!window.copy(position, bytes, sizeof bytes)) return Outcome::failed;
+  const Outcome outcome = read_head_at(source, window, position + sizeof bytes, found);
   if (outcome != Outcome::sound) return outcome;
   FrameHead frame;
   if (!decode_frame_head(bytes, found->salt, &frame) || frame.payload_crc != found->checksum)
@@ -95,8 +99,8 @@ Outcome read_copy(const File &file, uint64_t position, FileHead *found) {
 }
 
 // Looks for the first copy in [from, limit).
-Outcome find_copy(const File &file, Window *window, uint64_t from, uint64_t limit, int *attempts,
-                  FileHead *found) {
+Outcome find_copy(const Source &source, Window *window, uint64_t from, uint64_t limit,
+                  int *attempts, FileHead *found) {
   constexpr size_t telling = frame_head_bytes + file_head_bytes;
   uint64_t at = from;
   bool failed;
@@ -105,7 +109,7 @@ Outcome find_copy(const File &file, Window *window, uint64_t from, uint64_t limi
     if (!bytes) return Outcome::failed;
     if (!looks_like_copy(bytes)) continue;
     if (--*attempts < 0) return Outcome::broken;
-    const Outcome outcome = read_copy(file, at, found);
+    const Outcome outcome = read_copy(source, *window, at, found);
     if (outcome == Outcome::sound || outcome == Outcome::failed) return outcome;
   }
   return failed ? Outcome::failed : Outcome::broken;
@@ -113,23 +117,31 @@ Outcome find_copy(const File &file, Window *window, uint64_t from, uint64_t limi
 
 // Nothing says where copies are, and a file that is no recording has none: only its first and its
 // last stretch are looked at.
-Outcome find_copy(const File &file, Window *window, FileHead *found) {
+Outcome find_copy(const Source &source, Window *window, FileHead *found) {
   int attempts = copy_attempts;
-  const uint64_t first_end = std::min(file.size(), searched_bytes);
+  const uint64_t first_end = std::min(source.size(), searched_bytes);
   // A head was in front of it.
-  const Outcome outcome = find_copy(file, window, 1, first_end, &attempts, found);
+  const Outcome outcome = find_copy(source, window, 1, first_end, &attempts, found);
   if (outcome != Outcome::broken) return outcome;
-  const uint64_t last_begin = std::max(first_end, file.size() - first_end);
-  return find_copy(file, window, last_begin, file.size(), &attempts, found);
+  const uint64_t last_begin = std::max(first_end, source.size() - first_end);
+  return find_copy(source, window, last_begin, source.size(), &attempts, found);
 }
 
 }  // namespace
 
-bool read_file_head(const File &file, Window *window, FileHead *head) {
-  const Outcome outcome = read_head_at(file, 0, head);
+FrameSpace frame_space(const FileHead &head) {
+  const size_t pixel_bytes = pixel_format_bytes_per_pixel(head.header->pixel_format);
+  return {head.salt, head.length, head.header->timestamp,
+          head.minor_version >= format_minor_areas ? static_cast<uint32_t>(pixel_bytes) : 0};
+}
+
+bool read_file_head(const Source &source, Window *window, FileHead *head) {
+  // One request brings the head and, of most recordings, the first picture.
+  if (source.far() && source.size() > 0 && !window->at(0, 1, first_read_bytes)) return false;
+  const Outcome outcome = read_head_at(source, *window, 0, head);
   if (outcome != Outcome::broken) return outcome == Outcome::sound;
   const std::string reason = last_error();
-  const Outcome copied = find_copy(file, window, head);
+  const Outcome copied = find_copy(source, window, head);
   if (copied == Outcome::sound) return true;
   if (copied == Outcome::failed) return false;
   return QOM_REFUSE(false, "%s", reason.c_str());

@@ -4,7 +4,8 @@
 #include <cstdint>
 
 #include "base/records.h"
-#include "file/file.h"
+#include "file/scan.h"
+#include "file/source.h"
 #include "qom/qom.h"
 
 namespace qom {
@@ -19,10 +20,13 @@ struct FileHead {
   uint64_t copied_from = 0;  // position of the head copy that it was read from; 0: from the start
 };
 
+// What the frames behind this head share.
+FrameSpace frame_space(const FileHead &head);
+
 // Reads the head of the file. Where it is broken, copies of it are looked for in the first and in
 // the last `searched_bytes` of the file. False with the reason, which without a copy is what is
 // wrong with the head itself.
-bool read_file_head(const File &file, Window *window, FileHead *head);
+bool read_file_head(const Source &source, Window *window, FileHead *head);
 
 inline constexpr uint64_t searched_bytes = uint64_t{8} << 20;
 

@@ -1,5 +1,7 @@
 #include "file/format.h"
 
+#include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "base/bytes.h"
@@ -40,6 +42,25 @@ bool decode_frame_head(const uint8_t bytes[frame_head_bytes], uint32_t salt, Fra
   head->raw_length = cursor.get<uint32_t>();
   head->payload_crc = cursor.get<uint32_t>();
   return cursor.get<uint32_t>() == head_crc(bytes, salt);
+}
+
+uint16_t encode_area(uint64_t pixels) {
+  constexpr uint64_t implied = 2048;  // the leading bit, which is not stored
+  constexpr uint64_t most = (2 * implied - 1) << 30;
+  pixels = std::min(pixels, most);
+  if (pixels < implied) return static_cast<uint16_t>(pixels);
+  const auto shift = static_cast<unsigned>(std::bit_width(pixels / implied)) - 1;
+  return static_cast<uint16_t>((shift + 1) * implied + (pixels >> shift) - implied);
+}
+
+uint64_t decode_area(uint16_t area) {
+  const unsigned exponent = area >> 11;
+  const uint64_t fraction = area & 2047;
+  return exponent == 0 ? fraction : (2048 + fraction) << (exponent - 1);
+}
+
+uint16_t area_of(const FrameHead &head, uint32_t pixel_bytes) {
+  return draws(head.type) && pixel_bytes > 0 ? encode_area(head.raw_length / pixel_bytes) : 0;
 }
 
 }  // namespace qom

@@ -10,7 +10,8 @@
 namespace qom {
 
 inline constexpr uint8_t format_major = 1;
-inline constexpr uint8_t format_minor = 1;
+inline constexpr uint8_t format_minor = 2;
+inline constexpr uint8_t format_minor_areas = 2;  // the first whose index entries hold areas
 
 inline constexpr uint8_t magic[8] = {0x89, 'Q', 'O', 'M', '\r', '\n', 0x1A, '\n'};
 inline constexpr uint32_t file_head_bytes = 16;         // before the header payload
@@ -28,13 +29,15 @@ inline constexpr uint8_t frame_end_mark = 226;
 inline constexpr uint8_t frame_checkpoint = 227;
 inline constexpr uint8_t frame_head_copy = 228;
 inline constexpr uint8_t frame_gap = 229;
+inline constexpr uint8_t frame_overview = 230;
 
 inline constexpr uint32_t absent_text = 0xFFFFFFFFu;
 
 // An index block is due after so many records or bytes of frames.
 inline constexpr uint32_t index_block_entries = 4096;
 inline constexpr uint64_t index_block_bytes = uint64_t{4} << 20;
-inline constexpr uint32_t index_part_entries = 65536;
+inline constexpr uint32_t index_part_entries = 4096;
+inline constexpr uint32_t max_part_entries = 65536;
 
 // A head copy is due with an index block when so many bytes of frames have come since the last one,
 // or so many times its own bytes.
@@ -45,6 +48,11 @@ inline constexpr uint32_t index_fixed_bytes = 32;  // of an index payload before
 inline constexpr uint32_t end_mark_bytes = 32;     // payloads
 inline constexpr uint32_t checkpoint_bytes = 16;
 inline constexpr uint32_t gap_bytes = 32;
+inline constexpr uint32_t overview_fixed_bytes = 64;  // of its payload, never compressed
+inline constexpr uint32_t overview_part_bytes = 32;   // of the rest, each
+inline constexpr uint32_t overview_checkpoint_bytes = 32;
+inline constexpr uint32_t overview_step_bytes = 20;
+inline constexpr uint32_t max_overview_bytes = 64u << 20;  // of the rest
 
 inline constexpr uint32_t max_checkpoint_records = 256;
 
@@ -104,6 +112,61 @@ struct GapMark {
   uint8_t zero[7];
 };
 static_assert(sizeof(GapMark) == gap_bytes);
+
+// The fixed part of an overview's payload.
+struct OverviewHead {
+  uint64_t position;  // of this frame
+  uint64_t records;
+  uint64_t first_image;       // number of the record; `records` for none
+  uint64_t first_image_time;  // microseconds; 0 for none
+  uint64_t strip_start;       // microseconds
+  uint64_t step_width;        // microseconds
+  uint32_t parts;
+  uint32_t checkpoints;
+  uint32_t steps;
+  uint32_t zero;
+};
+static_assert(sizeof(OverviewHead) == overview_fixed_bytes);
+
+// What an overview tells of an index part.
+struct OverviewPart {
+  uint64_t record_position;  // of the frame of its first record
+  uint64_t first_time;       // microseconds, of its first and its last record
+  uint64_t last_time;
+  uint32_t entries;
+  uint32_t checkpoints;
+};
+static_assert(sizeof(OverviewPart) == overview_part_bytes);
+
+struct OverviewCheckpoint {
+  uint64_t position;      // of the frame of its first record
+  uint64_t first_record;  // number
+  uint64_t time;          // of its first record, microseconds
+  uint32_t records;
+  uint32_t zero;
+};
+static_assert(sizeof(OverviewCheckpoint) == overview_checkpoint_bytes);
+static_assert(sizeof(QomActivityStep) == overview_step_bytes,
+              "steps are used as they lie in the file");
+
+// Areas in pixels as index entries hold them, rounded down to twelve bits.
+uint16_t encode_area(uint64_t pixels);
+uint64_t decode_area(uint16_t area);
+
+// Whether a record of this type changes the picture.
+inline bool draws(uint8_t type) {
+  return type == QOM_IMAGE || type == QOM_COMPRESSED_IMAGE || type == QOM_IMAGE_BLOCKS ||
+         type == QOM_COMPRESSED_IMAGE_BLOCKS;
+}
+
+// Whether a record of this type is one image.
+inline bool is_image(uint8_t type) {
+  return type == QOM_IMAGE || type == QOM_COMPRESSED_IMAGE;
+}
+
+// The area for the entry of a record with this head; 0 for one that draws nothing, and when
+// `pixel_bytes` is 0.
+uint16_t area_of(const FrameHead &head, uint32_t pixel_bytes);
 
 static_assert(sizeof(QomIndexEntry) == 24, "index entries are used as they lie in the file");
 

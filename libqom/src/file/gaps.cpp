@@ -14,8 +14,8 @@ constexpr size_t mark_bytes = frame_head_bytes + gap_bytes;
 // Looks for marks between two frames of records.
 class Search {
  public:
-  Search(const File &file, Window *window, uint32_t salt, Array<QomGap> *gaps)
-      : file_(file), window_(window), salt_(salt), gaps_(gaps) {}
+  Search(const Source &source, Window *window, uint32_t salt, Array<QomGap> *gaps)
+      : source_(source), window_(window), salt_(salt), gaps_(gaps) {}
 
   // The bytes [from, to), with so many records before them.
   bool look(uint64_t from, uint64_t to, size_t records);
@@ -24,7 +24,7 @@ class Search {
   bool look_across_damage(uint64_t from, uint64_t to, size_t records);
   bool add(const FrameHead &head, const uint8_t payload[gap_bytes], size_t records);
 
-  const File &file_;
+  const Source &source_;
   Window *window_;
   uint32_t salt_;
   Array<QomGap> *gaps_;
@@ -33,7 +33,7 @@ class Search {
 bool Search::look(uint64_t from, uint64_t to, size_t records) {
   while (to - from >= mark_bytes) {
     uint8_t bytes[mark_bytes];
-    if (!file_.read(from, bytes, sizeof bytes)) return false;
+    if (!source_.read(from, bytes, sizeof bytes)) return false;
     Frame frame;
     frame.position = from;
     if (!decode_frame_head(bytes, salt_, &frame.head) || frame.length() > to - from)
@@ -84,9 +84,9 @@ bool decode_gap(const FrameHead &head, const uint8_t payload[gap_bytes], QomGap 
   return is_gap(*gap);
 }
 
-bool find_gaps(const File &file, Window *window, const FrameSpace &space, const Index &index,
+bool find_gaps(const Source &source, Window *window, const FrameSpace &space, const Index &index,
                Array<QomGap> *gaps) {
-  Search search(file, window, space.salt, gaps);
+  Search search(source, window, space.salt, gaps);
   uint64_t end = space.first_frame;
   size_t records = 0;
   for (const QomIndexEntry &entry : index.entries) {

@@ -2,9 +2,9 @@
 #pragma once
 
 #include "base/array.h"
-#include "file/file.h"
 #include "file/index.h"
 #include "file/scan.h"
+#include "file/source.h"
 #include "qom/qom.h"
 
 namespace qom {
@@ -19,7 +19,7 @@ bool decode_gap(const FrameHead &head, const uint8_t payload[gap_bytes], QomGap 
 // Finds the marks of a whole file. Only bytes between two records' frames are looked at, and of
 // these only heads, so that it takes little beside building the index. False with the reason when
 // the file cannot be read or memory is short.
-bool find_gaps(const File &file, Window *window, const FrameSpace &space, const Index &index,
+bool find_gaps(const Source &source, Window *window, const FrameSpace &space, const Index &index,
                Array<QomGap> *gaps);
 
 }  // namespace qom

@@ -11,12 +11,6 @@
 #include "file/scan.h"
 
 namespace qom {
-namespace {
-
-enum class Outcome { good, bad, failed };
-
-// Blocks from which a broken chain is tried before all frames are walked over.
-constexpr int chain_attempts = 3;
 
 Outcome out_of_memory(const char *what) {
   errno = ENOMEM;
@@ -24,12 +18,17 @@ Outcome out_of_memory(const char *what) {
   return Outcome::failed;
 }
 
+namespace {
+
+// Blocks from which a broken chain is tried before all frames are walked over.
+constexpr int chain_attempts = 3;
+
 class Loader {
  public:
-  Loader(const File &file, Window *window, const FrameSpace &space, Index *index)
-      : file_(file), window_(window), space_(space), index_(index) {}
+  Loader(const Source &source, Window *window, const FrameSpace &space, Index *index)
+      : source_(source), window_(window), space_(space), index_(index) {}
 
-  Outcome load(IndexSource source);
+  Outcome load(IndexSource from);
 
  private:
   Outcome load_from_end_mark();
@@ -37,6 +36,7 @@ class Loader {
   Outcome load_by_walk();
   void reset();
 
+  bool fetch(uint64_t position, void *data, size_t length);
   Outcome read_index_frame(const Frame &frame, const IndexHead &head, QomIndexEntry *entries);
   Outcome read_index_head(uint64_t position, uint8_t type, Frame *frame, IndexHead *head);
   Outcome read_chain(Frame block, IndexHead head);
@@ -49,7 +49,7 @@ class Loader {
   bool resolve_checkpoints();
   bool resolve(const CheckpointSpan &span, Checkpoint *checkpoint) const;
 
-  const File &file_;
+  const Source &source_;
   Window *window_;
   const FrameSpace &space_;
   Index *index_;
@@ -57,23 +57,23 @@ class Loader {
   uint64_t end_mark_at_ = 0;  // position of an end mark that a walk met
 };
 
-Outcome Loader::load(IndexSource source) {
-  Outcome outcome = source == IndexSource::end_mark ? load_from_end_mark() : Outcome::bad;
+Outcome Loader::load(IndexSource from) {
+  Outcome outcome = from == IndexSource::end_mark ? load_from_end_mark() : Outcome::bad;
   const bool finished = outcome == Outcome::good;
-  if (outcome == Outcome::bad && source != IndexSource::walk) outcome = load_from_chain();
+  if (outcome == Outcome::bad && from != IndexSource::walk) outcome = load_from_chain();
   if (outcome == Outcome::bad) outcome = load_by_walk();
   if (outcome != Outcome::good) return outcome;
   // A closed recording whose own index does not hold is not what the writer left.
-  if (source == IndexSource::end_mark && !finished && end_mark_at_ > 0)
-    note_damage(end_mark_at_, 0);
+  if (from == IndexSource::end_mark && !finished && end_mark_at_ > 0) note_damage(end_mark_at_, 0);
   return resolve_checkpoints() ? Outcome::good : out_of_memory("checkpoints");
 }
 
 void Loader::reset() {
   index_->entries.clear();
   index_->checkpoints.clear();
+  index_->overview_at = 0;
   index_->info = {};
-  index_->info.file_size = file_.size();
+  index_->info.file_size = source_.size();
   index_->info.damaged_at = -1;
   index_->info.state = QOM_STATE_UNFINISHED;
   spans_.clear();
@@ -83,27 +83,17 @@ void Loader::reset() {
 
 Outcome Loader::load_from_end_mark() {
   reset();
-  constexpr uint64_t length = frame_head_bytes + end_mark_bytes;
-  if (file_.size() < space_.first_frame + length) return Outcome::bad;
-  Frame frame;
-  frame.position = file_.size() - length;
-  uint8_t bytes[length];
-  if (!file_.read(frame.position, bytes, length)) return Outcome::failed;
-  EndMark mark;
-  std::memcpy(&mark, bytes + frame_head_bytes, sizeof mark);
-  if (!decode_frame_head(bytes, space_.salt, &frame.head) || frame.head.type != frame_end_mark ||
-      frame.head.stored_length != end_mark_bytes ||
-      frame.head.payload_crc != crc32c(&mark, sizeof mark))
-    return Outcome::bad;
-  // Each record takes at least a frame head, which bounds the memory for the entries.
-  if (mark.position != frame.position || mark.index_position < space_.first_frame ||
-      mark.index_position > frame.position || mark.records > mark.index_position / frame_head_bytes)
-    return Outcome::bad;
+  if (source_.size() < space_.first_frame + end_bytes) return Outcome::bad;
+  uint8_t bytes[end_bytes];
+  if (!fetch(source_.size() - end_bytes, bytes, end_bytes)) return Outcome::failed;
+  End end;
+  if (!decode_end(bytes, source_.size(), space_, &end)) return Outcome::bad;
+  const EndMark &mark = end.mark;
   if (!index_->entries.resize(mark.records)) return out_of_memory("the index");
 
   uint64_t records = 0;
   uint64_t position = mark.index_position;
-  while (position < frame.position) {
+  while (position < mark.position) {
     Frame part;
     IndexHead head;
     Outcome outcome = read_index_head(position, frame_index_part, &part, &head);
@@ -114,27 +104,39 @@ Outcome Loader::load_from_end_mark() {
     records += head.entries;
     position = part.end();
   }
-  if (position != frame.position || records != mark.records || spans_.size() != mark.checkpoints ||
+  if (position != mark.position || records != mark.records || spans_.size() != mark.checkpoints ||
       !check_entries(mark.index_position))
     return Outcome::bad;
   index_->info.state = QOM_STATE_FINISHED;
+  // One that cannot be there is given a place all the same: something is wrong with it.
+  const uint64_t overview = std::min(end.overview_bytes, mark.index_position - 1);
+  if (overview > 0) index_->overview_at = mark.index_position - overview;
   return Outcome::good;
+}
+
+// The pieces of an index lie one behind the other: from a source that is far they come together.
+bool Loader::fetch(uint64_t position, void *data, size_t length) {
+  if (!source_.far() || length > window_->room()) return source_.read(position, data, length);
+  if (length == 0) return true;
+  const uint8_t *bytes = window_->at(position, length);
+  if (bytes) std::memcpy(data, bytes, length);
+  return bytes;
 }
 
 // Reads the heads of an index block or part and checks its lengths; the entries follow later.
 Outcome Loader::read_index_head(uint64_t position, uint8_t type, Frame *frame, IndexHead *head) {
   frame->position = position;
-  if (position < space_.first_frame || position > file_.size() ||
-      file_.size() - position < frame_head_bytes + index_fixed_bytes)
+  if (position < space_.first_frame || position > source_.size() ||
+      source_.size() - position < frame_head_bytes + index_fixed_bytes)
     return Outcome::bad;
   uint8_t bytes[frame_head_bytes + index_fixed_bytes];
-  if (!file_.read(position, bytes, sizeof bytes)) return Outcome::failed;
+  if (!fetch(position, bytes, sizeof bytes)) return Outcome::failed;
   std::memcpy(head, bytes + frame_head_bytes, sizeof *head);
   const uint64_t length = uint64_t{index_fixed_bytes} +
                           uint64_t{head->entries} * sizeof(QomIndexEntry) +
                           uint64_t{head->checkpoints} * sizeof(CheckpointSpan);
   if (!decode_frame_head(bytes, space_.salt, &frame->head) || frame->head.type != type ||
-      frame->head.stored_length != length || frame->length() > file_.size() - position ||
+      frame->head.stored_length != length || frame->length() > source_.size() - position ||
       head->position != position)
     return Outcome::bad;
   return Outcome::good;
@@ -145,14 +147,16 @@ Outcome Loader::read_index_frame(const Frame &frame, const IndexHead &head,
                                  QomIndexEntry *entries) {
   const size_t known = spans_.size();
   if (!spans_.resize(known + head.checkpoints)) return out_of_memory("checkpoints");
-  struct iovec parts[] = {{entries, head.entries * sizeof(QomIndexEntry)},
-                          {spans_.data() + known, head.checkpoints * sizeof(CheckpointSpan)}};
-  if (!file_.read_parts(frame.position + frame_head_bytes + index_fixed_bytes, parts, 2))
+  const size_t entry_bytes = head.entries * sizeof(QomIndexEntry);
+  const size_t span_bytes = head.checkpoints * sizeof(CheckpointSpan);
+  const uint64_t position = frame.position + frame_head_bytes + index_fixed_bytes;
+  if (!fetch(position, entries, entry_bytes) ||
+      !fetch(position + entry_bytes, spans_.data() + known, span_bytes))
     return Outcome::failed;
   const uint32_t crc = Crc32c()
                            .add(&head, sizeof head)
-                           .add(entries, head.entries * sizeof(QomIndexEntry))
-                           .add(spans_.data() + known, head.checkpoints * sizeof(CheckpointSpan))
+                           .add(entries, entry_bytes)
+                           .add(spans_.data() + known, span_bytes)
                            .value();
   return crc == frame.head.payload_crc ? Outcome::good : Outcome::bad;
 }
@@ -172,7 +176,7 @@ bool Loader::check_entries(uint64_t limit) {
     end = position + frame_head_bytes + entry.length;
     bytes += frame_head_bytes + entry.length;
     entry.flags = 0;
-    entry.reserved = 0;
+    if (!draws(entry.type) || space_.pixel_bytes == 0) entry.area = 0;
     if (entry.timestamp < time) {
       entry.timestamp = time;
       entry.flags = QOM_ENTRY_TIME_RAISED;
@@ -189,7 +193,7 @@ bool Loader::check_entries(uint64_t limit) {
 
 Outcome Loader::load_from_chain() {
   reset();
-  uint64_t limit = file_.size();
+  uint64_t limit = source_.size();
   int attempts = 0;
   while (attempts < chain_attempts) {
     Frame block;
@@ -242,7 +246,7 @@ Outcome Loader::load_by_walk() {
 
 // Adds what the frames from `from` to the end of the file hold.
 Outcome Loader::walk(uint64_t from) {
-  FrameWalker walker(window_, space_.salt, from, file_.size());
+  FrameWalker walker(window_, space_.salt, from, source_.size());
   for (;;) {
     switch (walker.next()) {
       case FrameWalker::Found::frame: {
@@ -268,7 +272,7 @@ Outcome Loader::walk(uint64_t from) {
 Outcome Loader::add_frame(const Frame &frame) {
   const uint8_t type = frame.head.type;
   if (is_record_type(type)) return add_record(frame);
-  if (type < frame_index_block || type > frame_gap) {
+  if (type < frame_index_block || type > frame_overview) {
     ++index_->info.unknown_records;
     return Outcome::good;
   }
@@ -294,6 +298,7 @@ Outcome Loader::add_record(const Frame &frame) {
   entry.timestamp = std::max(frame.head.timestamp, time);
   entry.type = frame.head.type;
   entry.length = frame.head.stored_length;
+  entry.area = area_of(frame.head, space_.pixel_bytes);
   if (frame.head.timestamp < time) {
     entry.flags = QOM_ENTRY_TIME_RAISED;
     ++index_->info.times_raised;
@@ -339,8 +344,7 @@ bool Loader::resolve_checkpoints() {
   return true;
 }
 
-// A checkpoint counts when its records are all there, one directly behind the other, and it
-// holds what a reader needs to start from it.
+// A checkpoint counts when its records are all there.
 bool Loader::resolve(const CheckpointSpan &span, Checkpoint *checkpoint) const {
   const auto &entries = index_->entries;
   const QomIndexEntry *first =
@@ -352,23 +356,41 @@ bool Loader::resolve(const CheckpointSpan &span, Checkpoint *checkpoint) const {
   if (span.count == 0 || span.count > max_checkpoint_records || span.count > left ||
       static_cast<uint64_t>(first->position) != span.position)
     return false;
-  uint64_t end = span.position;
-  bool image = false;
-  for (const QomIndexEntry *entry = first; entry < first + span.count; ++entry) {
-    if (static_cast<uint64_t>(entry->position) != end) return false;
-    end += frame_head_bytes + entry->length;
-    image = image || entry->type == QOM_COMPRESSED_IMAGE;
-  }
   checkpoint->first = static_cast<size_t>(first - entries.begin());
   checkpoint->end = checkpoint->first + span.count;
-  return image;
+  return is_checkpoint(first, first + span.count);
 }
 
 }  // namespace
 
-bool load_index(const File &file, Window *window, const FrameSpace &space, IndexSource source,
+bool is_checkpoint(const QomIndexEntry *first, const QomIndexEntry *last) {
+  int64_t end = first->position;
+  bool image = false;
+  for (const QomIndexEntry *entry = first; entry < last; ++entry) {
+    if (entry->position != end) return false;
+    end += frame_head_bytes + int64_t{entry->length};
+    image = image || entry->type == QOM_COMPRESSED_IMAGE;
+  }
+  return image;
+}
+
+bool decode_end(const uint8_t bytes[end_bytes], uint64_t size, const FrameSpace &space, End *end) {
+  FrameHead head;
+  EndMark &mark = end->mark;
+  std::memcpy(&mark, bytes + frame_head_bytes, sizeof mark);
+  if (!decode_frame_head(bytes, space.salt, &head) || head.type != frame_end_mark ||
+      head.stored_length != end_mark_bytes || head.payload_crc != crc32c(&mark, sizeof mark))
+    return false;
+  end->overview_bytes = head.raw_length;
+  // Each record takes at least a frame head, which bounds the memory for the entries.
+  return mark.position == size - end_bytes && mark.index_position >= space.first_frame &&
+         mark.index_position <= mark.position &&
+         mark.records <= mark.index_position / frame_head_bytes;
+}
+
+bool load_index(const Source &source, Window *window, const FrameSpace &space, IndexSource from,
                 Index *index) {
-  const Outcome outcome = Loader(file, window, space, index).load(source);
+  const Outcome outcome = Loader(source, window, space, index).load(from);
   return outcome == Outcome::good;
 }
 

@@ -7,7 +7,9 @@
 #include <cstdint>
 
 #include "base/array.h"
-#include "file/file.h"
+#include "file/format.h"
+#include "file/scan.h"
+#include "file/source.h"
 #include "qom/qom.h"
 
 namespace qom {
@@ -22,21 +24,40 @@ struct Index {
   Array<QomIndexEntry> entries;
   Array<Checkpoint> checkpoints;  // by first, ascending
   QomReaderInfo info = {};
+  uint64_t overview_at = 0;  // position that the end mark has for an overview; 0 for none
 };
 
-// Where the frames begin and what their checksums start from.
-struct FrameSpace {
-  uint32_t salt;
-  uint64_t first_frame;  // bytes from the start of the file
-  uint64_t start_time;   // of the recording, microseconds
+// What came of looking at bytes of a file.
+enum class Outcome {
+  good,
+  bad,    // they are not what a writer leaves
+  failed  // they could not be read, or memory is short; the reason is stored
 };
+
+// Stores that memory is short, with errno.
+Outcome out_of_memory(const char *what);
 
 // How an index may be found, in the order in which they are tried; the tests compare them.
 enum class IndexSource { end_mark, chain, walk };
 
 // Builds the index, from `source` or what is tried after it. False with the reason when the
 // file cannot be read or memory is short; damage is not a failure.
-bool load_index(const File &file, Window *window, const FrameSpace &space, IndexSource source,
+bool load_index(const Source &source, Window *window, const FrameSpace &space, IndexSource from,
                 Index *index);
+
+// The end of a finished recording.
+struct End {
+  EndMark mark;
+  uint64_t overview_bytes;  // of the overview's frame in front of the index; 0 where there is none
+};
+
+inline constexpr uint32_t end_bytes = frame_head_bytes + end_mark_bytes;
+
+// Whether the last bytes of a file of `size` bytes are a good end mark.
+bool decode_end(const uint8_t bytes[end_bytes], uint64_t size, const FrameSpace &space, End *end);
+
+// Whether the records [first, last), of which there is at least one, lie directly one behind the
+// other and hold what a reader needs to start from them.
+bool is_checkpoint(const QomIndexEntry *first, const QomIndexEntry *last);
 
 }  // namespace qom

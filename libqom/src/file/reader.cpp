@@ -5,31 +5,30 @@
 #include <new>
 #include <utility>
 
+#include "base/array.h"
 #include "base/error.h"
-#include "file/file.h"
+#include "file/catalog.h"
 #include "file/file_head.h"
 #include "file/format.h"
 #include "file/gaps.h"
-#include "file/index.h"
 #include "file/payload.h"
 #include "file/reader.h"
 #include "file/record_source.h"
 #include "file/scan_events.h"
+#include "file/source.h"
 #include "qom/qom.h"
 
 using namespace qom;
 
 struct QomReader {
-  File file;
-  Window window{file};
-  RecordSource records{&file, &window};
+  explicit QomReader(std::unique_ptr<Source> bytes) : source(std::move(bytes)) {}
+
+  std::unique_ptr<Source> source;
+  Window window{source.get()};
+  RecordSource records{source.get(), &window};
+  Catalog catalog{source.get(), &window};
   FileHead head;
   FrameSpace space = {};
-
-  Index index;
-  bool index_tried = false;
-  bool index_good = false;
-  int index_errno = 0;  // of a failed try
 
   Array<QomGap> gaps;
   bool gaps_found = false;
@@ -39,23 +38,46 @@ namespace {
 
 bool read_head(QomReader *reader) {
   FileHead head;
-  if (!read_file_head(reader->file, &reader->window, &head)) return false;
+  if (!read_file_head(*reader->source, &reader->window, &head)) return false;
   const ImageFormat format = {head.header->pixel_format, head.header->scanline_pad};
-  reader->space = {head.salt, head.length, head.header->timestamp};
+  reader->space = frame_space(head);
   reader->records.set_format(head.salt, format);
+  reader->catalog.set_space(reader->space);
   reader->head = std::move(head);
   return true;
 }
 
-bool build_index(QomReader *reader) {
-  if (!reader->index_tried) {
-    reader->index_tried = true;
-    reader->index_good = load_index(reader->file, &reader->window, reader->space,
-                                    IndexSource::end_mark, &reader->index);
-    reader->index_errno = reader->index_good ? 0 : errno;
+void refuse_memory() {
+  errno = ENOMEM;
+  set_error("out of memory");
+}
+
+// A reader of the source, which it takes over; null with the reason.
+QomReader *open_reader(std::unique_ptr<Source> source) {
+  std::unique_ptr<QomReader> reader(new (std::nothrow) QomReader(std::move(source)));
+  if (!reader) {
+    refuse_memory();
+    return nullptr;
   }
-  if (!reader->index_good) errno = reader->index_errno;
-  return reader->index_good;
+  if (!read_head(reader.get())) {
+    const int saved = errno;
+    reader.reset();
+    errno = saved;
+    return nullptr;
+  }
+  return reader.release();
+}
+
+// A source of the type that opens; null with the reason.
+template <typename Kind, typename From>
+std::unique_ptr<Source> open_kind(const From &from) {
+  std::unique_ptr<Kind> source(new (std::nothrow) Kind);
+  if (!source) refuse_memory();
+  if (!source || source->open(from)) return source;
+  const int saved = errno;
+  source.reset();
+  errno = saved;
+  return nullptr;
 }
 
 }  // namespace
@@ -67,45 +89,66 @@ size_t reader_count(QomReader *reader) {
 }
 
 bool reader_entry(QomReader *reader, size_t index, QomIndexEntry *entry) {
-  if (!build_index(reader)) return false;
-  *entry = reader->index.entries[index];
-  return true;
+  return reader->catalog.entry(index, entry);
 }
 
 size_t reader_count_until(QomReader *reader, uint64_t time) {
-  if (!build_index(reader)) return 0;
-  const auto &entries = reader->index.entries;
-  const QomIndexEntry *found =
-      std::upper_bound(entries.begin(), entries.end(), time,
-                       [](uint64_t t, const QomIndexEntry &entry) { return t < entry.timestamp; });
-  return static_cast<size_t>(found - entries.begin());
+  uint64_t records = 0;
+  return reader->catalog.count_before(time, true, &records) ? static_cast<size_t>(records) : 0;
 }
 
-void reader_expect(QomReader *, size_t, size_t) {}
+size_t reader_first_image(QomReader *reader) {
+  uint64_t record = 0;
+  return reader->catalog.first_image(&record) ? static_cast<size_t>(record) : 0;
+}
+
+void reader_expect(QomReader *reader, size_t first, size_t end) {
+  QomIndexEntry begin;
+  QomIndexEntry last;
+  if (first >= end || !reader->source->far() || !reader->catalog.entry(first, &begin) ||
+      !reader->catalog.entry(end - 1, &last))
+    return;
+  reader->records.expect(static_cast<uint64_t>(begin.position),
+                         static_cast<uint64_t>(last.position) + frame_head_bytes + last.length);
+}
+
+uint64_t reader_generation(const QomReader *reader) {
+  return reader->catalog.generation();
+}
 
 }  // namespace qom
 
 extern "C" {
 
 QomReader *qom_reader_open(const char *path) {
-  std::unique_ptr<QomReader> reader(new (std::nothrow) QomReader);
-  if (!reader) {
-    errno = ENOMEM;
-    set_error("out of memory");
+  std::unique_ptr<Source> source = open_kind<File>(path);
+  return source ? open_reader(std::move(source)) : nullptr;
+}
+
+QomReader *qom_reader_open_source(const QomSource *source) {
+  if (!source || !source->size || !source->read) {
+    errno = EINVAL;
+    set_error("a source without its functions");
     return nullptr;
   }
-  if (!reader->file.open(path) || !read_head(reader.get())) {
-    const int saved = errno;
-    reader.reset();
-    errno = saved;
-    return nullptr;
-  }
-  return reader.release();
+  std::unique_ptr<Source> functions = open_kind<Functions>(*source);
+  return functions ? open_reader(std::move(functions)) : nullptr;
+}
+
+QomReader *qom_reader_open_memory(const void *bytes, size_t length) {
+  std::unique_ptr<Source> memory(new (std::nothrow) Memory(bytes, length));
+  if (memory) return open_reader(std::move(memory));
+  refuse_memory();
+  return nullptr;
+}
+
+uint64_t qom_index_entry_area(const QomIndexEntry *entry) {
+  return decode_area(entry->area);
 }
 
 int qom_reader_close(QomReader *reader) {
   if (!reader) return 0;
-  const int result = reader->file.close();
+  const int result = reader->source->close();
   const int saved = errno;
   delete reader;
   errno = saved;
@@ -117,53 +160,51 @@ const QomHeader *qom_info_header(QomReader *reader) {
 }
 
 QomIndexEntry *qom_reader_index(QomReader *reader) {
-  if (!build_index(reader)) return nullptr;
-  if (reader->index.entries.empty()) return QOM_REFUSE(nullptr, "the recording holds no records");
-  return reader->index.entries.data();
+  Index *index = reader->catalog.all();
+  if (!index) return nullptr;
+  if (index->entries.empty()) return QOM_REFUSE(nullptr, "the recording holds no records");
+  return index->entries.data();
 }
 
 size_t qom_reader_index_length(QomReader *reader) {
-  return build_index(reader) ? reader->index.entries.size() : 0;
+  uint64_t records = 0;
+  return reader->catalog.count(&records) ? static_cast<size_t>(records) : 0;
 }
 
 size_t qom_index_at_time(QomReader *reader, uint64_t time) {
+  uint64_t before = 0;
+  if (!reader->catalog.count_before(time, false, &before)) return 0;
   const size_t length = qom_reader_index_length(reader);
-  if (length == 0) return 0;
-  const auto &entries = reader->index.entries;
-  const QomIndexEntry *found =
-      std::lower_bound(entries.begin(), entries.end(), time,
-                       [](const QomIndexEntry &entry, uint64_t t) { return entry.timestamp < t; });
-  return std::min(static_cast<size_t>(found - entries.begin()), length - 1);
+  return length == 0 ? 0 : std::min(static_cast<size_t>(before), length - 1);
 }
 
 QomRecord *qom_record_at_index(QomReader *reader, size_t index) {
-  if (!build_index(reader)) return nullptr;
-  if (index >= reader->index.entries.size()) {
-    errno = EINVAL;
-    set_error("no record %zu in a recording of %zu", index, reader->index.entries.size());
-    return nullptr;
-  }
-  return reader->records.read(reader->index.entries[index]);
+  QomIndexEntry entry;
+  return reader->catalog.entry(index, &entry) ? reader->records.read(entry) : nullptr;
 }
 
 int qom_checkpoint_before(QomReader *reader, size_t index, size_t *first, size_t *end) {
-  if (!build_index(reader)) return 0;
-  const auto &checkpoints = reader->index.checkpoints;
-  const Checkpoint *after =
-      std::upper_bound(checkpoints.begin(), checkpoints.end(), index,
-                       [](size_t i, const Checkpoint &checkpoint) { return i < checkpoint.first; });
-  if (after == checkpoints.begin()) return 0;
-  *first = after[-1].first;
-  *end = after[-1].end;
+  Checkpoint checkpoint;
+  if (!reader->catalog.checkpoint_before(index, &checkpoint) || checkpoint.end == 0) return 0;
+  *first = checkpoint.first;
+  *end = checkpoint.end;
   return 1;
+}
+
+int qom_reader_activity(QomReader *reader, QomActivity *activity) {
+  const Strip *strip = reader->catalog.activity();
+  if (!strip) return -1;
+  *activity = {strip->start, strip->width, strip->steps.size(), strip->steps.data()};
+  return 0;
 }
 
 const QomGap *qom_reader_gaps(QomReader *reader, size_t *count) {
   *count = 0;
-  if (!build_index(reader)) return nullptr;
+  const Index *index = reader->catalog.all();
+  if (!index) return nullptr;
   if (!reader->gaps_found) {
     reader->gaps.clear();
-    if (!find_gaps(reader->file, &reader->window, reader->space, reader->index, &reader->gaps))
+    if (!find_gaps(*reader->source, &reader->window, reader->space, *index, &reader->gaps))
       return nullptr;
     reader->gaps_found = true;
   }
@@ -173,8 +214,7 @@ const QomGap *qom_reader_gaps(QomReader *reader, size_t *count) {
 }
 
 int qom_reader_info(QomReader *reader, QomReaderInfo *info) {
-  if (!build_index(reader)) return -1;
-  *info = reader->index.info;
+  if (!reader->catalog.info(info)) return -1;
   info->major_version = reader->head.major_version;
   info->minor_version = reader->head.minor_version;
   if (reader->head.copied_from != 0) {
@@ -189,8 +229,8 @@ const char *qom_reader_error(void) {
 }
 
 int qom_reader_scan(QomReader *reader, int (*visit)(void *, const QomScanEvent *), void *context) {
-  const ScanSource source = {&reader->file, &reader->window, &reader->records, &reader->space,
-                             reader->head.copied_from};
+  const ScanSource source = {reader->source.get(), &reader->window, &reader->records,
+                             &reader->space, reader->head.copied_from};
   return scan_frames(source, visit, context);
 }
 

@@ -72,13 +72,34 @@ QomRecord *RecordSource::read(const QomIndexEntry &entry) {
 }
 
 // Small records that follow each other come out of the window, which saves a system call each.
-bool RecordSource::read_parts(uint64_t position, struct iovec *parts, int count, size_t length) {
+void RecordSource::expect(uint64_t from, uint64_t to) {
+  expected_from_ = from;
+  expected_to_ = to;
+}
+
+// The bytes where they are in memory or come with others that are read soon; null when they are to
+// be read alone, or with *failed and the reason.
+const uint8_t *RecordSource::find(uint64_t position, size_t length, bool *failed) {
   const bool sequential = position == next_position_ && length <= window_record_bytes;
   next_position_ = position + length;
-  if (!sequential && !window_->holds(position, length))
-    return file_->read_parts(position, parts, count);
-  const uint8_t *bytes = window_->at(position, length);
-  if (!bytes) return false;
+  const bool expected =
+      position >= expected_from_ && position + length <= expected_to_ && length <= expected_.room();
+  *failed = false;
+  const uint8_t *bytes;
+  if (expected && !window_->holds(position, length))
+    bytes = expected_.at(position, length, expected_to_);
+  else if (sequential || window_->holds(position, length))
+    bytes = window_->at(position, length);
+  else
+    return nullptr;
+  *failed = !bytes;
+  return bytes;
+}
+
+bool RecordSource::read_parts(uint64_t position, struct iovec *parts, int count, size_t length) {
+  bool failed;
+  const uint8_t *bytes = find(position, length, &failed);
+  if (!bytes) return !failed && source_->read_parts(position, parts, count);
   for (int i = 0; i < count; ++i) {
     if (parts[i].iov_len > 0) std::memcpy(parts[i].iov_base, bytes, parts[i].iov_len);
     bytes += parts[i].iov_len;

@@ -3,10 +3,18 @@
 
 #include <cstdint>
 
-#include "file/file.h"
 #include "file/format.h"
+#include "file/source.h"
 
 namespace qom {
+
+// Where the frames begin, and what is the same for all of them.
+struct FrameSpace {
+  uint32_t salt;         // what their checksums start from
+  uint64_t first_frame;  // bytes from the start of the file
+  uint64_t start_time;   // of the recording, microseconds
+  uint32_t pixel_bytes;  // of one pixel of its images; 0 where entries of the index hold no areas
+};
 
 struct Frame {
   uint64_t position = 0;  // bytes from the start of the file

@@ -41,7 +41,7 @@ int Scan::run() {
   time_ = source_.space->start_time;
   if (const int stop = visit_broken_head(); stop != 0) return stop;
   FrameWalker walker(source_.window, source_.space->salt, source_.space->first_frame,
-                     source_.file->size());
+                     source_.source->size());
   for (;;) {
     int stop = 0;
     switch (walker.next()) {
@@ -153,6 +153,11 @@ int Scan::visit_structure(const Frame &frame) {
     case frame_head_copy: {
       run_ = 0;
       const QomScanEvent event = event_of(QOM_SCAN_HEAD, frame);
+      return visit_(context_, &event);
+    }
+    case frame_overview: {
+      run_ = 0;
+      const QomScanEvent event = event_of(QOM_SCAN_OVERVIEW, frame);
       return visit_(context_, &event);
     }
     case frame_end_mark: {

@@ -1,15 +1,15 @@
 // A scan over a whole file: what it holds, frame by frame, as the events of qom_reader_scan().
 #pragma once
 
-#include "file/file.h"
 #include "file/index.h"
 #include "file/record_source.h"
+#include "file/source.h"
 #include "qom/qom.h"
 
 namespace qom {
 
 struct ScanSource {
-  const File *file;
+  const Source *source;
   Window *window;
   RecordSource *records;
   const FrameSpace *space;

@@ -21,6 +21,8 @@
 #include "base/records.h"
 #include "file/format.h"
 #include "file/gaps.h"
+#include "file/index.h"
+#include "file/overview.h"
 #include "file/payload.h"
 #include "qom/writer.h"
 
@@ -60,6 +62,7 @@ struct QomWriter {
   uint64_t position = 0;  // end of the file, bytes
   uint32_t salt = 0;
   ImageFormat format = {};
+  uint32_t pixel_bytes = 0;
   std::atomic<int> failed = 0;  // errno of the first write or sync that failed
   uint64_t last_time = 0;
   bool flushed_apart = false;       // perhaps by another thread, beside what appends
@@ -205,10 +208,53 @@ int write_index_block_if_due(QomWriter *writer) {
   return write_head_copy_if_due(writer) != 0 ? -1 : write_index_block(writer);
 }
 
-// The full index in parts, each with the checkpoints that begin in it, and the end mark.
-int write_full_index(QomWriter *writer) {
-  const EndMark mark_template = {0, writer->position, writer->entries.size(),
-                                 writer->checkpoints.size()};
+// The checkpoints as runs of records.
+bool list_checkpoints(const QomWriter *writer, Array<Checkpoint> *checkpoints) {
+  for (const CheckpointSpan &span : writer->checkpoints) {
+    const QomIndexEntry *first =
+        std::lower_bound(writer->entries.begin(), writer->entries.end(), span.position,
+                         [](const QomIndexEntry &entry, uint64_t position) {
+                           return static_cast<uint64_t>(entry.position) < position;
+                         });
+    const auto number = static_cast<size_t>(first - writer->entries.begin());
+    if (!checkpoints->push({number, number + span.count})) return false;
+  }
+  return true;
+}
+
+// How many entries each index part has.
+bool cut_into_parts(const QomWriter *writer, Array<uint32_t> *part_entries) {
+  for (size_t left = writer->entries.size(); left > 0;) {
+    const size_t count = std::min<size_t>(index_part_entries, left);
+    if (!part_entries->push(static_cast<uint32_t>(count))) return false;
+    left -= count;
+  }
+  return true;
+}
+
+bool describe_index(const QomWriter *writer, FrameHead *frame, Array<uint8_t> *payload) {
+  Array<uint32_t> part_entries;
+  Array<Checkpoint> checkpoints;
+  Overview overview;
+  return cut_into_parts(writer, &part_entries) && list_checkpoints(writer, &checkpoints) &&
+         make_overview({writer->entries.data(), writer->entries.size()},
+                       {checkpoints.data(), checkpoints.size()},
+                       {part_entries.data(), part_entries.size()}, &overview) &&
+         encode_overview(overview, frame, payload);
+}
+
+// Where memory for the overview is short there is none: it is a matter of speed alone.
+int write_overview(QomWriter *writer) {
+  FrameHead head;
+  Array<uint8_t> payload;
+  if (!describe_index(writer, &head, &payload)) return 0;
+  ByteWriter(payload.data()).put(writer->position);
+  const struct iovec part = {payload.data(), payload.size()};
+  return write_frame(writer, head, &part, 1);
+}
+
+// The full index in parts, each with the checkpoints that begin in it.
+int write_index_parts(QomWriter *writer) {
   size_t span = 0;
   for (size_t first = 0; first < writer->entries.size(); first += index_part_entries) {
     const size_t count = std::min<size_t>(index_part_entries, writer->entries.size() - first);
@@ -219,11 +265,20 @@ int write_full_index(QomWriter *writer) {
                     writer->checkpoints.data() + first_span, span - first_span) != 0)
       return -1;
   }
-  EndMark mark = mark_template;
+  return 0;
+}
+
+// The overview, the full index and the end mark.
+int write_end(QomWriter *writer) {
+  const uint64_t overview = writer->position;
+  if (write_overview(writer) != 0) return -1;
+  EndMark mark = {0, writer->position, writer->entries.size(), writer->checkpoints.size()};
+  if (write_index_parts(writer) != 0) return -1;
   mark.position = writer->position;
   const struct iovec part = {&mark, sizeof mark};
   FrameHead head;
   head.type = frame_end_mark;
+  head.raw_length = static_cast<uint32_t>(mark.index_position - overview);
   return write_frame(writer, head, &part, 1);
 }
 
@@ -288,11 +343,12 @@ void note_in_checkpoint(QomWriter *writer, const QomRecord *record) {
 }
 
 // Keeps the record's place for the index; the memory is reserved before anything is written.
-int reserve_entry(QomWriter *writer, const QomRecord *record, uint32_t length) {
+int reserve_entry(QomWriter *writer, const FrameHead &head, uint32_t length) {
   QomIndexEntry entry = {};
   entry.position = static_cast<int64_t>(writer->position);
-  entry.timestamp = record->timestamp;
-  entry.type = record->type;
+  entry.timestamp = head.timestamp;
+  entry.type = head.type;
+  entry.area = area_of(head, writer->pixel_bytes);
   entry.length = length;
   if (writer->entries.push(entry)) return 0;
   errno = ENOMEM;
@@ -333,6 +389,7 @@ QomWriter *qom_writer_create(const char *path, const QomHeader *header) {
     return nullptr;
   }
   writer->format = {header->pixel_format, header->scanline_pad};
+  writer->pixel_bytes = static_cast<uint32_t>(pixel_format_bytes_per_pixel(header->pixel_format));
   writer->last_time = header->timestamp;
   if (write_file_head(writer.get()) != 0 || sync(writer.get()) != 0) {
     const int saved = errno;
@@ -359,13 +416,12 @@ int qom_writer_append(QomWriter *writer, const void *data) {
   EncodedPayload payload;
   if (!encode_payload(record, writer->format, &payload)) return invalid();
   if (write_index_block_if_due(writer) != 0) return -1;
-  if (reserve_entry(writer, record, payload.length) != 0) return -1;
-
   FrameHead head;
   head.type = record->type;
   head.codec = payload.codec;
   head.timestamp = record->timestamp;
   head.raw_length = payload.raw_length;
+  if (reserve_entry(writer, head, payload.length) != 0) return -1;
   if (write_frame(writer, head, payload.parts, payload.part_count) != 0) return -1;
   writer->last_time = record->timestamp;
   writer->written_types |= 1u << record->type;
@@ -438,7 +494,7 @@ int qom_writer_close(QomWriter *writer) {
   int result = 0;
   if (writer->failed != 0)
     result = refuse_after_failure(writer);
-  else if (write_head_copy(writer) != 0 || write_full_index(writer) != 0 || sync(writer) != 0)
+  else if (write_head_copy(writer) != 0 || write_end(writer) != 0 || sync(writer) != 0)
     result = -1;
   const int saved = errno;
   if (close(writer->fd) != 0 && result == 0) {

@@ -240,11 +240,35 @@ typedef struct QomIndexEntry {
   uint64_t timestamp; /* microseconds */
   uint8_t type;       /* a QomRecordType, never QOM_TYPE_UNKNOWN */
   uint8_t flags;      /* QOM_ENTRY_... */
-  uint16_t reserved;  /* 0 */
+  uint16_t area;      /* what qom_index_entry_area() decodes */
   uint32_t length;    /* bytes of the record's payload in the file */
 } QomIndexEntry;
 
+/*
+ * Pixels that a picture record draws, as its entry tells: the bytes of its pixels over those of one
+ * pixel, rounded down to twelve significant bits. Padding of rows counts as pixels, and so do the
+ * eight bytes in front of each block. 0 for records that draw nothing, and in recordings of format
+ * versions before 1.2.
+ */
+QOM_API uint64_t qom_index_entry_area(const QomIndexEntry *entry);
+
 typedef struct QomReader QomReader;
+
+/*
+ * Functions of the caller that give the bytes of a recording. They are called by the thread that
+ * uses the reader, and what they answer is not believed: answers that make no sense are read
+ * errors (EIO).
+ */
+typedef struct QomSource {
+  /* Size in bytes, or -1 with errno. Asked once, when the reader is opened. */
+  int64_t (*size)(void *context);
+  /* Puts `length` bytes from `offset` on into `bytes`. Returns how many, fewer only at the end; -1
+     with errno. Is not called again for an interrupted call. */
+  int64_t (*read)(void *context, uint64_t offset, void *bytes, size_t length);
+  /* Called once, by qom_reader_close(), whose result it gives; may be null. */
+  int (*close)(void *context);
+  void *context;
+} QomSource;
 
 /*
  * Opens the recording at `path` and reads its header, from a copy of the file head
@@ -254,6 +278,17 @@ typedef struct QomReader QomReader;
  * are opened. The caller releases the reader with qom_reader_close().
  */
 QOM_API QomReader *qom_reader_open(const char *path);
+
+/*
+ * The same from functions of the caller, who keeps `source` itself; what its context points to is
+ * in use until the reader is closed. Few large reads are made, since each may be a request over a
+ * network. When the recording does not open, `close` is not called.
+ */
+QOM_API QomReader *qom_reader_open_source(const QomSource *source);
+
+/* The same from memory, which is borrowed: it stays the caller's, and must stay as it is until
+   the reader is closed. */
+QOM_API QomReader *qom_reader_open_memory(const void *bytes, size_t length);
 
 /* Closes the file and releases the reader, its header and its index. Null is
    ignored. Returns 0, or -1 with errno when closing the file failed. */
@@ -269,7 +304,11 @@ QOM_API const QomHeader *qom_info_header(QomReader *reader);
  */
 QOM_API QomIndexEntry *qom_reader_index(QomReader *reader);
 
-/* Number of index entries; 0 also when the index could not be read. */
+/*
+ * Number of index entries; 0 also when the index could not be read. Of a finished recording this,
+ * records one by one, checkpoints and times are known without the whole index; should damage be
+ * met later in a part of it, the number can change.
+ */
 QOM_API size_t qom_reader_index_length(QomReader *reader);
 
 /*
@@ -370,6 +409,31 @@ typedef struct QomGap {
  */
 QOM_API const QomGap *qom_reader_gaps(QomReader *reader, size_t *count);
 
+/* What happened in one step of time; numbers that are too large stay at UINT32_MAX. Records of
+   checkpoints count for nothing, since they only restate. */
+typedef struct QomActivityStep {
+  uint32_t bytes; /* of picture records in the file, with their frame heads */
+  uint32_t area;  /* pixels drawn, the sum of qom_index_entry_area() */
+  uint32_t input; /* records of the last input */
+  uint32_t moves; /* cursor positions, also those that a recorder only repeats */
+  uint32_t apps;  /* records that tell the application or its format */
+} QomActivityStep;
+
+/* What happened over the time of a recording, from its first record to its last. */
+typedef struct QomActivity {
+  uint64_t start; /* of the first step: the time of the first record, microseconds */
+  uint64_t width; /* of a step, microseconds: the smallest that needs at most 4096 steps */
+  size_t count;   /* steps; 0 when there are no records */
+  const QomActivityStep *steps;
+} QomActivity;
+
+/*
+ * Fills *activity; the steps belong to the reader and are valid until it is closed. A finished
+ * recording holds them ready, of others they are counted from the index, which is built if need
+ * be. Returns 0, or -1 when the index could not be read or memory is short.
+ */
+QOM_API int qom_reader_activity(QomReader *reader, QomActivity *activity);
+
 /* How a recording was found when its index was built. */
 typedef enum QomReaderState {
   QOM_STATE_FINISHED = 0,   /* the writer closed it and nothing looks wrong */
@@ -411,7 +475,8 @@ typedef enum QomScanKind {
   QOM_SCAN_END = 5,        /* a sound end mark */
   QOM_SCAN_TORN = 6,       /* an incomplete frame at the end of the file */
   QOM_SCAN_HEAD = 7,       /* a sound copy of the file head */
-  QOM_SCAN_GAP = 8         /* a sound mark of a stretch that was not recorded */
+  QOM_SCAN_GAP = 8,        /* a sound mark of a stretch that was not recorded */
+  QOM_SCAN_OVERVIEW = 9    /* a sound overview, which a closed recording has for fast opening */
 } QomScanKind;
 
 typedef struct QomScanEvent {

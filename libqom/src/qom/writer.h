@@ -76,7 +76,7 @@ QOM_API int qom_writer_begin_checkpoint(QomWriter *writer);
 QOM_API int qom_writer_end_checkpoint(QomWriter *writer);
 
 /*
- * Writes the index and the end mark, forces everything to the disk, closes the
+ * Writes the overview, the index and the end mark, forces everything to the disk, closes the
  * file and releases the writer, also when it fails. Returns 0, or -1 with errno.
  * Null is ignored.
  */

@@ -45,24 +45,12 @@ Answer record_meets(QomReader *reader, size_t index, const QomRectangle &area) {
   }
 }
 
-// The first record that draws; the number of records when none does.
-size_t first_drawing(QomScreen *screen) {
-  if (screen->first_drawing_known) return screen->first_drawing;
-  const size_t count = reader_count(screen->reader);
-  size_t &first = screen->first_drawing;
-  QomIndexEntry entry;
-  for (first = 0; first < count; ++first)
-    if (reader_entry(screen->reader, first, &entry) && draws(entry.type)) break;
-  screen->first_drawing_known = true;
-  return first;
-}
-
 // Checkpoints restate; but the first picture may be in one.
 bool restates(QomScreen *screen, size_t index) {
   size_t first;
   size_t end;
   return qom_checkpoint_before(screen->reader, index, &first, &end) == 1 && index < end &&
-         first_drawing(screen) < first;
+         reader_first_image(screen->reader) < first;
 }
 
 Answer changes(QomScreen *screen, size_t index, const QomRectangle *area, uint64_t *time) {

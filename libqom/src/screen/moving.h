@@ -19,8 +19,7 @@ struct QomScreen {
   bool is_lost = false;  // a move has failed where no state is left; the next one begins anew
   qom::RecordPtr<QomRecord> record;  // at `place`, while it is applied in part
 
-  size_t first_drawing = 0;  // the first record that draws, once that was looked for
-  bool first_drawing_known = false;
+  uint64_t generation = 0;  // of the reader's answers that the screen relies on
 
   // The cursor while it is blended into the picture: what lies under it.
   std::unique_ptr<uint8_t[]> under;

@@ -75,6 +75,19 @@ bool cursor_add(QomScreen *screen) {
   return true;
 }
 
+// Where the index has become another one, nothing is known of the places that the screen has been
+// at.
+bool generation_follow(QomScreen *screen) {
+  const uint64_t generation = reader_generation(screen->reader);
+  if (generation == screen->generation) return true;
+  screen->generation = generation;
+  screen->snapshots.clear();
+  screen->record.reset();
+  screen->place = 0;
+  screen->is_lost = !screen->state.reset();
+  return !screen->is_lost;
+}
+
 }  // namespace
 
 extern "C" {
@@ -91,6 +104,7 @@ QomScreen *qom_screen_open(QomReader *reader, const QomScreenOptions *options) {
                       pixel_format_string(header->pixel_format),
                       pixel_format_string(screen->options.pixel_format));
   if (!screen->state.setup(header, screen->options)) return nullptr;
+  screen->generation = reader_generation(reader);
   const size_t memory = screen->options.memory;
   const uint64_t spacing = screen->options.spacing;
   screen->snapshots.setup(memory ? memory : usual_memory(screen->state.canvas.picture()),
@@ -108,11 +122,14 @@ size_t qom_screen_length(QomScreen *screen) {
 }
 
 QomScreenResult qom_screen_go(QomScreen *screen, size_t place) {
-  cursor_remove(screen);
-  const size_t to = std::min(place, reader_count(screen->reader));
-  QomScreenStart start;
-  if (start_move(screen, to, &start) != QOM_SCREEN_REACHED) return QOM_SCREEN_FAILED;
-  return run_to(screen, to);
+  QomScreenResult result;
+  // Once more where the index turned out to be another one on the way.
+  do {
+    QomScreenStart start;
+    result = qom_screen_start(screen, place, &start);
+    if (result == QOM_SCREEN_REACHED) result = qom_screen_apply(screen, place);
+  } while (screen->generation != reader_generation(screen->reader));
+  return result;
 }
 
 QomScreenResult qom_screen_go_to_time(QomScreen *screen, uint64_t time) {
@@ -161,7 +178,10 @@ int qom_screen_is_trusted(const QomScreen *screen) {
 
 QomScreenResult qom_screen_start(QomScreen *screen, size_t place, QomScreenStart *start) {
   cursor_remove(screen);
-  return start_move(screen, std::min(place, reader_count(screen->reader)), start);
+  *start = {QOM_START_BEGINNING, 0, 0, 0};
+  const size_t to = std::min(place, reader_count(screen->reader));
+  if (!generation_follow(screen)) return QOM_SCREEN_FAILED;
+  return start_move(screen, to, start);
 }
 
 QomScreenResult qom_screen_apply(QomScreen *screen, size_t place) {

@@ -53,7 +53,10 @@ TEST_F(Damage, IsToldByVerifyAndRemovedByRepair) {
   constexpr size_t time_at = 8;                                // in a frame head
   const size_t head = (frame(0) - qom::frame_head_bytes) / 2;  // bytes of the file head
   const size_t copy = head + qom::frame_head_bytes;            // as a frame
-  const size_t entry36 = end(37) + copy + qom::frame_head_bytes + qom::index_fixed_bytes + 24 * 36;
+  const size_t overview = end(37) + copy;
+  uint64_t index;  // the position that the end mark has for it
+  std::memcpy(&index, &sound_[sound_.size() - qom::end_mark_bytes + 8], sizeof index);
+  const size_t entry36 = index + qom::frame_head_bytes + qom::index_fixed_bytes + 24 * 36;
   const std::string bad_payload = offset(frame(12)) + ", " + std::to_string(end(12) - frame(12)) +
                                   " bytes, between 0:00:01.750 and 0:00:02.750: its checksum is";
   const std::string readable = "damaged, 1 problems, 37 records are readable";
@@ -75,7 +78,10 @@ TEST_F(Damage, IsToldByVerifyAndRemovedByRepair) {
       {"the copy of the head", flipped(head + 9), offset(head) + "\n1 problems, 38 records",
        all + "\nlost:"},
       {"the head of a frame", flipped(frame(30) + 3), offset(frame(30)), "37 records"},
-      {"the index", flipped(entry36), offset(end(37) + copy), all + "\nlost:"},
+      {"the index", flipped(entry36), offset(index), all + "\nlost:"},
+      {"the overview", flipped(overview + 100), offset(overview), all + "\nlost:"},
+      {"a lie of the overview", forged(overview + qom::frame_head_bytes + 24, uint8_t{0xFF}),
+       offset(overview) + ", 0 bytes\nthe index, the overview or the end mark is wrong", all},
       {"a payload", flipped(payload(12)),
        bad_payload + "\n" + readable + "\n1 records of the index lie in damaged bytes", but_one},
       {"the text of a checkpoint, and its frame with it", flipped(payload(22)), offset(frame(22)),
