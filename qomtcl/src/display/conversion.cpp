@@ -4,7 +4,7 @@
 #include "display/pixel_format.h"
 
 bool merge_setup(QomView *view) {
-  const Tk_Window main_window = Tk_MainWindow(view->interp);
+  Tk_Window main_window = Tk_MainWindow(view->interp);
   if (!main_window) return false; /* the application was destroyed; Tk has said so */
   scanline_pad = view->header->scanline_pad;
   const PixelFormat from = view->header->pixel_format;

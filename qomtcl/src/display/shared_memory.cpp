@@ -4,6 +4,7 @@
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
+#include <cstdint>
 #include <cstdlib>
 
 #include "display/connection.h"
@@ -36,7 +37,7 @@ bool segment_create(XShmSegmentInfo *segment, size_t size) {
   if (segment->shmid < 0) return false;
   segment->shmaddr = static_cast<char *>(shmat(segment->shmid, nullptr, 0));
   segment->readOnly = True;
-  if (segment->shmaddr != reinterpret_cast<char *>(-1)) return true;
+  if (reinterpret_cast<intptr_t>(segment->shmaddr) != -1) return true;
   shmctl(segment->shmid, IPC_RMID, nullptr);
   return false;
 }

@@ -11,9 +11,9 @@
 namespace {
 
 constexpr uint64_t kMaxPixels = uint64_t{1} << 30; /* bytes of one image */
-constexpr size_t kMinShared = 64 * 1024;           /* bytes; below, a segment does not pay */
+constexpr size_t kMinShared = size_t{64} * 1024;   /* bytes; below, a segment does not pay */
 constexpr int64_t kMinSharedUpload =
-    64 * 1024; /* bytes; below, sending beats waiting for the server */
+    int64_t{64} * 1024; /* bytes; below, sending beats waiting for the server */
 
 size_t image_size(const XImage *image) {
   return static_cast<size_t>(image->bytes_per_line) * image->height;

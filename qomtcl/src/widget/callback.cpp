@@ -132,7 +132,7 @@ void timestamp(Tcl_Time time, char *buffer, size_t size) {
   if (!localtime_r(&seconds, &local)) return;
   char format[kTimeSize];
   if (strftime(format, sizeof format, "%F %T.%%03u", &local) == 0) return;
-  snprintf(buffer, size, format, static_cast<unsigned>(time.usec / 1000));
+  (void)snprintf(buffer, size, format, static_cast<unsigned>(time.usec / 1000));
 }
 
 void footer_setup_frontend(ClientData clientData) noexcept {

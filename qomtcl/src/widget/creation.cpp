@@ -122,7 +122,7 @@ bool ViewSetup(QomView *view, const char *path, const char *file) {
 
 /* Destroying the window can run bindings, which must not cost the script the reason. */
 int creation_failed(QomView *view, Tcl_Interp *interp) {
-  const Tcl_InterpState reason = Tcl_SaveInterpState(interp, TCL_ERROR);
+  Tcl_InterpState reason = Tcl_SaveInterpState(interp, TCL_ERROR);
   view_end(view);
   return Tcl_RestoreInterpState(interp, reason);
 }

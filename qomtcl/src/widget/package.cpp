@@ -12,6 +12,6 @@ extern "C" int Qomtcl_Init(Tcl_Interp *interp) {
   Tcl_CreateObjCommand(interp, "::qom::view", ViewClassCmd, nullptr, nullptr);
   if (view_commands_register(interp) != TCL_OK) return TCL_ERROR;
   if (Tcl_PkgProvide(interp, "qom::view", QOMVIEW_VERSION) != TCL_OK) return TCL_ERROR;
-  setvbuf(stdout, nullptr, _IOLBF, 0);
+  (void)setvbuf(stdout, nullptr, _IOLBF, 0);
   return TCL_OK;
 }
