@@ -53,8 +53,8 @@ bool has_day(std::tm date) {
   return timegm(&date) != -1 && date.tm_mday == written.tm_mday && date.tm_mon == written.tm_mon;
 }
 
-// When local clocks show a time on a day, which is so many days behind that of `time`. They may show
-// it twice, before and after they were changed.
+// When local clocks show a time on a day, which is so many days behind that of `time`. They may
+// show it twice, before and after they were changed.
 std::vector<uint64_t> occurrences(uint64_t time, int days, uint64_t time_of_day) {
   std::vector<uint64_t> found;
   const std::optional<std::tm> day = local_parts(time);
@@ -68,7 +68,8 @@ std::vector<uint64_t> occurrences(uint64_t time, int days, uint64_t time_of_day)
     wanted.tm_sec = seconds % 60;
     wanted.tm_isdst = summer;
     const std::time_t moment = mktime(&wanted);
-    if (moment < 0 || wanted.tm_hour * 3600 + wanted.tm_min * 60 + wanted.tm_sec != seconds) continue;
+    if (moment < 0 || wanted.tm_hour * 3600 + wanted.tm_min * 60 + wanted.tm_sec != seconds)
+      continue;
     found.push_back(static_cast<uint64_t>(moment) * kSecond + time_of_day % kSecond);
   }
   return found;

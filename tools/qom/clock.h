@@ -37,14 +37,15 @@ std::optional<uint64_t> parse_elapsed(std::string_view text);
 // "14:03", "14:03:05" with up to six decimals: microseconds since midnight.
 std::optional<uint64_t> parse_time_of_day(std::string_view text);
 
-// A date YYYY-MM-DD and a time of day, with blanks or a T between them. Days that no calendar has are
-// refused, and so is anything before the epoch. A time that the clocks of the zone leave out is the
-// one an hour on.
+// A date YYYY-MM-DD and a time of day, with blanks or a T between them. Days that no calendar has
+// are refused, and so is anything before the epoch. A time that the clocks of the zone leave out is
+// the one an hour on.
 enum class Zone { local, utc };
 std::optional<uint64_t> parse_clock(std::string_view text, Zone zone);
 
-// When the clocks of the local time zone show a time of day (microseconds since midnight): the first
-// time from `first` on; where that lies behind `last`, the last one before `first` if it is nearer.
+// When the clocks of the local time zone show a time of day (microseconds since midnight): the
+// first time from `first` on; where that lies behind `last`, the last one before `first` if it is
+// nearer.
 uint64_t nearest_time_of_day(uint64_t time_of_day, uint64_t first, uint64_t last);
 
 }  // namespace qomtool

@@ -33,7 +33,8 @@ bool begins_with_date(std::string_view text) {
 std::string what_is_wrong(std::string_view text) {
   if (!begins_with_date(text))
     return quoted(text) +
-           " is not a time: write 1:02:03, 90s, @14:03:05, \"2026-11-22 14:03:05\" or #123 (a record)";
+           " is not a time: write 1:02:03, 90s, @14:03:05, \"2026-11-22 14:03:05\" or #123 (a "
+           "record)";
   if (text[4] != '-') return "years beyond 9999 are not understood here";
   return "there is no such day or time: " + quoted(text);
 }

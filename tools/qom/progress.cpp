@@ -36,7 +36,8 @@ std::string left_text(double seconds) {
   constexpr double most = 99 * 3600.0;
   const auto whole = static_cast<int>(std::min(seconds, most) + 0.5);
   char text[48];
-  std::snprintf(text, sizeof text, "  %d:%02d:%02d left", whole / 3600, whole / 60 % 60, whole % 60);
+  std::snprintf(text, sizeof text, "  %d:%02d:%02d left", whole / 3600, whole / 60 % 60,
+                whole % 60);
   return text;
 }
 

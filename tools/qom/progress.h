@@ -7,8 +7,9 @@
 
 namespace qomtool {
 
-// Shows how far a work has come, how fast it goes and how long it will take, from its first second on,
-// when standard error is a terminal; takes the bar away when it ends. Otherwise it does nothing.
+// Shows how far a work has come, how fast it goes and how long it will take, from its first second
+// on, when standard error is a terminal; takes the bar away when it ends. Otherwise it does
+// nothing.
 class Progress {
  public:
   // What is counted, and how its speed is told.

@@ -9,8 +9,7 @@ namespace {
 
 // Nothing with the reason for what is no bound.
 std::optional<Moment> parse_bound(const std::string &text, std::string *why) {
-  const bool is_index =
-      !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+  const bool is_index = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
   return parse_moment(is_index ? '#' + text : text, why);
 }
 

@@ -8,8 +8,8 @@
 
 namespace qomtool {
 
-// For the command line: an empty text for a good bound, otherwise what is wrong with it. A bound is a
-// moment (moment.h) or a record's index without anything before it.
+// For the command line: an empty text for a good bound, otherwise what is wrong with it. A bound is
+// a moment (moment.h) or a record's index without anything before it.
 std::string check_bound(const std::string &text);
 
 // Records from `begin` up to, not including, `end`.

@@ -31,7 +31,8 @@ char32_t next_character(std::string_view *text) {
 
 void blend(uint8_t *pixel, Colour colour, unsigned coverage) {
   for (size_t i = 0; i < 3; ++i)
-    pixel[i] = static_cast<uint8_t>((colour[i] * coverage + pixel[i] * (255 - coverage) + 127) / 255);
+    pixel[i] =
+        static_cast<uint8_t>((colour[i] * coverage + pixel[i] * (255 - coverage) + 127) / 255);
 }
 
 }  // namespace
@@ -70,7 +71,8 @@ const Lettering::Glyph &Lettering::glyph(char32_t character) {
 // A character that cannot be had takes no room.
 Lettering::Glyph Lettering::load(char32_t character) {
   Glyph glyph;
-  if (FT_Load_Char(face_.get(), character, FT_LOAD_RENDER | FT_LOAD_TARGET_LIGHT) != 0) return glyph;
+  if (FT_Load_Char(face_.get(), character, FT_LOAD_RENDER | FT_LOAD_TARGET_LIGHT) != 0)
+    return glyph;
   const FT_GlyphSlot slot = face_->glyph;
   const FT_Bitmap &bitmap = slot->bitmap;
   glyph.advance = pixels(slot->advance.x);

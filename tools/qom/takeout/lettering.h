@@ -21,8 +21,9 @@ struct LetteringError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// One font in one size. Texts are UTF-8, one line each, from left to right, a shape for each character;
-// what is not fit to be shown is drawn as an escape (text/quote.h), what the font lacks as its box.
+// One font in one size. Texts are UTF-8, one line each, from left to right, a shape for each
+// character; what is not fit to be shown is drawn as an escape (text/quote.h), what the font lacks
+// as its box.
 class Lettering {
  public:
   // `size`: of the font, pixels. Throws LetteringError when the font is missing.

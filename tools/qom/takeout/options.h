@@ -30,8 +30,8 @@ struct TakeoutOptions {
 // command.
 void add_takeout_options(CLI::App &command, TakeoutOptions &options, const std::string &what);
 
-// Opens the recording and does the work; what goes wrong is told on standard error. Returns the exit
-// status.
+// Opens the recording and does the work; what goes wrong is told on standard error. Returns the
+// exit status.
 int take_out(const TakeoutOptions &options, const std::function<void(Source &source)> &work);
 
 }  // namespace qomtool

@@ -166,7 +166,8 @@ void OutputFile::keep() {
     rename_to_new(path_, name_);
   else if (rename(path_.c_str(), name_.c_str()) != 0)
     fail(name_);
-  // The file is there; a folder that cannot be brought to the disk as well is no reason to complain.
+  // The file is there; a folder that cannot be brought to the disk as well is no reason to
+  // complain.
   const Descriptor folder(folder_of(name_), O_RDONLY | O_DIRECTORY);
   if (folder >= 0) fsync(folder);
 }

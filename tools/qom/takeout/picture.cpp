@@ -88,8 +88,8 @@ class Doubts {
   uint64_t first_ = 0;
 };
 
-// The screen's picture at a time, in the size that was asked for, otherwise in its own or what of it
-// fits into `most`.
+// The screen's picture at a time, in the size that was asked for, otherwise in its own or what of
+// it fits into `most`.
 RgbImage picture_at(const Source &source, uint64_t time, const Options &options,
                     std::optional<PictureSize> most = std::nullopt) {
   source.go_to(time);
@@ -109,7 +109,8 @@ std::vector<PngText> texts_of(const Source &source, uint64_t time) {
                                 {"Creation Time", exact_time(time)},
                                 {"qom:elapsed", elapsed_time(source.all().from, time)}};
   for (const Key &key : kKeys)
-    if (const char *text = qom_screen_text(source.screen(), key.text)) texts.push_back({key.name, text});
+    if (const char *text = qom_screen_text(source.screen(), key.text))
+      texts.push_back({key.name, text});
   return texts;
 }
 
@@ -158,8 +159,9 @@ void write_one(const Source &source, const Options &options) {
 std::vector<uint64_t> regular_times(const Stretch &stretch, uint64_t every, uint64_t most) {
   const uint64_t count = (stretch.to - stretch.from) / every + 1;
   if (count > most)
-    throw SourceError("these would be " + std::to_string(count) + " pictures, and there is room for " +
-                      std::to_string(most) + ": take a longer --every, or --from and --to");
+    throw SourceError("these would be " + std::to_string(count) +
+                      " pictures, and there is room for " + std::to_string(most) +
+                      ": take a longer --every, or --from and --to");
   std::vector<uint64_t> times;
   for (uint64_t i = 0; i < count; ++i) times.push_back(stretch.from + i * every);
   return times;

@@ -27,7 +27,8 @@ Job *job_of(png_structp png) {
 }
 
 void write_bytes(png_structp png, png_bytep bytes, size_t count) {
-  if (std::fwrite(bytes, 1, count, job_of(png)->file) != count) png_error(png, std::strerror(errno));
+  if (std::fwrite(bytes, 1, count, job_of(png)->file) != count)
+    png_error(png, std::strerror(errno));
 }
 
 void flush_bytes(png_structp) {}

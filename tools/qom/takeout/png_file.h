@@ -15,8 +15,8 @@ struct PngText {
   std::string value;  // any bytes; what is not fit to be shown is escaped
 };
 
-// Writes a picture, exact and without anything that differs from time to time: 8 bits a channel, texts
-// as UTF-8. Returns what went wrong, an empty text when all was written.
+// Writes a picture, exact and without anything that differs from time to time: 8 bits a channel,
+// texts as UTF-8. Returns what went wrong, an empty text when all was written.
 std::string write_png(std::FILE *file, const RgbImage &image, std::span<const PngText> texts);
 
 }  // namespace qomtool

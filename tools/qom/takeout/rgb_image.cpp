@@ -25,7 +25,8 @@ RgbImage rgb_of(const QomPicture &picture) {
 
 void place(const RgbImage &picture, uint32_t x, uint32_t y, RgbImage *onto) {
   for (uint32_t row = 0; row < picture.size.height; ++row)
-    std::copy_n(picture.row(row), size_t{picture.size.width} * 3, onto->row(y + row) + size_t{x} * 3);
+    std::copy_n(picture.row(row), size_t{picture.size.width} * 3,
+                onto->row(y + row) + size_t{x} * 3);
 }
 
 }  // namespace qomtool

@@ -28,7 +28,8 @@ Cover cover_of(uint32_t pixel, uint32_t from, uint32_t to) {
   return cover;
 }
 
-// Calls add(pixel, weight) for each covered pixel; the weights add up to the length of the old side.
+// Calls add(pixel, weight) for each covered pixel; the weights add up to the length of the old
+// side.
 template <typename Add>
 void for_each(const Cover &cover, uint32_t full, Add add) {
   add(cover.begin, cover.first);
@@ -111,7 +112,8 @@ RgbImage scaled(const RgbImage &picture, PictureSize size) {
                for (size_t i = 0; i < values; ++i) totals[i] += uint64_t{sums[i]} * weight;
              });
     uint8_t *out = image.row(y);
-    for (size_t i = 0; i < values; ++i) out[i] = static_cast<uint8_t>((totals[i] + area / 2) / area);
+    for (size_t i = 0; i < values; ++i)
+      out[i] = static_cast<uint8_t>((totals[i] + area / 2) / area);
   }
   return image;
 }

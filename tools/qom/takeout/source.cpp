@@ -57,15 +57,19 @@ uint64_t Source::time_of(const std::string &moment) const {
   std::string why;
   const uint64_t time = qomtool::time_of(*parse_moment(moment, &why), recording_, all_.from);
   if (time < all_.from)
-    complain(name_, moment + " is before the first picture, which is taken: " + describe(all_.from));
-  if (time > all_.to) complain(name_, moment + " is behind the end, which is taken: " + describe(all_.to));
+    complain(name_,
+             moment + " is before the first picture, which is taken: " + describe(all_.from));
+  if (time > all_.to)
+    complain(name_, moment + " is behind the end, which is taken: " + describe(all_.to));
   return std::clamp(time, all_.from, all_.to);
 }
 
 Stretch Source::stretch(const std::string &from, const std::string &to) const {
-  const Stretch chosen = {from.empty() ? all_.from : time_of(from), to.empty() ? all_.to : time_of(to)};
+  const Stretch chosen = {from.empty() ? all_.from : time_of(from),
+                          to.empty() ? all_.to : time_of(to)};
   if (chosen.from > chosen.to)
-    throw SourceError("--from, " + describe(chosen.from) + ", is behind --to, " + describe(chosen.to));
+    throw SourceError("--from, " + describe(chosen.from) + ", is behind --to, " +
+                      describe(chosen.to));
   return chosen;
 }
 

@@ -1,4 +1,5 @@
-// A recording of which something is taken out: its screen at any moment, and where it can be trusted.
+// A recording of which something is taken out: its screen at any moment, and where it can be
+// trusted.
 #pragma once
 
 #include <cstdint>
@@ -37,12 +38,12 @@ class Source {
   // From the first picture, from which times are counted, to the last record.
   const Stretch &all() const { return all_; }
 
-  // The time that a good moment (moment.h) means. One outside of the recording means its first picture
-  // or its end, which is said on standard error.
+  // The time that a good moment (moment.h) means. One outside of the recording means its first
+  // picture or its end, which is said on standard error.
   uint64_t time_of(const std::string &moment) const;
 
-  // The same for --from and --to, where an empty text means the whole of that side. Throws SourceError
-  // when they are in the wrong order.
+  // The same for --from and --to, where an empty text means the whole of that side. Throws
+  // SourceError when they are in the wrong order.
   Stretch stretch(const std::string &from, const std::string &to) const;
 
   // "0:01:30.500 (2026-11-22 21:33:05.123)", for messages.
