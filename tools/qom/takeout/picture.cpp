@@ -129,8 +129,8 @@ std::string write_new(const std::string &path, const RgbImage &image,
 void write(const RgbImage &image, const std::vector<PngText> &texts, const std::string &name,
            const std::string &moment, const Source &source, const Options &options) {
   if (options.to_standard_output()) {
-    const std::string why = write_png(stdout, image, texts);
-    if (!why.empty()) throw OutputError("standard output", why + ", " + moment);
+    if (!write_png(stdout, image, texts).empty())  // why is told at the end of the program
+      throw SourceError(moment + ": the picture could not be written");
     return;
   }
   OutputFile file(name, source.name(), options.existing());
