@@ -309,7 +309,7 @@ TEST_F(Picture, OfRecordingsThatAreNotWhole) {
 
   std::string lines = head + "compressed-image +1 8x4 0,0 fill 0001\n";
   for (int i = 0; i < 3; ++i) lines += "compressed-image +1 4x4 0,0 random 3\n";
-  make("whole", lines + "compressed-image +1 8x4 0,0 fill 0002\n");
+  make("whole", lines + "screen-change +1 8x4\ncompressed-image +0 8x4 0,0 fill 0002\n");
   std::string bytes = read_file(file("whole"));
   const Reader reader(qom_reader_open(file("whole").c_str()));
   const auto second = static_cast<size_t>(qom_reader_index(reader.get())[1].position);
@@ -317,9 +317,11 @@ TEST_F(Picture, OfRecordingsThatAreNotWhole) {
   EXPECT_FALSE(contains(taken("torn", {"--at", "9"}), "Warning"));
   bytes[second + 34] = static_cast<char>(bytes[second + 34] + 1);
   write_file(file("damaged"), bytes);
-  // Without an index nobody knows what was there.
-  const QomIndexEntry &last = qom_reader_index(reader.get())[4];
-  write_file(file("lost"), bytes.substr(0, static_cast<size_t>(last.position) + 32 + last.length));
+  // Where the index does not have a record, nobody knows what it was.
+  const QomIndexEntry &last = qom_reader_index(reader.get())[5];
+  std::string lost = bytes.substr(0, static_cast<size_t>(last.position) + 32 + last.length);
+  lost[second] = 'x';
+  write_file(file("lost"), lost);
   for (const auto &[at, trusted] :
        {std::pair{"0", true}, {"1", false}, {"3", false}, {"4", true}}) {
     EXPECT_EQ(!contains(taken("damaged", {"--at", at}), "Warning"), trusted) << at;
