@@ -16,7 +16,7 @@ constexpr Colour kDoubt = {0xff, 0x9b, 0x7a};
 constexpr const char *kDoubtText = "damaged";
 
 uint32_t letter_size(PictureSize picture) {
-  return std::clamp(picture.height / 18, 12u, 48u);
+  return std::clamp(10 + picture.height / 60, 12u, 32u);
 }
 
 }  // namespace
