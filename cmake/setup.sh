@@ -5,13 +5,14 @@
 build_packages=(
   g++ cmake ninja-build pkg-config
   libzstd-dev liblz4-dev libisal-dev libpixman-1-dev libcli11-dev nlohmann-json3-dev
+  libpng-dev libfreetype-dev
   tcl-dev tk-dev libx11-dev libxext-dev
   libxcb1-dev libxcb-composite0-dev libxcb-damage0-dev libxcb-shm0-dev libxcb-xfixes0-dev
   libxcb-xinput-dev
 )
 run_packages=(
   tcl tk
-  fonts-dejavu-core x11-xserver-utils # letters, and the resolution that a desktop asks for
+  fonts-dejavu-core x11-xserver-utils # letters, also on pictures, and the resolution that a desktop asks for
   xvfb x11-utils imagemagick # a display and a screenshot where there is none
 )
 test_packages=(

@@ -1,4 +1,4 @@
-// qom: looks into recordings of desktop sessions, checks, repairs and makes them.
+// qom: what is done with recordings of desktop sessions, each a subcommand.
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
@@ -51,8 +51,10 @@ int refuse(const CLI::App &app, const CLI::ParseError &error, const char *first)
 }
 
 int run(int argc, char **argv) {
-  CLI::App app("Records, inspects, checks, repairs and makes recordings of desktop sessions",
-               "qom");
+  CLI::App app(
+      "Records, inspects, checks, repairs, makes and takes pictures of recordings of desktop "
+      "sessions",
+      "qom");
   app.formatter(std::make_shared<HelpFormatter>());
   app.set_version_flag("--version", version_text());
   app.require_subcommand(1);
@@ -66,6 +68,7 @@ int run(int argc, char **argv) {
   add_repair_command(app, status);
   add_make_command(app, status);
   add_record_command(app, status);
+  add_picture_command(app, status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
