@@ -28,6 +28,7 @@ inline constexpr uint8_t frame_end_mark = 226;
 inline constexpr uint8_t frame_checkpoint = 227;
 inline constexpr uint8_t frame_head_copy = 228;
 inline constexpr uint8_t frame_gap = 229;
+inline constexpr uint8_t frame_origin = 232;
 
 inline constexpr uint32_t absent_text = 0xFFFFFFFFu;
 
@@ -45,6 +46,8 @@ inline constexpr uint32_t index_fixed_bytes = 32;  // of an index payload before
 inline constexpr uint32_t end_mark_bytes = 32;     // payloads
 inline constexpr uint32_t checkpoint_bytes = 16;
 inline constexpr uint32_t gap_bytes = 32;
+
+inline constexpr uint32_t origin_fixed_bytes = 80;  // of its payload before the masks
 
 inline constexpr uint32_t max_checkpoint_records = 256;
 

@@ -268,7 +268,7 @@ Outcome Loader::walk(uint64_t from) {
 Outcome Loader::add_frame(const Frame &frame) {
   const uint8_t type = frame.head.type;
   if (is_record_type(type)) return add_record(frame);
-  if (type < frame_index_block || type > frame_gap) {
+  if ((type < frame_index_block || type > frame_gap) && type != frame_origin) {
     ++index_->info.unknown_records;
     return Outcome::good;
   }
