@@ -1,10 +1,13 @@
 #include "clock.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cinttypes>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <regex>
+#include <vector>
 
 #include "qom/qom.h"
 
@@ -36,25 +39,72 @@ std::optional<uint64_t> within_limit(uint64_t seconds, uint64_t microseconds) {
   return seconds * kSecond + microseconds;
 }
 
-bool same_time(const std::tm &a, const std::tm &b) {
-  return a.tm_year == b.tm_year && a.tm_mon == b.tm_mon && a.tm_mday == b.tm_mday &&
-         a.tm_hour == b.tm_hour && a.tm_min == b.tm_min && a.tm_sec == b.tm_sec;
+// The time in the local zone; nothing in years that no calendar reaches.
+std::optional<std::tm> local_parts(uint64_t time) {
+  const std::time_t seconds = static_cast<std::time_t>(time / kSecond);
+  std::tm parts{};
+  if (!localtime_r(&seconds, &parts)) return std::nullopt;
+  return parts;
+}
+
+bool has_day(std::tm date) {
+  const std::tm written = date;
+  // A 31st of February is carried over into March instead of being refused.
+  return timegm(&date) != -1 && date.tm_mday == written.tm_mday && date.tm_mon == written.tm_mon;
+}
+
+// When local clocks show a time on a day, which is so many days behind that of `time`. They may
+// show it twice, before and after they were changed.
+std::vector<uint64_t> occurrences(uint64_t time, int days, uint64_t time_of_day) {
+  std::vector<uint64_t> found;
+  const std::optional<std::tm> day = local_parts(time);
+  if (!day) return found;
+  const int seconds = static_cast<int>(time_of_day / kSecond);
+  for (const int summer : {0, 1}) {
+    std::tm wanted = *day;
+    wanted.tm_mday += days;
+    wanted.tm_hour = seconds / 3600;
+    wanted.tm_min = seconds / 60 % 60;
+    wanted.tm_sec = seconds % 60;
+    wanted.tm_isdst = summer;
+    const std::time_t moment = mktime(&wanted);
+    if (moment < 0 || wanted.tm_hour * 3600 + wanted.tm_min * 60 + wanted.tm_sec != seconds)
+      continue;
+    found.push_back(static_cast<uint64_t>(moment) * kSecond + time_of_day % kSecond);
+  }
+  return found;
 }
 
 }  // namespace
 
 std::string local_time(uint64_t time) {
-  const std::time_t seconds = static_cast<std::time_t>(time / kSecond);
-  std::tm parts{};
+  const std::optional<std::tm> parts = local_parts(time);
   char text[64];
-  if (!localtime_r(&seconds, &parts)) {
+  if (!parts) {
     std::snprintf(text, sizeof text, "%" PRIu64 " s since 1970", time / kSecond);
     return text;
   }
-  const size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
+  const size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &*parts);
   std::snprintf(text + length, sizeof text - length, ".%03u",
                 static_cast<unsigned>(time % kSecond / 1000));
   return text;
+}
+
+std::string exact_time(uint64_t time) {
+  const std::optional<std::tm> parts = local_parts(time);
+  if (!parts) return local_time(time);
+  char text[64];
+  size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &*parts);
+  const long minutes = parts->tm_gmtoff / 60;
+  std::snprintf(text + length, sizeof text - length, ".%06u%c%02ld:%02ld",
+                static_cast<unsigned>(time % kSecond), minutes < 0 ? '-' : '+',
+                std::abs(minutes) / 60, std::abs(minutes) % 60);
+  return text;
+}
+
+void use_utc() {
+  setenv("TZ", "UTC0", 1);
+  tzset();
 }
 
 std::string elapsed_time(uint64_t start, uint64_t time) {
@@ -94,34 +144,64 @@ std::optional<uint64_t> parse_seconds(std::string_view text) {
 }
 
 std::optional<uint64_t> parse_elapsed(std::string_view text) {
-  static const std::regex plain(R"((\d{1,18})(?:\.(\d{1,6}))?s)");
-  static const std::regex colons(R"((?:(\d{1,12}):)?(\d{1,2}):(\d{1,2})(?:\.(\d{1,6}))?s?)");
+  static const std::regex plain(R"((\d{1,18})(?:\.(\d{0,6}))?\s*s?)");
+  static const std::regex colons(R"((?:(\d{1,12}):)?(\d{1,6}):(\d{1,2})(?:\.(\d{1,6}))?s?)");
+  static const std::regex units(
+      R"((?:(\d{1,12})h)?\s*(?:(\d{1,12})m)?\s*(?:(\d{1,12})(?:\.(\d{1,6}))?s)?)");
   Match match;
   if (matches(text, match, plain)) return within_limit(digits(match, 1), decimals(match, 2));
-  if (!matches(text, match, colons)) return std::nullopt;
-  if (digits(match, 3) > 59 || (match[1].matched && digits(match, 2) > 59)) return std::nullopt;
+  if (matches(text, match, colons)) {
+    if (digits(match, 3) > 59 || (digits(match, 1) > 0 && digits(match, 2) > 59))
+      return std::nullopt;
+  } else if (text.empty() || !matches(text, match, units)) {
+    return std::nullopt;
+  }
   return within_limit(digits(match, 1) * 3600 + digits(match, 2) * 60 + digits(match, 3),
                       decimals(match, 4));
 }
 
-std::optional<uint64_t> parse_clock(std::string_view text, Zone zone) {
-  static const std::regex pattern(
-      R"((\d{4})-(\d\d)-(\d\d)[ T](\d\d):(\d\d):(\d\d)(?:\.(\d{1,6}))?)");
+std::optional<uint64_t> parse_time_of_day(std::string_view text) {
+  static const std::regex pattern(R"((\d{1,2}):(\d\d)(?::(\d\d)(?:\.(\d{1,6}))?)?)");
   Match match;
   if (!matches(text, match, pattern)) return std::nullopt;
+  const uint64_t hours = digits(match, 1), minutes = digits(match, 2), seconds = digits(match, 3);
+  if (hours > 23 || minutes > 59 || seconds > 59) return std::nullopt;
+  return within_limit(hours * 3600 + minutes * 60 + seconds, decimals(match, 4));
+}
+
+std::optional<uint64_t> parse_clock(std::string_view text, Zone zone) {
+  static const std::regex pattern(R"((\d{4})-(\d{1,2})-(\d{1,2})[ T]+(\S*))");
+  Match match;
+  if (!matches(text, match, pattern)) return std::nullopt;
+  const std::optional<uint64_t> time = parse_time_of_day(match[4].str());
   std::tm parts{};
   parts.tm_year = static_cast<int>(digits(match, 1)) - 1900;
   parts.tm_mon = static_cast<int>(digits(match, 2)) - 1;
   parts.tm_mday = static_cast<int>(digits(match, 3));
-  parts.tm_hour = static_cast<int>(digits(match, 4));
-  parts.tm_min = static_cast<int>(digits(match, 5));
-  parts.tm_sec = static_cast<int>(digits(match, 6));
+  if (!time || !has_day(parts)) return std::nullopt;
+  const auto of_day = static_cast<int>(*time / kSecond);
+  parts.tm_hour = of_day / 3600;
+  parts.tm_min = of_day / 60 % 60;
+  parts.tm_sec = of_day % 60;
   parts.tm_isdst = -1;
-  std::tm normal = parts;
-  const std::time_t seconds = zone == Zone::utc ? timegm(&normal) : mktime(&normal);
-  // Both functions carry a 31st of February over into March instead of refusing it.
-  if (seconds < 0 || !same_time(parts, normal)) return std::nullopt;
-  return within_limit(static_cast<uint64_t>(seconds), decimals(match, 7));
+  const std::time_t seconds = zone == Zone::utc ? timegm(&parts) : mktime(&parts);
+  if (seconds < 0) return std::nullopt;
+  return within_limit(static_cast<uint64_t>(seconds), *time % kSecond);
+}
+
+uint64_t nearest_time_of_day(uint64_t time_of_day, uint64_t first, uint64_t last) {
+  std::optional<uint64_t> before, from_first_on;
+  for (const int days : {0, 1}) {
+    for (const uint64_t time : occurrences(first, days, time_of_day)) {
+      if (time < first)
+        before = std::max(time, before.value_or(0));
+      else
+        from_first_on = std::min(time, from_first_on.value_or(UINT64_MAX));
+    }
+  }
+  if (!from_first_on) return before.value_or(first);
+  const bool is_behind = *from_first_on > last;
+  return before && is_behind && first - *before < *from_first_on - last ? *before : *from_first_on;
 }
 
 }  // namespace qomtool

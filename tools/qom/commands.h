@@ -13,6 +13,7 @@ void add_verify_command(CLI::App &app, int &status);
 void add_repair_command(CLI::App &app, int &status);
 void add_make_command(CLI::App &app, int &status);
 void add_record_command(CLI::App &app, int &status);
+void add_picture_command(CLI::App &app, int &status);
 
 namespace qomtool {
 

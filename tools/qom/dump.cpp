@@ -148,7 +148,8 @@ int dump(const Options &options) {
     complain(options.file, "no record lies in the range that --from and --to give");
     return kFailed;
   }
-  Progress progress("dumping", range.end - range.begin, isatty(STDOUT_FILENO) == 0);
+  Progress progress("dumping", range.end - range.begin, Progress::Unit::records,
+                    isatty(STDOUT_FILENO) == 0);
   return options.text ? dump_text(recording, options, range, progress)
                       : dump_lines(recording, options, range, progress);
 }
@@ -170,7 +171,8 @@ void add_dump_command(CLI::App &app, int &status) {
       ->type_name("POINT");
   command->add_flag("--text", options->text, "print the text form, which `qom make` reads");
   command->footer(
-      "A POINT is a record's index (123 or #123), a time since the start of the recording\n"
-      "(12.5s, 2:03 or 1:02:03.5), or a local time (\"YYYY-MM-DD HH:MM:SS.mmm\").");
+      "A POINT is a record's index (123 or #123), a time since the start of the recording (12.5s,\n"
+      "2:03, 1:02:03.5 or 1h2m3s), a time of day (@14:03:05) or a date and clock\n"
+      "(\"YYYY-MM-DD HH:MM:SS.mmm\"), both local.");
   command->callback([options, &status] { status = dump(*options); });
 }

@@ -105,7 +105,7 @@ bool write_records(TextParser &parser, QomWriter *writer, Progress &progress) {
 
 int make_from(std::FILE *text, const std::string &out) {
   TextParser parser(text);
-  Progress progress("making", size_of(text));
+  Progress progress("making", size_of(text), Progress::Unit::bytes);
   create_no_wider_than(text);
   Output output(out, parser.header());
   if (!output.writer()) {

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cinttypes>
 #include <cstdio>
 
 namespace qomtool {
@@ -11,36 +10,69 @@ namespace {
 
 constexpr std::chrono::milliseconds kDelay{1000};
 constexpr std::chrono::milliseconds kInterval{100};
-constexpr int kWidth = 40;  // columns of the bar
+constexpr int kWidth = 30;  // columns of the bar
+
+std::string formatted(const char *format, double number) {
+  char text[48];
+  std::snprintf(text, sizeof text, format, number);
+  return text;
+}
+
+std::string speed_text(Progress::Unit unit, double per_second) {
+  switch (unit) {
+    case Progress::Unit::bytes:
+      return formatted("  %.1f MiB/s", per_second / (1 << 20));
+    case Progress::Unit::pictures:
+      return formatted("  %.1f/s", per_second);
+    case Progress::Unit::recorded_time:
+      return formatted("  %.1fx", per_second / 1e6);
+    default:
+      return "";
+  }
+}
+
+// "1:02:03 left"
+std::string left_text(double seconds) {
+  constexpr double most = 99 * 3600.0;
+  const auto whole = static_cast<int>(std::min(seconds, most) + 0.5);
+  char text[48];
+  std::snprintf(text, sizeof text, "  %d:%02d:%02d left", whole / 3600, whole / 60 % 60,
+                whole % 60);
+  return text;
+}
 
 }  // namespace
 
-Progress::Progress(std::string what, uint64_t total, bool wanted)
+Progress::Progress(std::string what, uint64_t total, Unit unit, bool wanted)
     : what_(std::move(what)),
       total_(total),
+      unit_(unit),
       wanted_(wanted && isatty(STDERR_FILENO) == 1),
-      next_(Clock::now() + kDelay) {}
+      begin_(Clock::now()),
+      next_(begin_ + kDelay) {}
 
 void Progress::update(uint64_t done) {
   if (!wanted_) return;
   const Clock::time_point now = Clock::now();
   if (now < next_) return;
   next_ = now + kInterval;
-  draw(done);
+  draw(done, std::chrono::duration<double>(now - begin_).count());
 }
 
-void Progress::draw(uint64_t done) {
+void Progress::draw(uint64_t done, double seconds) {
   shown_ = true;
+  const double amount = static_cast<double>(done);
   if (total_ == 0) {
-    std::fprintf(stderr, "\r%s %.1f MiB", what_.c_str(), static_cast<double>(done) / (1 << 20));
+    std::fprintf(stderr, "\r%s %.1f MiB%s\033[K", what_.c_str(), amount / (1 << 20),
+                 speed_text(unit_, amount / seconds).c_str());
     return;
   }
-  const double part = static_cast<double>(std::min(done, total_)) / static_cast<double>(total_);
-  const int filled = static_cast<int>(part * kWidth);
-  std::fprintf(stderr, "\r%s [%s%s] %3d %%", what_.c_str(),
-               std::string(static_cast<size_t>(filled), '#').c_str(),
-               std::string(static_cast<size_t>(kWidth - filled), '.').c_str(),
-               static_cast<int>(part * 100));
+  const double part = std::min(1.0, amount / static_cast<double>(total_));
+  const auto filled = static_cast<size_t>(part * kWidth);
+  std::fprintf(stderr, "\r%s [%s%s] %3d %%%s%s\033[K", what_.c_str(),
+               std::string(filled, '#').c_str(), std::string(kWidth - filled, '.').c_str(),
+               static_cast<int>(part * 100), speed_text(unit_, amount / seconds).c_str(),
+               part > 0 ? left_text(seconds * (1 - part) / part).c_str() : "");
 }
 
 void Progress::clear() {

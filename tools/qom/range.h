@@ -1,26 +1,15 @@
-// The part of a recording that --from and --to choose.
+// The records that --from and --to choose.
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
-#include <optional>
 #include <string>
 
 #include "recording.h"
 
 namespace qomtool {
 
-// One end of a range as it was written on the command line.
-struct Bound {
-  enum class Kind { index, elapsed, clock } kind;
-  uint64_t value;  // a record's index, or microseconds since the start or since the epoch
-};
-
-// "#123" or "123" is an index; "12.5s", "2:03" and "1:02:03.5" are times since the start of the
-// recording; "YYYY-MM-DD HH:MM:SS[.mmm]" is local wall clock. Nothing for anything else.
-std::optional<Bound> parse_bound(const std::string &text);
-
-// For the command line: an empty text for a good bound, otherwise what is wrong with it.
+// For the command line: an empty text for a good bound, otherwise what is wrong with it. A bound is
+// a moment (moment.h) or a record's index without anything before it.
 std::string check_bound(const std::string &text);
 
 // Records from `begin` up to, not including, `end`.
@@ -30,7 +19,8 @@ struct Range {
 };
 
 // The records from `from` to `to`, both included; an empty text means the first or the last
-// record. Both must be good bounds. The range may be empty: when no record lies in it.
+// record. Both must be good bounds; times are counted from the recording's start. The range may be
+// empty: when no record lies in it.
 Range choose(const Recording &recording, const std::string &from, const std::string &to);
 
 }  // namespace qomtool

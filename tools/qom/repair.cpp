@@ -278,7 +278,7 @@ int repair_with(const Recording &recording, const Survey &survey, const Options 
 int repair(const Options &options) {
   const Recording recording = open_recording(options.in);
   if (!recording) return kUnreadable;
-  Progress progress("repairing", recording.info.file_size);
+  Progress progress("repairing", recording.info.file_size, Progress::Unit::bytes);
   Surveyor surveyor(recording, progress);
   if (qom_reader_scan(recording.reader.get(), Surveyor::visit, &surveyor) != 0) {
     progress.clear();

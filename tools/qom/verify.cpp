@@ -25,7 +25,7 @@ class Verification {
  public:
   Verification(const Recording &recording, size_t limit)
       : recording_(recording),
-        progress_("verifying", recording.info.file_size),
+        progress_("verifying", recording.info.file_size, Progress::Unit::bytes),
         findings_(recording.header->timestamp, limit, progress_) {}
 
   // False when the file could not be read to its end.

@@ -29,7 +29,7 @@ TEST_F(Command, WrongUsageExitsWith2AndShowsTheUsage) {
       {{"info", "--fr\033ob"}, "no option \"--fr\\x1bob\"\n"},
       {{"make", "-", "-"}, "OUT: a recording is a file"},
       {{"verify", "--limit", "-1", "a"}, "\"-1\" is not a whole number"},
-      {{"dump", "a", "--to", "2024-02-30 00:00:00"}, "is none of"}};
+      {{"dump", "a", "--to", "2024-02-30 00:00:00"}, "there is no such day"}};
   for (const auto &[arguments, said] : wrong) {
     const Outcome outcome = qom(arguments);
     EXPECT_EQ(outcome.status, 2) << outcome.err;
@@ -38,7 +38,7 @@ TEST_F(Command, WrongUsageExitsWith2AndShowsTheUsage) {
     EXPECT_EQ(outcome.out, "");
   }
   EXPECT_EQ(qom({"--version"}).out, "qom 0.1.0\n");
-  for (Texts help : {Texts{}, {"info"}, {"dump"}, {"verify"}, {"repair"}, {"make"}, {"record"}}) {
+  for (Texts help : {Texts{}, {"info"}, {"dump"}, {"verify"}, {"repair"}, {"make"}, {"record"}, {"picture"}}) {
     help.push_back("--help");
     const Outcome outcome = qom(help);
     EXPECT_EQ(outcome.status, 0);

@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "program.h"
-#include "range.h"
 #include "text/quote.h"
 
 namespace qomtool {
@@ -80,16 +79,6 @@ TEST_F(TextForm, WithAMistakeIsRefusedByFileAndLineAndLeavesNothingBehind) {
 TEST(Printable, EscapesWhatCouldSteerATerminal) {
   EXPECT_EQ(printable("\"a\\x1b\" \x1b\n\xff\xc2\x9b\xc3\xa9"),
             "\"a\\x1b\" \\x1b\\x0a\\xff\\xc2\\x9b\xc3\xa9");
-}
-
-TEST(Bound, IsNoneOfTheseTexts) {
-  for (const char *wrong :
-       {"", "12.5", "1.s", ".5s", "1.1234567s", "-1s", "1e3s", "1:60", "1:60:00", "1:2:3:4", "s",
-        "1:", "5000000000000s", "2023-02-29 00:00:00", "2024-01-01", "2024-01-01 24:00:00",
-        "1969-12-31 23:59:59", "2024-1-1 0:0:0"}) {
-    EXPECT_FALSE(parse_bound(wrong)) << wrong;
-  }
-  EXPECT_EQ(parse_bound("1:02:03.5")->value, 3'723'500'000u);
 }
 
 // Odd palettes, plain colours of every width, rectangles outside of the screen, none at all.

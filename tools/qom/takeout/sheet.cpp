@@ -1,0 +1,94 @@
+#include "sheet.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "text/quote.h"
+
+namespace qomtool {
+namespace {
+
+constexpr uint32_t kMostInARow = 100;
+constexpr Colour kGround = {0x24, 0x26, 0x2b};
+constexpr Colour kText = {0xf2, 0xf2, 0xf2};
+constexpr Colour kPaleText = {0xa8, 0xac, 0xb4};
+constexpr Colour kDoubt = {0xff, 0x9b, 0x7a};
+constexpr const char *kDoubtText = "damaged";
+
+uint32_t letter_size(PictureSize picture) {
+  return std::clamp(picture.height / 18, 12u, 48u);
+}
+
+}  // namespace
+
+std::optional<Grid> parse_grid(const std::string &text) {
+  unsigned columns = 0, rows = 0;
+  int used = 0;
+  const bool is_plain = text.find_first_not_of("0123456789x") == std::string::npos;
+  if (!is_plain || text.size() > 7 ||
+      std::sscanf(text.c_str(), "%3ux%3u%n", &columns, &rows, &used) != 2 ||
+      static_cast<size_t>(used) != text.size())
+    return std::nullopt;
+  if (columns == 0 || rows == 0 || columns > kMostInARow || rows > kMostInARow) return std::nullopt;
+  return Grid{columns, rows};
+}
+
+std::string check_grid(const std::string &text) {
+  if (parse_grid(text)) return "";
+  return quoted(text) + " is no sheet: write 4x3, columns and rows, each at most " +
+         std::to_string(kMostInARow);
+}
+
+Sheet::Sheet(PictureSize largest)
+    : largest_(largest), lettering_(letter_size(largest)), gap_(lettering_.height() * 3 / 4) {}
+
+PictureSize Sheet::size(PictureSize picture, Grid grid) const {
+  const uint32_t caption = lettering_.height() + gap_ / 2;
+  return {gap_ + grid.columns * (picture.width + gap_),
+          gap_ + grid.rows * (picture.height + caption + gap_)};
+}
+
+void Sheet::add(RgbImage picture, std::string left, std::string right, bool doubtful) {
+  cells_.push_back({std::move(picture), std::move(left), std::move(right), doubtful});
+}
+
+// What all pictures fit into, and wide enough for what stands under them.
+PictureSize Sheet::picture_size() {
+  PictureSize size = {1, 1};
+  for (const Cell &cell : cells_) {
+    size.width = std::max({size.width, cell.picture.size.width, lettering_.width(cell.left)});
+    size.height = std::max(size.height, cell.picture.size.height);
+  }
+  return size;
+}
+
+RgbImage Sheet::draw(uint32_t columns) {
+  const auto count = static_cast<uint32_t>(cells_.size());
+  columns = std::min(columns, count);
+  const PictureSize most = picture_size();
+  const PictureSize step = size(most, {1, 1});
+  RgbImage sheet(size(most, {columns, (count + columns - 1) / columns}), kGround);
+  for (uint32_t i = 0; i < count; ++i) {
+    const Cell &cell = cells_[i];
+    const uint32_t x = gap_ + i % columns * (step.width - gap_);
+    const uint32_t y = gap_ + i / columns * (step.height - gap_);
+    place(cell.picture, x + (most.width - cell.picture.size.width) / 2,
+          y + (most.height - cell.picture.size.height) / 2, &sheet);
+    draw_caption(cell, x, y + most.height + gap_ / 2, most.width, &sheet);
+  }
+  return sheet;
+}
+
+void Sheet::draw_caption(const Cell &cell, uint32_t x, uint32_t y, uint32_t width,
+                         RgbImage *sheet) {
+  const auto left = static_cast<int32_t>(x);
+  const auto top = static_cast<int32_t>(y);
+  const std::string right = cell.doubtful ? kDoubtText : cell.right;
+  lettering_.draw(cell.left, left, top, kText, sheet);
+  const uint32_t right_width = lettering_.width(right);
+  if (lettering_.width(cell.left) + gap_ + right_width > width) return;
+  lettering_.draw(right, static_cast<int32_t>(x + width - right_width), top,
+                  cell.doubtful ? kDoubt : kPaleText, sheet);
+}
+
+}  // namespace qomtool
