@@ -40,7 +40,7 @@ Copying::Copying(const std::string &file, const Recording &recording, const CutS
 void Copying::begin_with(std::vector<RecordPtr> state, bool is_checkpoint, bool trusted) {
   open_ = is_checkpoint && accepted(qom_writer_begin_checkpoint(writer_));
   for (RecordPtr &record : state) append(std::move(record), stretch_.first);
-  if (open_) end_checkpoint();
+  end_checkpoint();
   // Damage behind the checkpoint from which the screen may have come here.
   size_t known = 0;
   size_t end;
@@ -62,34 +62,28 @@ void Copying::copy() {
     pass_gaps(i);
     pass_damage(i);
     begin_checkpoint(i);
-    copy_record(i);
-    end_checkpoint(i);
+    append(RecordPtr(qom_record_at_index(recording_.reader.get(), i)), i);
+    if (i + 1 == open_end_) end_checkpoint();
     const QomIndexEntry &entry = recording_.index[i];
     on_progress_(static_cast<uint64_t>(entry.position - recording_.index[stretch_.first].position) +
                  entry.length);
   }
-  if (open_) end_checkpoint();
   pass_gaps(stretch_.stop);
   write_marks();
   if (lost_ > kMostTold) say(std::to_string(lost_ - kMostTold) + " more could not be read");
 }
 
-void Copying::copy_record(size_t index) {
-  RecordPtr record(qom_record_at_index(recording_.reader.get(), index));
-  if (record) record = masks_.blanked(std::move(record));
-  if (!record && errno == ENOMEM) throw std::bad_alloc();
-  if (record)
-    append(cursor_.covered(std::move(record)), index);
-  else
-    lose(index, recording_.index[index].timestamp, "record #" + std::to_string(index),
-         qom_reader_error());
-}
-
+// Nothing comes into the new recording without the masks having been laid over it. A record that
+// is null could not be read, with the reason.
 void Copying::append(RecordPtr record, size_t index) {
-  if (accepted(qom_writer_append(writer_, record.get())))
+  const uint64_t time = record ? record->timestamp : recording_.index[index].timestamp;
+  if (record) record = masks_.blanked(std::move(record));
+  if (record) record = cursor_.covered(std::move(record));
+  if (!record && errno == ENOMEM) throw std::bad_alloc();
+  if (record && accepted(qom_writer_append(writer_, record.get())))
     ++written_;
   else
-    lose(index, record->timestamp, "record #" + std::to_string(index), qom_reader_error());
+    lose(index, time, "record #" + std::to_string(index), qom_reader_error());
 }
 
 // --- checkpoints -----------------------------------------------------------------------------
@@ -101,15 +95,12 @@ void Copying::begin_checkpoint(size_t index) {
       runs_[next_run_].end > stretch_.stop)
     return;
   open_ = accepted(qom_writer_begin_checkpoint(writer_));
-}
-
-void Copying::end_checkpoint(size_t index) {
-  if (open_ && runs_[next_run_].end == index + 1) end_checkpoint();
+  open_end_ = runs_[next_run_].end;
 }
 
 // One that lost records stays a run of ordinary ones: the writer refuses it.
 void Copying::end_checkpoint() {
-  open_ = false;
+  if (!std::exchange(open_, false)) return;
   if (accepted(qom_writer_end_checkpoint(writer_))) ++checkpoints_;
 }
 

@@ -45,10 +45,8 @@ class Copying {
   bool is_untrusted() const { return untrusted_; }  // what it begins with
 
  private:
-  void copy_record(size_t index);
   void append(RecordPtr record, size_t index);
   void begin_checkpoint(size_t index);
-  void end_checkpoint(size_t index);
   void end_checkpoint();
   void pass_gaps(size_t index);
   void pass_damage(size_t index);
@@ -68,7 +66,8 @@ class Copying {
   CoveredCursor cursor_;
   std::vector<CheckpointRun> runs_;
   size_t next_run_ = 0;
-  bool open_ = false;  // a checkpoint is being written
+  bool open_ = false;    // a checkpoint is being written
+  size_t open_end_ = 0;  // the record behind it
   std::vector<QomGap> gaps_;
   size_t next_gap_ = 0;
   std::vector<DamagedPlace> damage_;

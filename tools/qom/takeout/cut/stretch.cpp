@@ -34,8 +34,8 @@ size_t count_until(const Recording &recording, uint64_t time) {
 }
 
 bool is_in(const QomGap &gap, const CutStretch &stretch) {
-  if (gap.record < stretch.first || gap.record > stretch.stop) return false;
-  if (gap.record == stretch.first && !stretch.whole_start && gap.end <= stretch.begin) return false;
+  if (gap.record > stretch.stop) return false;
+  if (gap.record <= stretch.first && !stretch.whole_start && gap.end <= stretch.begin) return false;
   return gap.record < stretch.stop || stretch.whole_end || gap.begin < stretch.end;
 }
 
