@@ -117,10 +117,8 @@ int main(int argc, char *argv[]) {
   table.row({"the same with SHA-256", "sha256sum of 1.5 GB"},
             bench::cost(command("sha256sum " + whole), cut("--from 1:00:00 --to 1:10:00"), options),
             bench::at_most(1.5));
-  table.row(
-      {"the same with a mask of 400x300", "cp and sync"},
-      bench::cost(copy(part), cut("--no-hash --from 1:00:00 --to 1:10:00 --mask 400x300+100+100"),
-                  options),
-      bench::at_most(100));
+  const std::string masked = "--no-hash --from 1:00:00 --to 1:10:00 --mask 400x300+100+100";
+  table.row({"the same with a mask of 400x300, times real time", ""},
+            600 / bench::cost(command("sleep 1"), cut(masked), options), bench::at_least(20));
   return table.close();
 }
