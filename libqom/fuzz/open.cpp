@@ -75,6 +75,13 @@ void use(QomReader *reader) {
   for (size_t i = 0; i < count; ++i)
     require(gaps[i].begin <= gaps[i].end && gaps[i].record <= length,
             "a gap lies in the recording");
+  const QomOrigin *origins = qom_reader_origins(reader, &count);
+  require(origins || count == 0, "origins have a number");
+  for (size_t i = 0; i < count; ++i)
+    require(
+        origins[i].begin <= origins[i].end &&
+            (origins[i].mask_count == 0 || origins[i].masks[origins[i].mask_count - 1].width > 0),
+        "an origin is whole");
 }
 
 // The scan must tell of every byte behind the file head exactly once, and of a head that is broken.

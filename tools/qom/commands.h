@@ -11,6 +11,7 @@ void add_info_command(CLI::App &app, int &status);
 void add_dump_command(CLI::App &app, int &status);
 void add_verify_command(CLI::App &app, int &status);
 void add_repair_command(CLI::App &app, int &status);
+void add_cut_command(CLI::App &app, int &status);
 void add_make_command(CLI::App &app, int &status);
 void add_record_command(CLI::App &app, int &status);
 void add_picture_command(CLI::App &app, int &status);

@@ -15,7 +15,8 @@ struct Reason {
 constexpr Reason kReasons[] = {{"stopped", "the recorder did not run"},
                                {"suspended", "the machine slept"},
                                {"late", "the recorder waited for the disk or the display"},
-                               {"clock-set", "the clock was set"}};
+                               {"clock-set", "the clock was set"},
+                               {"damaged", "the recording was damaged, and this is left out"}};
 
 const Reason *known(uint8_t reason) {
   return reason >= 1 && reason <= std::size(kReasons) ? &kReasons[reason - 1] : nullptr;

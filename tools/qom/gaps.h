@@ -14,7 +14,7 @@ namespace qomtool {
 // All of a recording's; empty also when they cannot be read.
 std::span<const QomGap> gaps_of(QomReader *reader);
 
-// "stopped", "suspended", "late" or "clock-set"; the number of another reason.
+// "stopped", "suspended", "late", "clock-set" or "damaged"; the number of another reason.
 std::string gap_reason(uint8_t reason);
 
 // The inverse; nothing for a word that is neither.

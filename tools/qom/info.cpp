@@ -4,11 +4,13 @@
 #include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "arguments.h"
 #include "clock.h"
 #include "commands.h"
 #include "gaps.h"
+#include "origins.h"
 #include "recording.h"
 #include "summary.h"
 #include "text/quote.h"
@@ -139,6 +141,15 @@ void print_gaps(std::span<const QomGap> gaps, uint64_t start) {
   }
 }
 
+// The newest first.
+void print_origins(std::span<const QomOrigin> origins) {
+  const char *name = "cut out of";
+  for (auto origin = origins.rbegin(); origin != origins.rend(); ++origin) {
+    for (const std::string &text : origin_lines(*origin)) line(std::exchange(name, ""), text);
+    name = "and that of";
+  }
+}
+
 void print_types(const Summary &summary) {
   std::printf("\n%-25s %12s %12s %7s\n", "records", "count", "bytes", "share");
   const auto row = [&](const std::string &name, const TypeSummary &type) {
@@ -171,6 +182,7 @@ void print_table(const std::string &path, const Recording &recording, const Summ
   } else {
     line("checkpoints", "none");
   }
+  print_origins(origins_of(recording.reader.get()));
   print_types(summary);
 }
 
@@ -238,6 +250,24 @@ Json json_gaps(std::span<const QomGap> gaps) {
   return all;
 }
 
+Json json_origins(std::span<const QomOrigin> origins) {
+  Json all = Json::array();
+  for (const QomOrigin &origin : origins) {
+    Json masks = Json::array();
+    for (const QomRectangle &mask : masks_of(origin)) masks.push_back(mask_text(mask));
+    all.push_back({{"file", json_text(origin.name)},
+                   {"file_bytes", origin.size},
+                   {"sha256", origin.has_sha256 ? Json(hash_text(origin)) : Json(nullptr)},
+                   {"start_us", origin.start},
+                   {"begin_us", origin.begin},
+                   {"end_us", origin.end},
+                   {"masks", masks},
+                   {"lost_places", origin.lost},
+                   {"sure_at_begin", origin.untrusted == 0}});
+  }
+  return all;
+}
+
 void print_json(const std::string &path, const Recording &recording, const Summary &summary) {
   const QomReaderInfo &info = recording.info;
   Json json = {{"file", path},
@@ -255,6 +285,7 @@ void print_json(const std::string &path, const Recording &recording, const Summa
       summary.picture_interval ? Json(per_second(1, summary.picture_interval)) : Json();
   json["largest_gap"] = json_gap(recording, summary);
   json["not_recorded"] = json_gaps(gaps_of(recording.reader.get()));
+  json["cut_out_of"] = json_origins(origins_of(recording.reader.get()));
   json["checkpoints"] = {{"count", info.checkpoint_count}, {"bytes", info.checkpoint_bytes}};
   // Plain ASCII, so that no text of the recording can steer a terminal; bytes that are no UTF-8
   // become replacement characters.

@@ -66,6 +66,7 @@ int run(int argc, char **argv) {
   add_dump_command(app, status);
   add_verify_command(app, status);
   add_repair_command(app, status);
+  add_cut_command(app, status);
   add_make_command(app, status);
   add_record_command(app, status);
   add_picture_command(app, status);

@@ -92,6 +92,7 @@ int Surveyor::visit(const QomScanEvent &event) {
     case QOM_SCAN_TORN:
       survey.torn_bytes += event.length;
       break;
+    case QOM_SCAN_ORIGIN:
     case QOM_SCAN_INDEX:
     case QOM_SCAN_HEAD:
     case QOM_SCAN_OVERVIEW:
@@ -254,6 +255,16 @@ int stop_short(const Options &options, const Copy &copy, const std::string &why)
   return kFailed;
 }
 
+// What the recording was cut out of. False when the output failed.
+bool keep_origins(const Recording &recording, QomWriter *writer) {
+  size_t count = 0;
+  const QomOrigin *origins = qom_reader_origins(recording.reader.get(), &count);
+  for (size_t i = 0; i < count; ++i) {
+    if (qom_writer_origin(writer, &origins[i]) != 0) return false;
+  }
+  return true;
+}
+
 int repair_with(const Recording &recording, const Survey &survey, const Options &options,
                 Progress &progress) {
   create_no_wider_than(options.in);
@@ -264,7 +275,8 @@ int repair_with(const Recording &recording, const Survey &survey, const Options 
     return kFailed;
   }
   Copy copy(recording, survey, writer, progress);
-  const int stopped = qom_reader_scan(recording.reader.get(), Copy::visit, &copy);
+  const bool stopped = qom_reader_scan(recording.reader.get(), Copy::visit, &copy) != 0 ||
+                       !keep_origins(recording, writer);
   const std::string why = stopped ? qom_reader_error() : "";
   const bool closed = qom_writer_close(writer) == 0;
   progress.clear();

@@ -94,6 +94,7 @@ int Verification::visit(const QomScanEvent &event) {
     case QOM_SCAN_END:
       end_mark_ = end_mark_ || indexed(event);
       break;
+    case QOM_SCAN_ORIGIN:
     case QOM_SCAN_INDEX:
     case QOM_SCAN_HEAD:
     case QOM_SCAN_OVERVIEW:

@@ -30,6 +30,7 @@ inline constexpr uint8_t frame_checkpoint = 227;
 inline constexpr uint8_t frame_head_copy = 228;
 inline constexpr uint8_t frame_gap = 229;
 inline constexpr uint8_t frame_overview = 230;
+inline constexpr uint8_t frame_origin = 232;
 
 inline constexpr uint32_t absent_text = 0xFFFFFFFFu;
 
@@ -53,6 +54,8 @@ inline constexpr uint32_t overview_part_bytes = 32;   // of the rest, each
 inline constexpr uint32_t overview_checkpoint_bytes = 32;
 inline constexpr uint32_t overview_step_bytes = 20;
 inline constexpr uint32_t max_overview_bytes = 64u << 20;  // of the rest
+
+inline constexpr uint32_t origin_fixed_bytes = 80;  // of its payload before the masks
 
 inline constexpr uint32_t max_checkpoint_records = 256;
 

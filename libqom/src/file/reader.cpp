@@ -11,6 +11,7 @@
 #include "file/file_head.h"
 #include "file/format.h"
 #include "file/gaps.h"
+#include "file/origins.h"
 #include "file/payload.h"
 #include "file/reader.h"
 #include "file/record_source.h"
@@ -32,6 +33,9 @@ struct QomReader {
 
   Array<QomGap> gaps;
   bool gaps_found = false;
+
+  Origins origins;
+  bool origins_found = false;
 };
 
 namespace {
@@ -211,6 +215,25 @@ const QomGap *qom_reader_gaps(QomReader *reader, size_t *count) {
   *count = reader->gaps.size();
   if (*count == 0) return QOM_REFUSE(nullptr, "everything was recorded");
   return reader->gaps.data();
+}
+
+const QomOrigin *qom_reader_origins(QomReader *reader, size_t *count) {
+  *count = 0;
+  QomIndexEntry last;
+  const size_t records = reader_count(reader);
+  if (!build_index(reader) || (records > 0 && !reader_entry(reader, records - 1, &last)))
+    return nullptr;
+  if (!reader->origins_found) {
+    const uint64_t from =
+        records == 0 ? reader->space.first_frame
+                     : static_cast<uint64_t>(last.position) + frame_head_bytes + last.length;
+    if (!reader->origins.find(&reader->window, reader->space.salt, from, reader->file.size()))
+      return nullptr;
+    reader->origins_found = true;
+  }
+  *count = reader->origins.size();
+  if (*count == 0) return QOM_REFUSE(nullptr, "the recording is no cut");
+  return reader->origins.data();
 }
 
 int qom_reader_info(QomReader *reader, QomReaderInfo *info) {

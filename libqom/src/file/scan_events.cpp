@@ -160,6 +160,11 @@ int Scan::visit_structure(const Frame &frame) {
       const QomScanEvent event = event_of(QOM_SCAN_OVERVIEW, frame);
       return visit_(context_, &event);
     }
+    case frame_origin: {
+      run_ = 0;
+      const QomScanEvent event = event_of(QOM_SCAN_ORIGIN, frame);
+      return visit_(context_, &event);
+    }
     case frame_end_mark: {
       run_ = 0;
       const QomScanEvent event = event_of(QOM_SCAN_END, frame);

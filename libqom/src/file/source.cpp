@@ -109,8 +109,7 @@ bool File::open(const char *path) {
 
 void File::shrink() {
   struct stat status;
-  if (fstat(fd_, &status) == 0)
-    set_size(std::min(size(), static_cast<uint64_t>(status.st_size)));
+  if (fstat(fd_, &status) == 0) set_size(std::min(size(), static_cast<uint64_t>(status.st_size)));
 }
 
 int File::close() {

@@ -22,6 +22,7 @@
 #include "file/format.h"
 #include "file/gaps.h"
 #include "file/index.h"
+#include "file/origins.h"
 #include "file/overview.h"
 #include "file/payload.h"
 #include "qom/writer.h"
@@ -438,6 +439,24 @@ int qom_writer_gap(QomWriter *writer, const QomGap *gap) {
   const struct iovec part = {&mark, sizeof mark};
   FrameHead head;
   head.type = frame_gap;
+  if (write_frame(writer, head, &part, 1) != 0) return -1;
+  return sync_if_due(writer);
+}
+
+int qom_writer_origin(QomWriter *writer, const QomOrigin *origin) {
+  if (writer->failed != 0) return refuse_after_failure(writer);
+  if (!origin || !is_origin(*origin))
+    return invalid("an origin whose times, name or masks are not allowed");
+  if (writer->checkpoint.open) return invalid("a checkpoint has records alone");
+  Array<uint8_t> payload;
+  if (!encode_origin(*origin, &payload)) {
+    errno = ENOMEM;
+    set_error("out of memory for an origin");
+    return -1;
+  }
+  const struct iovec part = {payload.data(), payload.size()};
+  FrameHead head;
+  head.type = frame_origin;
   if (write_frame(writer, head, &part, 1) != 0) return -1;
   return sync_if_due(writer);
 }

@@ -22,14 +22,6 @@ typedef struct QomPicture {
   uint8_t *pixels; /* rows from the top, aligned as their pixels are */
 } QomPicture;
 
-/* A rectangle of a picture, pixels. */
-typedef struct QomRectangle {
-  int32_t x;
-  int32_t y;
-  int32_t width;
-  int32_t height;
-} QomRectangle;
-
 /* Colours of a palette. */
 #define QOM_PALETTE_SIZE 256u
 

@@ -106,6 +106,14 @@ typedef struct RgbValue {
   uint16_t pad; /* no meaning; kept as it is */
 } RgbValue;
 
+/* A rectangle of the screen or of a picture, pixels. */
+typedef struct QomRectangle {
+  int32_t x;
+  int32_t y;
+  int32_t width;
+  int32_t height;
+} QomRectangle;
+
 /* The head that every record begins with, 16 bytes. */
 typedef struct QomRecord {
   uint8_t type;       /* a QomRecordType */
@@ -389,7 +397,8 @@ typedef enum QomGapReason {
   QOM_GAP_STOPPED = 1,   /* the recorder was stopped, or got no time to run */
   QOM_GAP_SUSPENDED = 2, /* the machine slept */
   QOM_GAP_LATE = 3,      /* the recorder waited for its disk or for what it records */
-  QOM_GAP_CLOCK_SET = 4  /* somebody set the clock; the recording goes on by the old one */
+  QOM_GAP_CLOCK_SET = 4, /* somebody set the clock; the recording goes on by the old one */
+  QOM_GAP_DAMAGED = 5    /* what was recorded could not be read any more, and was left out */
 } QomGapReason;
 
 /* A stretch of time in which the recorder did not record. */
@@ -434,6 +443,32 @@ typedef struct QomActivity {
  */
 QOM_API int qom_reader_activity(QomReader *reader, QomActivity *activity);
 
+/* Limits of origins. */
+#define QOM_MAX_MASKS 1024u
+#define QOM_MAX_NAME 4096u /* bytes of a file's name */
+
+/* What a recording was cut out of. */
+typedef struct QomOrigin {
+  uint64_t begin;      /* of the stretch, microseconds */
+  uint64_t end;        /* not before begin */
+  uint64_t start;      /* of the original, from its header */
+  uint64_t size;       /* bytes of the original */
+  uint64_t lost;       /* places of the stretch where it could not be read */
+  uint8_t untrusted;   /* 1: so damaged that what was on the screen at `begin` is not sure */
+  uint8_t has_sha256;  /* 1: the hash of these bytes is known */
+  uint8_t sha256[32];  /* otherwise 0 */
+  char *name;          /* of the original's file, without its folder; null when not told */
+  size_t mask_count;   /* rectangles that were made black in every picture, */
+  QomRectangle *masks; /* inside 0 to 65536; null for none */
+} QomOrigin;
+
+/*
+ * What the recording was cut out of, and before it what that was cut out of, the oldest first;
+ * owned by the reader, valid until it is closed. Sets *count. Null when it is no cut (then with
+ * errno 0), or when the index or the file could not be read.
+ */
+QOM_API const QomOrigin *qom_reader_origins(QomReader *reader, size_t *count);
+
 /* How a recording was found when its index was built. */
 typedef enum QomReaderState {
   QOM_STATE_FINISHED = 0,   /* the writer closed it and nothing looks wrong */
@@ -476,7 +511,8 @@ typedef enum QomScanKind {
   QOM_SCAN_TORN = 6,       /* an incomplete frame at the end of the file */
   QOM_SCAN_HEAD = 7,       /* a sound copy of the file head */
   QOM_SCAN_GAP = 8,        /* a sound mark of a stretch that was not recorded */
-  QOM_SCAN_OVERVIEW = 9    /* a sound overview, which a closed recording has for fast opening */
+  QOM_SCAN_OVERVIEW = 9,   /* a sound overview, which a closed recording has for fast opening */
+  QOM_SCAN_ORIGIN = 10     /* what the recording was cut out of, sound */
 } QomScanKind;
 
 typedef struct QomScanEvent {

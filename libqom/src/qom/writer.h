@@ -48,6 +48,13 @@ QOM_API int qom_writer_append(QomWriter *writer, const void *record);
  */
 QOM_API int qom_writer_gap(QomWriter *writer, const QomGap *gap);
 
+/*
+ * Says what the recording was cut out of, behind its last record, where alone readers look for it;
+ * several from the oldest on. The caller keeps `origin`. Returns 0, or -1 with errno. EINVAL, with
+ * nothing written, for times, texts and masks beyond their limits, or while a checkpoint is open.
+ */
+QOM_API int qom_writer_origin(QomWriter *writer, const QomOrigin *origin);
+
 /* Bytes of the file so far. */
 QOM_API uint64_t qom_writer_size(const QomWriter *writer);
 
