@@ -2,8 +2,8 @@
 #pragma once
 
 #include "base/array.h"
-#include "file/file.h"
 #include "file/scan.h"
+#include "file/source.h"
 #include "qom/qom.h"
 
 namespace qom {

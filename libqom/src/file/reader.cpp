@@ -220,14 +220,15 @@ const QomGap *qom_reader_gaps(QomReader *reader, size_t *count) {
 const QomOrigin *qom_reader_origins(QomReader *reader, size_t *count) {
   *count = 0;
   QomIndexEntry last;
-  const size_t records = reader_count(reader);
-  if (!build_index(reader) || (records > 0 && !reader_entry(reader, records - 1, &last)))
+  uint64_t records = 0;
+  if (!reader->catalog.count(&records) ||
+      (records > 0 && !reader->catalog.entry(records - 1, &last)))
     return nullptr;
   if (!reader->origins_found) {
     const uint64_t from =
         records == 0 ? reader->space.first_frame
                      : static_cast<uint64_t>(last.position) + frame_head_bytes + last.length;
-    if (!reader->origins.find(&reader->window, reader->space.salt, from, reader->file.size()))
+    if (!reader->origins.find(&reader->window, reader->space.salt, from, reader->source->size()))
       return nullptr;
     reader->origins_found = true;
   }
