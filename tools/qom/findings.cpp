@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "clock.h"
+#include "counted.h"
 #include "text/quote.h"
 
 namespace qomtool {
@@ -24,15 +25,17 @@ void Findings::finish() {
   print_waiting("after " + elapsed_time(start_, time_));
   if (count_ > printed_) {
     progress_.clear();
-    std::printf("%" PRIu64 " more are not listed (--limit)\n", count_ - printed_);
+    std::printf("%s not listed (--limit)\n",
+                counted(count_ - printed_, "more is", "more are").c_str());
   }
 }
 
 void Findings::print_waiting(const std::string &when) {
   if (!waiting_.empty()) progress_.clear();
   for (const Problem &problem : waiting_) {
-    std::printf("offset %" PRId64 ", %" PRIu64 " bytes, %s: %s\n", problem.offset, problem.length,
-                when.c_str(), printable(problem.what).c_str());
+    std::printf("offset %" PRId64 ", %s, %s: %s\n", problem.offset,
+                counted(problem.length, "byte").c_str(), when.c_str(),
+                printable(problem.what).c_str());
   }
   printed_ += waiting_.size();
   waiting_.clear();

@@ -9,6 +9,7 @@
 #include "arguments.h"
 #include "clock.h"
 #include "commands.h"
+#include "counted.h"
 #include "gaps.h"
 #include "origins.h"
 #include "recording.h"
@@ -71,7 +72,7 @@ void print_header(const QomHeader &header) {
                      number(header.depth));
   line("pixels", std::string(pixel_format_string(header.pixel_format)) + ", rows padded to " +
                      number(header.scanline_pad ? header.scanline_pad : 8) + " bits");
-  line("palette", header.palette_size ? number(header.palette_size) + " entries" : "none");
+  line("palette", header.palette_size ? counted(header.palette_size, "entry", "entries") : "none");
   line("key codes", number(header.min_keycode) + " to " + number(header.max_keycode));
   line("user", header.user ? quoted(header.user) : "absent");
   line("tfn", header.tfn ? quoted(header.tfn) : "absent");
@@ -84,17 +85,19 @@ void print_state(const QomReaderInfo &info) {
   }
   if (info.head_recovered) line("", "the file head is broken; a copy of it stands in");
   if (info.torn_bytes) {
-    line("", number(info.torn_bytes) + " bytes of an incomplete record at the end");
+    line("", counted(info.torn_bytes, "byte") + " of an incomplete record at the end");
   }
   if (info.damaged_bytes) {
-    line("", number(info.damaged_bytes) + " bytes that belong to no record, the first at offset " +
-                 std::to_string(info.damaged_at));
+    line("", counted(info.damaged_bytes, "byte that belongs", "bytes that belong") +
+                 " to no record, the first at offset " + std::to_string(info.damaged_at));
   }
   if (info.times_raised) {
-    line("", number(info.times_raised) + " records whose time goes back, shown at the time before");
+    line("",
+         counted(info.times_raised, "record") + " whose time goes back, shown at the time before");
   }
   if (info.unknown_records) {
-    line("", number(info.unknown_records) + " records of a type that this program does not know");
+    line("",
+         counted(info.unknown_records, "record") + " of a type that this program does not know");
   }
 }
 
@@ -132,7 +135,7 @@ void print_gaps(std::span<const QomGap> gaps, uint64_t start) {
   for (const QomGap &gap : gaps) {
     if (gap.reason != QOM_GAP_CLOCK_SET) missing += gap.end - gap.begin;
   }
-  line("not recorded", elapsed_time(0, missing) + " in all, " + number(gaps.size()) + " marks:");
+  line("not recorded", elapsed_time(0, missing) + " in all, " + counted(gaps.size(), "mark") + ':');
   for (const QomGap &gap : gaps.first(std::min(gaps.size(), kShown))) {
     line("", gap_text(gap, start));
   }

@@ -8,6 +8,7 @@
 
 #include "arguments.h"
 #include "commands.h"
+#include "counted.h"
 #include "file_mode.h"
 #include "progress.h"
 #include "qom/writer.h"
@@ -217,11 +218,11 @@ bool Copy::end_checkpoint() {
   return errno == EINVAL;
 }
 
-void print_count(uint64_t count, const char *what) {
-  if (count > 0) std::printf("  %" PRIu64 " %s\n", count, what);
+void print_count(uint64_t count, const char *thing, const char *which) {
+  if (count > 0) std::printf("  %s %s\n", counted(count, thing).c_str(), which);
 }
 
-void print_losses(const Survey &survey, const Copy &copy) {
+void print_left_behind(const Survey &survey, const Copy &copy) {
   const uint64_t checkpoints =
       survey.broken_checkpoints + survey.checkpoints.size() - copy.checkpoints();
   const uint64_t undecodable = survey.faulty.size();
@@ -233,25 +234,25 @@ void print_losses(const Survey &survey, const Copy &copy) {
     std::puts("nothing was lost");
     return;
   }
-  std::puts("lost:");
+  std::puts("left behind:");
   if (survey.damages) {
-    std::printf("  %" PRIu64 " damaged bytes in %" PRIu64 " places, the first at offset %" PRId64
-                "\n",
-                survey.damaged_bytes, survey.damages, survey.damaged_at);
+    std::printf("  %s in %s, the first at offset %" PRId64 "\n",
+                counted(survey.damaged_bytes, "damaged byte").c_str(),
+                counted(survey.damages, "place").c_str(), survey.damaged_at);
   }
-  print_count(survey.lost_entries, "records that the index has in these bytes");
-  print_count(survey.malformed, "records that break a rule of the format");
-  print_count(undecodable, "records whose pixels cannot be decoded");
-  print_count(copy.refused(), "records that the writer refused");
-  print_count(survey.unknown, "records of a type that this program does not know");
-  print_count(survey.torn_bytes, "bytes of an incomplete record at the end");
-  print_count(checkpoints, "checkpoints, whose other records went over as ordinary ones");
+  print_count(survey.lost_entries, "record", "that the index has in these bytes");
+  print_count(survey.malformed, "record", "with contents that the format does not allow");
+  print_count(undecodable, "record", "whose pixels cannot be decoded");
+  print_count(copy.refused(), "record", "that the writer refused");
+  print_count(survey.unknown, "record", "of a type that this program does not know");
+  print_count(survey.torn_bytes, "byte", "of an incomplete record at the end");
+  print_count(checkpoints, "checkpoint", "whose other records went over as ordinary ones");
 }
 
 int stop_short(const Options &options, const Copy &copy, const std::string &why) {
   complain(options.out, why);
-  complain(options.out, "not finished: it holds the first " + std::to_string(copy.written()) +
-                            " records that could be kept");
+  complain(options.out, "not finished: it holds " + counted(copy.written(), "record") +
+                            ", the first of those that could be kept");
   return kFailed;
 }
 
@@ -282,9 +283,10 @@ int repair_with(const Recording &recording, const Survey &survey, const Options 
   progress.clear();
   if (stopped) return stop_short(options, copy, why);
   if (!closed) return stop_short(options, copy, qom_reader_error());
-  std::printf("%s: %" PRIu64 " records, %" PRIu64 " checkpoints\n",
-              quoted_name(options.out).c_str(), copy.written(), copy.checkpoints());
-  print_losses(survey, copy);
+  std::printf("%s: %s, %s\n", quoted_name(options.out).c_str(),
+              counted(copy.written(), "record").c_str(),
+              counted(copy.checkpoints(), "checkpoint").c_str());
+  print_left_behind(survey, copy);
   return kGood;
 }
 

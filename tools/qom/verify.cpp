@@ -1,11 +1,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cinttypes>
 #include <cstdio>
 #include <memory>
 
 #include "arguments.h"
 #include "commands.h"
+#include "counted.h"
 #include "findings.h"
 #include "progress.h"
 #include "recording.h"
@@ -192,25 +192,30 @@ void Verification::compare_state() {
 
 void Verification::conclude(const std::string &name) {
   if (torn_bytes_) {
-    std::printf("%" PRIu64 " bytes of an incomplete record at the end; this is not damage\n",
-                torn_bytes_);
+    std::printf("%s of an incomplete record at the end; this is not damage\n",
+                counted(torn_bytes_, "byte").c_str());
   }
   if (unknown_) {
-    std::printf("%" PRIu64 " records of a type that this program does not know\n", unknown_);
+    std::printf("%s of a type that this program does not know\n",
+                counted(unknown_, "record").c_str());
   }
   if (gaps_) {
-    std::printf("%" PRIu64 " stretches were not recorded; \"qom info\" lists them\n", gaps_);
+    std::printf("%s not recorded; \"qom info\" has the list\n",
+                counted(gaps_, "stretch was", "stretches were").c_str());
   }
   if (lost_entries_) {
-    std::printf("%" PRIu64 " records of the index lie in damaged bytes\n", lost_entries_);
+    std::printf(
+        "%s in damaged bytes\n",
+        counted(lost_entries_, "record of the index lies", "records of the index lie").c_str());
   }
   const char *state = recording_.info.state == QOM_STATE_FINISHED ? "finished" : "unfinished";
   if (good()) {
-    std::printf("%s: good, %s, %" PRIu64 " records, %" PRIu64 " checkpoints\n",
-                quoted_name(name).c_str(), state, records_, checkpoints_);
+    std::printf("%s: good, %s, %s, %s\n", quoted_name(name).c_str(), state,
+                counted(records_, "record").c_str(), counted(checkpoints_, "checkpoint").c_str());
   } else {
-    std::printf("%s: damaged, %" PRIu64 " problems, %" PRIu64 " records are readable\n",
-                quoted_name(name).c_str(), findings_.count(), records_);
+    std::printf("%s: damaged, %s, %s readable\n", quoted_name(name).c_str(),
+                counted(findings_.count(), "problem").c_str(),
+                counted(records_, "record is", "records are").c_str());
   }
 }
 

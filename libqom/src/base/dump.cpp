@@ -10,6 +10,10 @@ namespace {
 
 constexpr size_t max_shown = 200;  // bytes of a text
 
+const char *byte_or_bytes(uint32_t count) {
+  return count == 1 ? "byte" : "bytes";
+}
+
 // Texts come from the file: nothing of them may reach a terminal that could steer it.
 void print_text(const char *name, const char *text) {
   if (!text) {
@@ -62,13 +66,14 @@ void print_fields(const QomRecord *record) {
     case QOM_IMAGE: {
       auto image = reinterpret_cast<const QomImage *>(record);
       print_geometry(image);
-      std::printf(", %u bytes\n", image->length);
+      std::printf(", %u %s\n", image->length, byte_or_bytes(image->length));
       return;
     }
     case QOM_COMPRESSED_IMAGE: {
       auto image = reinterpret_cast<const QomCompressedImage *>(record);
       print_geometry(image);
-      std::printf(", %u bytes compressed to %u\n", image->length, image->compressed_length);
+      std::printf(", %u %s compressed to %u\n", image->length, byte_or_bytes(image->length),
+                  image->compressed_length);
       return;
     }
     case QOM_CURSOR_IMAGE:

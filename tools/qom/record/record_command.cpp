@@ -9,6 +9,7 @@
 
 #include "arguments.h"
 #include "commands.h"
+#include "counted.h"
 #include "error.h"
 #include "recorder.h"
 #include "recording.h"
@@ -17,6 +18,7 @@
 namespace {
 
 using namespace qom::record;
+using qomtool::counted;
 using qomtool::quoted_name;
 
 struct ReaderCloser {
@@ -52,11 +54,12 @@ void print_summary(const std::string &path) {
   const QomIndexEntry *index = qom_reader_index(reader.get());
   const uint64_t began = qom_info_header(reader.get())->timestamp;
   const double seconds = count ? static_cast<double>(index[count - 1].timestamp - began) / 1e6 : 0;
-  std::fprintf(stderr, "%s: %.1f s, %zu records, %ju bytes\n", quoted_name(path).c_str(), seconds,
-               count, static_cast<uintmax_t>(info.file_size));
+  std::fprintf(stderr, "%s: %.1f s, %s, %ju bytes\n", quoted_name(path).c_str(), seconds,
+               counted(count, "record").c_str(), static_cast<uintmax_t>(info.file_size));
   const uint64_t changes = info.record_bytes - info.checkpoint_bytes;
-  std::fprintf(stderr, "%zu checkpoints: %ju bytes (%.1f%%), changes: %ju bytes (%.1f%%)\n",
-               info.checkpoint_count, static_cast<uintmax_t>(info.checkpoint_bytes),
+  std::fprintf(stderr, "%s: %ju bytes (%.1f%%), changes: %ju bytes (%.1f%%)\n",
+               counted(info.checkpoint_count, "checkpoint").c_str(),
+               static_cast<uintmax_t>(info.checkpoint_bytes),
                percent(info.checkpoint_bytes, info.record_bytes), static_cast<uintmax_t>(changes),
                percent(changes, info.record_bytes));
 }

@@ -118,7 +118,7 @@ TEST_F(Command, InfoAndCopiesTellWhatTheTextHolds) {
   // The part cuts the first checkpoint and holds the second one whole.
   make("part", qom({"dump", "--text", "--from", "20", file("small")}).out);
   const std::string verdict = qom({"verify", file("part")}).out;
-  EXPECT_TRUE(contains(verdict, "good, finished, 18 records, 1 checkpoints")) << verdict;
+  EXPECT_TRUE(contains(verdict, "good, finished, 18 records, 1 checkpoint\n")) << verdict;
 }
 
 TEST_F(Command, TextsOfARecordingNeverReachTheTerminalRaw) {

@@ -59,10 +59,10 @@ TEST_F(Damage, IsToldByVerifyAndRemovedByRepair) {
   const size_t entry36 = index + qom::frame_head_bytes + qom::index_fixed_bytes + 24 * 36;
   const std::string bad_payload = offset(frame(12)) + ", " + std::to_string(end(12) - frame(12)) +
                                   " bytes, between 0:00:01.750 and 0:00:02.750: its checksum is";
-  const std::string readable = "damaged, 1 problems, 37 records are readable";
+  const std::string readable = "damaged, 1 problem, 37 records are readable";
   const std::string all = "38 records, 2 checkpoints";
   const std::string but_one = "37 records, 2 checkpoints";
-  const std::string checkpoint_lost = "37 records, 1 checkpoints";
+  const std::string checkpoint_lost = "37 records, 1 checkpoint";
   const struct {
     const char *what;
     std::string bytes;
@@ -73,20 +73,20 @@ TEST_F(Damage, IsToldByVerifyAndRemovedByRepair) {
       {"a torn tail", sound_.substr(0, end(12) + 5), "good, unfinished, 13 records",
        "13 records\n5 bytes of an incomplete record"},
       {"garbage", sound_ + std::string(1000, 'g'), offset(sound_.size()) + ", 1000 bytes", all},
-      {"the file head", flipped(7), offset(0) + "\n1 problems, 38 records are readable",
+      {"the file head", flipped(7), offset(0) + "\n1 problem, 38 records are readable",
        all + "\nthe file head was broken; a copy of it\nnothing was lost"},
-      {"the copy of the head", flipped(head + 9), offset(head) + "\n1 problems, 38 records",
-       all + "\nlost:"},
+      {"the copy of the head", flipped(head + 9), offset(head) + "\n1 problem, 38 records",
+       all + "\nleft behind:"},
       {"the head of a frame", flipped(frame(30) + 3), offset(frame(30)), "37 records"},
-      {"the index", flipped(entry36), offset(index), all + "\nlost:"},
-      {"the overview", flipped(overview + 100), offset(overview), all + "\nlost:"},
+      {"the index", flipped(entry36), offset(index), all + "\nleft behind:"},
+      {"the overview", flipped(overview + 100), offset(overview), all + "\nleft behind:"},
       {"a lie of the overview", forged(overview + qom::frame_head_bytes + 24, uint8_t{0xFF}),
        offset(overview) + ", 0 bytes\nthe index, the overview or the end mark is wrong", all},
       {"a payload", flipped(payload(12)),
-       bad_payload + "\n" + readable + "\n1 records of the index lie in damaged bytes", but_one},
+       bad_payload + "\n" + readable + "\n1 record of the index lies in damaged bytes", but_one},
       {"the text of a checkpoint, and its frame with it", flipped(payload(22)), offset(frame(22)),
-       checkpoint_lost + "\n1 records that the index has in these bytes\n" +
-           "1 checkpoints, whose other records"},
+       checkpoint_lost + "\n1 record that the index has in these bytes\n" +
+           "1 checkpoint whose other records"},
       {"a time in the index", forged(entry36 + 8, uint8_t{0xFF}), offset(frame(36)), all},
       {"a type in the index", forged(entry36 + 16, uint8_t{1}), offset(frame(36)), all},
       {"a time that goes back", forged(frame(12) + time_at, uint64_t{1}, end(37)),

@@ -58,7 +58,7 @@ TEST_F(TextForm, WithAMistakeIsRefusedByFileAndLineAndLeavesNothingBehind) {
       {head + "image +0 16384x16384 0,0 random 1\n", "4: more pixels than one record can hold"},
       {head + "image +0 2x2 0,0 rows\n 11111111 22222222\n", "6: the text ends where a row"},
       {head + "image +0 2x1 0,0 rows\n 11111111\n", "5: the row does not have 2 pixels"},
-      {head + "image +0 1x1 0,0 rows\n 1111111122222222\n", "5: the row does not have 1 pixels"},
+      {head + "image +0 1x1 0,0 rows\n 1111111122222222\n", "5: the row does not have 1 pixel\n"},
       {head + "image +0 1x1 0,0 rows\n 11111111 | 00\n", "5: the row does not have 0 bytes"},
       {head + "\ncheckpoint-begin\nscreen-change +0 8x8\ncheckpoint-end\n", "7: "},  // not whole
       {head + "checkpoint-begin\nscreen-change +0 8x8\n", "5: the text ends inside of a check"},

@@ -1,3 +1,4 @@
+#include "counted.h"
 #include "text/parser.h"
 
 namespace qomtool {
@@ -45,8 +46,12 @@ class RowCursor {
   size_t at_ = 0;
 };
 
-void check_count(const RowCursor &cursor, bool fits, const char *what, uint32_t wanted) {
-  if (!fits) cursor.fail("the row does not have " + std::to_string(wanted) + ' ' + what);
+void check_pixels(const RowCursor &cursor, bool fits, uint32_t wanted) {
+  if (!fits) cursor.fail("the row does not have " + counted(wanted, "pixel"));
+}
+
+void check_padding(const RowCursor &cursor, bool fits, uint32_t wanted) {
+  if (!fits) cursor.fail("the row does not have " + counted(wanted, "byte") + " of padding");
 }
 
 }  // namespace
@@ -58,16 +63,16 @@ void TextParser::parse_rows(const PixelRows &rows) {
     RowCursor cursor(lines_.line(), lines_.number());
     uint8_t *at = rows.row(y);
     for (uint32_t x = 0; x < rows.width; ++x, at += rows.bytes_per_pixel) {
-      check_count(cursor, !cursor.at_end(), "pixels", rows.width);
+      check_pixels(cursor, !cursor.at_end(), rows.width);
       store_pixel(at, rows.bytes_per_pixel, cursor.digits(rows.bytes_per_pixel * 2, "a pixel"));
     }
-    check_count(cursor, cursor.at_end(), "pixels", rows.width);
+    check_pixels(cursor, cursor.at_end(), rows.width);
     if (!cursor.skip('|')) continue;
     for (uint32_t i = 0; i < padding; ++i) {
-      check_count(cursor, !cursor.at_end(), "bytes of padding", padding);
+      check_padding(cursor, !cursor.at_end(), padding);
       *at++ = static_cast<uint8_t>(cursor.digits(2, "a byte of padding"));
     }
-    check_count(cursor, cursor.at_end() && !cursor.skip('|'), "bytes of padding", padding);
+    check_padding(cursor, cursor.at_end() && !cursor.skip('|'), padding);
   }
 }
 
