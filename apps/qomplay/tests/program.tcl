@@ -81,7 +81,9 @@ proc program::run_command {args} {
 
 # Waits for the X window with a name and gives it the keyboard.
 proc program::window_named {name} {
-    events search --sync --onlyvisible --name $name windowfocus --sync
+    wait_for "a window named $name" {
+        expr {![catch {events search --onlyvisible --name $name windowfocus --sync}]}
+    }
 }
 
 # Waits until a frame is shown and no move is under way.
