@@ -166,6 +166,13 @@ namespace eval driving {
         }
         after cancel $guard
     }
+    # The same on a clock that moves for nobody else, in steps of 10 ms.
+    proc pass_until condition {
+        for {set step 0} {$step < 3000 && ![uplevel 1 [list expr $condition]]} {incr step} {
+            qomtest::clock 0 10
+            qomtest::settle
+        }
+    }
     # What was told: frames by their numbers, everything else by its type.
     proc summary {} {
         lmap notification $driving::told {

@@ -15,8 +15,9 @@
  *   qomtest::ask PATH ceiling N   number of key frames, which from now on thin themselves out
  *                                 beyond so many bytes
  *   qomtest::ask PATH bytes 0     what the key frames take
- *   qomtest::clock N              every reading of Tcl's clock puts it N milliseconds ahead;
- *                                 0 puts it right; only for moves and settle, not for vwait
+ *   qomtest::clock N ?M?          every reading of Tcl's clock puts it N milliseconds ahead;
+ *                                 with M it stands from now on, M milliseconds further on; 0
+ *                                 alone puts it right; only for moves and settle, not for vwait
  *   qomtest::hurry N              every reading of the monotonic clock puts it N milliseconds
  *                                 ahead, so that with 1000 a round pauses after each record; 0
  *                                 stops that
