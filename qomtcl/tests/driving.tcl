@@ -16,8 +16,8 @@ namespace eval driving {
     #   at MICROSECONDS                time of the following records, from the start
     #   image|plain|garbage X Y W H S  pixels drawn from a seed, or `rgb:RR/GG/BB`; plain is not
     #                                  compressed, and garbage, of which there is one, is broken
-    #   blocks {X Y W H SEED}...       compressed blocks
-    #   cursor W H X Y XHOT YHOT SEED, position X Y, screen W H
+    #   blocks {X Y W H SEED}...       compressed blocks; overrun, in place of garbage, end too early
+    #   cursor W H X Y XHOT YHOT SEED, position X Y, screen W H; in place of SEED also {fill PIXEL}
     #   app|appfmt|host|ip|sid|tid ?TEXT?, input USER TFN, done
     #   begin, end                     marks the records between them as a checkpoint
     proc record {size args} {
@@ -41,13 +41,15 @@ namespace eval driving {
         foreach record $records {
             lassign $record kind a b c d e f g
             set pixels "${c}x$d $a,$b [expr {[string match rgb* $e] ? "fill" : "random"}] $e"
+            set drawn [lrange "random $g" end-1 end]
             switch $kind {
                 at {set time [format %d.%06d [expr {1700000000 + $a / 1000000}] [expr {$a % 1000000}]]}
                 plain {lappend lines "image $time $pixels"}
                 image {lappend lines "compressed-image $time $pixels"}
                 garbage {set broken [llength [lappend lines "compressed-image $time $pixels"]]}
-                blocks {
+                blocks - overrun {
                     lappend lines "compressed-image-blocks $time"
+                    if {$kind eq "overrun"} {set broken [llength $lines]}
                     foreach block [lrange $record 1 end] {
                         lassign $block a b c d e
                         lappend lines "block ${c}x$d $a,$b random $e"
@@ -55,7 +57,7 @@ namespace eval driving {
                     lappend lines end
                 }
                 screen {lappend lines "screen-change $time ${a}x$b"}
-                cursor {lappend lines "cursor-image $time ${a}x$b $c,$d hot $e,$f serial 0 random $g"}
+                cursor {lappend lines "cursor-image $time ${a}x$b $c,$d hot $e,$f serial 0 $drawn"}
                 position {lappend lines "cursor-position $time $a,$b"}
                 input {lappend lines "last-input $time \"$a\" \"$b\""}
                 done {lappend lines "done $time"}
@@ -187,8 +189,9 @@ namespace eval driving {
     proc random {from to} {expr "$from + int(rand() * ($to - ($from) + 1))"}
     proc pick args {lindex $args [random 0 [llength $args]-1]}
     namespace export random pick
-    # Often at or beyond an edge of a frame, or of the cursor.
+    # Often at or beyond an edge of a frame, or of the cursor; at times as far away as 16 bits reach.
     proc place {width height} {
+        if {rand() < 0.1} {return [pick {75 -32768} {32767 32} {-32768 32767} {32767 32767}]}
         lmap side [list $width $height] {
             pick [random -60 $side+60] [random -60 $side+60] [random 0 $side] [random -12 12] \
                 [random $side-12 $side+12]
@@ -208,10 +211,7 @@ namespace eval driving {
                 set h [pick [random 1 48] [random 1 48] 16 300]
                 list cursor $w $h {*}[place $width $height] [random 0 $w] [random 0 $h] [random 1 99]
             }
-            default {
-                set place [place $width $height]
-                list position {*}[pick $place $place $place {75 -32768} {32767 32}]
-            }
+            default {list position {*}[place $width $height]}
         }
     }
 

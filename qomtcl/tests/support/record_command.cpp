@@ -14,13 +14,19 @@ namespace {
 
 using qomtool::TextParser;
 
-/* A copy of a compressed image that does not decompress. */
-RecordHandle<QomCompressedImage> spoilt(const QomRecord *record) {
-  RecordHandle<QomCompressedImage> image(
-      reinterpret_cast<QomCompressedImage *>(qom_record_dup(record)));
+/* Of compressed blocks: such that end within the last one. Of a compressed image: one that does not
+   decompress. */
+RecordHandle<void> spoilt(const QomRecord *record) {
+  if (record->type == QOM_COMPRESSED_IMAGE_BLOCKS) {
+    const RecordHandle<QomImageBlocks> blocks(
+        qom_image_blocks_uncompress(reinterpret_cast<const QomCompressedImageBlocks *>(record)));
+    blocks->length -= 3;
+    return RecordHandle<void>(qom_image_blocks_compress(blocks.get()));
+  }
+  auto *image = reinterpret_cast<QomCompressedImage *>(qom_record_dup(record));
   image->compressed_length = 4;
   memcpy(image->data, "\1\2\3\4", 4);
-  return image;
+  return RecordHandle<void>(image);
 }
 
 bool write(QomWriter *writer, TextParser::Item item, const QomRecord *record, bool spoil) {
