@@ -1,5 +1,7 @@
 // When the picture changes: looked up in the index, and in the records where a rectangle is asked
 // for.
+#include <cstdint>
+
 #include "base/records.h"
 #include "file/reader.h"
 #include "screen/damage.h"
@@ -62,6 +64,25 @@ Answer changes(QomScreen *screen, size_t index, const QomRectangle *area, uint64
   return area ? record_meets(screen->reader, index, *area) : Answer::yes;
 }
 
+// Looks at one record after the other: `record(step, &index)` says which, and false at the end.
+// Where the index turns out to be another one on the way, the search begins anew.
+template <typename Record>
+int search(QomScreen *screen, const QomRectangle *area, uint64_t *found, Record record) {
+  uint64_t generation = reader_generation(screen->reader);
+  size_t index;
+  for (size_t step = 0;; ++step) {
+    const bool there = record(step, &index);
+    const Answer answer = there ? changes(screen, index, area, found) : Answer::no;
+    if (generation != reader_generation(screen->reader)) {
+      generation = reader_generation(screen->reader);
+      step = SIZE_MAX;
+      continue;
+    }
+    if (answer != Answer::no) return answer == Answer::yes ? 1 : -1;
+    if (!there) return 0;
+  }
+}
+
 }  // namespace
 }  // namespace qom
 
@@ -72,22 +93,20 @@ extern "C" {
 int qom_screen_next_change(QomScreen *screen, uint64_t time, const QomRectangle *area,
                            uint64_t *found) {
   QomReader *reader = screen->reader;
-  const size_t count = reader_count(reader);
-  for (size_t i = reader_count_until(reader, time); i < count; ++i) {
-    const Answer answer = changes(screen, i, area, found);
-    if (answer != Answer::no) return answer == Answer::yes ? 1 : -1;
-  }
-  return 0;
+  return search(screen, area, found, [&](size_t step, size_t *index) {
+    *index = reader_count_until(reader, time) + step;
+    return *index < reader_count(reader);
+  });
 }
 
 int qom_screen_previous_change(QomScreen *screen, uint64_t time, const QomRectangle *area,
                                uint64_t *found) {
   QomReader *reader = screen->reader;
-  for (size_t i = time == 0 ? 0 : reader_count_until(reader, time - 1); i-- > 0;) {
-    const Answer answer = changes(screen, i, area, found);
-    if (answer != Answer::no) return answer == Answer::yes ? 1 : -1;
-  }
-  return 0;
+  return search(screen, area, found, [&](size_t step, size_t *index) {
+    const size_t count = time == 0 ? 0 : reader_count_until(reader, time - 1);
+    *index = count - step - 1;
+    return step < count;
+  });
 }
 
 }  // extern "C"

@@ -120,8 +120,9 @@ void Search::note_lost(const QomScanEvent &event) {
   lose(last_time_);
 }
 
+// Times of an index that lies may go back.
 void Search::lose(uint64_t time) {
-  if (!lost_) since_ = time;
+  if (!lost_) since_ = stretches_.empty() ? time : std::max(time, stretches_.back().end);
   lost_ = true;
 }
 
