@@ -223,6 +223,14 @@ Record uncompressed(const Record &packed) {
   return Record(static_cast<QomRecord *>(plain));
 }
 
+Record uncompressed_in_parts(const Record &packed, size_t bytes) {
+  QomRecord *plain = nullptr;
+  QomUncompression *going = qom_uncompression_begin(packed.get());
+  while (going && qom_uncompression_go_on(going, bytes, &plain) == 0) continue;
+  qom_uncompression_end(going);
+  return Record(plain);
+}
+
 std::vector<Record> every_record(const QomHeader &header) {
   uint64_t time = header.timestamp;
   QomHeader inner = header;

@@ -68,6 +68,9 @@ bool is_compressed(const Record &record);
 Record compressed(const Record &plain);
 Record uncompressed(const Record &packed);
 
+// The same, about so many bytes of pixels at a time.
+Record uncompressed_in_parts(const Record &packed, size_t bytes);
+
 // A record of every type, with times from the header's on.
 std::vector<Record> every_record(const QomHeader &header);
 

@@ -1,6 +1,7 @@
 #include "pixels/codec.h"
 
 #include <pthread.h>
+#define ZSTD_STATIC_LINKING_ONLY  // for ZSTD_d_stableOutBuffer, which is only a number
 #include <zstd.h>
 #include <zstd_errors.h>
 
@@ -99,6 +100,28 @@ size_t compress_apart(ZSTD_CCtx *context, int level, const uint8_t *raw, size_t 
   return ZSTD_isError(left) ? left : static_cast<size_t>(-ZSTD_error_dstSize_tooSmall);
 }
 
+bool out_of_memory() {
+  errno = ENOMEM;
+  set_error("out of memory for decompression");
+  return false;
+}
+
+bool cannot_decompress(size_t result) {
+  if (ZSTD_getErrorCode(result) == ZSTD_error_memory_allocation) return out_of_memory();
+  return QOM_REFUSE(false, "cannot decompress: %s", ZSTD_getErrorName(result));
+}
+
+// What is left to do when `length` bytes have come instead of `raw_length`.
+bool finish(uint8_t codec, uint8_t *raw, size_t raw_length, size_t row_bytes, size_t length) {
+  if (length != raw_length)
+    return QOM_REFUSE(false, "compressed pixels that give %zu bytes instead of %zu", length,
+                      raw_length);
+  if (codec == codec_zstd_left)
+    for (size_t row = 0; row < raw_length; row += row_bytes)
+      undo_left_differences(raw + row, row_bytes);
+  return true;
+}
+
 }  // namespace
 
 bool check_compressed(const uint8_t *stored, size_t stored_length, size_t raw_length) {
@@ -119,20 +142,62 @@ size_t stated_length(const uint8_t *stored, size_t stored_length, size_t most) {
 bool decompress(uint8_t codec, const uint8_t *stored, size_t stored_length, uint8_t *raw,
                 size_t raw_length, size_t row_bytes) {
   ZSTD_DCtx *context = decompressor();
-  if (!context) {
-    errno = ENOMEM;
-    set_error("out of memory for decompression");
-    return false;
-  }
+  if (!context) return out_of_memory();
   const size_t length = ZSTD_decompressDCtx(context, raw, raw_length, stored, stored_length);
-  if (ZSTD_isError(length))
-    return QOM_REFUSE(false, "cannot decompress: %s", ZSTD_getErrorName(length));
-  if (length != raw_length)
-    return QOM_REFUSE(false, "compressed pixels that give %zu bytes instead of %zu", length,
-                      raw_length);
-  if (codec == codec_zstd_left)
-    for (size_t row = 0; row < raw_length; row += row_bytes)
-      undo_left_differences(raw + row, row_bytes);
+  if (ZSTD_isError(length)) return cannot_decompress(length);
+  return finish(codec, raw, raw_length, row_bytes, length);
+}
+
+Decompression::Decompression(uint8_t codec, const uint8_t *stored, size_t stored_length,
+                             uint8_t *raw, size_t raw_length, size_t row_bytes)
+    : codec_(codec),
+      stored_(stored),
+      stored_length_(stored_length),
+      raw_(raw),
+      raw_length_(raw_length),
+      row_bytes_(row_bytes) {}
+
+Decompression::~Decompression() {
+  ZSTD_freeDCtx(context_);
+}
+
+Progress Decompression::go_on(size_t bytes) {
+  if (!context_ && bytes >= raw_length_)
+    return decompress(codec_, stored_, stored_length_, raw_, raw_length_, row_bytes_)
+               ? Progress::done
+               : Progress::failed;
+  if (!(context_ || start()) || !stream(bytes)) return Progress::failed;
+  if (wanted_ > 0) return Progress::paused;
+  return finish(codec_, raw_, raw_length_, row_bytes_, there_) ? Progress::done : Progress::failed;
+}
+
+// A context of its own, since others go on between the parts. What is there already serves zstd as
+// the window, however large; there is no other copy of it.
+bool Decompression::start() {
+  context_ = ZSTD_createDCtx();
+  if (!context_) return out_of_memory();
+  wanted_ = ZSTD_initDStream(context_);
+  const int largest = ZSTD_dParam_getBounds(ZSTD_d_windowLogMax).upperBound;
+  for (const size_t result :
+       {wanted_, ZSTD_DCtx_setParameter(context_, ZSTD_d_windowLogMax, largest),
+        ZSTD_DCtx_setParameter(context_, ZSTD_d_stableOutBuffer, 1)})
+    if (ZSTD_isError(result)) return cannot_decompress(result);
+  return true;
+}
+
+// Gives zstd as little at a time as it asks for, a block: what it has it decompresses at once.
+bool Decompression::stream(size_t bytes) {
+  ZSTD_outBuffer output{raw_, raw_length_, there_};
+  ZSTD_inBuffer input{stored_, 0, taken_};
+  do {
+    input.size = std::min(stored_length_, input.pos + wanted_);
+    wanted_ = ZSTD_decompressStream(context_, &output, &input);
+    if (ZSTD_isError(wanted_)) return cannot_decompress(wanted_);
+    if (wanted_ > 0 && input.pos == stored_length_)
+      return QOM_REFUSE(false, "compressed pixels that are cut off");
+  } while (wanted_ > 0 && output.pos - there_ < bytes);
+  taken_ = input.pos;
+  there_ = output.pos;
   return true;
 }
 

@@ -5,6 +5,10 @@
 #include <cstdint>
 #include <span>
 
+#include "pixels/progress.h"
+
+struct ZSTD_DCtx_s;
+
 namespace qom {
 
 // How the pixels of a record are stored; docs/format.md describes each.
@@ -18,6 +22,36 @@ inline constexpr uint8_t codec_zstd_packed = 3;
 // one whole frame of that size.
 bool decompress(uint8_t codec, const uint8_t *stored, size_t stored_length, uint8_t *raw,
                 size_t raw_length, size_t row_bytes);
+
+// The same part by part.
+class Decompression {
+ public:
+  // Both `stored` and `raw` must outlive the object.
+  Decompression(uint8_t codec, const uint8_t *stored, size_t stored_length, uint8_t *raw,
+                size_t raw_length, size_t row_bytes);
+  ~Decompression();
+  Decompression(const Decompression &) = delete;
+  Decompression &operator=(const Decompression &) = delete;
+
+  // Goes on until about so many bytes more are there. Not to be called again once it has not
+  // paused.
+  Progress go_on(size_t bytes);
+
+ private:
+  bool start();
+  bool stream(size_t bytes);
+
+  uint8_t codec_;
+  const uint8_t *stored_;
+  size_t stored_length_;
+  uint8_t *raw_;
+  size_t raw_length_;
+  size_t row_bytes_;
+  ZSTD_DCtx_s *context_ = nullptr;  // none: not begun
+  size_t wanted_ = 0;               // stored bytes, that zstd asks for next; 0: none any more
+  size_t taken_ = 0;                // stored bytes that it has had
+  size_t there_ = 0;                // raw bytes
+};
 
 // Whether the stored bytes say that they decompress to `raw_length` bytes and use all of
 // `stored_length`; looked at before memory for them is allocated.

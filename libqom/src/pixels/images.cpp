@@ -4,7 +4,9 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
 #include <span>
+#include <utility>
 
 #include "base/bytes.h"
 #include "base/error.h"
@@ -14,7 +16,19 @@
 #include "pixels/packed_form.h"
 #include "pixels/packing.h"
 #include "pixels/pixel_format.h"
+#include "pixels/unpacking.h"
 #include "qom/writer.h"
+
+struct QomUncompression {
+  explicit QomUncompression(const qom::Destination &all) : destination(all) {}
+
+  qom::RecordPtr<QomRecord> record;  // of the pixels
+  qom::Destination destination;      // all of them
+  std::unique_ptr<uint8_t[]> packed;
+  size_t packed_length = 0;                         // bytes; 0: they are not packed
+  std::optional<qom::Decompression> decompression;  // none: done
+  std::optional<qom::Unpacking> unpacking;          // none: not begun
+};
 
 namespace qom {
 namespace {
@@ -108,23 +122,101 @@ Stored stored_pixels(const Compressed *compressed) {
   return {compressed->data[0], compressed->data + 1, compressed->compressed_length - size_t{1}};
 }
 
-// Restores the `raw_length` bytes that check() was asked about. `unpack(packed, length)` restores
-// packed ones; `row_bytes` is needed by the codec of left differences.
-template <typename Unpack>
-bool restore(const Stored &stored, uint8_t *raw, size_t raw_length, size_t row_bytes,
-             Unpack unpack) {
-  if (stored.codec != codec_zstd_packed)
-    return decompress(stored.codec, stored.bytes, stored.length, raw, raw_length, row_bytes);
-  const std::unique_ptr<uint8_t[]> packed(new (std::nothrow) uint8_t[stored.decompressed]);
-  if (!packed) {
-    errno = ENOMEM;
-    set_error("out of memory for packed pixels");
-    return false;
+// A record for `length` bytes of pixels; the caller fills in the rest.
+template <typename Record>
+RecordPtr<Record> pixel_record(uint8_t type, uint64_t timestamp, size_t length) {
+  RecordPtr<Record> record(reinterpret_cast<Record *>(allocate_record(type, timestamp, length)));
+  if (!record) return nullptr;
+  record->length = static_cast<uint32_t>(length);
+  record->data = record_data(record.get());
+  return record;
+}
+
+using UncompressionPtr = std::unique_ptr<QomUncompression>;
+
+UncompressionPtr out_of_memory() {
+  errno = ENOMEM;
+  set_error("out of memory for packed pixels");
+  return nullptr;
+}
+
+// Begins with what check() has looked at. `row_bytes` is needed by the codec of left differences.
+template <typename Record>
+UncompressionPtr begin(const Stored &stored, RecordPtr<Record> record, size_t row_bytes,
+                       const Destination &destination) {
+  UncompressionPtr begun(new (std::nothrow) QomUncompression(destination));
+  if (!begun) return out_of_memory();
+  uint8_t *raw = record->data;
+  uint8_t codec = stored.codec;
+  if (codec == codec_zstd_packed) {
+    begun->packed.reset(new (std::nothrow) uint8_t[stored.decompressed]);
+    begun->packed_length = stored.decompressed;
+    raw = begun->packed.get();
+    codec = codec_zstd;
+    if (!raw) return out_of_memory();
   }
-  if (!decompress(codec_zstd, stored.bytes, stored.length, packed.get(), stored.decompressed, 0))
-    return false;
-  return unpack(packed.get(), stored.decompressed) ||
-         QOM_REFUSE(false, "packed pixels that do not give the blocks they should");
+  begun->decompression.emplace(codec, stored.bytes, stored.length, raw, stored.decompressed,
+                               row_bytes);
+  begun->record.reset(reinterpret_cast<QomRecord *>(record.release()));
+  return begun;
+}
+
+UncompressionPtr begin_image(const QomCompressedImage *compressed) {
+  if (!compressed || !compressed->data || compressed->compressed_length < 2)
+    return UncompressionPtr(invalid<QomUncompression>("no compressed image"));
+  Stored stored = stored_pixels(compressed);
+  const uint64_t length = image_bytes(compressed->width, compressed->height,
+                                      compressed->pixel_format, compressed->scanline_pad);
+  const bool wide = pixel_format_bytes_per_pixel(compressed->pixel_format) == 4;
+  if (length == 0 || length != compressed->length || stored.codec < codec_zstd ||
+      stored.codec > (wide ? codec_zstd_packed : codec_zstd))
+    return QOM_REFUSE(nullptr, "a compressed image whose sizes or codec are not allowed");
+  if (!stored.check(length)) return nullptr;
+  auto image = pixel_record<QomImage>(QOM_IMAGE, compressed->timestamp, length);
+  if (!image) return nullptr;
+  image->width = compressed->width;
+  image->height = compressed->height;
+  image->x = compressed->x;
+  image->y = compressed->y;
+  image->pixel_format = compressed->pixel_format;
+  image->scanline_pad = compressed->scanline_pad;
+  image->bytes_per_line = static_cast<uint32_t>(length / compressed->height);
+  const Destination destination(image->data, image->width, image->height);
+  const size_t row_bytes = image->bytes_per_line;
+  return begin(stored, std::move(image), row_bytes, destination);
+}
+
+UncompressionPtr begin_blocks(const QomCompressedImageBlocks *compressed) {
+  if (!compressed || !compressed->data || compressed->compressed_length < 2)
+    return UncompressionPtr(invalid<QomUncompression>("no compressed image blocks"));
+  Stored stored = stored_pixels(compressed);
+  if ((stored.codec != codec_zstd && stored.codec != codec_zstd_packed) ||
+      compressed->length > QOM_MAX_DATA)
+    return QOM_REFUSE(nullptr, "compressed image blocks whose size or codec is not allowed");
+  if (!stored.check(compressed->length)) return nullptr;
+  auto blocks =
+      pixel_record<QomImageBlocks>(QOM_IMAGE_BLOCKS, compressed->timestamp, compressed->length);
+  if (!blocks) return nullptr;
+  const Destination destination(blocks->data, blocks->length);
+  return begin(stored, std::move(blocks), 0, destination);
+}
+
+Progress go_on(QomUncompression *begun, size_t bytes) {
+  if (begun->decompression) {
+    const Progress progress = begun->decompression->go_on(bytes);
+    if (progress != Progress::done || begun->packed_length == 0) return progress;
+    begun->decompression.reset();
+    begun->unpacking.emplace(begun->packed.get(), begun->packed_length, begun->destination);
+  }
+  return begun->unpacking->go_on(bytes / sizeof(uint32_t));
+}
+
+// The pixels, without a pause.
+template <typename Record>
+Record *whole(const UncompressionPtr &begun) {
+  return begun && go_on(begun.get(), SIZE_MAX) == Progress::done
+             ? reinterpret_cast<Record *>(begun->record.release())
+             : nullptr;
 }
 
 }  // namespace
@@ -172,53 +264,32 @@ QomCompressedImageBlocks *qom_image_blocks_compress(const QomImageBlocks *blocks
 }
 
 QomImage *qom_image_uncompress(const QomCompressedImage *compressed) {
-  if (!compressed || !compressed->data || compressed->compressed_length < 2)
-    return invalid<QomImage>("no compressed image");
-  Stored stored = stored_pixels(compressed);
-  const uint64_t length = image_bytes(compressed->width, compressed->height,
-                                      compressed->pixel_format, compressed->scanline_pad);
-  const bool wide = pixel_format_bytes_per_pixel(compressed->pixel_format) == 4;
-  if (length == 0 || length != compressed->length || stored.codec < codec_zstd ||
-      stored.codec > (wide ? codec_zstd_packed : codec_zstd))
-    return QOM_REFUSE(nullptr, "a compressed image whose sizes or codec are not allowed");
-  if (!stored.check(length)) return nullptr;
-  RecordPtr<QomImage> image(
-      reinterpret_cast<QomImage *>(allocate_record(QOM_IMAGE, compressed->timestamp, length)));
-  if (!image) return nullptr;
-  image->width = compressed->width;
-  image->height = compressed->height;
-  image->x = compressed->x;
-  image->y = compressed->y;
-  image->pixel_format = compressed->pixel_format;
-  image->scanline_pad = compressed->scanline_pad;
-  image->bytes_per_line = static_cast<uint32_t>(length / compressed->height);
-  image->length = static_cast<uint32_t>(length);
-  image->data = record_data(image.get());
-  const auto unpack = [&image](uint8_t *packed, size_t packed_length) {
-    return unpack_image(packed, packed_length, image->data, image->width, image->height);
-  };
-  if (!restore(stored, image->data, length, image->bytes_per_line, unpack)) return nullptr;
-  return image.release();
+  return whole<QomImage>(begin_image(compressed));
 }
 
 QomImageBlocks *qom_image_blocks_uncompress(const QomCompressedImageBlocks *compressed) {
-  if (!compressed || !compressed->data || compressed->compressed_length < 2)
-    return invalid<QomImageBlocks>("no compressed image blocks");
-  Stored stored = stored_pixels(compressed);
-  if ((stored.codec != codec_zstd && stored.codec != codec_zstd_packed) ||
-      compressed->length > QOM_MAX_DATA)
-    return QOM_REFUSE(nullptr, "compressed image blocks whose size or codec is not allowed");
-  if (!stored.check(compressed->length)) return nullptr;
-  RecordPtr<QomImageBlocks> blocks(reinterpret_cast<QomImageBlocks *>(
-      allocate_record(QOM_IMAGE_BLOCKS, compressed->timestamp, compressed->length)));
-  if (!blocks) return nullptr;
-  blocks->length = compressed->length;
-  blocks->data = record_data(blocks.get());
-  const auto unpack = [&blocks](uint8_t *packed, size_t packed_length) {
-    return unpack_blocks(packed, packed_length, blocks->data, blocks->length);
-  };
-  if (!restore(stored, blocks->data, blocks->length, 0, unpack)) return nullptr;
-  return blocks.release();
+  return whole<QomImageBlocks>(begin_blocks(compressed));
+}
+
+QomUncompression *qom_uncompression_begin(const void *compressed) {
+  const auto *record = static_cast<const QomRecord *>(compressed);
+  if (record && record->type == QOM_COMPRESSED_IMAGE)
+    return begin_image(static_cast<const QomCompressedImage *>(compressed)).release();
+  if (record && record->type == QOM_COMPRESSED_IMAGE_BLOCKS)
+    return begin_blocks(static_cast<const QomCompressedImageBlocks *>(compressed)).release();
+  return invalid<QomUncompression>("a record without compressed pixels");
+}
+
+int qom_uncompression_go_on(QomUncompression *uncompression, size_t bytes, QomRecord **pixels) {
+  const Progress progress = go_on(uncompression, bytes);
+  if (progress == Progress::paused) return 0;
+  if (progress == Progress::failed) return -1;
+  *pixels = uncompression->record.release();
+  return 1;
+}
+
+void qom_uncompression_end(QomUncompression *uncompression) {
+  delete uncompression;
 }
 
 int qom_image_blocks_next(const QomImageBlocks *blocks, const QomHeader *header, size_t *offset,

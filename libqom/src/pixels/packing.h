@@ -1,5 +1,6 @@
 // Pixels of 32 bits restated in fewer bytes before they are compressed: blocks of few colours as
-// indices into a palette, of many as residuals. The bytes are described in docs/format.md.
+// indices into a palette, of many as residuals. The bytes are described in docs/format.md; they are
+// restored in unpacking.h.
 #pragma once
 
 #include <cstddef>
@@ -33,14 +34,5 @@ bool pack_blocks(const uint8_t *blocks, size_t length, Packed *packed);
 
 // Packs an image of width x height pixels of 32 bits, rows without padding. False as above.
 bool pack_image(const uint8_t *pixels, unsigned width, unsigned height, Packed *packed);
-
-// Restores exactly `length` bytes of blocks. False when the packed bytes are not what
-// pack_blocks() makes for that length. Memory of the packed bytes is given back as they are read
-// where both would be more than QOM_MAX_DATA: their contents are undefined afterwards.
-bool unpack_blocks(uint8_t *packed, size_t packed_length, uint8_t *blocks, size_t length);
-
-// Restores all pixels of an image, as above.
-bool unpack_image(uint8_t *packed, size_t packed_length, uint8_t *pixels, unsigned width,
-                  unsigned height);
 
 }  // namespace qom

@@ -94,35 +94,46 @@ constexpr int least_spread[residual_kinds] = {0, 3, 14};
 // Pixels; rows and blocks may have few.
 constexpr size_t least_given_back = 4096;
 
+// Of rows of pixels; `stride` bytes lie from one to the next.
 struct Size {
-  uint32_t width;
-  uint32_t height;
+  size_t width;
+  size_t height;
 };
 
-// Goes over a rectangle, row by row: `pixel(at, neighbours)` gives the values of the pixel there,
-// `known(at)` those of one that it was called for. `stride` bytes lie from a row to the next.
-// `begin_row()` is called in front of each row but the first.
-template <typename Byte, typename Known, typename Pixel, typename BeginRow>
-void walk(Size size, Byte *pixels, size_t stride, Known known, Pixel pixel, BeginRow begin_row) {
+// Goes over the first row of a rectangle: `pixel(at, neighbours)` gives the values of the pixel
+// there.
+template <typename Byte, typename Pixel>
+void walk_first_row(size_t width, Byte *row, Pixel pixel) {
   Values left = centre;
-  for (uint32_t x = 0; x < size.width; ++x)
-    left = pixel(pixels + size_t{4} * x, Neighbours{left, left, left});
-  for (uint32_t y = 1; y < size.height; ++y) {
+  for (size_t x = 0; x < width; ++x) left = pixel(row + 4 * x, Neighbours{left, left, left});
+}
+
+// Goes over all other rows: `known(at)` gives the values of a pixel that was gone over.
+// `begin_row()` is called in front of each row.
+template <typename Byte, typename Known, typename Pixel, typename BeginRow>
+void walk_other_rows(Size size, Byte *pixels, size_t stride, Known known, Pixel pixel,
+                     BeginRow begin_row) {
+  for (size_t y = 1; y < size.height; ++y) {
     begin_row();
     const Byte *above = pixels;
     pixels += stride;
-    left = known(above);
+    Values left = known(above);
     Values corner = left;
-    for (uint32_t x = 0; x < size.width; ++x) {
-      const Values over = known(above + size_t{4} * x);
-      left = pixel(pixels + size_t{4} * x, Neighbours{left, over, corner});
+    for (size_t x = 0; x < size.width; ++x) {
+      const Values over = known(above + 4 * x);
+      left = pixel(pixels + 4 * x, Neighbours{left, over, corner});
       corner = over;
     }
   }
 }
 
+void row_to_values(size_t width, uint8_t *pixels) {
+  for (size_t x = 0; x < width; ++x)
+    store(pixels + 4 * x, to_values(load<uint32_t>(pixels + 4 * x)));
+}
+
 void values_to_pixels(Size size, uint8_t *values, size_t stride) {
-  for (uint32_t y = 0; y < size.height; ++y, values += stride)
+  for (size_t y = 0; y < size.height; ++y, values += stride)
     for (size_t x = 0; x < size.width; ++x)
       store(values + 4 * x, to_pixel(load<uint32_t>(values + 4 * x)));
 }
@@ -138,17 +149,16 @@ bool ResidualPacker::add(const uint8_t *pixels, size_t stride, uint32_t width, u
   const auto values_at = [](const uint8_t *at) {
     return from_bytes(to_values(load<uint32_t>(at)));
   };
-  walk(
-      Size{width, height}, pixels, stride, values_at,
-      [&](const uint8_t *at, const Neighbours &neighbours) {
-        const Values values = values_at(at);
-        *residual++ = to_bytes(values - neighbours.predict());
-        const int spread = neighbours.spread();
-        *kind = static_cast<uint8_t>((spread >= least_spread[1]) + (spread >= least_spread[2]));
-        ++counts_[*kind++];
-        return values;
-      },
-      [] {});
+  const auto pixel = [&](const uint8_t *at, const Neighbours &neighbours) {
+    const Values values = values_at(at);
+    *residual++ = to_bytes(values - neighbours.predict());
+    const int spread = neighbours.spread();
+    *kind = static_cast<uint8_t>((spread >= least_spread[1]) + (spread >= least_spread[2]));
+    ++counts_[*kind++];
+    return values;
+  };
+  walk_first_row(width, pixels, pixel);
+  walk_other_rows(Size{width, height}, pixels, stride, values_at, pixel, [] {});
   return true;
 }
 
@@ -199,7 +209,7 @@ void ResidualReader::give_back() {
 }
 
 // Which kind comes next is left to the processor to guess: choosing without a branch takes longer.
-bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *pixels, size_t stride) {
+bool ResidualReader::unpack(size_t width, size_t rows, uint8_t *pixels, size_t stride, bool below) {
   const uint8_t *calm = next_[0], *livelier = next_[1], *restless = next_[2];
   const uint8_t *const ends[] = {end_[0], end_[1], end_[2]};
   const size_t distance = plane_bytes_;
@@ -216,7 +226,6 @@ bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *pixels, si
     put_back();
     give_back();
   };
-  const Size size = {width, height};
   const auto pixel = [&](uint8_t *at, const Neighbours &neighbours) {
     const int spread = neighbours.spread();
     Values residual;
@@ -230,7 +239,14 @@ bool ResidualReader::unpack(uint32_t width, uint32_t height, uint8_t *pixels, si
     store(at, to_bytes(values));
     return values;
   };
-  walk(size, pixels, stride, known, pixel, begin_row);
+  if (below) {
+    pixels -= stride;
+    row_to_values(width, pixels);
+  } else {
+    walk_first_row(width, pixels, pixel);
+  }
+  const Size size = {width, below ? rows + 1 : rows};
+  walk_other_rows(size, pixels, stride, known, pixel, begin_row);
   values_to_pixels(size, pixels, stride);
   put_back();
   begin_row();

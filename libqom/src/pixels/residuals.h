@@ -43,9 +43,10 @@ class ResidualReader {
   // its memory is given back as it is read. False when it is not all there.
   bool open(ByteReader &packed, bool use_up);
 
-  // Restores the pixels of the next rectangle, which has at least one, `stride` bytes from a row to
-  // the next. False, with other pixels in their place, when there are not enough residuals.
-  bool unpack(uint32_t width, uint32_t height, uint8_t *pixels, size_t stride);
+  // Restores rows of pixels, at least one, `stride` bytes from a row to the next: those of the next
+  // rectangle from its top on, or those below the row that came last. False, with other pixels in
+  // their place, when there are not enough residuals.
+  bool unpack(size_t width, size_t rows, uint8_t *pixels, size_t stride, bool below);
 
   // Whether no residual is left.
   bool finished() const { return std::equal(next_, next_ + residual_kinds, end_); }

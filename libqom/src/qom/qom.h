@@ -359,6 +359,29 @@ QOM_API QomImage *qom_image_uncompress(const QomCompressedImage *compressed);
 QOM_API QomImageBlocks *qom_image_blocks_uncompress(const QomCompressedImageBlocks *compressed);
 
 /*
+ * Pixels that are decompressed part by part, for a program that has other things to do as well:
+ * a few kilobytes of a file may hold a second's work.
+ */
+typedef struct QomUncompression QomUncompression;
+
+/*
+ * Begins to decompress a QomCompressedImage or QomCompressedImageBlocks, which has to stay until it
+ * is done. Null as above. The caller ends it with qom_uncompression_end().
+ */
+QOM_API QomUncompression *qom_uncompression_begin(const void *compressed);
+
+/*
+ * Goes on for about so many bytes of pixels. Returns 0 while there is more to do; 1 when it is
+ * done, and sets *pixels to the new QomImage or QomImageBlocks, the caller's; and -1 when they
+ * cannot be had. After 1 and -1 it is not to be called again.
+ */
+QOM_API int qom_uncompression_go_on(QomUncompression *uncompression, size_t bytes,
+                                    QomRecord **pixels);
+
+/* Releases it, with pixels that are not yet the caller's; null is ignored. */
+QOM_API void qom_uncompression_end(QomUncompression *uncompression);
+
+/*
  * Steps through the rectangles of a blocks record. Set *offset (bytes into the
  * data) to 0 before the first call. Fills *image with the next rectangle: its
  * data points into `blocks`, its format and padding are the header's, its time

@@ -13,6 +13,9 @@ namespace {
 constexpr size_t rows_per_look = 1 << 16;
 constexpr size_t pixels_of_row = 64;
 
+// Bytes of pixels that are uncompressed between two looks.
+constexpr size_t bytes_per_look = size_t{4} << 20;
+
 template <typename Typed>
 const Typed *as(const QomRecord *record) {
   return reinterpret_cast<const Typed *>(record);
@@ -81,6 +84,7 @@ void State::touch() {
 }
 
 void State::leave_record() {
+  uncompression_.reset();
   blocks_.reset();
   offset_ = 0;
 }
@@ -91,11 +95,9 @@ Applied State::apply(const QomRecord *record, bool more_sizes, const Pause &paus
       draw(as<QomImage>(record));
       return Applied::whole;
     case QOM_COMPRESSED_IMAGE:
-      return draw_compressed(as<QomCompressedImage>(record));
+      return draw_compressed(record, pause);
     case QOM_COMPRESSED_IMAGE_BLOCKS:
-      if (!blocks_)
-        blocks_.reset(qom_image_blocks_uncompress(as<QomCompressedImageBlocks>(record)));
-      return blocks_ ? draw_blocks(pause) : Applied::failed;
+      return draw_compressed_blocks(record, pause);
     case QOM_CURSOR_IMAGE:
       return applied(set_cursor(as<QomCursorImage>(record)));
     case QOM_CURSOR_POSITION:
@@ -134,11 +136,37 @@ void State::draw(const QomImage *image) {
   has_picture_ = has_picture_ || !is_empty(clip);
 }
 
-Applied State::draw_compressed(const QomCompressedImage *compressed) {
-  const RecordPtr<QomImage> image(qom_image_uncompress(compressed));
-  if (!image) return Applied::failed;
-  draw(image.get());
-  return Applied::whole;
+// A few kilobytes may hold a second's work.
+Applied State::uncompress(const QomRecord *compressed, const Pause &pause,
+                          RecordPtr<QomRecord> *pixels) {
+  if (!uncompression_) uncompression_.reset(qom_uncompression_begin(compressed));
+  if (!uncompression_) return Applied::failed;
+  for (;;) {
+    QomRecord *made = nullptr;
+    const int result = qom_uncompression_go_on(uncompression_.get(), bytes_per_look, &made);
+    if (result == 0 && pause.is_due()) return Applied::paused;
+    if (result == 0) continue;
+    uncompression_.reset();
+    pixels->reset(made);
+    return applied(result > 0);
+  }
+}
+
+Applied State::draw_compressed(const QomRecord *compressed, const Pause &pause) {
+  RecordPtr<QomRecord> image;
+  const Applied result = uncompress(compressed, pause, &image);
+  if (result == Applied::whole) draw(as<QomImage>(image.get()));
+  return result;
+}
+
+Applied State::draw_compressed_blocks(const QomRecord *compressed, const Pause &pause) {
+  if (!blocks_) {
+    RecordPtr<QomRecord> blocks;
+    const Applied result = uncompress(compressed, pause, &blocks);
+    if (result != Applied::whole) return result;
+    blocks_.reset(reinterpret_cast<QomImageBlocks *>(blocks.release()));
+  }
+  return draw_blocks(pause);
 }
 
 Applied State::draw_blocks(const Pause &pause) {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "base/records.h"
 #include "base/shared_bytes.h"
@@ -59,6 +60,10 @@ struct Attributes {
   Shared texts[QOM_TEXT_COUNT];  // each with its terminating zero
 };
 
+struct UncompressionEnd {
+  void operator()(QomUncompression *begun) const { qom_uncompression_end(begun); }
+};
+
 // What applying a record came to.
 enum class Applied { whole, paused, failed };
 
@@ -73,17 +78,17 @@ class State {
   // The screen at the start, whatever it was.
   bool reset();
 
-  // Applies a record, which stays the caller's. `more_sizes`: another change of the size comes
-  // before anything needs the picture. After a pause within blocks the same record goes on.
-  // Failed with the reason: the record's pixels cannot be had, its blocks reach past their data
-  // (those before stay), its size is not allowed, or memory is short.
+  // Applies a record, which stays the caller's and has to live until it is applied. `more_sizes`:
+  // another change of the size comes before anything needs the picture. After a pause within blocks
+  // the same record goes on. Failed with the reason: the record's pixels cannot be had, its blocks
+  // reach past their data (those before stay), its size is not allowed, or memory is short.
   Applied apply(const QomRecord *record, bool more_sizes, const Pause &pause);
 
   // Gives the picture the size that changes of the size passed over have left it. False as above.
   bool settle();
 
   // Whether a record is applied in part.
-  bool is_within_record() const { return blocks_ != nullptr; }
+  bool is_within_record() const { return uncompression_ || blocks_; }
 
   // Gives up the rest of a record.
   void leave_record();
@@ -104,7 +109,9 @@ class State {
 
  private:
   void draw(const QomImage *image);
-  Applied draw_compressed(const QomCompressedImage *compressed);
+  Applied uncompress(const QomRecord *compressed, const Pause &pause, RecordPtr<QomRecord> *pixels);
+  Applied draw_compressed(const QomRecord *compressed, const Pause &pause);
+  Applied draw_compressed_blocks(const QomRecord *compressed, const Pause &pause);
   Applied draw_blocks(const Pause &pause);
   bool change_size(const QomScreenChange *change, bool more_sizes);
   bool set_cursor(const QomCursorImage *image);
@@ -118,8 +125,10 @@ class State {
   void *context_ = nullptr;
   bool has_picture_ = false;
 
-  RecordPtr<QomImageBlocks> blocks_;  // of a record that is applied in part
-  size_t offset_ = 0;                 // bytes of them that are drawn
+  // Of a record that is applied in part: what is being uncompressed, or else what is being drawn.
+  std::unique_ptr<QomUncompression, UncompressionEnd> uncompression_;
+  RecordPtr<QomImageBlocks> blocks_;
+  size_t offset_ = 0;  // bytes of them that are drawn
 
   // While the picture waits for the last of several changes of the size.
   uint16_t waiting_width_ = 0;  // the screen's size; 0: the picture has it
