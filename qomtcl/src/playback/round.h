@@ -8,7 +8,7 @@
 
 /* Milliseconds after which a round pauses where records take long: what one record more, a
    key frame and the display of the largest picture take still fits into a second. */
-inline constexpr double kLongRound = 400;
+inline constexpr double kLongRound = 300;
 
 class Round {
  public:
