@@ -4,6 +4,7 @@
 #include <string>
 
 #include "base/records.h"
+#include "file/origins.h"
 #include "forge.h"
 #include "pixels/cursor_packing.h"
 #include "pixels/packing.h"
@@ -86,7 +87,7 @@ size_t add_state(Recording *recording) {
   return position;
 }
 
-// What version 1.1 added.
+// What versions 1.1 and 1.2 added.
 void save_additions() {
   Recording recording;
   recording.add(QOM_DEBUG);
@@ -100,8 +101,14 @@ void save_additions() {
   const auto packed = qom::pack_cursor(&cursor, &length);
   recording.add(QOM_CURSOR_IMAGE, geometry + Bytes(packed.get(), packed.get() + length), 0, 512,
                 qom::codec_zstd);
+  QomRectangle mask = {1, 2, 3, 4};
+  char name[] = "hour.qom";
+  const QomOrigin origin = {1000, 2000, 3000, 4000, 0, 0, 1, {5}, name, 1, &mask};
+  qom::Array<uint8_t> encoded;
+  qom::encode_origin(origin, &encoded);
+  recording.add(qom::frame_origin, Bytes(encoded.begin(), encoded.end()));
   recording.finish();
-  save_recording("gap_and_packed_cursor", recording);
+  save_recording("additions", recording);
 }
 
 // What version 1.2 added.

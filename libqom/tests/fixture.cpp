@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <span>
 
 #include "base/records.h"
 
@@ -42,6 +43,15 @@ std::string geometry_of(const Image &i) {
 template <typename T>
 const T &as(const QomRecord *record) {
   return *reinterpret_cast<const T *>(record);
+}
+
+std::string line_of(const QomOrigin &o) {
+  std::string text = "origin" +
+                     numbers(o.begin, o.end, o.start, o.size, o.lost, o.untrusted, o.has_sha256) +
+                     hex(o.sha256, sizeof o.sha256) + numbers(o.mask_count);
+  for (const QomRectangle &mask : std::span(o.masks, o.mask_count))
+    text += numbers(mask.x, mask.y, mask.width, mask.height);
+  return text + quoted(o.name) + '\n';
 }
 
 std::string fields_of(const QomRecord *record) {
@@ -376,6 +386,8 @@ void RecordingTest::compare_with_independent(QomReader *reader) {
   const QomGap *gaps = qom_reader_gaps(reader, &count);
   for (const QomGap *gap = gaps; gap != gaps + count; ++gap)
     text += "gap" + numbers(gap->begin, gap->end, gap->clock_offset, gap->reason) + '\n';
+  const QomOrigin *origins = qom_reader_origins(reader, &count);
+  for (const QomOrigin &origin : std::span(origins, count)) text += line_of(origin);
   std::string told = other.read(path);
   // What happened when is counted from the index, which has records that cannot be read as well.
   const size_t strip = told.find("strip");

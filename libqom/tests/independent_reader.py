@@ -6,6 +6,7 @@ Pixels stay as compressed as they are.
 """
 
 import functools
+import re
 import struct
 import sys
 
@@ -176,8 +177,9 @@ class Recording:
         self.data = data
         self.records, self.texts = [], []  # (position, length, type, time); lines
         self.marks, self.gaps = set(), []
+        self.origins = []  # since the last record
         self.areas = {}  # by position
-        self.read_head(data)
+        self.find_head()
         self.time = self.header.start
         self.walk()
 
@@ -185,10 +187,22 @@ class Recording:
         magic, major, self.minor, length = struct.unpack_from("<8sHHI", data + bytes(16))
         require(magic == b"\x89QOM\r\n\x1a\n" and major == 1 and length <= 4194304)
         require(len(data) >= 20 + length)
-        self.first_frame = 20 + length
-        self.salt = data[16 + length:20 + length]
-        require(struct.unpack("<I", self.salt)[0] == crc32c(data[:16 + length]))
-        self.header = Header(data[16:16 + length])
+        self.head = data[:20 + length]
+        self.salt = self.head[-4:]
+        require(struct.unpack("<I", self.salt)[0] == crc32c(self.head[:-4]))
+        self.header = Header(self.head[16:-4])
+
+    def find_head(self):
+        """That of the file, or the first copy of it that proves itself."""
+        for at in [-32, *(copy.start() for copy in re.finditer(re.escape(SYNC) + b"\xE4", self.data))]:
+            try:
+                self.read_head(self.data[at + 32:])
+            except Lie:
+                continue
+            frame = self.frame_head(at) if at >= 0 else None
+            if at < 0 or frame and (frame[3], frame[5]) == (len(self.head), crc32c(self.head)):
+                return
+        raise Lie
 
     def frame_head(self, at):
         head = self.data[at:at + 32]
@@ -197,7 +211,7 @@ class Recording:
         return struct.unpack("<4xBBxxQIIIxxxx", head)
 
     def walk(self):
-        at = self.first_frame
+        at = len(self.head)
         while (at := self.data.find(SYNC, at)) >= 0:
             head = self.frame_head(at)
             if not head:
@@ -220,6 +234,7 @@ class Recording:
             fields = record_text(kind, codec, raw_length, payload, self.header)
             self.time = max(self.time, time)
             self.records.append((at, 32 + len(payload), kind, self.time))
+            self.origins.clear()
             self.areas[at] = self.area(kind, raw_length)
             self.texts.append(words(kind)[1:] + b" at" + words(self.time) + fields + b"\n")
         elif kind == 227 and len(payload) == 16:
@@ -228,6 +243,20 @@ class Recording:
             begin, end, offset, reason = struct.unpack("<QQqBxxxxxxx", payload)
             require(begin <= end <= MAX_TIME and abs(offset) <= MAX_TIME and reason)
             self.gaps.append(words(begin, end, offset, reason))
+        elif kind == 232:
+            self.origins.append(self.origin(Fields(payload)))
+
+    def origin(self, fields):
+        begin, end, start, size, lost, hash, flags, count = fields.get("QQQQQ32sII")
+        require(begin <= end and max(end, start) <= MAX_TIME and count <= 1024)
+        masks = [fields.get("iiii") for _ in range(count)]
+        require(all(min(x, y) >= 0 and min(w, h) > 0 and max(x + w, y + h) <= 65536
+                    for x, y, w, h in masks))
+        name = fields.text()
+        require(len(name) <= 4096 + len(b' ""'))
+        fields.end()
+        return (words(begin, end, start, size, lost, flags & 1, flags >> 1 & 1) + digits(hash) +
+                words(count, *(side for mask in masks for side in mask)) + name)
 
     def checkpoints(self):
         """Number of the first record, and of the one behind the last, of each."""
@@ -330,6 +359,7 @@ class Recording:
         lines = [b"2 at" + words(self.header.start) + self.header.text + b"\n", *self.texts]
         lines += [b"checkpoint" + words(*span) + b"\n" for span in self.checkpoints()]
         lines += [b"gap" + gap + b"\n" for gap in self.gaps]
+        lines += [b"origin" + origin + b"\n" for origin in self.origins]
         try:
             lines += self.strip_text()
         except Lie:

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "file/origins.h"
 #include "fixture.h"
 
 namespace {
@@ -156,6 +157,50 @@ TEST_F(IndexTest, GapsAreFoundWhereverTheyLieAndLiesArePassedOver) {
     for (size_t i = 0; i < count; ++i) EXPECT_EQ(gaps[i].record, i);
     const auto kinds = scan();
     EXPECT_EQ(std::count(kinds.begin(), kinds.end(), QOM_SCAN_GAP), 2);
+  }
+}
+
+// --- what was cut out of what -----------------------------------------------------------------
+
+TEST_F(IndexTest, OriginsComeBackInTheirOrderAndLiesArePassedOver) {
+  QomRectangle masks[] = {{0, 0, 65536, 1}, {65535, 7, 1, 65529}};
+  char name[] = "of an \"hour\".qom";
+  const QomOrigin good = {5, 6, QOM_MAX_TIME, 8, 9, 1, 1, {1, 2, 3}, name, 2, masks};
+  const QomOrigin least = {};
+  forge::Recording recording;
+  size_t offered = 0;
+  const auto add = [&](const QomOrigin &origin, size_t at = 0, uint8_t byte = 5, int more = 0) {
+    qom::Array<uint8_t> encoded;
+    ASSERT_TRUE(qom::encode_origin(origin, &encoded));
+    Bytes payload(encoded.begin(), encoded.end());
+    payload[at] = byte;
+    payload.resize(payload.size() + static_cast<size_t>(more));
+    recording.add(qom::frame_origin, payload);
+    ++offered;
+  };
+  add(good);  // before a record: what follows it has another origin
+  recording.add(QOM_DEBUG);
+  add(good, 0, 7);    // begins behind its end
+  add(good, 23, 65);  // a start beyond all times
+  add(good, 80, 1);   // a mask that hangs over the edge
+  add(good, 90, 0);   // and one that is empty
+  add(good, 77, 4);   // more masks than there may be, and than there are bytes
+  add(good, 116, 0);  // a name with an end in it
+  add(good, 112, 17);
+  add(good, 0, 5, 1);
+  add(good);
+  add(least, 0, 0);
+  for (const bool finished : {false, true}) {
+    if (finished) recording.finish();
+    put(recording.bytes);
+    EXPECT_EQ(records().size(), 1u);  // and the second reader finds the same origins
+    const Reader reader = open();
+    size_t count = 0;
+    const QomOrigin *origins = qom_reader_origins(reader.get(), &count);
+    ASSERT_EQ(count, 2u) << "of " << offered;
+    EXPECT_STREQ(origins[0].name, name);
+    EXPECT_EQ(origins[0].masks[1].height, 65529);
+    EXPECT_EQ(origins[1].name, nullptr);
   }
 }
 
