@@ -107,6 +107,7 @@ TEST_F(Damage, AHeadComesBackFromWhereverACopyIs) {
   std::fill_n(no_sector.begin(), 4096, 0);
   Bytes unfinished = no_sector;  // it has the copies that came with blocks of the index
   unfinished.resize(frames);
+  std::fill_n(no_sector.begin(), 9 << 20, 0);  // nor any copy near the beginning
   for (const Bytes &bytes : {shorter, no_sector, unfinished}) {
     put(bytes);
     EXPECT_EQ(info().head_recovered, 1);

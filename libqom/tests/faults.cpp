@@ -58,6 +58,10 @@ int fdatasync(int fd) {
   return fails(faults::Call::sync) ? -1 : static_cast<int>(syscall(SYS_fdatasync, fd));
 }
 
+int fsync(int fd) {
+  return fails(faults::Call::sync) ? -1 : static_cast<int>(syscall(SYS_fsync, fd));
+}
+
 ssize_t preadv(int fd, const struct iovec *parts, int count, off_t at) {
   return transfer(faults::Call::read, preadv2, fd, parts, count, at);
 }

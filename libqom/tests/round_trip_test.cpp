@@ -93,11 +93,23 @@ TEST_F(RoundTrip, PackedBytesThatDoNotFitAreRefused) {
   as<QomCompressedImage>(tiles).width = 80;
   as<QomCompressedImage>(tiles).height = 128;
   EXPECT_FALSE(uncompressed(tiles));
-  // No residuals, and a group of one block 500 pixels wide and none high, in room for its head.
-  Bytes flat = Bytes(12) + Bytes{3, 0, 1, 0, 0, 0, 0, 0, 0xF4, 1, 0, 0};
-  uint8_t room[8];
-  qom::Unpacking unpacking(flat.data(), flat.size(), {room, sizeof room});
-  EXPECT_EQ(unpacking.go_on(SIZE_MAX), qom::Progress::failed);
+  // No residuals, and a group of one block: 500 pixels wide and none high, or one pixel.
+  const auto unpacks = [](Bytes packed, Bytes &room) {
+    qom::Unpacking unpacking(packed.data(), packed.size(), {room.data(), room.size()});
+    return unpacking.go_on(SIZE_MAX) == qom::Progress::done;
+  };
+  for (const auto &[side, length] :
+       {std::pair<Bytes, size_t>{{0xF4, 1, 0, 0}, 8}, {{1, 0, 1, 0}, 12}}) {
+    Bytes room(length);
+    EXPECT_FALSE(unpacks(Bytes(12) + Bytes{3, 0, 1, 0, 0, 0, 0, 0} + side, room));
+  }
+  // Two groups of a pixel each, whose colour the second one's palette lacks: it is zero.
+  const Bytes pixel = {0, 0, 0, 0, 1, 0, 1, 0};
+  Bytes room(24, 9);
+  EXPECT_TRUE(unpacks(Bytes(12) + Bytes{1, 1, 1, 0} + pixel + Bytes(8, 7) + Bytes{1, 1, 0, 1, 0} +
+                          pixel + Bytes(4, 7) + Bytes{1},
+                      room));
+  EXPECT_EQ(forge::get<uint32_t>(room, 20), 0u);
 }
 
 TEST_F(RoundTrip, TheLargestValuesComeBack) {

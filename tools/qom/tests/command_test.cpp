@@ -38,7 +38,8 @@ TEST_F(Command, WrongUsageExitsWith2AndShowsTheUsage) {
     EXPECT_EQ(outcome.out, "");
   }
   EXPECT_EQ(qom({"--version"}).out, "qom 0.1.0\n");
-  for (Texts help : {Texts{}, {"info"}, {"dump"}, {"verify"}, {"repair"}, {"make"}, {"record"}, {"picture"}}) {
+  for (Texts help :
+       {Texts{}, {"info"}, {"dump"}, {"verify"}, {"repair"}, {"make"}, {"record"}, {"picture"}}) {
     help.push_back("--help");
     const Outcome outcome = qom(help);
     EXPECT_EQ(outcome.status, 0);
@@ -103,6 +104,7 @@ TEST_F(Command, InfoAndCopiesTellWhatTheTextHolds) {
   EXPECT_EQ(info["checkpoints"]["count"], 2);
   EXPECT_EQ(info["largest_gap"]["after_record"], 25);
   EXPECT_EQ(info["duration_us"], 15'750'001);
+  EXPECT_NEAR(info["records_per_second"].get<double>(), 38 / 15.750001, 1e-9);
   ASSERT_EQ(info["not_recorded"].size(), 3u);
   EXPECT_EQ(info["not_recorded"][1]["clock_ahead_us"], -3'600'500'000);
   const std::string table = qom({"info", file("small")}).out;
@@ -115,7 +117,8 @@ TEST_F(Command, InfoAndCopiesTellWhatTheTextHolds) {
   EXPECT_EQ(qom({"repair", file("small"), file("small")}).status, 1);
   EXPECT_EQ(qom({"make", "-", file("small")}, text.out).status, 1);
   EXPECT_EQ(read_file(file("copy")), read_file(file("small")));
-  // The part cuts the first checkpoint and holds the second one whole.
+  // The parts cut the first checkpoint; the second one holds the other whole.
+  make("front", qom({"dump", "--text", "--to", "20", file("small")}).out);
   make("part", qom({"dump", "--text", "--from", "20", file("small")}).out);
   const std::string verdict = qom({"verify", file("part")}).out;
   EXPECT_TRUE(contains(verdict, "good, finished, 18 records, 1 checkpoint\n")) << verdict;

@@ -84,7 +84,8 @@ TEST_F(Damage, IsToldByVerifyAndRemovedByRepair) {
        offset(overview) + ", 0 bytes\nthe index, the overview or the end mark is wrong", all},
       {"a payload", flipped(payload(12)),
        bad_payload + "\n" + readable + "\n1 record of the index lies in damaged bytes", but_one},
-      {"the text of a checkpoint, and its frame with it", flipped(payload(22)), offset(frame(22)),
+      {"the text of a checkpoint, and its frame with it", flipped(payload(22)),
+       offset(frame(22)) + "\nrecords of this checkpoint are missing",
        checkpoint_lost + "\n1 record that the index has in these bytes\n" +
            "1 checkpoint whose other records"},
       {"a time in the index", forged(entry36 + 8, uint8_t{0xFF}), offset(frame(36)), all},
@@ -168,6 +169,8 @@ TEST_F(Damage, ThatCannotBeReadIsToldByDumpWhichGoesOn) {
   EXPECT_EQ(text.status, 1);
   make("again", text.out);
   EXPECT_TRUE(contains(qom({"verify", file("again")}).out, "37 records, 2 checkpoints"));
+  write_file(file("damaged"), forged(payload(12) + 4, uint16_t{0x7fff}));
+  EXPECT_EQ(qom({"dump", "--text", file("damaged")}).status, 1) << "a wide block";
 }
 
 // A disk that fills up at many points.

@@ -70,10 +70,10 @@ TEST_F(TextForm, WithAMistakeIsRefusedByFileAndLineAndLeavesNothingBehind) {
     EXPECT_EQ(outcome.err.find(file("text") + ':' + message), 0u) << outcome.err;
     EXPECT_NE(access(file("out").c_str(), F_OK), 0);
   }
-  make("commented",
-       "\n# a comment\nqom-text 1 # another\r\nscreen 8x8\r\nformat xRGB8888\r\n\r\n"
-       "footer-item-app +0 \"# no comment\"   # one\r\n"
-       "image +0 1x1 0,0 rows\n\n# between\n 11111111 # behind");
+  make("commented", "\n# a long comment " + std::string(70000, 'x') +
+                        "\nqom-text 1 # another\r\nscreen 8x8\r\nformat xRGB8888\r\n\r\n"
+                        "footer-item-app +0 \"# no comment\"   # one\r\n"
+                        "image +0 1x1 0,0 rows\n\n# between\n 11111111 # behind");
 }
 
 TEST(Printable, EscapesWhatCouldSteerATerminal) {

@@ -58,11 +58,11 @@ TEST(GapWatch, TellsWhatTheClocksShow) {
                 9,
                 {{QOM_GAP_SUSPENDED, 0, 9, 0}, {QOM_GAP_CLOCK_SET, 0, 9, 10}}}};
   const auto in_seconds = [](Clocks clocks) {
-    return Clocks{clocks.steady * second, clocks.awake * second, clocks.wall * second};
+    return Clocks{clocks.steady * second, clocks.awake * second, (clocks.wall + 1000) * second};
   };
   for (const auto &one : cases) {
-    GapWatch watch(Clocks{0, 0, 0});
-    EXPECT_TRUE(watch.rests(Clocks{0, 0, 0}, second, 0).empty());
+    GapWatch watch(in_seconds({0, 0, 0}));
+    EXPECT_TRUE(watch.rests(in_seconds({0, 0, 0}), second, 0).empty());
     std::vector<Gap> found = watch.wakes(in_seconds(one.wakes));
     const auto later = watch.rests(in_seconds(one.rests), 0, one.recorded * second);
     found.insert(found.end(), later.begin(), later.end());

@@ -83,6 +83,7 @@ class Recording : public qomtool::ProgramTest {
     EXPECT_EQ(end.cursor, std::vector<uint32_t>(pixels, pixels + cursor->width * cursor->height));
     EXPECT_EQ(end.cursor_x, cursor->x);
     EXPECT_EQ(end.cursor_y, cursor->y);
+    EXPECT_EQ(end.hot_spot, (std::pair<int, int>{cursor->xhot, cursor->yhot}));
   }
 
   // Whether the recording comes to show this.

@@ -45,6 +45,7 @@ void Replay::apply(const Record &record) {
       const auto &image = as<QomCursorImage>(record);
       cursor_x = image.x;
       cursor_y = image.y;
+      hot_spot = {image.xhot, image.yhot};
       const auto *pixels = reinterpret_cast<const uint32_t *>(image.data);
       cursor.assign(pixels, pixels + size_t{image.width} * image.height);
       break;

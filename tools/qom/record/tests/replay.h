@@ -19,6 +19,7 @@ struct Replay {
   std::vector<int> types;            // of all records applied
   int cursor_x = 0;
   int cursor_y = 0;
+  std::pair<int, int> hot_spot;     // of its image
   std::vector<uint32_t> cursor;     // pixels of its image
   std::vector<size_t> checkpoints;  // first records of all, the last one first
 
