@@ -215,6 +215,48 @@ namespace eval driving {
         }
     }
 
+    # `now` holds the latest record of each kind that a checkpoint has to restate.
+    proc text {} {pick {} a b c}
+    proc happening {} {
+        variable now
+        set record [switch [random 0 9] {
+            0 {concat [pick app appfmt host ip sid tid] [pick {} [list [text]]]}
+            1 {list input [text] [text]}
+            default {change 80 60}
+        }]
+        set kind [lindex $record 0]
+        if {$kind eq "position" && [dict exists $now cursor]} {
+            dict set now cursor [lreplace [dict get $now cursor] 3 4 {*}[lrange $record 1 2]]
+        } elseif {$kind ni {position image plain blocks}} {
+            dict set now $kind $record
+        }
+        return $record
+    }
+    # Everything restated, with a picture that is a new one.
+    proc checkpoint {} {
+        variable now
+        lassign [dict get $now screen] screen width height
+        list begin [dict get $now screen] [list image 0 0 $width $height [random 1 999]] \
+            {*}[dict values [dict remove $now screen]] end
+    }
+
+    # Records of two minutes: enough for several key frames. Many share a time, and many lie exactly
+    # where a frame begins.
+    proc session {checkpoints} {
+        variable now
+        set now {app {app first} screen {screen 80 60}}
+        set records {{app first} {image 0 0 80 60 1}}
+        for {set time 0} {$time < 120000000} {} {
+            switch [random 0 3] {
+                0 {set time [expr {($time / 100000 + [random 1 8]) * 100000}]}
+                1 {incr time [random 0 700000]}
+            }
+            lappend records [list at $time] [happening]
+            if {$checkpoints && rand() < 0.025} {lappend records {*}[checkpoint]}
+        }
+        return $records
+    }
+
     # -- what fails, and what is left --
 
     # Message and error code of a command that fails.
