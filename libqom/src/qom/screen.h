@@ -201,7 +201,8 @@ typedef struct QomScreenStart {
 } QomScreenStart;
 
 /* Brings the screen to the known state at or before a place from which going there leaves the least
-   to apply. Fills *start. */
+   to apply. Fills *start. A pause, while the picture of a checkpoint is uncompressed, leaves the screen
+   as it was. */
 QOM_API QomScreenResult qom_screen_start(QomScreen *screen, size_t place, QomScreenStart *start);
 
 /* Applies the records from where the screen is up to a place; none when it is there or beyond. */

@@ -83,6 +83,7 @@ bool generation_follow(QomScreen *screen) {
   screen->generation = generation;
   screen->snapshots.clear();
   screen->record.reset();
+  screen->ahead = {};
   screen->place = 0;
   screen->is_lost = !screen->state.reset();
   return !screen->is_lost;

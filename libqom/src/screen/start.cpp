@@ -13,8 +13,8 @@ struct Run {
   size_t end;
 };
 
-// A checkpoint is applied without a pause, so that it must not be more than the statement of one
-// state; files may claim anything.
+// But for its picture a checkpoint is applied without a pause, so that it must not be more than the
+// statement of one state; files may claim anything.
 bool restates_all(QomReader *reader, const Run &run) {
   if (run.end - run.first > longest_checkpoint) return false;
   int sizes = 0;
@@ -80,26 +80,24 @@ bool is_on_the_way(const QomScreen *screen, size_t place) {
   return screen->place < place || !screen->state.is_within_record();
 }
 
-}  // namespace
-
-QomScreenResult start_move(QomScreen *screen, size_t place, QomScreenStart *start) {
-  *start = {QOM_START_HERE, 0, 0, 0};
+QomScreenResult choose(QomScreen *screen, size_t place, QomScreenStart *start) {
   const bool here = is_on_the_way(screen, place);
   if (here && screen->place == place) return QOM_SCREEN_REACHED;
   const Snapshot *snapshot = screen->snapshots.before(place);
   const bool restore = snapshot && (!here || snapshot->place > screen->place);
   const size_t from = restore ? snapshot->place : here ? screen->place : 0;
-  screen->is_lost = true;
   Run run;
-  size_t limit = place;
-  bool lost = false;  // a checkpoint that cannot be applied has cost the screen's own state
+  size_t limit = screen->ahead.place == place ? screen->ahead.limit : place;
   while (find_checkpoint(screen->reader, from, place, limit, &run)) {
-    if (start_from_checkpoint(screen, run)) {
-      screen->is_lost = false;
-      *start = {QOM_START_CHECKPOINT, 0, run.first, run.end};
-      return QOM_SCREEN_REACHED;
+    const Applied prepared = prepare_checkpoint(screen, run.first, run.end);
+    if (prepared == Applied::paused) {
+      screen->ahead.place = place;
+      screen->ahead.limit = limit;
+      return QOM_SCREEN_PAUSED;
     }
-    lost = true;
+    screen->is_lost = prepared == Applied::failed || !start_from_checkpoint(screen, run);
+    *start = {QOM_START_CHECKPOINT, 0, run.first, run.end};
+    if (!screen->is_lost) return QOM_SCREEN_REACHED;
     if (run.first == 0) break;
     limit = run.first - 1;
   }
@@ -107,12 +105,21 @@ QomScreenResult start_move(QomScreen *screen, size_t place, QomScreenStart *star
   if (restore) {
     *start = {QOM_START_SNAPSHOT, snapshot->time, 0, 0};
     started = start_from_snapshot(screen, *snapshot);
-  } else if (!here || lost) {
+  } else if (!here || screen->is_lost) {
     *start = {QOM_START_BEGINNING, 0, 0, 0};
     started = begin_anew(screen);
   }
   screen->is_lost = !started;
   return started ? QOM_SCREEN_REACHED : QOM_SCREEN_FAILED;
+}
+
+}  // namespace
+
+QomScreenResult start_move(QomScreen *screen, size_t place, QomScreenStart *start) {
+  *start = {QOM_START_HERE, 0, 0, 0};
+  const QomScreenResult result = choose(screen, place, start);
+  if (result != QOM_SCREEN_PAUSED) screen->ahead = {};
+  return result;
 }
 
 }  // namespace qom

@@ -33,6 +33,13 @@ bool out_of_memory(const char *what) {
 
 }  // namespace
 
+int go_on(QomUncompression *uncompression, RecordPtr<QomRecord> *pixels) {
+  QomRecord *made = nullptr;
+  const int result = qom_uncompression_go_on(uncompression, bytes_per_look, &made);
+  pixels->reset(made);
+  return result;
+}
+
 bool Shared::hold(const void *data, size_t size) {
   SharedBytes *held = shared_bytes_hold(data, size, bytes_);
   if (!held) return out_of_memory("a text or a cursor");
@@ -84,6 +91,7 @@ void State::touch() {
 }
 
 void State::leave_record() {
+  offered_.reset();
   uncompression_.reset();
   blocks_.reset();
   offset_ = 0;
@@ -142,19 +150,17 @@ Applied State::uncompress(const QomRecord *compressed, const Pause &pause,
   if (!uncompression_) uncompression_.reset(qom_uncompression_begin(compressed));
   if (!uncompression_) return Applied::failed;
   for (;;) {
-    QomRecord *made = nullptr;
-    const int result = qom_uncompression_go_on(uncompression_.get(), bytes_per_look, &made);
+    const int result = go_on(uncompression_.get(), pixels);
     if (result == 0 && pause.is_due()) return Applied::paused;
     if (result == 0) continue;
     uncompression_.reset();
-    pixels->reset(made);
     return applied(result > 0);
   }
 }
 
 Applied State::draw_compressed(const QomRecord *compressed, const Pause &pause) {
-  RecordPtr<QomRecord> image;
-  const Applied result = uncompress(compressed, pause, &image);
+  RecordPtr<QomRecord> image = std::move(offered_);
+  const Applied result = image ? Applied::whole : uncompress(compressed, pause, &image);
   if (result == Applied::whole) draw(as<QomImage>(image.get()));
   return result;
 }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "base/records.h"
 #include "base/shared_bytes.h"
@@ -67,6 +68,10 @@ struct UncompressionEnd {
 // What applying a record came to.
 enum class Applied { whole, paused, failed };
 
+// Uncompresses a bounded part more. Returns as qom_uncompression_go_on(): 1 with the pixels, 0 when
+// there is more to do, -1 with the reason.
+int go_on(QomUncompression *uncompression, RecordPtr<QomRecord> *pixels);
+
 class State {
  public:
   using Draw = void (*)(void *context, const QomImage *image, const QomPicture *picture);
@@ -83,6 +88,9 @@ class State {
   // the same record goes on. Failed with the reason: the record's pixels cannot be had, its blocks
   // reach past their data (those before stay), its size is not allowed, or memory is short.
   Applied apply(const QomRecord *record, bool more_sizes, const Pause &pause);
+
+  // Gives the pixels of the compressed image that is applied next, which then are not uncompressed.
+  void offer(RecordPtr<QomRecord> pixels) { offered_ = std::move(pixels); }
 
   // Gives the picture the size that changes of the size passed over have left it. False as above.
   bool settle();
@@ -129,6 +137,8 @@ class State {
   std::unique_ptr<QomUncompression, UncompressionEnd> uncompression_;
   RecordPtr<QomImageBlocks> blocks_;
   size_t offset_ = 0;  // bytes of them that are drawn
+
+  RecordPtr<QomRecord> offered_;
 
   // While the picture waits for the last of several changes of the size.
   uint16_t waiting_width_ = 0;  // the screen's size; 0: the picture has it

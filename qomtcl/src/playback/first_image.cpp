@@ -17,6 +17,9 @@ namespace {
    cannot pause, and they are never seen. */
 constexpr size_t kPassedCursors = 16;
 
+/* Bytes of pixels up to which a first image is applied without a pause. */
+constexpr uint32_t kLargePicture = uint32_t{64} << 20;
+
 bool is_first_image(uint8_t type) {
   return type == QOM_COMPRESSED_IMAGE || type == QOM_COMPRESSED_IMAGE_BLOCKS;
 }
@@ -81,14 +84,17 @@ bool first_image_validate(QomView *view, const QomCompressedImage *image) {
   return false;
 }
 
+/* A large picture may take longer than a round; what is wrong with its pixels the move to frame 0
+   tells then. */
 bool first_image_apply(QomView *view, size_t index, const Round &round) {
   if (view->entries[index].type == QOM_COMPRESSED_IMAGE_BLOCKS)
     return run(view, index, index + 1, &round);
   const RecordHandle<QomRecord> record(record_at_index(view, index));
   if (!record) return record_is_unreadable(view);
-  if (!record_process(view, record.get()) ||
-      !first_image_validate(view, reinterpret_cast<const QomCompressedImage *>(record.get())))
-    return false;
+  const auto *image = reinterpret_cast<const QomCompressedImage *>(record.get());
+  if (image->length > kLargePicture)
+    return first_image_validate(view, image) && run(view, index, index + 1, &round);
+  if (!record_process(view, record.get()) || !first_image_validate(view, image)) return false;
   qom_screen_set_place(view->screen, index + 1);
   return true;
 }

@@ -44,15 +44,19 @@ void start_trace(const QomView *view, const QomScreenStart &start) {
 
 /* The texts do not follow the screen here: what a script hears of them does not depend on where
    the picture starts. */
-bool screen_start(QomView *view, size_t to, QomScreenStart *start) {
+RunResult screen_start(QomView *view, size_t to, const Round *round, QomScreenStart *start) {
   const size_t texts = std::exchange(view->progress.texts, SIZE_MAX);
+  view->round = round;
   const QomScreenResult result = qom_screen_start(view->screen, place_of_frame(view, to), start);
+  view->round = nullptr;
   view->progress.texts = texts;
+  if (result == QOM_SCREEN_PAUSED) return RunResult::paused;
   if (start->kind != QOM_START_HERE) {
     view->cursor.changed = true;
     ViewEventuallyRedraw(view);
   }
-  return screen_follow(view) && result == QOM_SCREEN_REACHED;
+  const bool reached = screen_follow(view) && result == QOM_SCREEN_REACHED;
+  return reached ? RunResult::done : RunResult::failed;
 }
 
 /* Frames without records are passed by both ways without one. */
@@ -83,10 +87,11 @@ void beginning_start(QomView *view, const ToldReplay &told, size_t to) {
 
 }  // namespace
 
-bool start_from_known_state(QomView *view, size_t to) {
+RunResult start_from_known_state(QomView *view, size_t to, const Round *round) {
   const ToldReplay told = told_replay(view, to);
   QomScreenStart start = {};
-  if (!screen_start(view, to, &start)) return false;
+  const RunResult result = screen_start(view, to, round, &start);
+  if (result != RunResult::done) return result;
   start_trace(view, start);
   switch (start.kind) {
     case QOM_START_HERE:
@@ -102,5 +107,5 @@ bool start_from_known_state(QomView *view, size_t to) {
       beginning_start(view, told, to);
       break;
   }
-  return true;
+  return result;
 }

@@ -7,14 +7,15 @@
 #ifndef QOMTCL_PLAYBACK_KNOWN_STATE_H
 #define QOMTCL_PLAYBACK_KNOWN_STATE_H
 
-#include "view.h"
+#include "playback/record_run.h"
 
 /*
  * Brings the frame state and current_frame to where a move to the frame `to` (at most
  * number_of_frames) starts; current_frame is not after `to` then. The footer items get the
  * values and marks that told_replay.h tells of. A checkpoint that cannot be applied costs only
- * the time to try it. False when a key frame could not be restored or memory is short.
+ * the time to try it. Paused: the picture of a checkpoint takes long, and all is as it was; failed:
+ * a key frame could not be restored or memory is short.
  */
-bool start_from_known_state(QomView *view, size_t to);
+RunResult start_from_known_state(QomView *view, size_t to, const Round *round);
 
 #endif /* QOMTCL_PLAYBACK_KNOWN_STATE_H */

@@ -70,7 +70,11 @@ int go_to_frame(QomView *view, size_t target) {
   const Round round;
   /* On the way to the first image the view's place is none to start from to elsewhere. */
   if (view->progress.to_first_image && to > 0) place_set(view, 0, 0);
-  if (!view->progress.to_first_image && !start_from_known_state(view, to)) return kMoveError;
+  if (!view->progress.to_first_image) {
+    const RunResult started = start_from_known_state(view, to, &round);
+    if (started == RunResult::failed) return kMoveError;
+    if (started == RunResult::paused) return kMoveReached | kMoveTimeout;
+  }
   const int code = view->progress.to_first_image
                        ? go_to_first_image(view, round)
                        : go_on_from_to(view, view->current_frame, to, round);
