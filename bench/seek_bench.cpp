@@ -1,4 +1,5 @@
-/* Moving to any place of a long recording, beside replaying all of it. */
+/* Moving to any place of a long recording, beside replaying all of it; and the library's screen
+   beside the view that is made of it. */
 
 #include <algorithm>
 #include <cstdio>
@@ -9,6 +10,7 @@
 #include "display/pipeline.h"
 #include "playback/navigation.h"
 #include "playback/stepping.h"
+#include "qom/screen.h"
 #include "ratio.h"
 
 namespace {
@@ -42,9 +44,14 @@ double pass(QomView *view) {
   return seconds_now() - start;
 }
 
+double median_of(std::vector<double> moves) {
+  std::sort(moves.begin(), moves.end());
+  return moves[moves.size() / 2];
+}
+
 void moves_print(const char *name, std::vector<double> moves, double linear) {
   std::sort(moves.begin(), moves.end());
-  const double median = moves[moves.size() / 2];
+  const double median = median_of(moves);
   std::printf("%-46s median %7.2f ms = 1/%-6.0f worst %7.2f ms = 1/%.0f\n", name, 1e3 * median,
               linear / median, 1e3 * moves.back(), linear / moves.back());
 }
@@ -70,6 +77,46 @@ std::vector<double> cold_moves(Tcl_Interp *interp, const std::string &file, int 
   return moves;
 }
 
+/* Moves of the library's screen to the time of a frame. Nothing takes long enough to be paused. */
+class ScreenMoves {
+ public:
+  explicit ScreenMoves(const std::string &file)
+      : reader_(qom_reader_open(file.c_str())), screen_(qom_screen_open(reader_, nullptr)) {}
+  ~ScreenMoves() {
+    qom_screen_close(screen_);
+    qom_reader_close(reader_);
+  }
+  ScreenMoves(const ScreenMoves &) = delete;
+  ScreenMoves &operator=(const ScreenMoves &) = delete;
+
+  double move(size_t frame) {
+    const uint64_t time = qom_info_header(reader_)->timestamp + frame * 100000;
+    const double start = seconds_now();
+    qom_screen_go_to_time(screen_, time);
+    return seconds_now() - start;
+  }
+  void pass() { qom_screen_go(screen_, qom_screen_length(screen_)); }
+
+ private:
+  QomReader *reader_;
+  QomScreen *screen_;
+};
+
+/* The same moves as cold_moves() and random_moves(). */
+std::vector<double> cold_screen_moves(const std::string &file, size_t frames, int count) {
+  std::mt19937 random(5);
+  std::vector<double> moves(static_cast<size_t>(count));
+  for (double &took : moves) took = ScreenMoves(file).move(random() % (frames + 1));
+  return moves;
+}
+
+std::vector<double> random_screen_moves(ScreenMoves &screen, size_t frames, int count) {
+  std::mt19937 random(3);
+  std::vector<double> moves(static_cast<size_t>(count));
+  for (double &took : moves) took = screen.move(random() % (frames + 1));
+  return moves;
+}
+
 void recordings_write(const std::string &file, const std::string &plain) {
   bench::DesktopRecording recording(bench::Activity::day, file, plain);
   for (int i = 1; i <= kPictures; ++i) {
@@ -81,7 +128,7 @@ void recordings_write(const std::string &file, const std::string &plain) {
 }  // namespace
 
 int main(int argc, char *argv[]) {
-  bench::options_read(
+  const bench::Options options = bench::options_read(
       argc, argv,
       "Moves in a recording of eight hours, which takes a few minutes to write to /tmp.");
   Tcl_Interp *interp = bench::interp_start(argv[0]);
@@ -96,9 +143,22 @@ int main(int argc, char *argv[]) {
       kHours, linear);
   moves_print("passed before, no checkpoints", random_moves(view, kMoves), linear);
   bench::evaluate(interp, "destroy .v");
-  moves_print("a fresh view each, with checkpoints", cold_moves(interp, file, kColdMoves), linear);
+  const std::vector<double> cold = cold_moves(interp, file, kColdMoves);
+  moves_print("a fresh view each, with checkpoints", cold, linear);
   view = bench::view_show(interp, file, 1920, 1080);
+  const size_t frames = view->number_of_frames;
   pass(view);
-  moves_print("passed before, with checkpoints", random_moves(view, kMoves), linear);
-  return 0;
+  const std::vector<double> warm = random_moves(view, kMoves);
+  moves_print("passed before, with checkpoints", warm, linear);
+
+  const std::vector<double> cold_screen = cold_screen_moves(file, frames, kColdMoves);
+  ScreenMoves screen(file);
+  screen.pass();
+  const std::vector<double> warm_screen = random_screen_moves(screen, frames, kMoves);
+  bench::Table table(options, "the library's screen beside a view");
+  table.row({"screen: move to a place of 8 hours, fresh", "the view's, fresh"},
+            median_of(cold_screen) / median_of(cold), bench::at_most(1));
+  table.row({"screen: move to a place of 8 hours, passed before", "the view's, passed before"},
+            median_of(warm_screen) / median_of(warm), bench::at_most(1));
+  return table.close();
 }

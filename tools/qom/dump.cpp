@@ -23,6 +23,7 @@ struct Options {
   std::string from;
   std::string to;
   bool text = false;
+  bool utc = false;
 };
 
 // Whether the file ends and not the records: an unreadable record is told and passed over.
@@ -141,6 +142,7 @@ int dump_text(const Recording &recording, const Options &options, Range range, P
 }
 
 int dump(const Options &options) {
+  if (options.utc) use_utc();
   const Recording recording = open_recording(options.file);
   if (!recording) return kUnreadable;
   const Range range = choose(recording, options.from, options.to);
@@ -170,9 +172,10 @@ void add_dump_command(CLI::App &app, int &status) {
       ->check(check_bound)
       ->type_name("POINT");
   command->add_flag("--text", options->text, "print the text form, which `qom make` reads");
+  command->add_flag("--utc", options->utc, "times of the clock are in UTC, not in the local zone");
   command->footer(
       "A POINT is a record's index (123 or #123), a time since the start of the recording (12.5s,\n"
       "2:03, 1:02:03.5 or 1h2m3s), a time of day (@14:03:05) or a date and clock\n"
-      "(\"YYYY-MM-DD HH:MM:SS.mmm\"), both local.");
+      "(\"YYYY-MM-DD HH:MM:SS.mmm\"), both local without --utc.");
   command->callback([options, &status] { status = dump(*options); });
 }
