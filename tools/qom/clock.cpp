@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <charconv>
 #include <cinttypes>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <regex>
 #include <vector>
 
+#include "formatted.h"
 #include "qom/qom.h"
 
 namespace qomtool {
@@ -47,6 +47,12 @@ std::optional<std::tm> local_parts(uint64_t time) {
   return parts;
 }
 
+// The parts by a strftime(3) format.
+std::string formatted_parts(const char *format, const std::tm &parts) {
+  char text[64];
+  return std::string(text, std::strftime(text, sizeof text, format, &parts));
+}
+
 bool has_day(std::tm date) {
   const std::tm written = date;
   // A 31st of February is carried over into March instead of being refused.
@@ -79,27 +85,18 @@ std::vector<uint64_t> occurrences(uint64_t time, int days, uint64_t time_of_day)
 
 std::string local_time(uint64_t time) {
   const std::optional<std::tm> parts = local_parts(time);
-  char text[64];
-  if (!parts) {
-    std::snprintf(text, sizeof text, "%" PRIu64 " s since 1970", time / kSecond);
-    return text;
-  }
-  const size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &*parts);
-  std::snprintf(text + length, sizeof text - length, ".%03u",
-                static_cast<unsigned>(time % kSecond / 1000));
-  return text;
+  if (!parts) return formatted("%" PRIu64 " s since 1970", time / kSecond);
+  return formatted_parts("%Y-%m-%d %H:%M:%S", *parts) +
+         formatted(".%03u", static_cast<unsigned>(time % kSecond / 1000));
 }
 
 std::string exact_time(uint64_t time) {
   const std::optional<std::tm> parts = local_parts(time);
   if (!parts) return local_time(time);
-  char text[64];
-  size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &*parts);
   const long minutes = parts->tm_gmtoff / 60;
-  std::snprintf(text + length, sizeof text - length, ".%06u%c%02ld:%02ld",
-                static_cast<unsigned>(time % kSecond), minutes < 0 ? '-' : '+',
-                std::abs(minutes) / 60, std::abs(minutes) % 60);
-  return text;
+  return formatted_parts("%Y-%m-%dT%H:%M:%S", *parts) +
+         formatted(".%06u%c%02ld:%02ld", static_cast<unsigned>(time % kSecond),
+                   minutes < 0 ? '-' : '+', std::abs(minutes) / 60, std::abs(minutes) % 60);
 }
 
 void use_utc() {
@@ -111,20 +108,17 @@ std::string elapsed_time(uint64_t start, uint64_t time) {
   const uint64_t distance = time < start ? start - time : time - start;
   const uint64_t milliseconds = distance / 1000;
   const uint64_t seconds = milliseconds / 1000;
-  char text[48];
-  std::snprintf(text, sizeof text, "%s%" PRIu64 ":%02u:%02u.%03u", time < start ? "-" : "",
-                seconds / 3600, static_cast<unsigned>(seconds / 60 % 60),
-                static_cast<unsigned>(seconds % 60), static_cast<unsigned>(milliseconds % 1000));
-  return text;
+  return formatted("%s%" PRIu64 ":%02u:%02u.%03u", time < start ? "-" : "", seconds / 3600,
+                   static_cast<unsigned>(seconds / 60 % 60), static_cast<unsigned>(seconds % 60),
+                   static_cast<unsigned>(milliseconds % 1000));
 }
 
 std::string seconds_text(uint64_t microseconds) {
-  char text[48];
-  int length = std::snprintf(text, sizeof text, "%" PRIu64 ".%06u", microseconds / kSecond,
-                             static_cast<unsigned>(microseconds % kSecond));
-  while (text[length - 1] == '0') --length;
-  if (text[length - 1] == '.') --length;
-  return std::string(text, static_cast<size_t>(length));
+  std::string text = formatted("%" PRIu64 ".%06u", microseconds / kSecond,
+                               static_cast<unsigned>(microseconds % kSecond));
+  while (text.back() == '0') text.pop_back();
+  if (text.back() == '.') text.pop_back();
+  return text;
 }
 
 // Without a regular expression: every record of a text has one of these.

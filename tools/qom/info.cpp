@@ -10,6 +10,7 @@
 #include "clock.h"
 #include "commands.h"
 #include "counted.h"
+#include "formatted.h"
 #include "gaps.h"
 #include "origins.h"
 #include "recording.h"
@@ -45,9 +46,7 @@ std::string bytes_text(uint64_t bytes) {
     amount /= 1024;
     ++unit;
   }
-  char text[32];
-  std::snprintf(text, sizeof text, unit ? "%.1f %s" : "%.0f %s", amount, kUnits[unit]);
-  return text;
+  return formatted(unit ? "%.1f %s" : "%.0f %s", amount, kUnits[unit]);
 }
 
 double per_second(uint64_t amount, uint64_t microseconds) {
@@ -108,17 +107,14 @@ void print_times(const Recording &recording, const Summary &summary) {
   line("end", local_time(recording.index[recording.length - 1].timestamp));
   line("duration", elapsed_time(0, summary.duration));
   if (summary.duration > 0) {
-    char rate[64];
-    std::snprintf(rate, sizeof rate, "%.1f records/s, ",
-                  per_second(summary.total.count, summary.duration));
+    const double records = per_second(summary.total.count, summary.duration);
     const double bytes = per_second(summary.total.bytes, summary.duration);
-    line("average rate", rate + bytes_text(static_cast<uint64_t>(bytes)) + "/s");
+    line("average rate",
+         formatted("%.1f records/s, ", records) + bytes_text(static_cast<uint64_t>(bytes)) + "/s");
   }
   if (summary.picture_interval > 0) {
-    char rate[64];
-    std::snprintf(rate, sizeof rate, "%.1f a second while the picture changed",
-                  per_second(1, summary.picture_interval));
-    line("pictures", rate);
+    line("pictures", formatted("%.1f a second while the picture changed",
+                               per_second(1, summary.picture_interval)));
   }
   if (summary.largest_gap > 0) {
     const uint64_t before = recording.index[summary.gap_index].timestamp;
@@ -177,11 +173,9 @@ void print_table(const std::string &path, const Recording &recording, const Summ
   print_times(recording, summary);
   print_gaps(gaps_of(recording.reader.get()), recording.header->timestamp);
   if (info.checkpoint_count) {
-    char share[32];
-    std::snprintf(share, sizeof share, " (%.1f %% of the records)",
-                  percent(info.checkpoint_bytes, info.record_bytes));
-    line("checkpoints",
-         number(info.checkpoint_count) + ", " + bytes_text(info.checkpoint_bytes) + share);
+    line("checkpoints", number(info.checkpoint_count) + ", " + bytes_text(info.checkpoint_bytes) +
+                            formatted(" (%.1f %% of the records)",
+                                      percent(info.checkpoint_bytes, info.record_bytes)));
   } else {
     line("checkpoints", "none");
   }

@@ -27,7 +27,7 @@ struct Options {
 
 struct CloseFile {
   void operator()(std::FILE *file) const {
-    if (file != stdin) std::fclose(file);
+    if (file != stdin) (void)std::fclose(file);  // only read
   }
 };
 using FilePtr = std::unique_ptr<std::FILE, CloseFile>;

@@ -1,8 +1,7 @@
 #include "origins.h"
 
-#include <cstdio>
-
 #include "clock.h"
+#include "formatted.h"
 #include "text/quote.h"
 
 namespace qomtool {
@@ -24,11 +23,7 @@ std::string mask_text(const QomRectangle &mask) {
 
 std::string hash_text(const QomOrigin &origin) {
   std::string text;
-  for (const uint8_t byte : origin.sha256) {
-    char digits[3];
-    std::snprintf(digits, sizeof digits, "%02x", byte);
-    text += digits;
-  }
+  for (const uint8_t byte : origin.sha256) text += formatted("%02x", byte);
   return text;
 }
 

@@ -3,7 +3,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
+
+#include "formatted.h"
 
 namespace qomtool {
 namespace {
@@ -11,12 +14,6 @@ namespace {
 constexpr std::chrono::milliseconds kDelay{1000};
 constexpr std::chrono::milliseconds kInterval{100};
 constexpr int kWidth = 30;  // columns of the bar
-
-std::string formatted(const char *format, double number) {
-  char text[48];
-  std::snprintf(text, sizeof text, format, number);
-  return text;
-}
 
 std::string speed_text(Progress::Unit unit, double per_second) {
   switch (unit) {
@@ -34,11 +31,8 @@ std::string speed_text(Progress::Unit unit, double per_second) {
 // "1:02:03 left"
 std::string left_text(double seconds) {
   constexpr double most = 99 * 3600.0;
-  const auto whole = static_cast<int>(std::min(seconds, most) + 0.5);
-  char text[48];
-  std::snprintf(text, sizeof text, "  %d:%02d:%02d left", whole / 3600, whole / 60 % 60,
-                whole % 60);
-  return text;
+  const long whole = std::lround(std::min(seconds, most));
+  return formatted("  %ld:%02ld:%02ld left", whole / 3600, whole / 60 % 60, whole % 60);
 }
 
 }  // namespace

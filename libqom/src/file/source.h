@@ -56,6 +56,9 @@ class Source {
 
 class File : public Source {
  public:
+  File() = default;
+  File(const File &) = delete;
+  File &operator=(const File &) = delete;
   ~File() override;
 
   // Opens a regular file. False with errno and the reason.

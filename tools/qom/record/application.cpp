@@ -32,7 +32,7 @@ std::string formatted(const std::string &format, const Application &application,
 
 std::string application_text(const std::string &format, const Application &application) {
   bool whole = true;
-  const std::string text = formatted(format, application, &whole);
+  std::string text = formatted(format, application, &whole);
   if (whole) return text;
   return application.window_class.empty() ? application.title : application.window_class;
 }
@@ -191,15 +191,16 @@ std::string ApplicationWatch::window_class(xcb_window_t window) const {
   const Text both = text(window, XCB_ATOM_WM_CLASS);
   const size_t first_end = both.bytes.find('\0');
   if (first_end == std::string::npos) return "";
-  const std::string second = both.bytes.substr(first_end + 1).c_str();
-  return utf8_of(second, both.encoding, both.cut);
+  const size_t begin = first_end + 1;
+  const size_t length = both.bytes.find('\0', begin) - begin;
+  return utf8_of(both.bytes.substr(begin, length), both.encoding, both.cut);
 }
 
 std::string ApplicationWatch::title(xcb_window_t window) const {
   for (const xcb_atom_t name : {utf8_name_atom_, xcb_atom_t{XCB_ATOM_WM_NAME}}) {
     const Text found = text(window, name);
     // Up to a terminator that some programs store with it.
-    const std::string title = utf8_of(found.bytes.c_str(), found.encoding, found.cut);
+    std::string title = utf8_of(found.bytes.c_str(), found.encoding, found.cut);
     if (!title.empty()) return title;
   }
   return "";

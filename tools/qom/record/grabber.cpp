@@ -52,11 +52,12 @@ void Grabber::share_memory(size_t bytes) {
       server_.connection(), xcb_shm_attach_checked(server_.connection(), segment_, id, 0)));
   // Marked for removal at once: it goes when both sides have let go of it, however they end.
   shmctl(id, IPC_RMID, nullptr);
-  can_share_ = !error && !server_.gone() && address != reinterpret_cast<void *>(-1);
+  const bool is_here = reinterpret_cast<intptr_t>(address) != -1;
+  can_share_ = !error && !server_.gone() && is_here;
   if (can_share_) {
     memory_ = static_cast<uint8_t *>(address);
     memory_bytes_ = bytes;
-  } else if (address != reinterpret_cast<void *>(-1)) {
+  } else if (is_here) {
     shmdt(address);
   }
 }

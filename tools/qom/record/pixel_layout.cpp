@@ -68,6 +68,7 @@ std::optional<PixelFormat> format_of_masks(int bits_per_pixel, uint32_t red, uin
 
 std::vector<std::string> recording_format_names() {
   std::vector<std::string> names;
+  names.reserve(formats.size());
   for (const PixelFormat format : formats) names.emplace_back(pixel_format_string(format));
   return names;
 }

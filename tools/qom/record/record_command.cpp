@@ -11,6 +11,7 @@
 #include "commands.h"
 #include "counted.h"
 #include "error.h"
+#include "formatted.h"
 #include "recorder.h"
 #include "recording.h"
 #include "text/quote.h"
@@ -19,6 +20,7 @@ namespace {
 
 using namespace qom::record;
 using qomtool::counted;
+using qomtool::formatted;
 using qomtool::quoted_name;
 
 struct ReaderCloser {
@@ -76,9 +78,8 @@ bool ctrl_c_reaches() {
 std::string until_text(const Options &options) {
   const std::string until = ctrl_c_reaches() ? "until Ctrl-C" : "";
   if (options.duration) {
-    char time[48];
-    std::snprintf(time, sizeof time, "for %.9g s", *options.duration);
-    return until.empty() ? time : std::string(time) + " or " + until;
+    const std::string time = formatted("for %.9g s", *options.duration);
+    return until.empty() ? time : time + " or " + until;
   }
   return until.empty() ? "until \"kill " + std::to_string(getpid()) + '"' : until;
 }
@@ -107,8 +108,8 @@ void print_pace(const Pace &pace) {
       pace.rate_kept(), pace.rate_asked(), static_cast<uintmax_t>(pace.missed()));
 }
 
-int record(const Options &options) {
-  const bool existed = std::filesystem::exists(std::filesystem::symlink_status(options.output));
+// False, with the reason told, when the recording had to be given up.
+bool record_to_the_end(const Options &options) {
   try {
     Recorder recorder(options);
     if (!options.quiet) print_start(options, recorder);
@@ -120,10 +121,16 @@ int record(const Options &options) {
       if (recorder.pace().fell_behind()) print_pace(recorder.pace());
       print_summary(options.output);
     }
-    return qomtool::kGood;
+    return true;
   } catch (const std::exception &error) {
     qomtool::complain(error.what());
   }
+  return false;
+}
+
+int record(const Options &options) {
+  const bool existed = std::filesystem::exists(std::filesystem::symlink_status(options.output));
+  if (record_to_the_end(options)) return qomtool::kGood;
   if (!existed && std::filesystem::exists(options.output)) print_saved(options.output);
   return qomtool::kFailed;
 }

@@ -21,13 +21,14 @@ namespace qom::record {
 
 // The recorder sleeps until the server tells of an event, then until the next frame's time, and
 // then looks at everything at once; when a look takes longer than a frame, the next one follows at
-// once. While nothing happens it only asks with each frame where the pointer is, since a program can
-// move it without an event, and says every few seconds in the recording that it lives.
+// once. While nothing happens it only asks with each frame where the pointer is, since a program
+// can move it without an event, and says every few seconds in the recording that it lives.
 class Recorder {
  public:
   // Opens the display, creates the file and writes the first picture. What happens to the process's
   // signals is said at EndWatch. Throws RecordError.
   explicit Recorder(const Options &options);
+  ~Recorder() = default;
   Recorder(const Recorder &) = delete;
   Recorder &operator=(const Recorder &) = delete;
 

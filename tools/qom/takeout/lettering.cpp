@@ -73,7 +73,7 @@ Lettering::Glyph Lettering::load(char32_t character) {
   Glyph glyph;
   if (FT_Load_Char(face_.get(), character, FT_LOAD_RENDER | FT_LOAD_TARGET_LIGHT) != 0)
     return glyph;
-  const FT_GlyphSlot slot = face_->glyph;
+  const FT_GlyphSlotRec *slot = face_->glyph;
   const FT_Bitmap &bitmap = slot->bitmap;
   glyph.advance = pixels(slot->advance.x);
   glyph.left = slot->bitmap_left;
@@ -96,7 +96,7 @@ uint32_t Lettering::width(std::string_view text) {
 }
 
 std::string Lettering::shortened(std::string_view text, uint32_t width) {
-  const std::string shown = printable(text);
+  std::string shown = printable(text);
   const uint32_t ellipsis = this->width(kEllipsis);
   size_t kept = 0;  // bytes that fit together with an ellipsis
   uint32_t sum = 0;

@@ -29,6 +29,8 @@ class Lettering {
   // `size`: of the font, pixels. Throws LetteringError when the font is missing.
   explicit Lettering(uint32_t size);
   ~Lettering();
+  Lettering(const Lettering &) = delete;
+  Lettering &operator=(const Lettering &) = delete;
 
   // Pixels from the top of the tallest letters to the bottom of the lowest.
   uint32_t height() const { return ascent_ + descent_; }

@@ -74,7 +74,7 @@ class Undisturbed {
   throw OutputError(name, "it exists already (--force replaces it)");
 }
 
-// A descriptor that is closed at the end; negative when it could not be opened.
+// A descriptor that is closed at the end; false when it could not be opened.
 class Descriptor {
  public:
   Descriptor(const std::string &path, int flags) : number_(open(path.c_str(), flags | O_CLOEXEC)) {}
@@ -83,7 +83,8 @@ class Descriptor {
   }
   Descriptor(const Descriptor &) = delete;
   Descriptor &operator=(const Descriptor &) = delete;
-  operator int() const { return number_; }
+  explicit operator bool() const { return number_ >= 0; }
+  int number() const { return number_; }
 
  private:
   int number_;
@@ -143,8 +144,8 @@ OutputFile::OutputFile(const std::string &name, const std::string &source, Exist
   // The umask may have taken from the owner what a folder needs.
   chmod(folder_.c_str(), S_IRWXU);
   create_no_wider_than(source);
-  std::strcpy(unfinished.file, path_.c_str());
-  std::strcpy(unfinished.folder, folder_.c_str());
+  unfinished.file[path_.copy(unfinished.file, sizeof unfinished.file - 1)] = '\0';
+  unfinished.folder[folder_.copy(unfinished.folder, sizeof unfinished.folder - 1)] = '\0';
   unfinished.exists = 1;
   remove_at_endings();
 }
@@ -159,8 +160,8 @@ void OutputFile::keep() {
   const Undisturbed now;
   const Descriptor file(path_, O_RDONLY | O_NOFOLLOW);
   struct stat status;
-  if (file < 0 || fstat(file, &status) != 0 ||
-      fchmod(file, status.st_mode & (S_IRUSR | S_IWUSR)) != 0 || fsync(file) != 0)
+  if (!file || fstat(file.number(), &status) != 0 ||
+      fchmod(file.number(), status.st_mode & (S_IRUSR | S_IWUSR)) != 0 || fsync(file.number()) != 0)
     fail(name_);
   if (existing_ == Existing::refused)
     rename_to_new(path_, name_);
@@ -169,7 +170,7 @@ void OutputFile::keep() {
   // The file is there; a folder that cannot be brought to the disk as well is no reason to
   // complain.
   const Descriptor folder(folder_of(name_), O_RDONLY | O_DIRECTORY);
-  if (folder >= 0) fsync(folder);
+  if (folder) fsync(folder.number());
 }
 
 }  // namespace qomtool

@@ -115,7 +115,7 @@ std::vector<PngText> texts_of(const Source &source, uint64_t time) {
 }
 
 struct CloseFile {
-  void operator()(std::FILE *file) const { std::fclose(file); }
+  void operator()(std::FILE *file) const { (void)std::fclose(file); }  // flushed before
 };
 
 // Writes a file that is new at `path`. Returns what went wrong.

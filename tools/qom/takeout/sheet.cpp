@@ -1,8 +1,8 @@
 #include "sheet.h"
 
 #include <algorithm>
-#include <cstdio>
 
+#include "scaling.h"
 #include "text/quote.h"
 
 namespace qomtool {
@@ -22,15 +22,9 @@ uint32_t letter_size(PictureSize picture) {
 }  // namespace
 
 std::optional<Grid> parse_grid(const std::string &text) {
-  unsigned columns = 0, rows = 0;
-  int used = 0;
-  const bool is_plain = text.find_first_not_of("0123456789x") == std::string::npos;
-  if (!is_plain || text.size() > 7 ||
-      std::sscanf(text.c_str(), "%3ux%3u%n", &columns, &rows, &used) != 2 ||
-      static_cast<size_t>(used) != text.size())
-    return std::nullopt;
-  if (columns == 0 || rows == 0 || columns > kMostInARow || rows > kMostInARow) return std::nullopt;
-  return Grid{columns, rows};
+  const std::optional<PictureSize> sides = parse_size(text);
+  if (!sides || sides->width > kMostInARow || sides->height > kMostInARow) return std::nullopt;
+  return Grid{sides->width, sides->height};
 }
 
 std::string check_grid(const std::string &text) {

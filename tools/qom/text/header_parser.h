@@ -16,6 +16,7 @@ class HeaderParser {
  public:
   // A header with the defaults of docs/text.md and no line seen.
   HeaderParser() { reset(); }
+  ~HeaderParser() = default;
   HeaderParser(const HeaderParser &) = delete;
   HeaderParser &operator=(const HeaderParser &) = delete;
   void reset();

@@ -10,7 +10,7 @@
 namespace qomtool {
 namespace {
 
-constexpr size_t kBufferSize = 64 * 1024;
+constexpr size_t kBufferSize = size_t{64} * 1024;
 constexpr size_t kShownLength = 40;  // bytes of a wrong word that an error repeats
 
 bool is_blank(char c) {
@@ -26,8 +26,8 @@ void skip_blanks(std::string_view &text) {
 constexpr auto kHexadecimalDigits = [] {
   std::array<int8_t, 256> digits{};
   digits.fill(-1);
-  for (int i = 0; i < 10; ++i) digits[size_t('0' + i)] = int8_t(i);
-  for (int i = 0; i < 6; ++i) digits[size_t('a' + i)] = digits[size_t('A' + i)] = int8_t(10 + i);
+  for (size_t i = 0; i < 10; ++i) digits['0' + i] = int8_t(i);
+  for (size_t i = 0; i < 6; ++i) digits['a' + i] = digits['A' + i] = int8_t(10 + i);
   return digits;
 }();
 

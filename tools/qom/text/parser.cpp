@@ -298,7 +298,8 @@ void TextParser::parse_pixels(Words &words, const PixelRows &rows, Content conte
 uint32_t TextParser::parse_pixel(Words &words, const PixelRows &rows, Content content) {
   Words ahead = words;
   const std::string_view word = ahead.word("a pixel or rgb:RR/GG/BB");
-  if (!word.starts_with("rgb:")) return words.hexadecimal("a pixel", rows.bytes_per_pixel * 2);
+  if (!word.starts_with("rgb:"))
+    return words.hexadecimal("a pixel", size_t{2} * rows.bytes_per_pixel);
   words = ahead;
   if (word.size() != 12 || word[6] != '/' || word[9] != '/') words.fail_word("rgb:RR/GG/BB", word);
   uint32_t channels[3];

@@ -22,6 +22,7 @@ class TextParser {
   enum class Item { record, gap, checkpoint_begin, checkpoint_end, end };
 
   explicit TextParser(std::FILE *text);  // borrowed
+  ~TextParser() = default;
   TextParser(const TextParser &) = delete;
   TextParser &operator=(const TextParser &) = delete;
 

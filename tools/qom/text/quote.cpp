@@ -1,9 +1,9 @@
 #include "text/quote.h"
 
 #include <cstdint>
-#include <cstdio>
 
 #include "base/terminal_text.h"
+#include "formatted.h"
 
 namespace qomtool {
 
@@ -13,11 +13,7 @@ using qom::TextPiece;
 namespace {
 
 void append_bytes(std::string &out, std::string_view bytes) {
-  for (char c : bytes) {
-    char text[5];
-    std::snprintf(text, sizeof text, "\\x%02x", static_cast<unsigned>(static_cast<uint8_t>(c)));
-    out += text;
-  }
+  for (char c : bytes) out += formatted("\\x%02x", static_cast<uint8_t>(c));
 }
 
 int hex_digit(char c) {

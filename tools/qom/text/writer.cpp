@@ -11,7 +11,7 @@
 namespace qomtool {
 namespace {
 
-constexpr size_t kFlushSize = 64 * 1024;
+constexpr size_t kFlushSize = size_t{64} * 1024;
 
 PixelRows rows_of(const QomImage &image) {
   return {image.data, image.width, image.height, image.bytes_per_line,
@@ -40,7 +40,7 @@ TextWriter::~TextWriter() {
 }
 
 void TextWriter::flush() {
-  std::fwrite(out_.data(), 1, out_.size(), file_);
+  (void)std::fwrite(out_.data(), 1, out_.size(), file_);
   out_.clear();
 }
 

@@ -25,7 +25,7 @@ Display::Display(std::vector<std::string> command) {
   if (poll(&source, 1, 20000) != 1 || read(pipe_[0], number, sizeof number - 1) <= 0) {
     throw std::runtime_error(command[0] + " does not start");
   }
-  name_ = ":" + std::to_string(std::atoi(number));
+  name_ = ":" + std::to_string(std::strtol(number, nullptr, 10));
   connection_ = xcb_connect(name_.c_str(), nullptr);
   screen_ = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;
   gc_ = xcb_generate_id(connection_);

@@ -179,7 +179,7 @@ TEST_F(Recording, KeepsPixelsOrCutsOffTheLowestBitsOfEachChannel) {
   const struct {
     Texts server;
     PixelFormat recorded;
-    std::string asked = "";  // with --pixel-format; none for the server's own
+    std::string asked = {};  // with --pixel-format; none for the server's own
   } cases[] = {{xvfb, RGB565, "RGB565"},
                {xvfb, BGR565, "BGR565"},
                {xvfb, RGB332, "rgb332"},
@@ -264,13 +264,13 @@ TEST_F(Recording, TellsTheTextsTheApplicationsAndTheInput) {
   EXPECT_TRUE(application_becomes("caf\u00e9"));
   display_->set_property(focused, "WM_CLASS", "STRING", std::string("e\0Editor\0", 9));
   EXPECT_TRUE(application_becomes("caf\u00e9 (Editor) 100%"));
-  EXPECT_EQ(Replay(path).texts.count(QOM_LAST_INPUT), 0u);
+  EXPECT_FALSE(Replay(path).texts.contains(QOM_LAST_INPUT));
   for (int press = 0; press < 20; press++) {
     xcb_test_fake_input(c, XCB_KEY_PRESS, 38, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
     xcb_test_fake_input(c, XCB_KEY_RELEASE, 38, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
   }
   display_->sync();
-  ASSERT_TRUE(eventually([&] { return Replay(path).texts.count(QOM_LAST_INPUT) > 0; }));
+  ASSERT_TRUE(eventually([&] { return Replay(path).texts.contains(QOM_LAST_INPUT); }));
   stop_recorder();
   const Replay end(path);
   EXPECT_EQ(end.texts, (std::map<int, std::string>{{QOM_LAST_INPUT, "ada/Ada L."},
@@ -443,13 +443,13 @@ TEST_F(Recording, RefusesWhatCannotBeRecorded) {
                {{other, "--display", frozen->name(), "--duration", "0.5"}, "no answer came"},
                {{other, "--display", there, "--window", "0x7777777"}, "no such window"},
                {{path, "--display", there}, "File exists"}};
-  for (const auto &[options, reason, trouble] : cases) {
+  for (const auto &one : cases) {
     Texts command{QOM_PROGRAM, "record"};
-    command.insert(command.end(), options.begin(), options.end());
-    Process recorder(command, [&] { preload(trouble); });
-    EXPECT_EQ(recorder.wait(), 1) << reason;
-    EXPECT_TRUE(contains(recorder.output(), reason)) << recorder.output();
-    EXPECT_FALSE(fs::exists(other)) << reason;
+    command.insert(command.end(), one.options.begin(), one.options.end());
+    Process recorder(command, [&] { preload(one.trouble); });
+    EXPECT_EQ(recorder.wait(), 1) << one.reason;
+    EXPECT_TRUE(contains(recorder.output(), one.reason)) << recorder.output();
+    EXPECT_FALSE(fs::exists(other)) << one.reason;
   }
   EXPECT_EQ(fs::file_size(path), 4u);
 }

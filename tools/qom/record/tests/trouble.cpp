@@ -34,12 +34,14 @@ Function *real(Function *, const char *name) {
 
 }  // namespace
 
+/* NOLINTBEGIN(bugprone-macro-parentheses): a type does not stand in parentheses */
 #define REPLY(name)                                                                \
   EXPORT name##_reply_t *name##_reply(xcb_connection_t *c, name##_cookie_t cookie, \
                                       xcb_generic_error_t **error) {               \
     auto *reply = real(name##_reply, #name "_reply")(c, cookie, error);            \
     return changed(reply);                                                         \
   }
+/* NOLINTEND(bugprone-macro-parentheses) */
 
 static xcb_shm_get_image_reply_t *changed(xcb_shm_get_image_reply_t *reply) {
   if (trouble("late")) usleep(130000);
