@@ -235,6 +235,7 @@ double median(std::vector<double> numbers) {
 
 double median_milliseconds(const bench::Work &work, const bench::Options &options) {
   std::vector<double> times;
+  times.reserve(static_cast<size_t>(options.repetitions));
   for (int i = 0; i < options.repetitions; ++i) times.push_back(milliseconds(work));
   return median(times);
 }

@@ -26,6 +26,8 @@ class Session {
  public:
   Session(const uint8_t *data, size_t size);
   ~Session() { unlink(path_.c_str()); }
+  Session(const Session &) = delete;
+  Session &operator=(const Session &) = delete;
 
   void write();
   void compare_all();

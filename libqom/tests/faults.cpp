@@ -77,12 +77,10 @@ static void *count_block(void *memory) {
   return memory;
 }
 
-/* NOLINTBEGIN(bugprone-reserved-identifier): the C library's own names */
 void *__libc_malloc(size_t);
 void *__libc_calloc(size_t, size_t);
 void *__libc_realloc(void *, size_t);
 void __libc_free(void *);
-/* NOLINTEND(bugprone-reserved-identifier) */
 
 void *malloc(size_t size) {
   largest = std::max(largest, size);

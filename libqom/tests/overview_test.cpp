@@ -235,7 +235,7 @@ TEST_F(OverviewTest, TheStripCountsWhatIsNoCheckpoint) {
     EXPECT_EQ(numbers({steps[0].bytes, steps[0].area, steps[0].moves}), "444 100 2 ");
     EXPECT_EQ(numbers({steps[1].bytes, steps[1].area}), "0 0 ");
     EXPECT_EQ(numbers({steps[2048].input, steps[2048].apps}), "1 1 ");
-    EXPECT_EQ(qom_index_entry_area(&entries()[0]), 100u);
+    EXPECT_EQ(qom_index_entry_area(entries().data()), 100u);
   }
 }
 

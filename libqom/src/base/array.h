@@ -63,7 +63,8 @@ class Array {
 
  private:
   bool allocate(size_t capacity) {
-    void *grown = std::realloc(static_cast<void *>(data_), capacity * sizeof(T));
+    const size_t bytes = capacity * sizeof(T);  // NOLINT(bugprone-sizeof-expression): a pointer's
+    void *grown = std::realloc(static_cast<void *>(data_), bytes);
     if (!grown) return false;
     data_ = static_cast<T *>(grown);
     capacity_ = capacity;

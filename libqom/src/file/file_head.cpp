@@ -26,7 +26,7 @@ enum class Outcome {
 constexpr int copy_attempts = 16;
 
 // Read from a source that is far before anything is known of it.
-constexpr uint64_t first_read_bytes = 64 * 1024;
+constexpr uint64_t first_read_bytes = uint64_t{64} * 1024;
 
 // Reads the head that begins at `position`.
 Outcome read_head_at(const Source &source, const Window &window, uint64_t position,

@@ -10,7 +10,7 @@ namespace qom {
 namespace {
 
 // The end of a file that is read at once: of short recordings it has the overview, too.
-constexpr uint64_t tail_bytes = 64 * 1024;
+constexpr uint64_t tail_bytes = uint64_t{64} * 1024;
 
 }  // namespace
 

@@ -13,6 +13,25 @@
 namespace qom {
 namespace {
 
+// The kind of a frame that is told of by it alone.
+QomScanKind plain_kind(uint8_t type) {
+  switch (type) {
+    case frame_index_block:
+    case frame_index_part:
+      return QOM_SCAN_INDEX;
+    case frame_head_copy:
+      return QOM_SCAN_HEAD;
+    case frame_overview:
+      return QOM_SCAN_OVERVIEW;
+    case frame_origin:
+      return QOM_SCAN_ORIGIN;
+    case frame_end_mark:
+      return QOM_SCAN_END;
+    default:
+      return QOM_SCAN_UNKNOWN;
+  }
+}
+
 // One scan over a file: turns what the walker finds into events.
 class Scan {
  public:
@@ -26,6 +45,8 @@ class Scan {
   int visit_frame(const Frame &frame);
   int visit_record(const Frame &frame);
   int visit_structure(const Frame &frame);
+  int visit_checkpoint(const Frame &frame);
+  int visit_not_recorded(const Frame &frame);
   int visit_gap(QomScanKind kind, uint64_t position, uint64_t length, const char *reason);
   QomScanEvent event_of(QomScanKind kind, const Frame &frame) const;
 
@@ -129,67 +150,40 @@ int Scan::visit_record(const Frame &frame) {
   return visit_(context_, &event);
 }
 
-int Scan::visit_structure(const Frame &frame) {
-  switch (frame.head.type) {
-    case frame_checkpoint: {
-      QomScanEvent event = event_of(QOM_SCAN_CHECKPOINT, frame);
-      CheckpointSpan span = {};
-      if (frame.head.stored_length == sizeof span) {
-        const uint8_t *bytes = source_.window->at(frame.position + frame_head_bytes, sizeof span);
-        if (!bytes) return -1;
-        std::memcpy(&span, bytes, sizeof span);
-      }
-      event.count = span.count <= run_ ? span.count : 0;
-      event.first = records_ - event.count;
-      run_ = 0;
-      return visit_(context_, &event);
-    }
-    case frame_index_block:
-    case frame_index_part: {
-      run_ = 0;
-      const QomScanEvent event = event_of(QOM_SCAN_INDEX, frame);
-      return visit_(context_, &event);
-    }
-    case frame_head_copy: {
-      run_ = 0;
-      const QomScanEvent event = event_of(QOM_SCAN_HEAD, frame);
-      return visit_(context_, &event);
-    }
-    case frame_overview: {
-      run_ = 0;
-      const QomScanEvent event = event_of(QOM_SCAN_OVERVIEW, frame);
-      return visit_(context_, &event);
-    }
-    case frame_origin: {
-      run_ = 0;
-      const QomScanEvent event = event_of(QOM_SCAN_ORIGIN, frame);
-      return visit_(context_, &event);
-    }
-    case frame_end_mark: {
-      run_ = 0;
-      const QomScanEvent event = event_of(QOM_SCAN_END, frame);
-      return visit_(context_, &event);
-    }
-    case frame_gap: {
-      run_ = 0;
-      QomGap gap = {};
-      bool good = false;
-      if (frame.head.stored_length == gap_bytes) {
-        const uint8_t *bytes = source_.window->at(frame.position + frame_head_bytes, gap_bytes);
-        if (!bytes) return -1;
-        good = decode_gap(frame.head, bytes, &gap);
-      }
-      gap.record = records_;
-      QomScanEvent event = event_of(good ? QOM_SCAN_GAP : QOM_SCAN_UNKNOWN, frame);
-      if (good) event.gap = &gap;
-      return visit_(context_, &event);
-    }
-    default: {
-      run_ = 0;
-      const QomScanEvent event = event_of(QOM_SCAN_UNKNOWN, frame);
-      return visit_(context_, &event);
-    }
+int Scan::visit_checkpoint(const Frame &frame) {
+  QomScanEvent event = event_of(QOM_SCAN_CHECKPOINT, frame);
+  CheckpointSpan span = {};
+  if (frame.head.stored_length == sizeof span) {
+    const uint8_t *bytes = source_.window->at(frame.position + frame_head_bytes, sizeof span);
+    if (!bytes) return -1;
+    std::memcpy(&span, bytes, sizeof span);
   }
+  event.count = span.count <= run_ ? span.count : 0;
+  event.first = records_ - event.count;
+  run_ = 0;
+  return visit_(context_, &event);
+}
+
+int Scan::visit_not_recorded(const Frame &frame) {
+  QomGap gap = {};
+  bool good = false;
+  if (frame.head.stored_length == gap_bytes) {
+    const uint8_t *bytes = source_.window->at(frame.position + frame_head_bytes, gap_bytes);
+    if (!bytes) return -1;
+    good = decode_gap(frame.head, bytes, &gap);
+  }
+  gap.record = records_;
+  QomScanEvent event = event_of(good ? QOM_SCAN_GAP : QOM_SCAN_UNKNOWN, frame);
+  if (good) event.gap = &gap;
+  return visit_(context_, &event);
+}
+
+int Scan::visit_structure(const Frame &frame) {
+  if (frame.head.type == frame_checkpoint) return visit_checkpoint(frame);
+  run_ = 0;
+  if (frame.head.type == frame_gap) return visit_not_recorded(frame);
+  const QomScanEvent event = event_of(plain_kind(frame.head.type), frame);
+  return visit_(context_, &event);
 }
 
 }  // namespace

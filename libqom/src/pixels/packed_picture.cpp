@@ -268,7 +268,11 @@ struct PackedPicture {
   Tile **tiles() { return reinterpret_cast<Tile **>(this + 1); }
   Tile *const *tiles() const { return reinterpret_cast<Tile *const *>(this + 1); }
 
-  size_t size() const { return sizeof(PackedPicture) + tile_count * sizeof(Tile *); }
+  static size_t size_with(size_t tiles) {
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): pointers are what follows
+    return sizeof(PackedPicture) + tiles * sizeof(Tile *);
+  }
+  size_t size() const { return size_with(tile_count); }
 
   bool fits(const PictureRows &rows) const {
     return width == rows.width && height == rows.height && bytes_per_pixel == rows.bytes_per_pixel;
@@ -286,7 +290,7 @@ using PictureHandle = std::unique_ptr<PackedPicture, ReleasePicture>;
 PictureHandle picture_new(const PictureRows &rows) {
   const size_t count =
       static_cast<size_t>(tiles_across(rows.width)) * static_cast<size_t>(tiles_down(rows.height));
-  const size_t bytes = sizeof(PackedPicture) + count * sizeof(Tile *);
+  const size_t bytes = PackedPicture::size_with(count);
   PictureHandle picture(static_cast<PackedPicture *>(calloc(1, bytes)));
   if (picture) *picture = {rows.width, rows.height, rows.bytes_per_pixel, bytes, count};
   return picture;
@@ -299,7 +303,7 @@ bool each_tile(const PictureRows &rows, Visit visit) {
   const int down = tiles_down(rows.height);
   for (int row = 0; row < down; ++row)
     for (int column = 0; column < across; ++column)
-      if (!visit(static_cast<size_t>(row * across + column), tile_place(rows, column, row)))
+      if (!visit(static_cast<size_t>(row) * across + column, tile_place(rows, column, row)))
         return false;
   return true;
 }

@@ -26,7 +26,10 @@ struct Snapshot {
 
 class Snapshots {
  public:
+  Snapshots() = default;
   ~Snapshots();
+  Snapshots(const Snapshots &) = delete;
+  Snapshots &operator=(const Snapshots &) = delete;
 
   void setup(size_t ceiling, uint64_t spacing) {
     ceiling_ = ceiling;

@@ -16,7 +16,7 @@
 namespace qom {
 
 // Bytes that a state and its snapshots hold together; none at first.
-class Shared {
+class Shared {  // NOLINT(cppcoreguidelines-special-member-functions): operator= moves as well
  public:
   Shared() = default;
   ~Shared() { shared_bytes_release(bytes_); }

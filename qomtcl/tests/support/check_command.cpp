@@ -222,7 +222,7 @@ Tcl_Obj *wrong_with(const QomView *view, const Replay &replay, double largest, X
   if (!view->scaling.on && (view->topleft.x > std::max(0, frame.width() - window->width) ||
                             view->topleft.y > std::max(0, frame.height() - window->height)))
     return Tcl_NewStringObj("scroll position is out of range", -1);
-  for (const Region region : {view->ximage_region, view->pixmap_region, view->exposed_region})
+  for (Region region : {view->ximage_region, view->pixmap_region, view->exposed_region})
     if (region && !XEmptyRegion(region)) return Tcl_NewStringObj("damage is left", -1);
   return difference(window_expected(view, replay, largest, window->width, window->height), window);
 }
