@@ -131,7 +131,7 @@ class Recording {
     bytes_ = py::none();
   }
 
-  py::array_t<uint8_t> at(py::handle moment, bool cursor) {
+  py::array_t<uint8_t> at(const py::object &moment, bool cursor) {
     const uint64_t time = own_time(moment);
     for (PictureSize size = engine_->size();;) {
       py::array_t<uint8_t> rgb({size_t{size.height}, size_t{size.width}, size_t{3}});
@@ -146,7 +146,7 @@ class Recording {
     }
   }
 
-  py::dict texts(py::handle moment) {
+  py::dict texts(const py::object &moment) {
     static constexpr std::array<const char *, QOM_TEXT_COUNT> kNames = {
         "app", "appfmt", "host", "ip", "user", "tfn", "sid", "tid"};
     const uint64_t time = own_time(moment);
@@ -162,7 +162,7 @@ class Recording {
   }
 
   // Before the first picture there is nothing to see, and nothing changes.
-  py::object next_change(py::handle moment, const py::object &rectangle) {
+  py::object next_change(const py::object &moment, const py::object &rectangle) {
     const std::optional<QomRectangle> area = rectangle_of(rectangle);
     const uint64_t before = std::max<uint64_t>(engine_->first(), 1) - 1;
     const uint64_t from = std::max(time(moment), before);
@@ -170,7 +170,7 @@ class Recording {
         apart([&](Engine &engine) { return engine.next_change(from, area ? &*area : nullptr); }));
   }
 
-  py::object previous_change(py::handle moment, const py::object &rectangle) {
+  py::object previous_change(const py::object &moment, const py::object &rectangle) {
     const std::optional<QomRectangle> area = rectangle_of(rectangle);
     const uint64_t from = time(moment);
     return seconds_or_none(apart(
@@ -261,6 +261,7 @@ std::unique_ptr<ChangeIterator> changes_of(py::object self, py::object from, py:
   const Engine &engine = recording.engine();
   const uint64_t begin = from.is_none() ? engine.first() : recording.own_time(from);
   const uint64_t end = to.is_none() ? engine.last() : recording.time(to);
+  if (begin > end) throw py::value_error("the changes are to end behind where they begin");
   return std::make_unique<ChangeIterator>(std::move(self), begin, end);
 }
 
@@ -349,7 +350,8 @@ any more. Threads may use it at once: they take turns, while the interpreter
 goes on. To decode at the same time, open the recording once for each thread.
 
 A recording that was opened by a path can be pickled; the other process opens
-the file again. After os.fork(), open it again in the child.)";
+the file again. A process that was forked while another thread was using the
+recording has to open it again, too.)";
 
 constexpr const char *kAtDoc = R"(at(t, cursor=True)
 
@@ -372,7 +374,7 @@ The texts at a moment, by their names; None where there is none (yet).
 
 >>> rec = qom.open("session.qom")
 >>> rec.texts(60)["app"]
-'APP')";
+'XCalc: Calculator')";
 
 constexpr const char *kChangesDoc = R"(changes(from_=None, to=None)
 
@@ -386,8 +388,10 @@ Iterators neither disturb each other nor other methods. Once the recording is
 closed they raise ValueError.
 
 >>> rec = qom.open("session.qom")
->>> for time, rectangles in rec.changes(to=1):
-...     print(time, rectangles[0]))";
+>>> for time, rectangles in rec.changes(to=4):
+...     print(time, rectangles[0])
+0.0 Rectangle(x=0, y=0, width=1280, height=800)
+3.402465 Rectangle(x=30, y=40, width=606, height=419))";
 
 constexpr const char *kNextDoc = R"(next_change(t, rectangle=None)
 
@@ -397,7 +401,9 @@ What only restates the picture is no change.
 
 >>> rec = qom.open("session.qom")
 >>> rec.next_change(0)
-)";
+3.402465
+>>> rec.next_change(0, (1000, 100, 50, 50))
+24.701875)";
 
 constexpr const char *kPreviousDoc = R"(previous_change(t, rectangle=None)
 
@@ -454,7 +460,9 @@ constexpr const char *kModuleDoc = R"(Recorded desktop sessions: their pictures,
 >>> import qom
 >>> rec = qom.open("session.qom")
 >>> rec.duration
-172.907
+172.89134
+>>> rec.start.isoformat(" ")
+'2026-11-22 23:53:06.658995+00:00'
 >>> rec.at(rec.duration / 2).shape
 (800, 1280, 3)
 
@@ -473,9 +481,9 @@ With strict=True, a picture that damage may have made wrong raises Damaged
 instead of a warning. Raises NotARecording when it is none, OSError when the
 file cannot be read.
 
->>> qom.open(b"something else")
+>>> qom.open("tour.txt")
 Traceback (most recent call last):
-qom.NotARecording: <bytes>: ...)";
+qom.NotARecording: tour.txt: not a recording: it does not begin like one)";
 
 }  // namespace
 
