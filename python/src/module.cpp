@@ -361,7 +361,8 @@ are red, green and blue. The mouse cursor is in it unless cursor is False.
 Times before the first picture are those of the first picture, and times behind
 the end those of the end. Where the recording is damaged, the picture may not be
 what was on the screen: then a DamageWarning is issued, or Damaged is raised
-when the recording was opened with strict=True.
+when the recording was opened with strict=True. To know, a damaged file is read
+as a whole, once.
 
 >>> with qom.open("session.qom") as rec:
 ...     picture = rec.at(60)
@@ -492,6 +493,7 @@ PYBIND11_MODULE(qom, module) {
   options.disable_function_signatures();
   module.doc() = kModuleDoc;
   module.attr("__version__") = QOM_VERSION_TEXT;
+  py::module_::import("numpy");  // rather than with the first picture, in the middle of a program
   define_failures(module);
   define_rectangle(module);
   define_changes(module);
