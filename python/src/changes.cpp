@@ -70,6 +70,7 @@ void Changes::go(uint64_t time) {
   if (qom_screen_picture(screen_, 0, &picture) != 0) fail<Error>(engine_.name());
   QomRectangle areas[kMostRectangles];
   const size_t count = qom_screen_changes(screen_, areas, kMostRectangles);
+  if (qom_screen_has_picture(screen_) == 0) return;  // the first one is a change as a whole
   if (picture.width == width_ && picture.height == height_) {
     for (size_t i = 0; i < count; ++i) compare(picture, areas[i]);
     return;

@@ -78,11 +78,10 @@ class ModuleTest(unittest.TestCase):
         self.chance = random.Random(self.id())
         warnings.simplefilter("error")
 
-    def make(self, pixel_format):
-        file = self.folder / f"{pixel_format}.qom"
-        text = self.folder / "text"
-        text.write_text(session(pixel_format, self.chance), "ascii")
-        run("make", text, file)
+    def make(self, name, text=None):
+        file, source = self.folder / f"{name}.qom", self.folder / "text"
+        source.write_text(text or session(name, self.chance), "ascii")
+        run("make", source, file)
         return file
 
     def moments(self, rec, count):
@@ -132,13 +131,18 @@ class ModuleTest(unittest.TestCase):
         self.assertIsNone(qom.open(SAMPLE).next_change(0, first))
         self.assertIsNone(qom.open(SAMPLE).next_change(0, (2**31 - 1,) * 4))
 
+    def test_what_only_restates_is_no_change(self):
+        text = ("qom-text 1\nscreen 64x48\nformat RGB332\ncompressed-image +1 64x48 0,0 fill 00\n"
+                "checkpoint-begin\nscreen-change +1 64x48\ncompressed-image +0 64x48 0,0 fill 00\n"
+                "checkpoint-end\ncompressed-image-blocks +1\nblock 7x5 3,4 fill ff\n"
+                "block 2x2 60,9 fill 00\nblock 1x1 62,46 fill ff\nend")
+        changes = list(qom.open(self.make("restated", text)).changes())
+        self.assertEqual(changes, [(0, [(0, 0, 64, 48)]), (2, [(3, 4, 7, 5), (62, 46, 1, 1)])])
+
     def test_moments_are_exact_over_years(self):
-        text = self.folder / "text"
-        text.write_text("qom-text 1\nstart 2026-03-02T08:30:00Z\nscreen 1x1\nformat RGB332\n"
-                        "compressed-image +0.000007 1x1 0,0 fill 00\n"
-                        "compressed-image +300000000.123457 1x1 0,0 fill ff\n", "ascii")
-        run("make", text, self.folder / "years.qom")
-        rec = qom.open(self.folder / "years.qom")
+        rec = qom.open(self.make("years", "qom-text 1\nstart 2026-03-02T08:30:00Z\nscreen 1x1\n"
+                                 "format RGB332\ncompressed-image +0.000007 1x1 0,0 fill 00\n"
+                                 "compressed-image +300000000.123457 1x1 0,0 fill ff"))
         step = datetime.timedelta(microseconds=1)
         self.assertEqual(rec.start.isoformat(), "2026-03-02T08:30:00.000007+00:00")
         self.assertEqual(rec.next_change(0), 300000000.123457)
