@@ -3,7 +3,6 @@
 #include <cinttypes>
 #include <cstdio>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "arguments.h"
@@ -12,6 +11,7 @@
 #include "counted.h"
 #include "formatted.h"
 #include "gaps.h"
+#include "info_json.h"
 #include "origins.h"
 #include "recording.h"
 #include "summary.h"
@@ -20,23 +20,11 @@
 namespace {
 
 using namespace qomtool;
-using Json = nlohmann::ordered_json;
 
 struct Options {
   std::string file;
   bool json = false;
 };
-
-const char *state_name(QomReaderState state) {
-  switch (state) {
-    case QOM_STATE_FINISHED:
-      return "finished";
-    case QOM_STATE_UNFINISHED:
-      return "unfinished";
-    default:
-      return "damaged";
-  }
-}
 
 std::string bytes_text(uint64_t bytes) {
   static constexpr const char *kUnits[] = {"B", "KiB", "MiB", "GiB", "TiB"};
@@ -47,11 +35,6 @@ std::string bytes_text(uint64_t bytes) {
     ++unit;
   }
   return formatted(unit ? "%.1f %s" : "%.0f %s", amount, kUnits[unit]);
-}
-
-double per_second(uint64_t amount, uint64_t microseconds) {
-  return static_cast<double>(amount) * static_cast<double>(kSecond) /
-         static_cast<double>(microseconds);
 }
 
 double percent(uint64_t part, uint64_t whole) {
@@ -183,120 +166,21 @@ void print_table(const std::string &path, const Recording &recording, const Summ
   print_types(summary);
 }
 
-Json json_text(const char *text) {
-  return text ? Json(text) : Json(nullptr);
-}
-
-Json json_header(const QomHeader &header) {
-  Json palette = Json::array();
-  for (size_t i = 0; i < header.palette_size; ++i) {
-    const RgbValue &entry = header.palette[i];
-    palette.push_back({entry.red, entry.green, entry.blue});
-  }
-  return {{"start_us", header.timestamp},
-          {"width", header.width},
-          {"height", header.height},
-          {"depth", header.depth},
-          {"pixel_format", pixel_format_string(header.pixel_format)},
-          {"scanline_pad", header.scanline_pad},
-          {"palette", palette},
-          {"min_keycode", header.min_keycode},
-          {"max_keycode", header.max_keycode},
-          {"user", json_text(header.user)},
-          {"tfn", json_text(header.tfn)}};
-}
-
-Json json_records(const Summary &summary) {
-  Json types = Json::object();
-  for (size_t i = 0; i < summary.types.size(); ++i) {
-    const TypeSummary &type = summary.types[i];
-    if (type.count == 0) continue;
-    types[record_name(static_cast<QomRecordType>(i))] = {{"count", type.count},
-                                                         {"bytes", type.bytes}};
-  }
-  return {{"count", summary.total.count}, {"bytes", summary.total.bytes}, {"types", types}};
-}
-
-Json json_state(const QomReaderInfo &info) {
-  return {{"state", state_name(info.state)},
-          {"head_recovered", info.head_recovered != 0},
-          {"file_bytes", info.file_size},
-          {"torn_bytes", info.torn_bytes},
-          {"damaged_bytes", info.damaged_bytes},
-          {"damaged_at", info.damaged_at < 0 ? Json(nullptr) : Json(info.damaged_at)},
-          {"times_raised", info.times_raised},
-          {"unknown_records", info.unknown_records}};
-}
-
-Json json_gap(const Recording &recording, const Summary &summary) {
-  if (summary.largest_gap == 0) return nullptr;
-  return {{"us", summary.largest_gap},
-          {"after_record", summary.gap_index},
-          {"at_us", recording.index[summary.gap_index].timestamp}};
-}
-
-Json json_gaps(std::span<const QomGap> gaps) {
-  Json all = Json::array();
-  for (const QomGap &gap : gaps) {
-    all.push_back({{"begin_us", gap.begin},
-                   {"end_us", gap.end},
-                   {"reason", gap_reason(gap.reason)},
-                   {"clock_ahead_us", gap.clock_offset},
-                   {"before_record", gap.record}});
-  }
-  return all;
-}
-
-Json json_origins(std::span<const QomOrigin> origins) {
-  Json all = Json::array();
-  for (const QomOrigin &origin : origins) {
-    Json masks = Json::array();
-    for (const QomRectangle &mask : masks_of(origin)) masks.push_back(mask_text(mask));
-    all.push_back({{"file", json_text(origin.name)},
-                   {"file_bytes", origin.size},
-                   {"sha256", origin.has_sha256 ? Json(hash_text(origin)) : Json(nullptr)},
-                   {"start_us", origin.start},
-                   {"begin_us", origin.begin},
-                   {"end_us", origin.end},
-                   {"masks", masks},
-                   {"lost_places", origin.lost},
-                   {"sure_at_begin", origin.untrusted == 0}});
-  }
-  return all;
-}
-
-void print_json(const std::string &path, const Recording &recording, const Summary &summary) {
-  const QomReaderInfo &info = recording.info;
-  Json json = {{"file", path},
-               {"format", {{"major", info.major_version}, {"minor", info.minor_version}}}};
-  json.update(json_state(info));
-  json["header"] = json_header(*recording.header);
-  json["duration_us"] = summary.duration;
-  json["records"] = json_records(summary);
-  const bool rate = summary.duration > 0;
-  json["records_per_second"] =
-      rate ? Json(per_second(summary.total.count, summary.duration)) : Json();
-  json["bytes_per_second"] =
-      rate ? Json(per_second(summary.total.bytes, summary.duration)) : Json();
-  json["pictures_per_second"] =
-      summary.picture_interval ? Json(per_second(1, summary.picture_interval)) : Json();
-  json["largest_gap"] = json_gap(recording, summary);
-  json["not_recorded"] = json_gaps(gaps_of(recording.reader.get()));
-  json["cut_out_of"] = json_origins(origins_of(recording.reader.get()));
-  json["checkpoints"] = {{"count", info.checkpoint_count}, {"bytes", info.checkpoint_bytes}};
-  // Plain ASCII, so that no text of the recording can steer a terminal; bytes that are no UTF-8
-  // become replacement characters.
-  std::puts(json.dump(2, ' ', true, Json::error_handler_t::replace).c_str());
+// Plain ASCII, so that no text of the recording can steer a terminal; bytes that are no UTF-8
+// become replacement characters.
+void print_json(const std::string &path, const Recording &recording) {
+  nlohmann::ordered_json json = {{"file", path}};
+  json.update(info_json(recording));
+  std::puts(json.dump(2, ' ', true, nlohmann::json::error_handler_t::replace).c_str());
 }
 
 int info(const Options &options) {
   const Recording recording = open_recording(options.file);
   if (!recording) return kUnreadable;
-  const Summary summary = summarise(recording);
   if (options.json)
-    print_json(options.file, recording, summary);
+    print_json(options.file, recording);
   else
-    print_table(options.file, recording, summary);
+    print_table(options.file, recording, summarise(recording));
   return kGood;
 }
 

@@ -1,11 +1,21 @@
 #include "recording.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
 
 #include "text/quote.h"
 
 namespace qomtool {
 namespace {
+
+bool is_of_first_picture(const QomIndexEntry &entry) {
+  return entry.type == QOM_COMPRESSED_IMAGE || entry.type == QOM_COMPRESSED_IMAGE_BLOCKS;
+}
+
+bool is_image(const QomIndexEntry &entry) {
+  return entry.type == QOM_IMAGE;
+}
 
 std::string fault_of_blocks(const QomImageBlocks &blocks, const QomHeader *header) {
   QomImage image;
@@ -27,11 +37,13 @@ void complain(const std::string &what) {
   std::fprintf(stderr, "qom: %s\n", printable(what).c_str());
 }
 
-Recording open_recording(const std::string &path) {
+Recording recording_of(ReaderPtr reader) {
   Recording recording;
-  ReaderPtr reader(qom_reader_open(path.c_str()));
-  if (!reader || qom_reader_info(reader.get(), &recording.info) != 0) {
-    complain(path, qom_reader_error());
+  if (!reader) return recording;
+  if (qom_reader_info(reader.get(), &recording.info) != 0) {
+    const int why = errno;
+    reader.reset();
+    errno = why;
     return recording;
   }
   recording.header = qom_info_header(reader.get());
@@ -39,6 +51,30 @@ Recording open_recording(const std::string &path) {
   recording.length = qom_reader_index_length(reader.get());
   recording.reader = std::move(reader);
   return recording;
+}
+
+Recording open_recording(const std::string &path) {
+  Recording recording = recording_of(ReaderPtr(qom_reader_open(path.c_str())));
+  if (!recording) complain(path, qom_reader_error());
+  return recording;
+}
+
+const QomIndexEntry *first_picture(const Recording &recording) {
+  const QomIndexEntry *end = recording.index + recording.length;
+  const QomIndexEntry *found = std::find_if(recording.index, end, is_of_first_picture);
+  if (found == end) found = std::find_if(recording.index, end, is_image);
+  return found == end ? nullptr : found;
+}
+
+const char *state_name(QomReaderState state) {
+  switch (state) {
+    case QOM_STATE_FINISHED:
+      return "finished";
+    case QOM_STATE_UNFINISHED:
+      return "unfinished";
+    default:
+      return "damaged";
+  }
 }
 
 std::string fault_of(const QomRecord *record, const QomHeader *header) {

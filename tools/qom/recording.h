@@ -26,8 +26,19 @@ struct Recording {
   explicit operator bool() const { return reader != nullptr; }
 };
 
+// The recording of a reader, with its index; a null reader, with the reason in qom_reader_error()
+// and errno, when that cannot be read.
+Recording recording_of(ReaderPtr reader);
+
 // Opens the recording and builds its index; complains when that fails.
 Recording open_recording(const std::string &path);
+
+// The picture from which the viewer counts times; a recording that it cannot show may have plain
+// images. Null when there is none.
+const QomIndexEntry *first_picture(const Recording &recording);
+
+// "finished", "unfinished" or "damaged".
+const char *state_name(QomReaderState state);
 
 // Why a record's pixels cannot be decoded; empty when they can, or when the record has none.
 std::string fault_of(const QomRecord *record, const QomHeader *header);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "clock.h"
+
 namespace qomtool {
 namespace {
 
@@ -56,6 +58,11 @@ Summary summarise(const Recording &recording) {
   }
   summary.picture_interval = picture_interval(recording);
   return summary;
+}
+
+double per_second(uint64_t amount, uint64_t microseconds) {
+  return static_cast<double>(amount) * static_cast<double>(kSecond) /
+         static_cast<double>(microseconds);
 }
 
 }  // namespace qomtool

@@ -26,4 +26,7 @@ struct Summary {
 
 Summary summarise(const Recording &recording);
 
+// How many come in a second on the average; `microseconds` is above 0.
+double per_second(uint64_t amount, uint64_t microseconds);
+
 }  // namespace qomtool

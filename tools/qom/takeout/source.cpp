@@ -9,22 +9,6 @@
 namespace qomtool {
 namespace {
 
-bool is_of_first_picture(const QomIndexEntry &entry) {
-  return entry.type == QOM_COMPRESSED_IMAGE || entry.type == QOM_COMPRESSED_IMAGE_BLOCKS;
-}
-
-bool is_image(const QomIndexEntry &entry) {
-  return entry.type == QOM_IMAGE;
-}
-
-// Where the viewer's times begin; a recording that it cannot show may have plain images.
-const QomIndexEntry *first_picture(const Recording &recording) {
-  const QomIndexEntry *end = recording.index + recording.length;
-  const QomIndexEntry *found = std::find_if(recording.index, end, is_of_first_picture);
-  if (found == end) found = std::find_if(recording.index, end, is_image);
-  return found == end ? nullptr : found;
-}
-
 int update(void *progress, uint64_t bytes) {
   static_cast<Progress *>(progress)->update(bytes);
   return 0;
