@@ -70,6 +70,7 @@ int run(int argc, char **argv) {
   add_make_command(app, status);
   add_record_command(app, status);
   add_picture_command(app, status);
+  add_export_command(app, status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {

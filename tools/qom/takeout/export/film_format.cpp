@@ -1,0 +1,72 @@
+#include "film_format.h"
+
+#include "text/quote.h"
+
+namespace qomtool {
+namespace {
+
+using Words = std::vector<std::string>;
+
+struct Kind {
+  const char *ending;
+  std::optional<FilmFormat> usual;
+  std::optional<FilmFormat> lossless;
+};
+
+Words operator+(Words all, const Words &more) {
+  all.insert(all.end(), more.begin(), more.end());
+  return all;
+}
+
+const std::vector<Kind> &kinds() {
+  static const Words colours = {"-color_range", "tv",    "-color_primaries", "bt709",
+                                "-color_trc",   "bt709", "-colorspace",      "bt709"};
+  // Players get by without pictures that refer to later ones, whose times would have to be known
+  // before stillness has ended.
+  static const Words h264 = {"-c:v", "libx264", "-preset", "veryfast", "-crf", "20", "-bf", "0"};
+  static const Words exact_h264 = {"-c:v", "libx264rgb", "-preset", "veryfast",
+                                   "-qp",  "0",          "-bf",     "0"};
+  static const Words vp9 = {"-c:v",          "libvpx-vp9", "-deadline",      "realtime",
+                            "-cpu-used",     "8",          "-row-mt",        "1",
+                            "-tune-content", "screen",     "-lag-in-frames", "0"};
+  static const Words mp4 = {"-movflags", "+faststart", "-f", "mp4"};
+  static const Words webm = {"-f", "webm"};
+  static const Words mkv = {"-f", "matroska"};
+  static const Words gif = {"-filter_complex",
+                            "split[a][b];[a]palettegen=stats_mode=single[p];[b][p]paletteuse=new=1:"
+                            "dither=none",
+                            "-f", "gif"};
+  const auto yuv = [](Words options) {
+    return FilmFormat{RawPixels::yuv420p, std::move(options), false};
+  };
+  const auto rgb = [](Words options) {
+    return FilmFormat{RawPixels::rgb, std::move(options), true};
+  };
+  static const std::vector<Kind> all = {
+      {"mp4", yuv(h264 + colours + mp4), rgb(exact_h264 + mp4)},
+      {"webm", yuv(vp9 + Words{"-crf", "24", "-b:v", "0"} + colours + webm),
+       rgb(vp9 + Words{"-lossless", "1", "-pix_fmt", "gbrp"} + webm)},
+      {"mkv", rgb(exact_h264 + mkv), rgb(exact_h264 + mkv)},
+      {"gif", rgb(gif), std::nullopt}};
+  return all;
+}
+
+const Kind *kind_of(const std::string &name) {
+  for (const Kind &kind : kinds())
+    if (name.ends_with(std::string(".") + kind.ending)) return &kind;
+  return nullptr;
+}
+
+}  // namespace
+
+std::string check_film_name(const std::string &name) {
+  if (kind_of(name)) return "";
+  return quoted(name) + " tells no kind of film: its ending may be .mp4, .webm, .mkv or .gif";
+}
+
+std::optional<FilmFormat> film_format(const std::string &name, bool lossless) {
+  const Kind *kind = kind_of(name);
+  return lossless ? kind->lossless : kind->usual;
+}
+
+}  // namespace qomtool
