@@ -3,9 +3,9 @@
 namespace qomtool {
 namespace {
 
-constexpr const char *kKeyEvery = "expr:if(isnan(prev_forced_t),1,gte(t,prev_forced_t+10))";
+constexpr const char *kKeyEvery = "expr:if(isnan(prev_forced_t),1,gte(t,prev_forced_t+20))";
 
-// The pictures get into the film with their times, and every ten seconds of changes there is one
+// The pictures get into the film with their times, and every twenty seconds of changes there is one
 // that players can begin with.
 std::vector<std::string> options_of(const FilmFormat &format, uint32_t ticks) {
   std::vector<std::string> options = {"-fps_mode",         "passthrough",
