@@ -3,18 +3,6 @@
 namespace qomtool {
 namespace {
 
-constexpr const char *kKeyEvery = "expr:if(isnan(prev_forced_t),1,gte(t,prev_forced_t+20))";
-
-// The pictures get into the film with their times, and every twenty seconds of changes there is one
-// that players can begin with.
-std::vector<std::string> options_of(const FilmFormat &format, uint32_t ticks) {
-  std::vector<std::string> options = {"-fps_mode",         "passthrough",
-                                      "-enc_time_base",    "1:" + std::to_string(ticks),
-                                      "-force_key_frames", kKeyEvery};
-  options.insert(options.end(), format.options.begin(), format.options.end());
-  return options;
-}
-
 std::span<const uint8_t> bytes_of(const std::string &text) {
   return {reinterpret_cast<const uint8_t *>(text.data()), text.size()};
 }
@@ -22,7 +10,7 @@ std::span<const uint8_t> bytes_of(const std::string &text) {
 }  // namespace
 
 Encoding::Encoding(const FilmFormat &format, PictureSize size, uint32_t ticks, OutputFile *output)
-    : ticks_(ticks), ffmpeg_(options_of(format, ticks), output) {
+    : ticks_(ticks), ffmpeg_(format.options, output) {
   if (format.pixels == RawPixels::yuv420p) yuv_.emplace(size);
   ffmpeg_.write(qomtool::bytes_of(raw_film_head(size, format.pixels, 1'000'000'000 / ticks)));
 }

@@ -52,8 +52,9 @@ FilmWishes wishes_of(const Options &options, const Source &source) {
 
 int export_film(const Options &options) {
   return take_out(options, [&options](Source &source) {
-    write_film(source, wishes_of(options, source), *film_format(options.out, options.lossless),
-               options.out, options.existing());
+    write_film(source, wishes_of(options, source),
+               *film_format(options.out, options.lossless, options.fps), options.out,
+               options.existing());
   });
 }
 
@@ -93,7 +94,7 @@ void add_export_command(CLI::App &app, int &status) {
       "A time T is one since the first picture (90, 90.5, 1:30, 1:02:03.5, 1h2m3s), a time of day\n"
       "(@14:03:05), a date and clock (\"2026-11-22 14:03:05\"), or that of a record (#123).");
   command->callback([options, &status] {
-    if (!film_format(options->out, options->lossless))
+    if (!film_format(options->out, options->lossless, options->fps))
       throw CLI::ValidationError("a GIF has 256 colours at most: it cannot be --lossless", kUsage);
     status = export_film(*options);
   });

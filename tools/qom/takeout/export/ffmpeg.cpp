@@ -91,9 +91,9 @@ Ffmpeg::Ffmpeg(const std::vector<std::string> &options, OutputFile *output) : ou
   std::signal(SIGPIPE, SIG_IGN);  // writing to an ffmpeg that has ended is an error
   words_.reset(memfd_create("ffmpeg", MFD_CLOEXEC));
   if (words_ < 0) fail_with(errno);
-  std::vector<std::string> words = {kProgram, "-nostdin", "-hide_banner", "-loglevel",
-                                    "error",  "-n",       "-probesize",   "32",
-                                    "-f",     "matroska", "-i",           "pipe:0"};
+  std::vector<std::string> words = {kProgram,   "-nostdin", "-hide_banner", "-loglevel", "error",
+                                    "-xerror",  "-n",       "-probesize",   "32",        "-f",
+                                    "matroska", "-i",       "pipe:0"};
   words.insert(words.end(), options.begin(), options.end());
   words.push_back("file:" + output->path());
   start(words);
@@ -152,7 +152,8 @@ void Ffmpeg::write(std::span<const uint8_t> bytes) {
 void Ffmpeg::finish() {
   pipe_.reset(-1);
   const int status = wait();
-  if (status != 0) fail_after(status);
+  // Of what fails when it closes the file it may only speak.
+  if (status != 0 || !known_fault(last_words()).empty()) fail_after(status);
 }
 
 // It does not read any more.

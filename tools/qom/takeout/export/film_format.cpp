@@ -18,6 +18,14 @@ Words operator+(Words all, const Words &more) {
   return all;
 }
 
+// The pictures get into the film with their times, and every twenty seconds of changes there is one
+// that players can begin with.
+Words timing(uint32_t ticks) {
+  return {"-fps_mode",         "passthrough",
+          "-enc_time_base",    "1:" + std::to_string(ticks),
+          "-force_key_frames", "expr:if(isnan(prev_forced_t),1,gte(t,prev_forced_t+20))"};
+}
+
 const std::vector<Kind> &kinds() {
   static const Words colours = {"-color_range", "tv",    "-color_primaries", "bt709",
                                 "-color_trc",   "bt709", "-colorspace",      "bt709"};
@@ -38,12 +46,8 @@ const std::vector<Kind> &kinds() {
                             "split[a][b];[a]palettegen=stats_mode=single[p];[b][p]paletteuse=new=1:"
                             "dither=none",
                             "-f", "gif"};
-  const auto yuv = [](Words options) {
-    return FilmFormat{RawPixels::yuv420p, std::move(options), false};
-  };
-  const auto rgb = [](Words options) {
-    return FilmFormat{RawPixels::rgb, std::move(options), true};
-  };
+  const auto yuv = [](Words options) { return FilmFormat{RawPixels::yuv420p, std::move(options)}; };
+  const auto rgb = [](Words options) { return FilmFormat{RawPixels::rgb, std::move(options)}; };
   static const std::vector<Kind> all = {
       {"mp4", yuv(h264 + colours + mp4), rgb(exact_h264 + mp4)},
       {"webm", yuv(vp9 + Words{"-crf", "24", "-b:v", "0"} + colours + webm),
@@ -66,9 +70,14 @@ std::string check_film_name(const std::string &name) {
   return quoted(name) + " tells no kind of film: its ending may be .mp4, .webm, .mkv or .gif";
 }
 
-std::optional<FilmFormat> film_format(const std::string &name, bool lossless) {
+std::optional<FilmFormat> film_format(const std::string &name, bool lossless, uint32_t ticks) {
   const Kind *kind = kind_of(name);
-  return lossless ? kind->lossless : kind->usual;
+  std::optional<FilmFormat> format = lossless ? kind->lossless : kind->usual;
+  if (!format) return std::nullopt;
+  format->options = timing(ticks) + format->options;
+  if (kind->ending == std::string("gif"))  // the last picture would last as long as the one before
+    format->options = format->options + Words{"-final_delay", std::to_string(100 / ticks)};
+  return format;
 }
 
 }  // namespace qomtool

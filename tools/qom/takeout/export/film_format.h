@@ -13,14 +13,14 @@ namespace qomtool {
 struct FilmFormat {
   RawPixels pixels;                  // that ffmpeg gets
   std::vector<std::string> options;  // with which it makes the file of them
-  bool exact;                        // the film's pixels are those that it gets
 };
 
 // For the command line: an empty text when the ending of a name tells a kind of film, otherwise
 // what is wrong with it.
 std::string check_film_name(const std::string &name);
 
-// The format of a name that is good; nothing when this kind cannot be `lossless`.
-std::optional<FilmFormat> film_format(const std::string &name, bool lossless);
+// The format of a name that is good, for pictures that are shown from ticks on, of which a second
+// has so many; nothing when this kind cannot be `lossless`.
+std::optional<FilmFormat> film_format(const std::string &name, bool lossless, uint32_t ticks);
 
 }  // namespace qomtool
