@@ -70,8 +70,9 @@ double median(std::vector<double> values) {
 
 /* What ffmpeg is told for a film like those of qom. */
 std::string encoding() {
+  const auto format = qomtool::film_format("film.mp4", false, 10);
   std::string words;
-  for (const std::string &word : qomtool::film_format("film.mp4", false, 10)->options)
+  for (const std::string &word : format->options)
     words += " '" + word + '\'';
   return words;
 }

@@ -52,8 +52,8 @@ int refuse(const CLI::App &app, const CLI::ParseError &error, const char *first)
 
 int run(int argc, char **argv) {
   CLI::App app(
-      "Records, inspects, checks, repairs, makes and takes pictures of recordings of desktop "
-      "sessions",
+      "Records, inspects, checks, repairs, makes, takes pictures and makes films of recordings of "
+      "desktop sessions",
       "qom");
   app.formatter(std::make_shared<HelpFormatter>());
   app.set_version_flag("--version", version_text());
