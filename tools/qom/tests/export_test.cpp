@@ -9,6 +9,7 @@
 
 #include "clock.h"
 #include "program.h"
+#include "scaling.h"
 #include "session.h"
 #include "source.h"
 #include "takeout/export/timeline.h"
@@ -88,7 +89,7 @@ class Export : public ProgramTest {
   }
 
   void write_random(unsigned seed, PixelFormat format);
-  void compare(const std::string &recording, bool with_cursor);
+  void compare(const std::string &recording, Texts options);
 
   const std::string path_ = getenv("PATH");
 };
@@ -104,17 +105,21 @@ void Export::write_random(unsigned seed, PixelFormat format) {
   write(header, records);
 }
 
-// At every tick of the film, its picture is that of the recording, in the middle of the largest.
-void Export::compare(const std::string &recording, bool with_cursor) {
-  Texts options = {"--lossless", "--fps", std::to_string(kTicks), "--force"};
-  if (!with_cursor) options.push_back("--no-cursor");
+// At every tick of a lossless film, its picture is that of the recording, in the middle of the
+// largest.
+void Export::compare(const std::string &recording, Texts options) {
+  const bool with_cursor = options.empty() || options.front() != "--no-cursor";
+  const bool is_scaled = !options.empty() && options.front() == "--size";
+  for (const char *more : {"--lossless", "--force", "--fps", "50"}) options.push_back(more);
   const Outcome made = film(recording, "film.mkv", options);
   ASSERT_EQ(made.status, 0) << made.err;
   const std::string frames = pictures_of(file("film.mkv"));
   const std::vector<uint64_t> ticks = ticks_of(file("film.mkv"), kTicks);
-  const std::string size = probed(file("film.mkv"), "stream=width,height");
-  const size_t width = std::stoul(size), height = std::stoul(size.substr(size.find(',') + 1));
-  ASSERT_EQ(frames.size(), ticks.size() * width * height * 3);
+  const std::string sides = probed(file("film.mkv"), "stream=width,height");
+  PictureSize size = {0, 0};
+  ASSERT_EQ(std::sscanf(sides.c_str(), "%u,%u", &size.width, &size.height), 2);
+  RgbImage expected(size);
+  ASSERT_EQ(frames.size(), ticks.size() * expected.pixels.size());
 
   Source source(file(recording), open_recording(file(recording)));
   const uint64_t length = source.all().to - source.all().from;
@@ -128,11 +133,13 @@ void Export::compare(const std::string &recording, bool with_cursor) {
     doubtful |= !source.is_trusted(time);
     QomPicture picture;
     ASSERT_EQ(qom_screen_picture(source.screen(), with_cursor, &picture), 0);
-    std::string expected(width * height * 3, '\0');
-    const size_t left = (width - picture.width) / 2, top = (height - picture.height) / 2;
-    qom_picture_rgb(&picture, {0, 0, picture.width, picture.height},
-                    reinterpret_cast<uint8_t *>(&expected[(top * width + left) * 3]), width * 3);
-    differ += expected != frames.substr(shown * expected.size(), expected.size());
+    RgbImage image = rgb_of(picture);
+    if (is_scaled) image = scaled(image, fitted(image.size, size));
+    expected = RgbImage(size);
+    place(image, (size.width - image.size.width) / 2, (size.height - image.size.height) / 2,
+          &expected);
+    differ += std::memcmp(expected.pixels.data(), &frames[shown * expected.pixels.size()],
+                          expected.pixels.size()) != 0;
   }
   EXPECT_EQ(differ, 0u) << "of " << ticks.back() + 1;
   EXPECT_EQ(contains(made.err, "these parts of the film need not be"), doubtful) << made.err;
@@ -190,17 +197,17 @@ TEST_F(Export, LosslessFilmsHaveThePicturesOfTheRecording) {
   const std::string name = path.substr(path.rfind('/') + 1);
   for (const auto &[seed, format] : {std::pair{1u, xRGB8888}, {2u, RGB565}, {3u, BGR233}}) {
     write_random(seed, format);
-    compare(name, true);
-    compare(name, false);
+    compare(name, {});
+    compare(name, seed == 1 ? Texts{"--no-cursor"} : Texts{"--size", "50x70"});
   }
   // A record that is damaged, and one that is cut off.
   Bytes bytes = contents();
   const std::vector<QomIndexEntry> all = entries();
   bytes[static_cast<size_t>(all[all.size() / 3].position) + 40] ^= 1;
   put(bytes);
-  compare(name, true);
+  compare(name, {});
   truncate(static_cast<size_t>(all[all.size() * 2 / 3].position) + 5);
-  compare(name, true);
+  compare(name, {});
 }
 
 TEST_F(Export, StillnessCostsNothingAndTheEndIsShown) {
@@ -269,7 +276,7 @@ TEST_F(Export, WhatGoesWrongIsToldAndLeavesNothing) {
       {"long", {}, nullptr, 1, "long: it is too long for a film, 25000:00:00"},
       {"small", {"--speed", "0"}, nullptr, 2, "\"0\" is no speed"},
       {"small", {"--speed", "nan"}, nullptr, 2, "is no speed"},
-      {"small", {"--fps", "61"}, nullptr, 2, "61"},
+      {"small", {"--fps", "61"}, nullptr, 2, "is no number of pictures"},
       {"small", {"--skip-idle", "0"}, nullptr, 2, "is not a length of time"},
       {"small", {"--size", "80x10", "--clock"}, nullptr, 1, "--size has no room"},
       {"small", {"--from", "2", "--to", "1"}, nullptr, 1, "is behind --to"},

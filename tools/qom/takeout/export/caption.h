@@ -25,7 +25,6 @@ class Caption {
   Caption(Wishes wishes, uint32_t rows);
 
   uint32_t height() const { return height_; }
-  bool has_clock() const { return wishes_.clock; }
 
   // Whether the screen's texts are others than those that were drawn.
   bool is_outdated(const QomScreen *screen) const;

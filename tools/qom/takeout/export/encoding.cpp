@@ -9,8 +9,9 @@ std::span<const uint8_t> bytes_of(const std::string &text) {
 
 }  // namespace
 
-Encoding::Encoding(const FilmFormat &format, PictureSize size, uint32_t ticks, OutputFile *output)
-    : ticks_(ticks), ffmpeg_(format.options, output) {
+Encoding::Encoding(const FilmFormat &format, PictureSize size, uint32_t ticks, OutputFile *output,
+                   int side)
+    : ticks_(ticks), ffmpeg_(format.options, output, side) {
   if (format.pixels == RawPixels::yuv420p) yuv_.emplace(size);
   ffmpeg_.write(qomtool::bytes_of(raw_film_head(size, format.pixels, 1'000'000'000 / ticks)));
 }

@@ -10,9 +10,10 @@ namespace qomtool {
 
 class Encoding {
  public:
-  // For pictures of that size, each shown from one tick on, of which a second has so many. Throws
-  // FfmpegError.
-  Encoding(const FilmFormat &format, PictureSize size, uint32_t ticks, OutputFile *output);
+  // For pictures of that size, each shown from one tick on, of which a second has so many. `side`
+  // and `output` are those of Ffmpeg. Throws FfmpegError.
+  Encoding(const FilmFormat &format, PictureSize size, uint32_t ticks, OutputFile *output,
+           int side = -1);
 
   // The picture of a tick, behind those that were written. Throws FfmpegError.
   void write(uint64_t tick, FilmPicture *picture);

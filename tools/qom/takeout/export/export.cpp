@@ -16,7 +16,7 @@ namespace {
 
 using namespace qomtool;
 
-constexpr uint32_t kMostPictures = 60;  // a second
+constexpr double kMostPictures = 60;  // a second
 constexpr double kSlowest = 0.1;
 constexpr double kFastest = 1000;
 
@@ -35,6 +35,12 @@ std::string check_speed(const std::string &text) {
   const double speed = decimal(text).value_or(0);
   if (kSlowest <= speed && speed <= kFastest) return "";
   return qomtool::quoted(text) + " is no speed: write 2 or 0.5, from 0.1 to 1000";
+}
+
+std::string check_pictures(const std::string &text) {
+  const double count = decimal(text).value_or(0);
+  if (1 <= count && count <= kMostPictures && count == std::floor(count)) return "";
+  return qomtool::quoted(text) + " is no number of pictures: write a whole one, 1 to 60";
 }
 
 FilmWishes wishes_of(const Options &options, const Source &source) {
@@ -74,10 +80,11 @@ void add_export_command(CLI::App &app, int &status) {
                    "shorten stretches of the recording in which nothing changes to this length")
       ->check(check_length)
       ->type_name("LENGTH");
-  command->add_option("--fps", options->fps, "at most so many pictures a second, 1 to 60")
-      ->check(CLI::Range(1u, kMostPictures))
-      ->type_name("MAX")
-      ->capture_default_str();
+  command
+      ->add_option("--fps", options->fps,
+                   "at most so many pictures a second, 1 to 60; 10 when not given")
+      ->check(check_pictures)
+      ->type_name("MAX");
   command
       ->add_option("--size", options->size,
                    "fit the film into this size; that of the largest screen when not given")

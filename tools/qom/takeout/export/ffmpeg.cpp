@@ -22,8 +22,8 @@ constexpr size_t kLines = 3;
 
 [[noreturn]] void fail_with(int error) {
   if (error == ENOENT)
-    throw FfmpegError("the program ffmpeg is missing: install the package ffmpeg");
-  throw FfmpegError(std::string("ffmpeg cannot be started: ") + std::strerror(error));
+    throw FfmpegMissing("the program ffmpeg is missing: install the package ffmpeg");
+  throw FfmpegMissing(std::string("ffmpeg cannot be started: ") + std::strerror(error));
 }
 
 std::vector<char *> pointers(std::vector<std::string> &words) {
@@ -50,13 +50,13 @@ std::vector<std::string> environment() {
 
 // What a child does until it is ffmpeg. It has `parent`; the error goes to `report`.
 [[noreturn]] void become(char *const *words, char *const *variables, pid_t parent, int input,
-                         int errors, int report) {
+                         int side, int errors, int report) {
   // Ctrl-C goes to this program alone, which then ends it.
   setpgid(0, 0);
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(1);
   dup2(input, STDIN_FILENO);
-  dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
+  dup2(side >= 0 ? side : open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
   dup2(errors, STDERR_FILENO);
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) std::signal(number, SIG_DFL);
   sigset_t none;
@@ -87,19 +87,24 @@ void Descriptor::reset(int number) {
   number_ = number;
 }
 
-Ffmpeg::Ffmpeg(const std::vector<std::string> &options, OutputFile *output) : output_(output) {
+void Descriptor::open_in_memory() {
+  reset(memfd_create(kProgram, MFD_CLOEXEC));
+  if (number_ < 0) fail_with(errno);
+}
+
+Ffmpeg::Ffmpeg(const std::vector<std::string> &options, OutputFile *output, int side)
+    : output_(output) {
   std::signal(SIGPIPE, SIG_IGN);  // writing to an ffmpeg that has ended is an error
-  words_.reset(memfd_create("ffmpeg", MFD_CLOEXEC));
-  if (words_ < 0) fail_with(errno);
+  words_.open_in_memory();
+  if (side >= 0) lseek(side, 0, SEEK_SET);
   std::vector<std::string> words = {kProgram,   "-nostdin", "-hide_banner", "-loglevel", "error",
                                     "-xerror",  "-n",       "-probesize",   "32",        "-f",
                                     "matroska", "-i",       "pipe:0"};
   words.insert(words.end(), options.begin(), options.end());
-  words.push_back("file:" + output->path());
-  start(words);
+  start(words, side);
 }
 
-void Ffmpeg::start(const std::vector<std::string> &command) {
+void Ffmpeg::start(const std::vector<std::string> &command, int side) {
   std::vector<std::string> words = command, variables = environment();
   const std::vector<char *> arguments = pointers(words), named = pointers(variables);
   Descriptor input, report, reported;
@@ -110,7 +115,7 @@ void Ffmpeg::start(const std::vector<std::string> &command) {
   int error = 0;
   process_ = output_->fork_writer();
   if (process_ < 0) error = errno;
-  if (process_ == 0) become(arguments.data(), named.data(), parent, input, words_, report);
+  if (process_ == 0) become(arguments.data(), named.data(), parent, input, side, words_, report);
   report.reset(-1);
   if (error == 0 && read(reported, &error, sizeof error) <= 0) return;  // it has become ffmpeg
   if (process_ > 0) wait();

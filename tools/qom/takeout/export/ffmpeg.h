@@ -12,9 +12,14 @@
 
 namespace qomtool {
 
-// It could not be started, or failed; why, for the person at the terminal.
+// It failed; why, for the person at the terminal.
 struct FfmpegError : std::runtime_error {
   using std::runtime_error::runtime_error;
+};
+
+// It could not be started.
+struct FfmpegMissing : FfmpegError {
+  using FfmpegError::FfmpegError;
 };
 
 // An open file, closed at the end.
@@ -27,6 +32,8 @@ class Descriptor {
 
   operator int() const { return number_; }
   void reset(int number);
+  // Makes it an empty file in memory. Throws FfmpegMissing.
+  void open_in_memory();
 
  private:
   int number_ = -1;
@@ -37,8 +44,10 @@ class Descriptor {
 // with its object when it has not been waited for.
 class Ffmpeg {
  public:
-  // Starts it with `options` between its input and the output's path, which must not exist yet.
-  Ffmpeg(const std::vector<std::string> &options, OutputFile *output);
+  // Starts it with what follows its input on its command line. It is a writer of `output`. Standard
+  // output is the file `side`, from its beginning, which it may read or write (pipe:1), or nothing
+  // when that is negative. Throws FfmpegMissing.
+  Ffmpeg(const std::vector<std::string> &options, OutputFile *output, int side = -1);
   ~Ffmpeg();
   Ffmpeg(const Ffmpeg &) = delete;
   Ffmpeg &operator=(const Ffmpeg &) = delete;
@@ -51,7 +60,7 @@ class Ffmpeg {
   void finish();
 
  private:
-  void start(const std::vector<std::string> &options);
+  void start(const std::vector<std::string> &command, int side);
   int wait();
   [[noreturn]] void fail();
   [[noreturn]] void fail_after(int status) const;

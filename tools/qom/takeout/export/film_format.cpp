@@ -42,10 +42,8 @@ const std::vector<Kind> &kinds() {
   static const Words mp4 = {"-movflags", "+faststart", "-f", "mp4"};
   static const Words webm = {"-f", "webm"};
   static const Words mkv = {"-f", "matroska"};
-  static const Words gif = {"-filter_complex",
-                            "split[a][b];[a]palettegen=stats_mode=single[p];[b][p]paletteuse=new=1:"
-                            "dither=none",
-                            "-f", "gif"};
+  static const Words gif = {
+      "-f", "png_pipe", "-i", "pipe:1", "-filter_complex", "paletteuse=dither=none", "-f", "gif"};
   const auto yuv = [](Words options) { return FilmFormat{RawPixels::yuv420p, std::move(options)}; };
   const auto rgb = [](Words options) { return FilmFormat{RawPixels::rgb, std::move(options)}; };
   static const std::vector<Kind> all = {
@@ -53,7 +51,7 @@ const std::vector<Kind> &kinds() {
       {"webm", yuv(vp9 + Words{"-crf", "24", "-b:v", "0"} + colours + webm),
        rgb(vp9 + Words{"-lossless", "1", "-pix_fmt", "gbrp"} + webm)},
       {"mkv", rgb(exact_h264 + mkv), rgb(exact_h264 + mkv)},
-      {"gif", rgb(gif), std::nullopt}};
+      {"gif", FilmFormat{RawPixels::rgb, gif, true}, std::nullopt}};
   return all;
 }
 
@@ -65,6 +63,11 @@ const Kind *kind_of(const std::string &name) {
 
 }  // namespace
 
+FilmFormat palette_format() {
+  return {RawPixels::rgb,
+          {"-vf", "palettegen=stats_mode=full", "-c:v", "png", "-f", "image2pipe", "pipe:1"}};
+}
+
 std::string check_film_name(const std::string &name) {
   if (kind_of(name)) return "";
   return quoted(name) + " tells no kind of film: its ending may be .mp4, .webm, .mkv or .gif";
@@ -74,7 +77,7 @@ std::optional<FilmFormat> film_format(const std::string &name, bool lossless, ui
   const Kind *kind = kind_of(name);
   std::optional<FilmFormat> format = lossless ? kind->lossless : kind->usual;
   if (!format) return std::nullopt;
-  format->options = timing(ticks) + format->options;
+  format->options = format->options + timing(ticks);
   if (kind->ending == std::string("gif"))  // the last picture would last as long as the one before
     format->options = format->options + Words{"-final_delay", std::to_string(100 / ticks)};
   return format;

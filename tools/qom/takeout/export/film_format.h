@@ -13,7 +13,11 @@ namespace qomtool {
 struct FilmFormat {
   RawPixels pixels;                  // that ffmpeg gets
   std::vector<std::string> options;  // with which it makes the file of them
+  bool has_palette = false;          // which it reads from its standard output, as of Ffmpeg
 };
+
+// Writes the palette of all pictures there.
+FilmFormat palette_format();
 
 // For the command line: an empty text when the ending of a name tells a kind of film, otherwise
 // what is wrong with it.

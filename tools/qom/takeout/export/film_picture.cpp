@@ -68,11 +68,14 @@ std::vector<QomRectangle> FilmPicture::take_changes() {
 }
 
 bool FilmPicture::follow(QomScreen *screen) {
-  const std::vector<QomRectangle> damage = damage_of(screen);
+  std::vector<QomRectangle> damage = damage_of(screen);
   QomPicture picture;
   if (qom_screen_picture(screen, with_cursor_, &picture) != 0) throw std::bad_alloc();
   const bool resized = is_new_size(picture);
-  if (resized) resize(picture);
+  if (resized) {
+    resize(picture);
+    damage = {{0, 0, picture.width, picture.height}};
+  }
   std::vector<QomRectangle> areas;
   for (const QomRectangle &area : damage) areas.push_back(common_part(area, picture));
   if (is_scaled()) return copy_scaled(picture, areas) || resized;
