@@ -22,6 +22,7 @@ test_packages=(
   python3 python3-zstandard # the second reader of recordings
   clang libclang-rt-14-dev # libFuzzer
   libxcb-xtest0-dev xvfb tigervnc-standalone-server xauth
+  ffmpeg # films
   xdotool xterm x11-apps x11-utils x11-xserver-utils mpv # what is recorded
   valgrind libc6-dbg # which valgrind needs to know the C library's functions
 )

@@ -15,6 +15,7 @@ void add_cut_command(CLI::App &app, int &status);
 void add_make_command(CLI::App &app, int &status);
 void add_record_command(CLI::App &app, int &status);
 void add_picture_command(CLI::App &app, int &status);
+void add_export_command(CLI::App &app, int &status);
 
 namespace qomtool {
 

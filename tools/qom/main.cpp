@@ -52,8 +52,8 @@ int refuse(const CLI::App &app, const CLI::ParseError &error, const char *first)
 
 int run(int argc, char **argv) {
   CLI::App app(
-      "Records, inspects, checks, repairs, makes and takes pictures of recordings of desktop "
-      "sessions",
+      "Records, inspects, checks, repairs, makes, takes pictures and makes films of recordings of "
+      "desktop sessions",
       "qom");
   app.formatter(std::make_shared<HelpFormatter>());
   app.set_version_flag("--version", version_text());
@@ -70,6 +70,7 @@ int run(int argc, char **argv) {
   add_make_command(app, status);
   add_record_command(app, status);
   add_picture_command(app, status);
+  add_export_command(app, status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {

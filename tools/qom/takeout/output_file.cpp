@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -21,6 +22,7 @@ constexpr int kEndings[] = {SIGINT, SIGTERM, SIGHUP};
 // What a signal that ends the program has to remove, where it can be reached at any moment.
 struct Unfinished {
   volatile std::sig_atomic_t exists;
+  volatile pid_t writer;  // 0 for none
   char file[PATH_MAX];
   char folder[PATH_MAX];
 };
@@ -33,6 +35,10 @@ void remove_unfinished(int) {
 }
 
 void remove_and_end(int number) {
+  if (unfinished.writer > 0) {
+    kill(unfinished.writer, SIGKILL);
+    waitpid(unfinished.writer, nullptr, 0);
+  }
   remove_unfinished(number);
   raise(number);  // which has its usual effect again when this returns
 }
@@ -154,6 +160,17 @@ OutputFile::~OutputFile() {
   const Undisturbed now;
   remove_unfinished(0);
   unfinished.exists = 0;
+}
+
+pid_t OutputFile::fork_writer() {
+  const Undisturbed now;
+  const pid_t process = fork();
+  if (process > 0) unfinished.writer = process;
+  return process;
+}
+
+void OutputFile::forget_writer() {
+  unfinished.writer = 0;
 }
 
 void OutputFile::keep() {

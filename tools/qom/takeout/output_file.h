@@ -1,6 +1,8 @@
 // A new file that appears under its name only when it is whole.
 #pragma once
 
+#include <sys/types.h>
+
 #include <stdexcept>
 #include <string>
 
@@ -29,6 +31,12 @@ class OutputFile {
   // Where to write it: a path that does not exist yet, with the same ending as its name. It alone
   // may be in its folder.
   const std::string &path() const { return path_; }
+
+  // Forks, as fork() does, a process that writes the file: a signal that ends the program ends that
+  // one first. In it, the signals INT, TERM and HUP are blocked.
+  pid_t fork_writer();
+  // It has ended, and is about to be waited for.
+  void forget_writer();
 
   // Gives what was written at the path its mode (0600 and no more than it had) and its name, when
   // it is on the disk. Throws OutputError, and then it is not kept.

@@ -94,16 +94,22 @@ PictureSize fitted(PictureSize picture, PictureSize within) {
 
 RgbImage scaled(const RgbImage &picture, PictureSize size) {
   if (size.width == picture.size.width && size.height == picture.size.height) return picture;
+  RgbImage image(size);
+  scale_rows(picture, size, 0, size.height, image.pixels.data());
+  return image;
+}
+
+void scale_rows(const RgbImage &picture, PictureSize size, uint32_t first, uint32_t end,
+                uint8_t *out) {
   std::vector<Cover> columns(size.width);
   for (uint32_t x = 0; x < size.width; ++x)
     columns[x] = cover_of(x, picture.size.width, size.width);
-  RgbImage image(size);
   const size_t values = size_t{size.width} * 3;
   const uint64_t area = uint64_t{picture.size.width} * picture.size.height;
   std::vector<uint32_t> sums(values);
   std::vector<uint64_t> totals(values);
   uint32_t summed = UINT32_MAX;  // the row in `sums`, which the next row may cover as well
-  for (uint32_t y = 0; y < size.height; ++y) {
+  for (uint32_t y = first; y < end; ++y) {
     std::fill(totals.begin(), totals.end(), 0);
     for_each(cover_of(y, picture.size.height, size.height), size.height,
              [&](uint32_t row, uint32_t weight) {
@@ -111,11 +117,9 @@ RgbImage scaled(const RgbImage &picture, PictureSize size) {
                summed = row;
                for (size_t i = 0; i < values; ++i) totals[i] += uint64_t{sums[i]} * weight;
              });
-    uint8_t *out = image.row(y);
     for (size_t i = 0; i < values; ++i)
-      out[i] = static_cast<uint8_t>((totals[i] + area / 2) / area);
+      *out++ = static_cast<uint8_t>((totals[i] + area / 2) / area);
   }
-  return image;
 }
 
 }  // namespace qomtool

@@ -23,4 +23,9 @@ PictureSize fitted(PictureSize picture, PictureSize within);
 // light ground thinner.
 RgbImage scaled(const RgbImage &picture, PictureSize size);
 
+// The same for the rows of the scaled picture from `first` to in front of `end` alone, which are
+// written to `out`.
+void scale_rows(const RgbImage &picture, PictureSize size, uint32_t first, uint32_t end,
+                uint8_t *out);
+
 }  // namespace qomtool
