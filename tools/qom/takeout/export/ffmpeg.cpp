@@ -68,9 +68,9 @@ std::vector<std::string> environment() {
   _exit(1);
 }
 
-// Errors of writing that people know under their own names.
+// What was wrong with the file, when that is plain from what it said.
 std::string known_fault(const std::string &words) {
-  for (const int error : {ENOSPC, EDQUOT, EFBIG, EROFS, EIO})
+  for (const int error : {ENOSPC, EDQUOT, EFBIG, EROFS})
     if (words.find(std::strerror(error)) != std::string::npos) return std::strerror(error);
   return "";
 }

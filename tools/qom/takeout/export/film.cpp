@@ -1,7 +1,6 @@
 #include "film.h"
 
 #include <algorithm>
-#include <cinttypes>
 
 #include "clock.h"
 #include "encoding.h"
@@ -13,7 +12,6 @@ namespace {
 
 constexpr uint64_t kLongest = 1000 * 86400 * kSecond;  // stretch of which a film is made
 constexpr uint64_t kLongestStill = 600;  // seconds for which a picture of a film is shown at most
-constexpr uint64_t kPalettePictures = 64;
 constexpr size_t kToldDoubts = 8;
 
 // Where everything is in a film.
@@ -91,22 +89,6 @@ class Scene {
   int32_t caption_top_;
 };
 
-// Finds the colours of pictures that are spread over the stretch; the source goes to its begin.
-void find_palette(const Source &source, const FilmWishes &wishes, const Layout &layout,
-                  OutputFile *output, Descriptor *palette) {
-  palette->open_in_memory();
-  Encoding encoding(palette_format(), layout.film, 1, output, *palette);
-  Scene scene(layout, wishes);
-  for (uint64_t i = kPalettePictures; i-- > 0;) {
-    const Stretch &stretch = wishes.stretch;
-    const uint64_t time = stretch.from + (stretch.to - stretch.from) * i / (kPalettePictures - 1);
-    source.go_to(time);
-    scene.follow(source.screen());
-    scene.write(source.screen(), time, kPalettePictures - i, &encoding);
-  }
-  encoding.finish();
-}
-
 // The stretches of time in which pictures need not be what was on the screen.
 class Doubts {
  public:
@@ -123,8 +105,7 @@ class Doubts {
   void tell() const {
     if (stretches_.empty()) return;
     std::string text =
-        "the recording is damaged: these parts of the film need not be what was on "
-        "the screen:";
+        "the recording is damaged: these parts of the film need not be what was on the screen:";
     for (size_t i = 0; i < std::min(stretches_.size(), kToldDoubts); ++i)
       text += (i > 0 ? ", " : " ") + source_.describe(stretches_[i].from) + " to " +
               source_.describe(stretches_[i].to);
@@ -142,18 +123,18 @@ class Doubts {
 class Film {
  public:
   Film(const Source &source, const FilmWishes &wishes, const FilmFormat &format,
-       const Layout &layout, OutputFile *output, int palette)
+       const Layout &layout, const char *what, OutputFile *output, int side)
       : source_(source),
         wishes_(wishes),
         timeline_(wishes.stretch.from, wishes.pace),
         scene_(layout, wishes),
-        encoding_(format, layout.film, wishes.pace.pictures, output, palette),
-        progress_("exporting", wishes.stretch.to - wishes.stretch.from,
-                  Progress::Unit::recorded_time),
+        encoding_(format, layout.film, wishes.pace.pictures, output, side),
+        progress_(what, wishes.stretch.to - wishes.stretch.from, Progress::Unit::recorded_time),
         doubts_(source),
         at_(wishes.stretch.from) {}
 
   void write();
+  void tell_doubts() const { doubts_.tell(); }
 
  private:
   void write_pictures();
@@ -176,7 +157,6 @@ void Film::write() {
   write_pictures();
   encoding_.finish();
   progress_.clear();
-  doubts_.tell();
 }
 
 void Film::write_pictures() {
@@ -223,6 +203,7 @@ void Film::go_on_to(uint64_t time) {
 }
 
 void Film::show(uint64_t tick, uint64_t time) {
+  progress_.update(time - wishes_.stretch.from);
   scene_.write(source_.screen(), time, tick, &encoding_);
   shown_ = tick;
 }
@@ -251,8 +232,14 @@ void write_film(const Source &source, const FilmWishes &wishes, const FilmFormat
   to_file.options.push_back("file:" + output.path());
   try {
     Descriptor palette;
-    if (format.has_palette) find_palette(source, wishes, layout, &output, &palette);
-    Film(source, wishes, to_file, layout, &output, palette).write();
+    if (format.has_palette) {
+      palette.open_in_memory();
+      Film(source, wishes, palette_format(), layout, "finding colours", &output, palette).write();
+      source.go_to(stretch.from);
+    }
+    Film film(source, wishes, to_file, layout, "exporting", &output, palette);
+    film.write();
+    film.tell_doubts();
   } catch (const FfmpegMissing &error) {
     throw OutputError(name, error.what());
   } catch (const FfmpegError &error) {

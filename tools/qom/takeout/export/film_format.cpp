@@ -18,12 +18,15 @@ Words operator+(Words all, const Words &more) {
   return all;
 }
 
-// The pictures get into the film with their times, and every twenty seconds of changes there is one
-// that players can begin with.
+// The pictures get into the film with their times. When twenty seconds and twenty pictures have
+// passed, there is one that players can begin with: they have little to decode before any time.
 Words timing(uint32_t ticks) {
-  return {"-fps_mode",         "passthrough",
-          "-enc_time_base",    "1:" + std::to_string(ticks),
-          "-force_key_frames", "expr:if(isnan(prev_forced_t),1,gte(t,prev_forced_t+20))"};
+  return {"-fps_mode",
+          "passthrough",
+          "-enc_time_base",
+          "1:" + std::to_string(ticks),
+          "-force_key_frames",
+          "expr:if(isnan(prev_forced_t),1,gte(t,prev_forced_t+20)*gte(n,prev_forced_n+20))"};
 }
 
 const std::vector<Kind> &kinds() {
