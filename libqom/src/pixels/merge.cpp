@@ -6,14 +6,8 @@
 #include <utility>
 
 #include "pixels/channels.h"
+#include "pixels/clones.h"
 #include "qom/picture.h"
-
-// clang 14 cannot clone templates.
-#if defined(__x86_64__) && !defined(__clang__)
-#define QOM_CLONES __attribute__((target_clones("avx2", "default")))
-#else
-#define QOM_CLONES
-#endif
 
 namespace qom {
 namespace {

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "pixels/channels.h"
+#include "pixels/clones.h"
 #include "qom/picture.h"
 
 namespace qom {
@@ -16,7 +17,7 @@ uint8_t byte_of(uint32_t value) {
 }
 
 template <PixelFormat format>
-void row_to_rgb(const uint8_t *row, int32_t count, uint8_t *rgb) {
+QOM_CLONES void row_to_rgb(const uint8_t *row, int32_t count, uint8_t *rgb) {
   for (int32_t i = 0; i < count; ++i, rgb += 3) {
     pixel::Pixel<format> value;
     std::memcpy(&value, row + static_cast<size_t>(i) * sizeof value, sizeof value);
