@@ -16,6 +16,7 @@ set(QOM_TEST_ENVIRONMENT
 # after the shell scripts, which have leaks of their own. Without libstdc++ in memory from the
 # start, the sanitizer cannot follow an exception thrown by a module.
 set(QOM_SANITIZED_LOADER "")
+set(QOM_PYTHON_LOADER "")
 if(QOM_SANITIZE)
   foreach(library asan stdc++)
     execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=lib${library}.so
@@ -23,6 +24,8 @@ if(QOM_SANITIZE)
     string(APPEND QOM_PRELOAD "${path}:")
   endforeach()
   set(QOM_SANITIZED_LOADER env LD_PRELOAD=${QOM_PRELOAD}$<TARGET_FILE:qom_tcl_malloc>)
+  # Python leaves memory of its own behind.
+  set(QOM_PYTHON_LOADER ${QOM_SANITIZED_LOADER} ASAN_OPTIONS=detect_leaks=0 PYTHONMALLOC=malloc)
   list(APPEND QOM_TEST_ENVIRONMENT
     "ASAN_OPTIONS=detect_leaks=1"
     "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/sanitizer/leaks.supp:print_suppressions=0"

@@ -15,7 +15,7 @@ run_packages=(
   fonts-dejavu-core x11-xserver-utils # letters, also on pictures, and the resolution that a desktop asks for
   xvfb x11-utils imagemagick # a display and a screenshot where there is none
 )
-python_packages=(python3-dev pybind11-dev python3-numpy) # the Python module; it is left out without them
+python_packages=(python3-dev pybind11-dev python3-numpy) # without them there is no Python module
 test_packages=(
   libgtest-dev libxres-dev
   "${python_packages[@]}"

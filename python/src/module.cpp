@@ -180,10 +180,12 @@ class Recording {
   py::list untrusted() {
     const auto stretches = apart([](Engine &engine) { return engine.untrusted(); });
     py::list list;
-    for (const QomStretch &stretch : stretches)
-      list.append(py::make_tuple(std::max(0.0, seconds(stretch.begin)),
-                                 stretch.end == UINT64_MAX ? std::numeric_limits<double>::infinity()
-                                                           : seconds(stretch.end)));
+    for (const auto &[begin, end] : stretches) {
+      if (end <= engine_->first()) continue;
+      const bool ends = end != UINT64_MAX;
+      list.append(py::make_tuple(seconds(std::max(begin, engine_->first())),
+                                 ends ? seconds(end) : std::numeric_limits<double>::infinity()));
+    }
     return list;
   }
 
@@ -192,7 +194,7 @@ class Recording {
     if (engine_->is_closed()) return text + ", closed>";
     const PictureSize size = engine_->size();
     char more[64];
-    std::snprintf(more, sizeof more, ", %ux%u, %.1f s>", size.width, size.height, duration());
+    (void)std::snprintf(more, sizeof more, ", %ux%u, %.1f s>", size.width, size.height, duration());
     return text + more;
   }
 
@@ -213,7 +215,7 @@ class Recording {
 
   void tell_doubt(uint64_t time) const {
     char at[32];
-    std::snprintf(at, sizeof at, "%.6f", seconds(time));
+    (void)std::snprintf(at, sizeof at, "%.6f", seconds(time));
     const std::string doubt = qomtool::quoted_name(engine_->name()) +
                               ": the recording is damaged: the picture at " + at +
                               " s need not be what was on the screen";
@@ -234,14 +236,8 @@ class ChangeIterator {
  public:
   ChangeIterator(py::object owner, uint64_t from, uint64_t to)
       : owner_(std::move(owner)), recording_(owner_.cast<Recording &>()) {
-    recording_.apart([&](Engine &engine) { changes_.emplace(engine, from, to); });
+    changes_.reset(recording_.apart([&](Engine &engine) { return new Changes(engine, from, to); }));
   }
-  ~ChangeIterator() {
-    const py::gil_scoped_release released;
-    changes_.reset();
-  }
-  ChangeIterator(const ChangeIterator &) = delete;
-  ChangeIterator &operator=(const ChangeIterator &) = delete;
 
   py::tuple next() {
     const std::optional<Change> change =
@@ -251,12 +247,20 @@ class ChangeIterator {
   }
 
  private:
+  struct DeleteApart {
+    void operator()(Changes *changes) const {
+      const py::gil_scoped_release released;
+      delete changes;
+    }
+  };
+
   py::object owner_;
   Recording &recording_;
-  std::optional<Changes> changes_;
+  std::unique_ptr<Changes, DeleteApart> changes_;
 };
 
-std::unique_ptr<ChangeIterator> changes_of(py::object self, py::object from, py::object to) {
+std::unique_ptr<ChangeIterator> changes_of(py::object self, const py::object &from,
+                                           const py::object &to) {
   const auto &recording = self.cast<const Recording &>();
   const Engine &engine = recording.engine();
   const uint64_t begin = from.is_none() ? engine.first() : recording.own_time(from);
@@ -316,7 +320,7 @@ void define_failures(py::module_ &module) {
       "The picture need not be what was on the screen.";
   py::register_exception_translator([](std::exception_ptr thrown) {
     try {
-      if (thrown) std::rethrow_exception(thrown);
+      if (thrown) std::rethrow_exception(std::move(thrown));
     } catch (const SystemFailure &failure) {
       errno = failure.number;
       const py::object file =

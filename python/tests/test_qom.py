@@ -20,6 +20,7 @@ import qom
 
 PROGRAM = os.environ["QOM_PROGRAM"]
 SAMPLE = "session.qom"
+os.environ.pop("LD_PRELOAD", None)  # the sanitizers are for this process
 
 
 def load_tests(_loader, tests, _pattern):
