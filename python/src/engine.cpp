@@ -94,8 +94,15 @@ const std::vector<QomStretch> &Engine::find_untrusted() {
   if (untrusted_) return *untrusted_;
   QomStretch *found = nullptr;
   size_t count = 0;
-  if (qom_screen_untrusted(recording_.reader.get(), nullptr, nullptr, &found, &count) != 0)
+  const auto look = [](void *context, uint64_t) {
+    if (!is_time_to_look(context)) return 0;
+    static_cast<Engine *>(context)->next_look_ = Clock::now() + kBetweenLooks;
+    return static_cast<int>(signal_has_failed());
+  };
+  if (qom_screen_untrusted(recording_.reader.get(), look, this, &found, &count) != 0) {
+    throw_signal_failure();
     fail<Error>(name_);
+  }
   const std::unique_ptr<QomStretch, decltype(&std::free)> stretches(found, std::free);
   return untrusted_.emplace(found, found + count);
 }

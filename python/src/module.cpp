@@ -95,6 +95,19 @@ std::optional<QomRectangle> rectangle_of(const py::object &given) {
 
 // --- recordings ------------------------------------------------------------------------------
 
+// Leaves the interpreter to other threads for as long as it lives. Where the interpreter has ended
+// meanwhile, coming back to it ends the thread, which must be able to leave from here.
+class Released {
+ public:
+  Released() : thread_(PyEval_SaveThread()) {}
+  ~Released() noexcept(false) { PyEval_RestoreThread(thread_); }
+  Released(const Released &) = delete;
+  Released &operator=(const Released &) = delete;
+
+ private:
+  PyThreadState *thread_;
+};
+
 // What Python holds. All of its functions are called with the interpreter lock.
 class Recording {
  public:
@@ -110,7 +123,7 @@ class Recording {
   // Does something with the engine while other threads have the interpreter.
   template <typename Work>
   auto apart(const Work &work) {
-    const py::gil_scoped_release released;
+    const Released released;
     return work(*engine_);
   }
 
@@ -231,6 +244,26 @@ class Recording {
   bool strict_;
 };
 
+}  // namespace
+
+// An object whose class did not come to its __init__() is none.
+namespace pybind11::detail {
+
+template <typename Held>
+struct initialised_caster : type_caster_base<Held> {
+  bool load(handle source, bool convert) {
+    if (!type_caster_base<Held>::load(source, convert)) return false;
+    return reinterpret_cast<instance *>(source.ptr())->get_value_and_holder().holder_constructed();
+  }
+};
+
+template <>
+struct type_caster<Recording> : initialised_caster<Recording> {};
+
+}  // namespace pybind11::detail
+
+namespace {
+
 // An iterator over changes, which keeps its recording.
 class ChangeIterator {
  public:
@@ -249,7 +282,7 @@ class ChangeIterator {
  private:
   struct DeleteApart {
     void operator()(Changes *changes) const {
-      const py::gil_scoped_release released;
+      const Released released;
       delete changes;
     }
   };
@@ -258,6 +291,13 @@ class ChangeIterator {
   Recording &recording_;
   std::unique_ptr<Changes, DeleteApart> changes_;
 };
+
+}  // namespace
+
+template <>
+struct pybind11::detail::type_caster<ChangeIterator> : initialised_caster<ChangeIterator> {};
+
+namespace {
 
 std::unique_ptr<ChangeIterator> changes_of(py::object self, const py::object &from,
                                            const py::object &to) {
@@ -273,7 +313,7 @@ std::unique_ptr<ChangeIterator> changes_of(py::object self, const py::object &fr
 
 template <typename Open>
 std::unique_ptr<Engine> engine_of(const std::string &name, const Open &open) {
-  const py::gil_scoped_release released;
+  const Released released;
   return std::make_unique<Engine>(qomtool::ReaderPtr(open()), name);
 }
 

@@ -58,14 +58,12 @@ int64_t microseconds_of_datetime(py::handle moment) {
 
 uint64_t time_of(py::handle moment, uint64_t first) {
   import_datetime();
-  int64_t time;
   if (PyDateTime_Check(moment.ptr()))
-    time = microseconds_of_datetime(moment);
-  else if (PyDelta_Check(moment.ptr()))
-    time = static_cast<int64_t>(first) + microseconds_of_delta(moment);
-  else
-    time = static_cast<int64_t>(first) + microseconds_of_number(moment);
-  return static_cast<uint64_t>(std::clamp<int64_t>(time, 0, kFar));
+    return static_cast<uint64_t>(std::clamp<int64_t>(microseconds_of_datetime(moment), 0, kFar));
+  const int64_t since =
+      PyDelta_Check(moment.ptr()) ? microseconds_of_delta(moment) : microseconds_of_number(moment);
+  const auto begin = static_cast<int64_t>(first);  // at most kFar
+  return static_cast<uint64_t>(begin + std::clamp(since, -begin, kFar - begin));
 }
 
 double seconds_of(uint64_t time, uint64_t first) {

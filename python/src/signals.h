@@ -7,4 +7,9 @@ namespace qompython {
 // lock meanwhile. Throws what a handler raised.
 void check_signals();
 
+// The same in two steps, for a function of C that is called back: whether a handler raised, and
+// what it raised is thrown.
+bool signal_has_failed();
+void throw_signal_failure();
+
 }  // namespace qompython

@@ -101,6 +101,7 @@ class ModuleTest(unittest.TestCase):
                     shown[:] = 0  # which is nobody else's
                     numpy.testing.assert_array_equal(in_memory.at(t, cursor=False), plain)
                     self.assertTrue(shown.flags.c_contiguous and shown.flags.owndata)
+        self.assertEqual(list(rec.changes(rec.duration, float("inf"))), list(rec.changes(rec.duration)))
         for early, late in ((-5, 1e300), (datetime.timedelta.min, datetime.timedelta.max)):
             numpy.testing.assert_array_equal(rec.at(early), rec.at(0))
             numpy.testing.assert_array_equal(rec.at(late), rec.at(rec.duration))
@@ -187,6 +188,11 @@ class ModuleTest(unittest.TestCase):
             pass
         for call in (lambda: next(changes), lambda: rec.at(0), lambda: rec.info):
             self.assertRaisesRegex(ValueError, "closed", call)
+
+    def test_an_object_that_was_not_initialised_is_none(self):
+        for call in (lambda new: new(qom.Recording).at(0), lambda new: new(qom.Recording).close(),
+                     lambda new: new(qom.Recording).duration, lambda new: next(new(qom.Changes))):
+            self.assertRaises(TypeError, call, lambda kind: kind.__new__(kind))
 
     def test_damage_is_told(self):
         data = bytearray(pathlib.Path(SAMPLE).read_bytes())

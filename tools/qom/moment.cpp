@@ -25,6 +25,8 @@ std::optional<uint64_t> parse_index(std::string_view text) {
   return value;
 }
 
+constexpr size_t kLongest = 64;  // bytes of any moment
+
 bool begins_with_date(std::string_view text) {
   static const std::regex date(R"(\d{4,}-\d+-\d+.*)");
   return std::regex_match(text.begin(), text.end(), date);
@@ -56,6 +58,10 @@ std::optional<Moment> parse(std::string_view text) {
 
 std::optional<Moment> parse_moment(std::string_view text, std::string *why) {
   const std::string_view core = trimmed(text);
+  if (core.size() > kLongest) {
+    *why = quoted(std::string(core.substr(0, kLongest)) + "...") + " is too long for a time";
+    return std::nullopt;
+  }
   const std::optional<Moment> moment = parse(core);
   if (!moment) *why = what_is_wrong(core);
   return moment;

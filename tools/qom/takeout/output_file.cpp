@@ -17,7 +17,7 @@
 namespace qomtool {
 namespace {
 
-constexpr int kEndings[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int kEndings[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
 
 // What a signal that ends the program has to remove, where it can be reached at any moment.
 struct Unfinished {
@@ -36,6 +36,7 @@ void remove_unfinished(int) {
 
 void remove_and_end(int number) {
   if (unfinished.writer > 0) {
+    kill(-unfinished.writer, SIGKILL);  // with what it has started, where it leads a group
     kill(unfinished.writer, SIGKILL);
     waitpid(unfinished.writer, nullptr, 0);
   }
@@ -175,10 +176,11 @@ void OutputFile::forget_writer() {
 
 void OutputFile::keep() {
   const Undisturbed now;
-  const Descriptor file(path_, O_RDONLY | O_NOFOLLOW);
+  const Descriptor file(path_, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
   struct stat status;
-  if (!file || fstat(file.number(), &status) != 0 ||
-      fchmod(file.number(), status.st_mode & (S_IRUSR | S_IWUSR)) != 0 || fsync(file.number()) != 0)
+  if (!file || fstat(file.number(), &status) != 0) fail(name_);
+  if (!S_ISREG(status.st_mode)) throw OutputError(name_, "what was written is no file");
+  if (fchmod(file.number(), status.st_mode & (S_IRUSR | S_IWUSR)) != 0 || fsync(file.number()) != 0)
     fail(name_);
   if (existing_ == Existing::refused)
     rename_to_new(path_, name_);

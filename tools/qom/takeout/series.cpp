@@ -5,9 +5,11 @@
 namespace qomtool {
 namespace {
 
+constexpr size_t kLongest = 4096;  // bytes of a name
+
 bool match(const std::string &pattern, std::smatch *parts) {
   static const std::regex good(R"(((?:[^%]|%%)*)%(?:0?(\d))?d((?:[^%]|%%)*))");
-  return std::regex_match(pattern, *parts, good);
+  return pattern.size() <= kLongest && std::regex_match(pattern, *parts, good);
 }
 
 std::string literal(const std::string &text) {

@@ -23,7 +23,7 @@ constexpr double kFastest = 1000;
 struct Options : TakeoutOptions {
   std::string speed = "1";
   std::string skip_idle;
-  uint32_t fps = 10;
+  std::string fps = "10";
   std::string size;
   bool no_cursor = false;
   bool clock = false;
@@ -43,10 +43,14 @@ std::string check_pictures(const std::string &text) {
   return qomtool::quoted(text) + " is no number of pictures: write a whole one, 1 to 60";
 }
 
+uint32_t pictures_of(const Options &options) {
+  return static_cast<uint32_t>(*decimal(options.fps));
+}
+
 FilmWishes wishes_of(const Options &options, const Source &source) {
   FilmWishes wishes;
   wishes.stretch = source.stretch(options.from, options.to);
-  wishes.pace.pictures = options.fps;
+  wishes.pace.pictures = pictures_of(options);
   wishes.pace.speed = static_cast<uint32_t>(std::lround(*decimal(options.speed) * 1000));
   if (!options.skip_idle.empty()) wishes.pace.skips_idle = parse_elapsed(options.skip_idle);
   wishes.size = parse_size(options.size);
@@ -59,7 +63,7 @@ FilmWishes wishes_of(const Options &options, const Source &source) {
 int export_film(const Options &options) {
   return take_out(options, [&options](Source &source) {
     write_film(source, wishes_of(options, source),
-               *film_format(options.out, options.lossless, options.fps), options.out,
+               *film_format(options.out, options.lossless, pictures_of(options)), options.out,
                options.existing());
   });
 }
@@ -101,7 +105,7 @@ void add_export_command(CLI::App &app, int &status) {
       "A time T is one since the first picture (90, 90.5, 1:30, 1:02:03.5, 1h2m3s), a time of day\n"
       "(@14:03:05), a date and clock (\"2026-11-22 14:03:05\"), or that of a record (#123).");
   command->callback([options, &status] {
-    if (!film_format(options->out, options->lossless, options->fps))
+    if (!film_format(options->out, options->lossless, pictures_of(*options)))
       throw CLI::ValidationError("a GIF has 256 colours at most: it cannot be --lossless", kUsage);
     status = export_film(*options);
   });

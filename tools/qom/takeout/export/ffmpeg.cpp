@@ -125,6 +125,7 @@ void Ffmpeg::start(const std::vector<std::string> &command, int side) {
 Ffmpeg::~Ffmpeg() {
   pipe_.reset(-1);
   if (process_ > 0) {
+    kill(-process_, SIGKILL);  // with what it has started, when it came to lead a group
     kill(process_, SIGKILL);
     wait();
   }
