@@ -415,7 +415,8 @@ as a whole, once.
 
 constexpr const char *kTextsDoc = R"(texts(t)
 
-The texts at a moment, by their names; None where there is none (yet).
+The texts at a moment, by their names; None where there is none (yet): app,
+appfmt, host, ip, user, tfn, sid and tid.
 
 >>> rec = qom.open("session.qom")
 >>> rec.texts(60)["app"]

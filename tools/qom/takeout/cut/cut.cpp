@@ -1,5 +1,6 @@
 // qom cut: a stretch of a recording as a recording of its own, without areas of its screen.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -12,8 +13,10 @@
 #include "copying.h"
 #include "file_hash.h"
 #include "moment.h"
+#include "origins.h"
 #include "output_file.h"
 #include "progress.h"
+#include "records.h"
 #include "state_records.h"
 #include "stretch.h"
 #include "text/quote.h"
@@ -95,6 +98,7 @@ class Cut {
   QomOrigin origin(const Copying &copying);
   void wait_for_hash();
   void report(const Copying &copying) const;
+  void tell_masks_beside(uint16_t width, uint16_t height);
   void warn(const std::string &what) {
     progress_.clear();
     complain(options_.file, what);
@@ -115,6 +119,7 @@ void Cut::run() {
   Beginning beginning = beginning_of(recording_, stretch_);
   if (!beginning.state.exact)
     warn("its palette has no black: the darkest colour stands for what was never drawn");
+  tell_masks_beside(beginning.width, beginning.height);
   WriterPtr writer = create(beginning);
   const auto tell = [this](uint64_t done) { progress_.update(done + (hash_ ? hash_->done() : 0)); };
   Copying copying(options_.file, recording_, stretch_, masks_, writer.get(), tell, progress_);
@@ -127,6 +132,21 @@ void Cut::run() {
   output_.keep();
   progress_.clear();
   report(copying);
+}
+
+// Who mistook a place must not believe it masked. The size is that of the screen at the begin.
+void Cut::tell_masks_beside(uint16_t width, uint16_t height) {
+  if (masks_.areas().empty()) return;
+  for (size_t i = stretch_.first; i < stretch_.stop; ++i) {
+    if (recording_.index[i].type != QOM_SCREEN_CHANGE) continue;
+    const RecordPtr record(qom_record_at_index(recording_.reader.get(), i));
+    if (!record) continue;
+    width = std::max(width, as<QomScreenChange>(record.get()).width);
+    height = std::max(height, as<QomScreenChange>(record.get()).height);
+  }
+  for (const QomRectangle &mask : masks_.areas())
+    if (mask.x >= width || mask.y >= height)
+      warn("no screen of the stretch reaches to the mask " + mask_text(mask));
 }
 
 uint64_t Cut::bytes() const {
