@@ -28,6 +28,7 @@ constexpr size_t kLines = 3;
 
 std::vector<char *> pointers(std::vector<std::string> &words) {
   std::vector<char *> all;
+  all.reserve(words.size() + 1);
   for (std::string &word : words) all.push_back(word.data());
   all.push_back(nullptr);
   return all;

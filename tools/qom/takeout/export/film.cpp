@@ -10,7 +10,7 @@
 namespace qomtool {
 namespace {
 
-constexpr uint64_t kLongest = 1000 * 86400 * kSecond;  // stretch of which a film is made
+constexpr uint64_t kLongest = uint64_t{1000} * 86400 * kSecond;  // stretch of which a film is made
 constexpr uint64_t kLongestStill = 600;  // seconds for which a picture of a film is shown at most
 constexpr size_t kToldDoubts = 8;
 

@@ -77,6 +77,7 @@ bool FilmPicture::follow(QomScreen *screen) {
     damage = {{0, 0, picture.width, picture.height}};
   }
   std::vector<QomRectangle> areas;
+  areas.reserve(damage.size());
   for (const QomRectangle &area : damage) areas.push_back(common_part(area, picture));
   if (is_scaled()) return copy_scaled(picture, areas) || resized;
   bool changed = resized;

@@ -20,7 +20,7 @@ uint8_t weighed(const int32_t *weights, int32_t red, int32_t green, int32_t blue
 }
 
 void to_luma(const uint8_t *rgb, uint32_t count, uint8_t *luma) {
-  for (uint32_t i = 0; i < count; ++i)
+  for (size_t i = 0; i < count; ++i)
     luma[i] = weighed(kLuma, rgb[3 * i], rgb[3 * i + 1], rgb[3 * i + 2], 16, kScale);
 }
 
