@@ -34,10 +34,11 @@ void note_failure(QomScreen *screen, uint8_t type) {
   if (draws(type) || type == QOM_SCREEN_CHANGE) screen->trusted = false;
 }
 
-// The record at the screen's place; null with the reason.
+// The record at the screen's place; null with the reason. One that is not uncompressed to its end
+// stays ahead, since that reads from it.
 RecordPtr<QomRecord> next_record(QomScreen *screen) {
   Ahead &ahead = screen->ahead;
-  if (screen->place != ahead.index)
+  if (screen->place != ahead.index || !ahead.pixels)
     return RecordPtr<QomRecord>(qom_record_at_index(screen->reader, screen->place));
   screen->state.offer(std::move(ahead.pixels));
   ahead.index = SIZE_MAX;
