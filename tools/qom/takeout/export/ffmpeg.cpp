@@ -98,9 +98,12 @@ Ffmpeg::Ffmpeg(const std::vector<std::string> &options, OutputFile *output, int 
   std::signal(SIGPIPE, SIG_IGN);  // writing to an ffmpeg that has ended is an error
   words_.open_in_memory();
   if (side >= 0) lseek(side, 0, SEEK_SET);
-  std::vector<std::string> words = {kProgram,   "-nostdin", "-hide_banner", "-loglevel", "error",
-                                    "-xerror",  "-n",       "-probesize",   "32",        "-f",
-                                    "matroska", "-i",       "pipe:0"};
+  std::vector<std::string> words = {kProgram,  "-nostdin", "-hide_banner", "-loglevel", "error",
+                                    "-xerror", "-n"};
+  // With a queue a thread of its own reads, while the pictures before are at work.
+  for (const char *word :
+       {"-probesize", "32", "-thread_queue_size", "4", "-f", "matroska", "-i", "pipe:0"})
+    words.emplace_back(word);
   words.insert(words.end(), options.begin(), options.end());
   start(words, side);
 }
