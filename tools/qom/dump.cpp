@@ -1,16 +1,15 @@
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 
-#include "arguments.h"
 #include "clock.h"
 #include "commands.h"
 #include "gaps.h"
 #include "progress.h"
 #include "range.h"
 #include "recording.h"
+#include "subcommand.h"
 #include "text/quote.h"
 #include "text/writer.h"
 
@@ -159,23 +158,17 @@ int dump(const Options &options) {
 }  // namespace
 
 void add_dump_command(CLI::App &app, int &status) {
-  auto options = std::make_shared<Options>();
-  CLI::App *command = app.add_subcommand("dump", "Prints the records of a recording");
-  command->add_option("FILE", options->file, "the recording")
-      ->check(check_recording_name)
-      ->type_name("")
-      ->required();
-  command->add_option("--from", options->from, "the first record: an index or a time")
-      ->check(check_bound)
-      ->type_name("POINT");
-  command->add_option("--to", options->to, "the last record: an index or a time")
-      ->check(check_bound)
-      ->type_name("POINT");
-  command->add_flag("--text", options->text, "print the text form, which `qom make` reads");
-  command->add_flag("--utc", options->utc, "times of the clock are in UTC, not in the local zone");
-  command->footer(
+  const auto options = std::make_shared<Options>();
+  Subcommand command(app, "dump", "Prints the records of a recording");
+  command.recording("FILE", &options->file, "the recording");
+  command.option("--from", "POINT", &options->from, "the first record: an index or a time",
+                 check_bound);
+  command.option("--to", "POINT", &options->to, "the last record: an index or a time", check_bound);
+  command.flag("--text", &options->text, "print the text form, which `qom make` reads");
+  command.flag("--utc", &options->utc, "times of the clock are in UTC, not in the local zone");
+  command.footer(
       "A POINT is a record's index (123 or #123), a time since the start of the recording (12.5s,\n"
       "2:03, 1:02:03.5 or 1h2m3s), a time of day (@14:03:05) or a date and clock\n"
       "(\"YYYY-MM-DD HH:MM:SS.mmm\"), both local without --utc.");
-  command->callback([options, &status] { status = dump(*options); });
+  command.does(status, [options] { return dump(*options); });
 }

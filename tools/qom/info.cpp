@@ -1,11 +1,9 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <memory>
 #include <utility>
 
-#include "arguments.h"
 #include "clock.h"
 #include "commands.h"
 #include "counted.h"
@@ -14,6 +12,7 @@
 #include "info_json.h"
 #include "origins.h"
 #include "recording.h"
+#include "subcommand.h"
 #include "summary.h"
 #include "text/quote.h"
 
@@ -187,12 +186,9 @@ int info(const Options &options) {
 }  // namespace
 
 void add_info_command(CLI::App &app, int &status) {
-  auto options = std::make_shared<Options>();
-  CLI::App *command = app.add_subcommand("info", "Tells what a recording holds");
-  command->add_option("FILE", options->file, "the recording")
-      ->check(check_recording_name)
-      ->type_name("")
-      ->required();
-  command->add_flag("--json", options->json, "print JSON for programs");
-  command->callback([options, &status] { status = info(*options); });
+  const auto options = std::make_shared<Options>();
+  Subcommand command(app, "info", "Tells what a recording holds");
+  command.recording("FILE", &options->file, "the recording");
+  command.flag("--json", &options->json, "print JSON for programs");
+  command.does(status, [options] { return info(*options); });
 }

@@ -6,8 +6,8 @@
 #include <exception>
 #include <memory>
 
-#include "arguments.h"
 #include "commands.h"
+#include "help_formatter.h"
 #include "qom/qom.h"
 #include "recording.h"
 #include "text/quote.h"

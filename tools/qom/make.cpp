@@ -1,18 +1,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 
-#include "arguments.h"
 #include "commands.h"
 #include "file_mode.h"
 #include "progress.h"
 #include "qom/writer.h"
 #include "recording.h"
+#include "subcommand.h"
 #include "text/parser.h"
 #include "text/quote.h"
 
@@ -139,14 +138,9 @@ int make(const Options &options) {
 }  // namespace
 
 void add_make_command(CLI::App &app, int &status) {
-  auto options = std::make_shared<Options>();
-  CLI::App *command = app.add_subcommand("make", "Makes a recording from its text form");
-  command->add_option("TEXT", options->text, "the text; - for standard input")
-      ->type_name("")
-      ->required();
-  command->add_option("OUT", options->out, "the recording, which must not exist yet")
-      ->check(check_recording_name)
-      ->type_name("")
-      ->required();
-  command->callback([options, &status] { status = make(*options); });
+  const auto options = std::make_shared<Options>();
+  Subcommand command(app, "make", "Makes a recording from its text form");
+  command.file("TEXT", &options->text, "the text; - for standard input");
+  command.recording("OUT", &options->out, "the recording, which must not exist yet");
+  command.does(status, [options] { return make(*options); });
 }

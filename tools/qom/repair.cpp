@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cinttypes>
@@ -6,13 +5,13 @@
 #include <memory>
 #include <vector>
 
-#include "arguments.h"
 #include "commands.h"
 #include "counted.h"
 #include "file_mode.h"
 #include "progress.h"
 #include "qom/writer.h"
 #include "recording.h"
+#include "subcommand.h"
 #include "text/quote.h"
 
 namespace {
@@ -306,16 +305,9 @@ int repair(const Options &options) {
 }  // namespace
 
 void add_repair_command(CLI::App &app, int &status) {
-  auto options = std::make_shared<Options>();
-  CLI::App *command =
-      app.add_subcommand("repair", "Writes what is readable of a recording into a new one");
-  command->add_option("IN", options->in, "the recording, which is only read")
-      ->check(check_recording_name)
-      ->type_name("")
-      ->required();
-  command->add_option("OUT", options->out, "the new recording, which must not exist yet")
-      ->check(check_recording_name)
-      ->type_name("")
-      ->required();
-  command->callback([options, &status] { status = repair(*options); });
+  const auto options = std::make_shared<Options>();
+  Subcommand command(app, "repair", "Writes what is readable of a recording into a new one");
+  command.recording("IN", &options->in, "the recording, which is only read");
+  command.recording("OUT", &options->out, "the new recording, which must not exist yet");
+  command.does(status, [options] { return repair(*options); });
 }

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <memory>
@@ -9,6 +8,7 @@
 #include "findings.h"
 #include "progress.h"
 #include "recording.h"
+#include "subcommand.h"
 #include "text/quote.h"
 
 namespace {
@@ -235,16 +235,15 @@ int verify(const Options &options) {
 }  // namespace
 
 void add_verify_command(CLI::App &app, int &status) {
-  auto options = std::make_shared<Options>();
-  CLI::App *command =
-      app.add_subcommand("verify", "Reads and decodes everything and tells what is damaged");
-  command->add_option("FILE", options->file, "the recording")
-      ->check(check_recording_name)
-      ->type_name("")
-      ->required();
-  command->add_option("--limit", options->limit, "list at most this many problems")
-      ->check(check_count)
-      ->capture_default_str()
-      ->type_name("NUMBER");
-  command->callback([options, &status] { status = verify(*options); });
+  const auto options = std::make_shared<Options>();
+  Subcommand command(app, "verify", "Reads and decodes everything and tells what is damaged");
+  command.recording("FILE", &options->file, "the recording");
+  command.option("--limit", "NUMBER", "list at most this many problems; 50 when not given",
+                 [options](const std::string &text) {
+                   const std::optional<size_t> limit = whole_number(text);
+                   if (!limit) return qomtool::quoted(text) + " is not a whole number, 0 or more";
+                   options->limit = *limit;
+                   return std::string();
+                 });
+  command.does(status, [options] { return verify(*options); });
 }

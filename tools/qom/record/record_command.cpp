@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -14,14 +13,17 @@
 #include "formatted.h"
 #include "recorder.h"
 #include "recording.h"
+#include "subcommand.h"
 #include "text/quote.h"
 
 namespace {
 
 using namespace qom::record;
+using qomtool::Check;
 using qomtool::counted;
 using qomtool::formatted;
 using qomtool::quoted_name;
+using qomtool::Subcommand;
 
 struct ReaderCloser {
   void operator()(QomReader *reader) const { qom_reader_close(reader); }
@@ -135,10 +137,14 @@ int record(const Options &options) {
   return qomtool::kFailed;
 }
 
-void add_text_options(CLI::App &command, Texts &texts) {
+void add_text_options(Subcommand &command, Texts &texts) {
   const auto add = [&](const char *name, std::optional<std::string> &text, const char *help) {
-    command.add_option(name, text, help)->type_name("TEXT")->group("Texts");
+    command.option(name, "TEXT", help, [&text](const std::string &given) {
+      text = given;
+      return std::string();
+    });
   };
+  command.headline("Texts");
   add("--user", texts.user, "login name of the person recorded (default: yours)");
   add("--tfn", texts.tfn, "full name of that person (default: from the user database)");
   add("--host", texts.host, "name of the machine (default: this one's)");
@@ -175,59 +181,41 @@ std::string parse_window(const std::string &text, Options &options) {
   return "";
 }
 
-// A number between two others.
-CLI::Validator number_within(double least, double most, const std::string &wanted) {
-  return CLI::Validator(
-      [=](const std::string &text) {
-        const std::optional<double> number = qomtool::decimal(text);
-        const bool sound = number && *number >= least && *number <= most;
-        return sound ? std::string() : qomtool::quoted(text) + " is not " + wanted;
-      },
-      "");
+// Keeps a number between two others, which are called `wanted`.
+template <typename Kept>
+Check number_within(double least, double most, const std::string &wanted, Kept *kept) {
+  return [=](const std::string &text) {
+    const std::optional<double> number = qomtool::decimal(text);
+    if (!number || *number < least || *number > most)
+      return qomtool::quoted(text) + " is not " + wanted;
+    *kept = *number;
+    return std::string();
+  };
 }
 
 }  // namespace
 
 void add_record_command(CLI::App &app, int &status) {
   const auto options = std::make_shared<Options>();
-  CLI::App *command = app.add_subcommand("record", "Records an X display");
-  command->footer(
+  Subcommand command(app, "record", "Records an X display");
+  command.recording("OUT", &options->output, "the recording, which must not exist yet");
+  command.option("--display", ":N", &options->display, "X display (default: $DISPLAY)");
+  command.option("--fps", "RATE", "at most so many pictures a second; 10 when not given",
+                 number_within(0.1, 60, "a rate from 0.1 to 60 pictures a second",
+                               &options->frames_per_second));
+  command.option("--duration", "S", "stop after so many seconds",
+                 number_within(0.001, 1e9, "a number of seconds above 0", &options->duration));
+  command.option("--window", "ID", "record this window only; the number is what xwininfo prints",
+                 [options](const std::string &text) { return parse_window(text, *options); });
+  command.option("--pixel-format", "NAME",
+                 "format of the recorded pixels, one of " + known_formats() +
+                     "; channels lose their lowest bits (default: the display's)",
+                 [options](const std::string &name) { return parse_format(name, *options); });
+  command.flag("-q,--quiet", &options->quiet, "print nothing but errors");
+  add_text_options(command, options->texts);
+  command.footer(
       "The recording ends with Ctrl-C (or the signals INT, TERM and HUP), when its time is up, "
       "when the X server ends or when the recorded window is closed; it is finished properly each "
       "time.");
-  command->add_option("OUT", options->output, "the recording, which must not exist yet")
-      ->check(qomtool::check_recording_name)
-      ->type_name("")
-      ->required();
-  command->add_option("--display", options->display, "X display (default: $DISPLAY)")
-      ->type_name(":N");
-  command->add_option("--fps", options->frames_per_second, "at most so many pictures a second")
-      ->check(number_within(0.1, 60, "a rate from 0.1 to 60 pictures a second"))
-      ->capture_default_str()
-      ->type_name("RATE");
-  command->add_option("--duration", options->duration, "stop after so many seconds")
-      ->check(number_within(0.001, 1e9, "a number of seconds above 0"))
-      ->type_name("S");
-  command
-      ->add_option_function<std::string>(
-          "--window",
-          [options](const std::string &text) {
-            const std::string problem = parse_window(text, *options);
-            if (!problem.empty()) throw CLI::ValidationError("--window", problem);
-          },
-          "record this window only; the number is what xwininfo prints")
-      ->type_name("ID");
-  command
-      ->add_option_function<std::string>(
-          "--pixel-format",
-          [options](const std::string &name) {
-            const std::string problem = parse_format(name, *options);
-            if (!problem.empty()) throw CLI::ValidationError("--pixel-format", problem);
-          },
-          "format of the recorded pixels, one of " + known_formats() +
-              "; channels lose their lowest bits (default: the display's)")
-      ->type_name("NAME");
-  command->add_flag("-q,--quiet", options->quiet, "print nothing but errors");
-  add_text_options(*command, options->texts);
-  command->callback([options, &status] { status = record(*options); });
+  command.does(status, [options] { return record(*options); });
 }

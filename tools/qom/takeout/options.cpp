@@ -1,28 +1,23 @@
 #include "options.h"
 
-#include <CLI/CLI.hpp>
-
-#include "arguments.h"
 #include "clock.h"
 #include "commands.h"
 #include "lettering.h"
 
 namespace qomtool {
 
-void add_takeout_options(CLI::App &command, TakeoutOptions &options, const std::string &what) {
-  command.add_option("FILE", options.file, "the recording")
-      ->check(check_recording_name)
-      ->type_name("")
-      ->required();
-  command.add_option("OUT", options.out, what)->type_name("")->required();
-  command.add_option("--from", options.from, "where to begin; the first picture when not given")
-      ->check(check_moment)
-      ->type_name("T");
-  command.add_option("--to", options.to, "where to end; the end when not given")
-      ->check(check_moment)
-      ->type_name("T");
-  command.add_flag("--utc", options.utc, "times of the clock are in UTC, not in the local zone");
-  command.add_flag("--force", options.force, "replace OUT when it exists");
+void add_takeout_options(Subcommand &command, TakeoutOptions *options, const std::string &what,
+                         const Check &check_out) {
+  command.recording("FILE", &options->file, "the recording, which is only read");
+  command.file("OUT", &options->out, what, check_out);
+  command.option("--from", "T", &options->from, "where to begin; the start when not given",
+                 check_moment);
+  command.option("--to", "T", &options->to, "where to end; the end when not given", check_moment);
+  command.flag("--utc", &options->utc, "times of the clock are in UTC, not in the local zone");
+  command.flag("--force", &options->force, "replace OUT when it exists");
+  command.footer(
+      "A time T is one since the first picture (90, 90.5, 1:30, 1:02:03.5, 1h2m3s), a time of day\n"
+      "(@14:03:05), a date and clock (\"2026-11-22 14:03:05\"), or that of a record (#123).");
 }
 
 int take_out(const TakeoutOptions &options, const std::function<void(Source &source)> &work) {

@@ -6,10 +6,7 @@
 
 #include "output_file.h"
 #include "source.h"
-
-namespace CLI {
-class App;
-}
+#include "subcommand.h"
 
 namespace qomtool {
 
@@ -26,9 +23,10 @@ struct TakeoutOptions {
   }
 };
 
-// FILE, OUT (explained by `what`), --from, --to, --utc and --force. `options` lives as long as the
-// command.
-void add_takeout_options(CLI::App &command, TakeoutOptions &options, const std::string &what);
+// FILE, OUT (explained by `what`), --from, --to, --utc and --force, and below the options what a
+// time may be. `options` lives as long as the command.
+void add_takeout_options(Subcommand &command, TakeoutOptions *options, const std::string &what,
+                         const Check &check_out = {});
 
 // Opens the recording and does the work; what goes wrong is told on standard error. Returns the
 // exit status.

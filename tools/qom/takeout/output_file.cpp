@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "descriptor.h"
 #include "file_mode.h"
 #include "text/quote.h"
 
@@ -81,21 +82,9 @@ class Undisturbed {
   throw OutputError(name, "it exists already (--force replaces it)");
 }
 
-// A descriptor that is closed at the end; false when it could not be opened.
-class Descriptor {
- public:
-  Descriptor(const std::string &path, int flags) : number_(open(path.c_str(), flags | O_CLOEXEC)) {}
-  ~Descriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  Descriptor(const Descriptor &) = delete;
-  Descriptor &operator=(const Descriptor &) = delete;
-  explicit operator bool() const { return number_ >= 0; }
-  int number() const { return number_; }
-
- private:
-  int number_;
-};
+int open_path(const std::string &path, int flags) {
+  return open(path.c_str(), flags | O_CLOEXEC);
+}
 
 // Renames where nothing has the new name.
 void rename_to_new(const std::string &from, const std::string &to) {
@@ -176,7 +165,7 @@ void OutputFile::forget_writer() {
 
 void OutputFile::keep() {
   const Undisturbed now;
-  const Descriptor file(path_, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+  const Descriptor file(open_path(path_, O_RDONLY | O_NOFOLLOW | O_NONBLOCK));
   struct stat status;
   if (!file || fstat(file.number(), &status) != 0) fail(name_);
   if (!S_ISREG(status.st_mode)) throw OutputError(name_, "what was written is no file");
@@ -188,7 +177,7 @@ void OutputFile::keep() {
     fail(name_);
   // The file is there; a folder that cannot be brought to the disk as well is no reason to
   // complain.
-  const Descriptor folder(folder_of(name_), O_RDONLY | O_DIRECTORY);
+  const Descriptor folder(open_path(folder_of(name_), O_RDONLY | O_DIRECTORY));
   if (folder) fsync(folder.number());
 }
 

@@ -1,13 +1,11 @@
 // qom picture: single pictures, series of them, and contact sheets.
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 
-#include "arguments.h"
 #include "clock.h"
 #include "commands.h"
 #include "options.h"
@@ -263,38 +261,26 @@ int make_pictures(const Options &options) {
 }  // namespace
 
 void add_picture_command(CLI::App &app, int &status) {
-  auto options = std::make_shared<Options>();
-  CLI::App *command = app.add_subcommand("picture", "Writes pictures of a recording as PNG files");
-  add_takeout_options(*command, *options,
+  const auto options = std::make_shared<Options>();
+  Subcommand command(app, "picture", "Writes pictures of a recording as PNG files");
+  add_takeout_options(command, options.get(),
                       "the new PNG file; - for standard output; with --every a name such as "
                       "out-%03d.png");
-  CLI::Option *at = command->add_option("--at", options->at, "the picture of this time")
-                        ->check(check_moment)
-                        ->type_name("T");
-  CLI::Option *every =
-      command->add_option("--every", options->every, "a picture each so long, from --from to --to")
-          ->check(check_length)
-          ->type_name("LENGTH");
-  CLI::Option *sheet =
-      command
-          ->add_option("--sheet", options->sheet,
-                       "one contact sheet of so many columns and rows, evenly from --from to --to, "
-                       "or with --every")
-          ->check(check_grid)
-          ->type_name("4x3");
-  at->excludes(every)->excludes(sheet)->excludes("--from")->excludes("--to");
-  command
-      ->add_option("--size", options->size,
-                   "fit each picture into this size; on sheets 480x270 at most when not given")
-      ->check(check_size)
-      ->type_name("WxH");
-  command->add_flag("--no-cursor", options->no_cursor, "leave the mouse cursor out");
-  command->footer(
-      "A time T is one since the first picture (90, 90.5, 1:30, 1:02:03.5, 1h2m3s), a time of day\n"
-      "(@14:03:05), a date and clock (\"2026-11-22 14:03:05\"), or that of a record (#123).");
-  command->callback([options, &status] {
+  command.option("--at", "T", &options->at, "the picture of this time", check_moment);
+  command.option("--every", "LENGTH", &options->every,
+                 "a picture each so long, from --from to --to", check_length);
+  command.option("--sheet", "4x3", &options->sheet,
+                 "one contact sheet of so many columns and rows, evenly from --from to --to, or "
+                 "with --every",
+                 check_grid);
+  command.exclude("--at", {"--every", "--sheet", "--from", "--to"});
+  command.option("--size", "WxH", &options->size,
+                 "fit each picture into this size; on sheets 480x270 at most when not given",
+                 check_size);
+  command.flag("--no-cursor", &options->no_cursor, "leave the mouse cursor out");
+  command.does(status, [options] {
     const std::string wrong = what_is_wrong(*options);
-    if (!wrong.empty()) throw CLI::ValidationError(wrong, kUsage);
-    status = make_pictures(*options);
+    if (!wrong.empty()) throw UsageError(wrong);
+    return make_pictures(*options);
   });
 }

@@ -1,5 +1,4 @@
 // qom cut: a stretch of a recording as a recording of its own, without areas of its screen.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
@@ -13,6 +12,7 @@
 #include "copying.h"
 #include "file_hash.h"
 #include "moment.h"
+#include "options.h"
 #include "origins.h"
 #include "output_file.h"
 #include "progress.h"
@@ -25,15 +25,9 @@ namespace {
 
 using namespace qomtool;
 
-struct Options {
-  std::string file;
-  std::string out;
-  std::string from;  // a good moment, or empty
-  std::string to;
+struct Options : TakeoutOptions {
   std::vector<std::string> masks;
   bool no_hash = false;
-  bool utc = false;
-  bool force = false;
 };
 
 struct CloseWriter {
@@ -231,41 +225,20 @@ int cut(const Options &options) {
 }  // namespace
 
 void add_cut_command(CLI::App &app, int &status) {
-  auto options = std::make_shared<Options>();
-  CLI::App *command = app.add_subcommand(
-      "cut", "Writes a stretch of a recording as a new one, and without areas of its screen");
-  command->add_option("FILE", options->file, "the recording, which is only read")
-      ->check(check_recording_name)
-      ->type_name("")
-      ->required();
-  command->add_option("OUT", options->out, "the new recording")
-      ->check(check_recording_name)
-      ->type_name("")
-      ->required();
-  command->add_option("--from", options->from, "where to begin; the start when not given")
-      ->check(check_moment)
-      ->type_name("T");
-  command->add_option("--to", options->to, "where to end; the end when not given")
-      ->check(check_moment)
-      ->type_name("T");
-  command
-      ->add_option(
-          "--mask", options->masks,
-          "make this area of the screen black for good, and hide the cursor over it; may be "
-          "given again")
-      ->check(check_mask)
-      ->allow_extra_args(false)
-      ->type_name("WxH+X+Y");
-  command->add_flag("--no-hash", options->no_hash,
-                    "do not read all of FILE for its SHA-256, which \"qom info\" tells of OUT");
-  command->add_flag("--utc", options->utc, "times of the clock are in UTC, not in the local zone");
-  command->add_flag("--force", options->force, "replace OUT when it exists");
-  command->footer(
-      "A time T is one since the first picture (90, 90.5, 1:30, 1:02:03.5, 1h2m3s), a time of day\n"
-      "(@14:03:05), a date and clock (\"2026-11-22 14:03:05\"), or that of a record (#123).");
-  command->callback([options, &status] {
+  const auto options = std::make_shared<Options>();
+  Subcommand command(
+      app, "cut", "Writes a stretch of a recording as a new one, and without areas of its screen");
+  add_takeout_options(command, options.get(), "the new recording", check_recording_name);
+  command.options(
+      "--mask", "WxH+X+Y", &options->masks,
+      "make this area of the screen black for good, and hide the cursor over it; may be "
+      "given again",
+      check_mask);
+  command.flag("--no-hash", &options->no_hash,
+               "do not read all of FILE for its SHA-256, which \"qom info\" tells of OUT");
+  command.does(status, [options] {
     if (options->masks.size() > QOM_MAX_MASKS)
-      throw CLI::ValidationError("at most " + std::to_string(QOM_MAX_MASKS) + " masks", kUsage);
-    status = cut(*options);
+      throw UsageError("at most " + std::to_string(QOM_MAX_MASKS) + " masks");
+    return cut(*options);
   });
 }

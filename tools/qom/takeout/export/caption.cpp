@@ -39,7 +39,7 @@ std::array<std::string, QOM_TEXT_COUNT> texts_of(const QomScreen *screen) {
 
 // "2026-11-22 21:33:05 +01:00"
 std::string clock_text(uint64_t time) {
-  const std::string exact = exact_time(time);
+  std::string exact = exact_time(time);
   const size_t zone = exact.find_last_of("+-");
   const size_t decimals = exact.find('.');
   if (decimals == std::string::npos) return exact;

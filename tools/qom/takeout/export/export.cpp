@@ -1,5 +1,4 @@
 // qom export: a stretch of a recording as a film.
-#include <CLI/CLI.hpp>
 #include <cmath>
 #include <memory>
 
@@ -71,42 +70,30 @@ int export_film(const Options &options) {
 }  // namespace
 
 void add_export_command(CLI::App &app, int &status) {
-  auto options = std::make_shared<Options>();
-  CLI::App *command = app.add_subcommand("export", "Writes a film of a recording, with ffmpeg");
-  add_takeout_options(*command, *options,
-                      "the new film: .mp4 (H.264), .webm (VP9), .mkv (H.264, exact) or .gif");
-  command->get_option("OUT")->check(check_film_name);
-  command->add_option("--speed", options->speed, "so many times real time, 0.1 to 1000")
-      ->check(check_speed)
-      ->type_name("N");
-  command
-      ->add_option("--skip-idle", options->skip_idle,
-                   "shorten stretches of the recording in which nothing changes to this length")
-      ->check(check_length)
-      ->type_name("LENGTH");
-  command
-      ->add_option("--fps", options->fps,
-                   "at most so many pictures a second, 1 to 60; 10 when not given")
-      ->check(check_pictures)
-      ->type_name("MAX");
-  command
-      ->add_option("--size", options->size,
-                   "fit the film into this size; that of the largest screen when not given")
-      ->check(check_size)
-      ->type_name("WxH");
-  command->add_flag("--no-cursor", options->no_cursor, "leave the mouse cursor out");
-  command->add_flag("--clock", options->clock,
-                    "write date, time and offset from UTC under the picture");
-  command->add_flag("--texts", options->texts,
-                    "write the texts of the recording under the picture");
-  command->add_flag("--lossless", options->lossless,
-                    "keep every pixel as it was; not every player shows such a film");
-  command->footer(
-      "A time T is one since the first picture (90, 90.5, 1:30, 1:02:03.5, 1h2m3s), a time of day\n"
-      "(@14:03:05), a date and clock (\"2026-11-22 14:03:05\"), or that of a record (#123).");
-  command->callback([options, &status] {
+  const auto options = std::make_shared<Options>();
+  Subcommand command(app, "export", "Writes a film of a recording, with ffmpeg");
+  add_takeout_options(command, options.get(),
+                      "the new film: .mp4 (H.264), .webm (VP9), .mkv (H.264, exact) or .gif",
+                      check_film_name);
+  command.option("--speed", "N", &options->speed, "so many times real time, 0.1 to 1000",
+                 check_speed);
+  command.option("--skip-idle", "LENGTH", &options->skip_idle,
+                 "shorten stretches of the recording in which nothing changes to this length",
+                 check_length);
+  command.option("--fps", "MAX", &options->fps,
+                 "at most so many pictures a second, 1 to 60; 10 when not given", check_pictures);
+  command.option("--size", "WxH", &options->size,
+                 "fit the film into this size; that of the largest screen when not given",
+                 check_size);
+  command.flag("--no-cursor", &options->no_cursor, "leave the mouse cursor out");
+  command.flag("--clock", &options->clock,
+               "write date, time and offset from UTC under the picture");
+  command.flag("--texts", &options->texts, "write the texts of the recording under the picture");
+  command.flag("--lossless", &options->lossless,
+               "keep every pixel as it was; not every player shows such a film");
+  command.does(status, [options] {
     if (!film_format(options->out, options->lossless, pictures_of(*options)))
-      throw CLI::ValidationError("a GIF has 256 colours at most: it cannot be --lossless", kUsage);
-    status = export_film(*options);
+      throw UsageError("a GIF has 256 colours at most: it cannot be --lossless");
+    return export_film(*options);
   });
 }

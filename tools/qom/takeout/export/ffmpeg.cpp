@@ -83,20 +83,15 @@ std::string how_it_ended(int status) {
 
 }  // namespace
 
-void Descriptor::reset(int number) {
-  if (number_ >= 0) close(number_);
-  number_ = number;
-}
-
-void Descriptor::open_in_memory() {
-  reset(memfd_create(kProgram, MFD_CLOEXEC));
-  if (number_ < 0) fail_with(errno);
+void open_in_memory(Descriptor *file) {
+  file->reset(memfd_create(kProgram, MFD_CLOEXEC));
+  if (!*file) fail_with(errno);
 }
 
 Ffmpeg::Ffmpeg(const std::vector<std::string> &options, OutputFile *output, int side)
     : output_(output) {
   std::signal(SIGPIPE, SIG_IGN);  // writing to an ffmpeg that has ended is an error
-  words_.open_in_memory();
+  open_in_memory(&words_);
   if (side >= 0) lseek(side, 0, SEEK_SET);
   std::vector<std::string> words = {kProgram,  "-nostdin", "-hide_banner", "-loglevel", "error",
                                     "-xerror", "-n"};
@@ -114,20 +109,23 @@ void Ffmpeg::start(const std::vector<std::string> &command, int side) {
   Descriptor input, report, reported;
   make_pipe(&input, &pipe_);
   make_pipe(&reported, &report);
-  fcntl(pipe_, F_SETPIPE_SZ, kPipeBytes);  // a smaller one does as well
+  fcntl(pipe_.number(), F_SETPIPE_SZ, kPipeBytes);  // a smaller one does as well
   const pid_t parent = getpid();
   int error = 0;
   process_ = output_->fork_writer();
   if (process_ < 0) error = errno;
-  if (process_ == 0) become(arguments.data(), named.data(), parent, input, side, words_, report);
-  report.reset(-1);
-  if (error == 0 && read(reported, &error, sizeof error) <= 0) return;  // it has become ffmpeg
+  if (process_ == 0)
+    become(arguments.data(), named.data(), parent, input.number(), side, words_.number(),
+           report.number());
+  report.reset();
+  if (error == 0 && read(reported.number(), &error, sizeof error) <= 0)
+    return;  // it has become ffmpeg
   if (process_ > 0) wait();
   fail_with(error);
 }
 
 Ffmpeg::~Ffmpeg() {
-  pipe_.reset(-1);
+  pipe_.reset();
   if (process_ > 0) {
     kill(-process_, SIGKILL);  // with what it has started, when it came to lead a group
     kill(process_, SIGKILL);
@@ -151,7 +149,7 @@ int Ffmpeg::wait() {
 
 void Ffmpeg::write(std::span<const uint8_t> bytes) {
   while (!bytes.empty()) {
-    const ssize_t count = ::write(pipe_, bytes.data(), bytes.size());
+    const ssize_t count = ::write(pipe_.number(), bytes.data(), bytes.size());
     if (count > 0)
       bytes = bytes.subspan(static_cast<size_t>(count));
     else if (errno != EINTR)
@@ -160,7 +158,7 @@ void Ffmpeg::write(std::span<const uint8_t> bytes) {
 }
 
 void Ffmpeg::finish() {
-  pipe_.reset(-1);
+  pipe_.reset();
   const int status = wait();
   // Of what fails when it closes the file it may only speak.
   if (status != 0 || !known_fault(last_words()).empty()) fail_after(status);
@@ -168,7 +166,7 @@ void Ffmpeg::finish() {
 
 // It does not read any more.
 void Ffmpeg::fail() {
-  pipe_.reset(-1);
+  pipe_.reset();
   fail_after(wait());
 }
 
@@ -181,10 +179,10 @@ void Ffmpeg::fail_after(int status) const {
 
 // Its last lines, as one.
 std::string Ffmpeg::last_words() const {
-  const off_t end = lseek(words_, 0, SEEK_END);
+  const off_t end = lseek(words_.number(), 0, SEEK_END);
   std::string text(kWords, '\0');
-  const ssize_t count =
-      pread(words_, text.data(), text.size(), std::max<off_t>(0, end - static_cast<off_t>(kWords)));
+  const ssize_t count = pread(words_.number(), text.data(), text.size(),
+                              std::max<off_t>(0, end - static_cast<off_t>(kWords)));
   text.resize(static_cast<size_t>(std::max<ssize_t>(0, count)));
   while (text.ends_with('\n')) text.pop_back();
   size_t begin = text.size();

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "descriptor.h"
 #include "output_file.h"
 
 namespace qomtool {
@@ -22,22 +23,8 @@ struct FfmpegMissing : FfmpegError {
   using FfmpegError::FfmpegError;
 };
 
-// An open file, closed at the end.
-class Descriptor {
- public:
-  Descriptor() = default;
-  ~Descriptor() { reset(-1); }
-  Descriptor(const Descriptor &) = delete;
-  Descriptor &operator=(const Descriptor &) = delete;
-
-  operator int() const { return number_; }
-  void reset(int number);
-  // Makes it an empty file in memory. Throws FfmpegMissing.
-  void open_in_memory();
-
- private:
-  int number_ = -1;
-};
+// An empty file in memory. Throws FfmpegMissing.
+void open_in_memory(Descriptor *file);
 
 // Reads from a pipe and gets nothing else of this program: no environment, no other descriptor, and
 // no keys that are pressed at the terminal. It ends when this program does, in whatever way, and

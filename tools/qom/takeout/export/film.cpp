@@ -233,11 +233,12 @@ void write_film(const Source &source, const FilmWishes &wishes, const FilmFormat
   try {
     Descriptor palette;
     if (format.has_palette) {
-      palette.open_in_memory();
-      Film(source, wishes, palette_format(), layout, "finding colours", &output, palette).write();
+      open_in_memory(&palette);
+      Film(source, wishes, palette_format(), layout, "finding colours", &output, palette.number())
+          .write();
       source.go_to(stretch.from);
     }
-    Film film(source, wishes, to_file, layout, "exporting", &output, palette);
+    Film film(source, wishes, to_file, layout, "exporting", &output, palette.number());
     film.write();
     film.tell_doubts();
   } catch (const FfmpegMissing &error) {
