@@ -21,7 +21,7 @@ for byte in range(256):
 SYNC = b"\xB3\x51\x72\xF8"
 MAX_TIME = 1 << 62
 MAX_DATA = 268435456
-DRAWING = (3, 4, 14, 15)
+DRAWING = (3, 4, 14, 15, 17)
 COUNTED = {8: 2, 6: 3, 9: 4, 16: 4}  # places in a step
 BYTES_PER_PIXEL = [0, 1, 1, 1, 2, 2] + [4] * 8
 
@@ -146,6 +146,16 @@ def blocks_record(kind, codec, raw_length, fields):
     return digits(data)
 
 
+def copies_record(raw_length, fields, header):
+    data = fields.rest()
+    copies = [struct.unpack_from("<hhHHhh", data, at) for at in range(0, len(data) // 12 * 12, 12)]
+    require(len(data) == 12 * len(copies) and 1 <= len(copies) <= 65536)
+    require(all(1 <= c[2] <= 16384 and 1 <= c[3] <= 16384 for c in copies))
+    require(raw_length == sum(c[2] * c[3] for c in copies) * BYTES_PER_PIXEL[header.format])
+    require(raw_length <= MAX_DATA)
+    return b"".join(words(*copy) for copy in copies)
+
+
 LAYOUTS = {6: "hh", 7: "HH"}
 TEXTS = {8: 2, 9: 1, 10: 1, 11: 1, 12: 1, 13: 1, 16: 1}
 CODECS = {4: (1, 2, 3), 15: (1, 3), 5: (0, 1)}
@@ -154,13 +164,15 @@ CODECS = {4: (1, 2, 3), 15: (1, 3), 5: (0, 1)}
 @functools.lru_cache(1 << 12)
 def record_text(kind, codec, raw_length, payload, header):
     fields = Fields(payload)
-    require(codec in CODECS.get(kind, (0,)) and (raw_length == 0 or kind in (3, 4, 5, 14, 15)))
+    require(codec in CODECS.get(kind, (0,)) and (raw_length == 0 or kind in (3, 4, 5, 14, 15, 17)))
     if kind == 2:
         return Header(payload).text
     if kind in (3, 4):
         return image_record(kind, codec, raw_length, fields, header)
     if kind == 5:
         return cursor_record(codec, raw_length, fields)
+    if kind == 17:
+        return copies_record(raw_length, fields, header)
     if kind in (14, 15):
         return blocks_record(kind, codec, raw_length, fields)
     text = words(*fields.get(LAYOUTS.get(kind, "")))
@@ -184,8 +196,8 @@ class Recording:
         self.walk()
 
     def read_head(self, data):
-        magic, major, self.minor, length = struct.unpack_from("<8sHHI", data + bytes(16))
-        require(magic == b"\x89QOM\r\n\x1a\n" and major == 1 and length <= 4194304)
+        magic, self.major, self.minor, length = struct.unpack_from("<8sHHI", data + bytes(16))
+        require(magic == b"\x89QOM\r\n\x1a\n" and self.major in (1, 2) and length <= 4194304)
         require(len(data) >= 20 + length)
         self.head = data[:20 + length]
         self.salt = self.head[-4:]
@@ -229,7 +241,7 @@ class Recording:
             at += 32 + stored
 
     def add(self, at, kind, codec, time, raw_length, payload):
-        if kind <= 16:
+        if kind <= 17:
             require(time <= MAX_TIME)
             fields = record_text(kind, codec, raw_length, payload, self.header)
             self.time = max(self.time, time)
@@ -272,7 +284,7 @@ class Recording:
 
     def area(self, kind, raw_length):
         """What an index entry can hold of it: twelve bits and how far to shift them."""
-        if kind not in DRAWING or self.minor < 2:
+        if kind not in DRAWING or (self.major, self.minor) < (1, 2):
             return 0
         pixels, shift = raw_length // BYTES_PER_PIXEL[self.header.format], 0
         while pixels >> shift > 4095:

@@ -5,7 +5,7 @@
 namespace qomtool {
 namespace {
 
-constexpr int kLastType = QOM_FOOTER_ITEM_APPFMT;
+constexpr int kLastType = QOM_COPY_AREA;
 constexpr int kLastFormat = BGRA8888;
 
 }  // namespace

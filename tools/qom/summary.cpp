@@ -15,9 +15,10 @@ void add(TypeSummary &summary, const QomIndexEntry &entry) {
   summary.bytes += kFrameHead + entry.length;
 }
 
-bool has_pixels(const QomIndexEntry &entry) {
+bool changes_picture(const QomIndexEntry &entry) {
   return entry.type == QOM_IMAGE || entry.type == QOM_COMPRESSED_IMAGE ||
-         entry.type == QOM_IMAGE_BLOCKS || entry.type == QOM_COMPRESSED_IMAGE_BLOCKS;
+         entry.type == QOM_IMAGE_BLOCKS || entry.type == QOM_COMPRESSED_IMAGE_BLOCKS ||
+         entry.type == QOM_COPY_AREA;
 }
 
 uint64_t picture_interval(const Recording &recording) {
@@ -25,7 +26,7 @@ uint64_t picture_interval(const Recording &recording) {
   std::vector<uint64_t> intervals;
   uint64_t last = 0;
   for (size_t i = 0; i < recording.length; ++i) {
-    if (!has_pixels(recording.index[i])) continue;
+    if (!changes_picture(recording.index[i])) continue;
     const uint64_t time = recording.index[i].timestamp;
     if (last != 0 && time > last && time - last <= longest) intervals.push_back(time - last);
     last = time;

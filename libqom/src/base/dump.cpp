@@ -8,7 +8,8 @@
 
 namespace {
 
-constexpr size_t max_shown = 200;  // bytes of a text
+constexpr size_t max_shown = 200;   // bytes of a text
+constexpr uint32_t max_copies = 4;  // areas of a record
 
 const char *byte_or_bytes(uint32_t count) {
   return count == 1 ? "byte" : "bytes";
@@ -58,6 +59,16 @@ void print_cursor(const QomCursorImage *cursor) {
               cursor->length);
 }
 
+void print_copies(const QomCopyArea *area) {
+  for (uint32_t i = 0; i < area->count && i < max_copies; ++i) {
+    const QomCopy &copy = area->copies[i];
+    std::printf("%s %ux%u%+d%+d to %+d%+d", i == 0 ? "" : ",", copy.width, copy.height, copy.x,
+                copy.y, copy.to_x, copy.to_y);
+  }
+  if (area->count > max_copies) std::printf(" and %u more", area->count - max_copies);
+  std::putchar('\n');
+}
+
 // Ends the line that the caller has begun.
 void print_fields(const QomRecord *record) {
   switch (record->type) {
@@ -103,6 +114,8 @@ void print_fields(const QomRecord *record) {
       std::printf(" %u bytes compressed to %u\n", blocks->length, blocks->compressed_length);
       return;
     }
+    case QOM_COPY_AREA:
+      return print_copies(reinterpret_cast<const QomCopyArea *>(record));
     default:
       std::putchar('\n');
       if (qom::is_footer_type(record->type))

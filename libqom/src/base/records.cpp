@@ -84,6 +84,12 @@ static_assert(sizeof(QomCompressedImageBlocks) == 32);
 QOM_AT(QomCompressedImageBlocks, length, 16);
 QOM_AT(QomCompressedImageBlocks, compressed_length, 20);
 QOM_AT(QomCompressedImageBlocks, data, 24);
+static_assert(sizeof(QomCopy) == 12);
+QOM_AT(QomCopy, width, 4);
+QOM_AT(QomCopy, to_x, 8);
+static_assert(sizeof(QomCopyArea) == 32);
+QOM_AT(QomCopyArea, count, 16);
+QOM_AT(QomCopyArea, copies, 24);
 static_assert(sizeof(QomIndexEntry) == 24);
 QOM_AT(QomIndexEntry, timestamp, 8);
 QOM_AT(QomIndexEntry, type, 16);
@@ -112,6 +118,7 @@ constexpr Type types[] = {
     {"QOM_IMAGE_BLOCKS", sizeof(QomImageBlocks)},
     {"QOM_COMPRESSED_IMAGE_BLOCKS", sizeof(QomCompressedImageBlocks)},
     {"QOM_FOOTER_ITEM_APPFMT", sizeof(QomFooterItem)},
+    {"QOM_COPY_AREA", sizeof(QomCopyArea)},
 };
 
 size_t text_bytes(const char *text) {
@@ -140,6 +147,8 @@ size_t pointed_bytes(const QomRecord *record) {
       return reinterpret_cast<const QomImageBlocks *>(record)->length;
     case QOM_COMPRESSED_IMAGE_BLOCKS:
       return reinterpret_cast<const QomCompressedImageBlocks *>(record)->compressed_length;
+    case QOM_COPY_AREA:
+      return reinterpret_cast<const QomCopyArea *>(record)->count * sizeof(QomCopy);
     default:
       return is_footer_type(record->type)
                  ? text_bytes(reinterpret_cast<const QomFooterItem *>(record)->item)
@@ -208,6 +217,11 @@ void copy_pointed(QomRecord *record, Copier copier) {
     case QOM_COMPRESSED_IMAGE_BLOCKS: {
       auto blocks = reinterpret_cast<QomCompressedImageBlocks *>(record);
       copier.bytes(&blocks->data, blocks->compressed_length);
+      break;
+    }
+    case QOM_COPY_AREA: {
+      auto area = reinterpret_cast<QomCopyArea *>(record);
+      copier.bytes(reinterpret_cast<uint8_t **>(&area->copies), area->count * sizeof(QomCopy));
       break;
     }
     default:

@@ -42,10 +42,10 @@ Outcome read_head_at(const Source &source, const Window &window, uint64_t positi
   const auto major = cursor.get<uint16_t>();
   const auto minor = cursor.get<uint16_t>();
   const auto length = cursor.get<uint32_t>();
-  if (major != format_major)
+  if (major != format_major && major != format_major_copies)
     return QOM_REFUSE(Outcome::broken,
-                      "a recording of format version %u.%u; this program reads version %u", major,
-                      minor, format_major);
+                      "a recording of format version %u.%u; this program reads versions %u and %u",
+                      major, minor, format_major, format_major_copies);
   if (length > max_header_bytes || length > room - sizeof start - sizeof(uint32_t))
     return QOM_REFUSE(Outcome::broken, "a recording whose header is cut off");
 
@@ -66,7 +66,7 @@ Outcome read_head_at(const Source &source, const Window &window, uint64_t positi
     errno = 0;
     return Outcome::not_allowed;
   }
-  header->version = format_major;
+  header->version = static_cast<uint8_t>(major);
   found->header = std::move(header);
   found->major_version = static_cast<uint8_t>(major);
   found->minor_version = static_cast<uint8_t>(std::min<uint16_t>(minor, 255));
@@ -131,8 +131,10 @@ Outcome find_copy(const Source &source, Window *window, FileHead *found) {
 
 FrameSpace frame_space(const FileHead &head) {
   const size_t pixel_bytes = pixel_format_bytes_per_pixel(head.header->pixel_format);
+  const bool has_areas =
+      head.major_version > format_major || head.minor_version >= format_minor_areas;
   return {head.salt, head.length, head.header->timestamp,
-          head.minor_version >= format_minor_areas ? static_cast<uint32_t>(pixel_bytes) : 0};
+          has_areas ? static_cast<uint32_t>(pixel_bytes) : 0};
 }
 
 bool read_file_head(const Source &source, Window *window, FileHead *head) {

@@ -13,6 +13,10 @@ inline constexpr uint8_t format_major = 1;
 inline constexpr uint8_t format_minor = 2;
 inline constexpr uint8_t format_minor_areas = 2;  // the first whose index entries hold areas
 
+// Recordings that may hold copies of areas: readers of version 1 would show wrong pictures.
+inline constexpr uint8_t format_major_copies = 2;
+inline constexpr uint8_t format_minor_copies = 0;
+
 inline constexpr uint8_t magic[8] = {0x89, 'Q', 'O', 'M', '\r', '\n', 0x1A, '\n'};
 inline constexpr uint32_t file_head_bytes = 16;         // before the header payload
 inline constexpr uint32_t max_header_bytes = 4u << 20;  // of the header payload
@@ -63,7 +67,7 @@ inline constexpr uint32_t max_checkpoint_records = 256;
 inline constexpr uint32_t max_payload_bytes = QOM_MAX_DATA + (8u << 20);
 
 inline bool is_record_type(uint8_t type) {
-  return type <= QOM_FOOTER_ITEM_APPFMT;
+  return type <= QOM_COPY_AREA;
 }
 
 struct FrameHead {
@@ -71,7 +75,7 @@ struct FrameHead {
   uint8_t codec = codec_stored;
   uint64_t timestamp = 0;      // microseconds
   uint32_t stored_length = 0;  // bytes of payload
-  uint32_t raw_length = 0;     // bytes of pixels after decompression
+  uint32_t raw_length = 0;     // bytes of pixels after decompression, or that are copied
   uint32_t payload_crc = 0;
 };
 
@@ -159,7 +163,7 @@ uint64_t decode_area(uint16_t area);
 // Whether a record of this type changes the picture.
 inline bool draws(uint8_t type) {
   return type == QOM_IMAGE || type == QOM_COMPRESSED_IMAGE || type == QOM_IMAGE_BLOCKS ||
-         type == QOM_COMPRESSED_IMAGE_BLOCKS;
+         type == QOM_COMPRESSED_IMAGE_BLOCKS || type == QOM_COPY_AREA;
 }
 
 // Whether a record of this type is one image.

@@ -37,6 +37,7 @@ Shape shape_of(uint8_t type) {
     case QOM_SCREEN_CHANGE:
       return {4, 0, false};
     case QOM_IMAGE_BLOCKS:
+    case QOM_COPY_AREA:
       return {0, 0, true};
     case QOM_COMPRESSED_IMAGE_BLOCKS:
       return {0, 1, true};
@@ -227,6 +228,32 @@ bool encode_compressed_blocks(const QomCompressedImageBlocks *blocks, EncodedPay
                            blocks->length, payload);
 }
 
+// All targets together; 0 with the reason when a copy breaks a rule.
+uint32_t copied_bytes(const QomCopy *copies, uint32_t count, const ImageFormat &format) {
+  uint64_t pixels = 0;
+  if (count == 0 || count > QOM_MAX_COPIES)
+    return QOM_REFUSE(0, "%u areas to copy, not 1 to %u", count, QOM_MAX_COPIES);
+  for (uint32_t i = 0; i < count; ++i) {
+    const QomCopy &copy = copies[i];
+    if (copy.width == 0 || copy.width > QOM_MAX_SIDE || copy.height == 0 ||
+        copy.height > QOM_MAX_SIDE)
+      return QOM_REFUSE(0, "an area of %ux%u pixels to copy is not allowed", copy.width,
+                        copy.height);
+    pixels += uint64_t{copy.width} * copy.height;
+  }
+  const uint64_t bytes = pixels * pixel_format_bytes_per_pixel(format.pixel_format);
+  if (bytes > QOM_MAX_DATA) return QOM_REFUSE(0, "too many bytes of pixels to copy");
+  return static_cast<uint32_t>(bytes);
+}
+
+bool encode_copies(const QomCopyArea *area, const ImageFormat &format, EncodedPayload *payload) {
+  if (!area->copies) return refuse_text("no areas to copy");
+  payload->raw_length = copied_bytes(area->copies, area->count, format);
+  if (payload->raw_length == 0) return false;
+  add_part(payload, area->copies, area->count * sizeof(QomCopy));
+  return true;
+}
+
 // --- from the file ---------------------------------------------------------------------------
 
 // Cuts texts out of the bytes behind a record, in place. A text's terminator falls on the
@@ -341,6 +368,8 @@ bool encode_payload(const void *record, const ImageFormat &format, EncodedPayloa
     case QOM_COMPRESSED_IMAGE_BLOCKS:
       return encode_compressed_blocks(static_cast<const QomCompressedImageBlocks *>(record),
                                       payload);
+    case QOM_COPY_AREA:
+      return encode_copies(static_cast<const QomCopyArea *>(record), format, payload);
     default:
       if (is_footer_type(type))
         return add_text(payload, static_cast<const QomFooterItem *>(record)->item);
@@ -360,7 +389,7 @@ bool check_record_head(const FrameHead &head) {
   if (head.stored_length < shape.fixed || (!shape.rest && head.stored_length > shape.fixed) ||
       head.stored_length > max_payload_bytes)
     return refuse_text("a length that does not fit the type of the record");
-  if (head.raw_length > (has_pixels(head.type) ? QOM_MAX_DATA : 0))
+  if (head.raw_length > (has_pixels(head.type) || head.type == QOM_COPY_AREA ? QOM_MAX_DATA : 0))
     return refuse_text("more bytes of pixels than are allowed");
   if (has_pixels(head.type) && shape.prefix == 0 && head.codec == codec_stored &&
       head.stored_length - shape.fixed != head.raw_length)
@@ -395,6 +424,17 @@ bool decode_cursor_geometry(QomCursorImage *cursor, const FrameHead &head, const
 }
 
 namespace {
+
+// The copies lie in the file as they do in memory.
+bool decode_copies(QomCopyArea *area, const FrameHead &head, const ImageFormat &format,
+                   uint8_t *data) {
+  if (head.stored_length % sizeof(QomCopy) != 0) return refuse_text("an area that is cut off");
+  area->count = static_cast<uint32_t>(head.stored_length / sizeof(QomCopy));
+  area->copies = reinterpret_cast<QomCopy *>(data);
+  const uint32_t bytes = copied_bytes(area->copies, area->count, format);
+  if (bytes == 0) return false;
+  return bytes == head.raw_length || refuse_text("areas to copy whose bytes are not those told");
+}
 
 // The types whose payload is pixels.
 bool decode_pixels(QomRecord *record, const FrameHead &head, const uint8_t *fixed,
@@ -468,6 +508,8 @@ bool decode_payload(QomRecord *record, const FrameHead &head, const uint8_t *fix
       auto input = reinterpret_cast<QomLastInput *>(record);
       return decode_texts(&input->user, &input->tfn, data, data_length);
     }
+    case QOM_COPY_AREA:
+      return decode_copies(reinterpret_cast<QomCopyArea *>(record), head, format, data);
     default:
       if (!is_footer_type(head.type)) return true;
       return decode_texts(&reinterpret_cast<QomFooterItem *>(record)->item, nullptr, data,

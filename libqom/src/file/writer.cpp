@@ -63,6 +63,7 @@ struct QomWriter {
   uint64_t position = 0;  // end of the file, bytes
   uint32_t salt = 0;
   ImageFormat format = {};
+  bool may_copy = false;  // areas of the picture
   uint32_t pixel_bytes = 0;
   std::atomic<int> failed = 0;  // errno of the first write or sync that failed
   uint64_t last_time = 0;
@@ -284,7 +285,7 @@ int write_end(QomWriter *writer) {
 }
 
 // Puts the bytes of the file head together. False when memory is short.
-bool make_file_head(QomWriter *writer, const EncodedPayload &header) {
+bool make_file_head(QomWriter *writer, const EncodedPayload &header, uint8_t major) {
   const size_t checked = file_head_bytes + header.length;
   if (!writer->head.resize(checked + sizeof writer->salt)) {
     errno = ENOMEM;
@@ -293,8 +294,8 @@ bool make_file_head(QomWriter *writer, const EncodedPayload &header) {
   }
   ByteWriter bytes(writer->head.data());
   bytes.put_bytes(magic, sizeof magic)
-      .put(uint16_t{format_major})
-      .put(uint16_t{format_minor})
+      .put(uint16_t{major})
+      .put(uint16_t{major == format_major ? format_minor : format_minor_copies})
       .put(header.length);
   for (int i = 0; i < header.part_count; ++i)
     bytes.put_bytes(header.parts[i].iov_base, header.parts[i].iov_len);
@@ -373,7 +374,8 @@ QomWriter *qom_writer_create(const char *path, const QomHeader *header) {
     return nullptr;
   }
   EncodedPayload payload;
-  if (!check_header(header) || !encode_header(header, format_major, &payload)) {
+  const uint8_t major = header->version == format_major_copies ? format_major_copies : format_major;
+  if (!check_header(header) || !encode_header(header, major, &payload)) {
     invalid();
     return nullptr;
   }
@@ -383,13 +385,14 @@ QomWriter *qom_writer_create(const char *path, const QomHeader *header) {
     set_error("out of memory");
     return nullptr;
   }
-  if (!make_file_head(writer.get(), payload)) return nullptr;
+  if (!make_file_head(writer.get(), payload, major)) return nullptr;
   writer->fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOCTTY, 0600);
   if (writer->fd < 0) {
     set_system_error("cannot create the file");
     return nullptr;
   }
   writer->format = {header->pixel_format, header->scanline_pad};
+  writer->may_copy = major == format_major_copies;
   writer->pixel_bytes = static_cast<uint32_t>(pixel_format_bytes_per_pixel(header->pixel_format));
   writer->last_time = header->timestamp;
   if (write_file_head(writer.get()) != 0 || sync(writer.get()) != 0) {
@@ -414,6 +417,8 @@ int qom_writer_append(QomWriter *writer, const void *data) {
               static_cast<unsigned long long>(writer->last_time));
     return invalid();
   }
+  if (record->type == QOM_COPY_AREA && !writer->may_copy)
+    return invalid("copies of areas in a recording of version 1");
   EncodedPayload payload;
   if (!encode_payload(record, writer->format, &payload)) return invalid();
   if (write_index_block_if_due(writer) != 0) return -1;

@@ -45,6 +45,13 @@ QOM_API int qom_picture_converts(PixelFormat from, PixelFormat to);
 QOM_API void qom_picture_merge(const QomPicture *picture, const QomImage *image, PixelFormat from,
                                uint8_t scanline_pad, const uint32_t *palette);
 
+/*
+ * Copies an area of the picture to another place in it, pixel by pixel as they are, also where the
+ * two overlap. What of either place lies beside the picture is left out. Returns the area that was
+ * written; all 0 when there is none.
+ */
+QOM_API QomRectangle qom_picture_copy(const QomPicture *picture, const QomCopy *copy);
+
 /* The part of an image that lies in a picture; all 0 when it lies beside it. */
 QOM_API QomRectangle qom_picture_clip(const QomPicture *picture, const QomImage *image);
 

@@ -51,6 +51,7 @@ extern "C" {
 #define QOM_MAX_SIDE 16384u              /* pixels, width or height of an image or a header */
 #define QOM_MAX_CURSOR_SIDE 1024u        /* pixels, width or height of a cursor image */
 #define QOM_MAX_DATA 268435456u          /* bytes of decoded pixels of one record: 256 MiB */
+#define QOM_MAX_COPIES 65536u            /* areas of one record that are copied */
 #define QOM_MAX_TEXT 1048576u            /* bytes of one text, terminator not counted: 1 MiB */
 #define QOM_MAX_TIME (UINT64_C(1) << 62) /* microseconds, largest timestamp */
 
@@ -73,6 +74,7 @@ typedef enum QomRecordType {
   QOM_IMAGE_BLOCKS = 14,
   QOM_COMPRESSED_IMAGE_BLOCKS = 15,
   QOM_FOOTER_ITEM_APPFMT = 16,
+  QOM_COPY_AREA = 17, /* in recordings of format version 2 alone */
   QOM_TYPE_UNKNOWN = 255
 } QomRecordType;
 
@@ -123,7 +125,7 @@ typedef struct QomRecord {
 /* The recording's header, 64 bytes. */
 typedef struct QomHeader {
   uint8_t type;       /* QOM_HEADER */
-  uint8_t version;    /* major version of the file format; set by the library */
+  uint8_t version;    /* major version of the file format: 1, or 2 with QOM_COPY_AREA */
   uint64_t timestamp; /* start of the recording, microseconds */
   uint8_t depth;      /* depth of the recorded screen, bits */
   uint16_t width;     /* screen size at the start, pixels, 1..QOM_MAX_SIDE */
@@ -235,6 +237,28 @@ typedef struct QomCompressedImageBlocks {
   uint32_t compressed_length; /* bytes of data */
   uint8_t *data;              /* codec byte and compressed bytes */
 } QomCompressedImageBlocks;
+
+/* What an area of the screen shows is shown at another place, too, 12 bytes. */
+typedef struct QomCopy {
+  int16_t x; /* top-left corner of the area, screen coordinates */
+  int16_t y;
+  uint16_t width; /* pixels, 1..QOM_MAX_SIDE */
+  uint16_t height;
+  int16_t to_x; /* top-left corner of the other place */
+  int16_t to_y;
+} QomCopy;
+
+/*
+ * Areas that are copied one after the other, 32 bytes. Each copies what the ones before it have
+ * left, as it was before this one (areas may overlap their targets); a pixel is copied when the
+ * screen has both its places. All targets together are at most QOM_MAX_DATA bytes of pixels.
+ */
+typedef struct QomCopyArea {
+  uint8_t type; /* QOM_COPY_AREA */
+  uint64_t timestamp;
+  uint32_t count; /* 1..QOM_MAX_COPIES */
+  QomCopy *copies;
+} QomCopyArea;
 
 /* Bits of QomIndexEntry.flags. */
 #define QOM_ENTRY_TIME_RAISED 1u /* the file holds an earlier time than the entry */

@@ -26,9 +26,10 @@ typedef struct QomWriter QomWriter;
  * Creates the file `path`, which must not exist, and writes the header. Nobody but
  * its owner may read or write the file (mode 0600, less what the umask takes away):
  * it holds what was on a screen. `header`
- * stays the caller's and its `type` and `version` are not read. Returns null with
- * errno on failure and leaves no file behind; EINVAL for a header that no reader
- * would accept, EEXIST when the file exists.
+ * stays the caller's and its `type` is not read. With a `version` of 2 the recording may hold
+ * QOM_COPY_AREA records, and libraries that do not know them refuse it; any other makes one of
+ * version 1. Returns null with errno on failure and leaves no file behind; EINVAL for a header that
+ * no reader would accept, EEXIST when the file exists.
  */
 QOM_API QomWriter *qom_writer_create(const char *path, const QomHeader *header);
 

@@ -30,6 +30,14 @@ Answer blocks_meet(const QomHeader *header, const QomRecord *record, const QomRe
   return Answer::no;
 }
 
+Answer copies_meet(const QomCopyArea *copied, const QomRectangle &area) {
+  for (uint32_t i = 0; i < copied->count; ++i) {
+    const QomCopy &copy = copied->copies[i];
+    if (meets({copy.to_x, copy.to_y, copy.width, copy.height}, area)) return Answer::yes;
+  }
+  return Answer::no;
+}
+
 // A record that cannot be read changes nothing that could be shown.
 Answer record_meets(QomReader *reader, size_t index, const QomRectangle &area) {
   const RecordPtr<QomRecord> record(qom_record_at_index(reader, index));
@@ -42,6 +50,8 @@ Answer record_meets(QomReader *reader, size_t index, const QomRectangle &area) {
                  : Answer::no;
     case QOM_COMPRESSED_IMAGE_BLOCKS:
       return blocks_meet(qom_info_header(reader), record.get(), area);
+    case QOM_COPY_AREA:
+      return copies_meet(reinterpret_cast<const QomCopyArea *>(record.get()), area);
     default:
       return Answer::yes;
   }

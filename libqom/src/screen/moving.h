@@ -46,7 +46,8 @@ struct QomScreen {
 namespace qom {
 
 inline bool draws(uint8_t type) {
-  return type == QOM_IMAGE || type == QOM_COMPRESSED_IMAGE || type == QOM_COMPRESSED_IMAGE_BLOCKS;
+  return type == QOM_IMAGE || type == QOM_COMPRESSED_IMAGE || type == QOM_COMPRESSED_IMAGE_BLOCKS ||
+         type == QOM_COPY_AREA;
 }
 
 // Brings the screen to the known state at or before `place` from which a move there leaves the

@@ -106,6 +106,9 @@ Applied State::apply(const QomRecord *record, bool more_sizes, const Pause &paus
       return draw_compressed(record, pause);
     case QOM_COMPRESSED_IMAGE_BLOCKS:
       return draw_compressed_blocks(record, pause);
+    case QOM_COPY_AREA:
+      copy(as<QomCopyArea>(record));
+      return Applied::whole;
     case QOM_CURSOR_IMAGE:
       return applied(set_cursor(as<QomCursorImage>(record)));
     case QOM_CURSOR_POSITION:
@@ -142,6 +145,12 @@ void State::draw(const QomImage *image) {
   const QomRectangle clip = qom_picture_clip(&canvas.picture(), image);
   damage.add(clip);
   has_picture_ = has_picture_ || !is_empty(clip);
+}
+
+// All of them together are no more pixels than one image may have: no pause is needed.
+void State::copy(const QomCopyArea *area) {
+  for (uint32_t i = 0; i < area->count; ++i)
+    damage.add(qom_picture_copy(&canvas.picture(), &area->copies[i]));
 }
 
 // A few kilobytes may hold a second's work.

@@ -117,6 +117,7 @@ class State {
 
  private:
   void draw(const QomImage *image);
+  void copy(const QomCopyArea *area);
   Applied uncompress(const QomRecord *compressed, const Pause &pause, RecordPtr<QomRecord> *pixels);
   Applied draw_compressed(const QomRecord *compressed, const Pause &pause);
   Applied draw_compressed_blocks(const QomRecord *compressed, const Pause &pause);

@@ -54,7 +54,7 @@ bool run(QomView *view, size_t first, size_t last, const Round *round) {
 
 /* Pictures that are no full ones, and places of the cursor, do not count before the first image. */
 bool counts_later(uint8_t type) {
-  return type == QOM_IMAGE || type == QOM_CURSOR_POSITION;
+  return type == QOM_IMAGE || type == QOM_COPY_AREA || type == QOM_CURSOR_POSITION;
 }
 
 /* Everything that sets up state before the first image goes the usual way. */

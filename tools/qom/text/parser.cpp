@@ -61,9 +61,12 @@ bool TextParser::parse_head_line() {
     words.finish();
     return true;
   }
-  if (keyword != "version" && head_.take(keyword, words)) return true;
-  lines_.again();
-  return false;
+  if (!head_.take(keyword, words)) {
+    lines_.again();
+    return false;
+  }
+  if (head_.header.version != 1 && head_.header.version != 2) words.fail("a version is 1 or 2");
+  return true;
 }
 
 void TextParser::parse_header_record() {
@@ -157,6 +160,9 @@ void TextParser::parse_record(QomRecordType type, Words &words) {
       parse_blocks();
       if (type == QOM_COMPRESSED_IMAGE_BLOCKS) compress(type);
       return;
+    case QOM_COPY_AREA:
+      words.finish();
+      return parse_copies();
     case QOM_HEADER:
       words.finish();
       return parse_header_record();
@@ -223,6 +229,31 @@ void TextParser::parse_blocks() {
   }
   record_.blocks.length = static_cast<uint32_t>(data_.size());
   record_.blocks.data = data_.empty() ? nullptr : data_.data();
+}
+
+void TextParser::parse_copies() {
+  if (head_.header.version < 2)
+    throw TextError(item_line_, "copies need the line \"version 2\" in the header");
+  copies_.clear();
+  for (;;) {
+    require_line("\"copy\" or \"end\"");
+    Words words = this->words();
+    const std::string_view keyword = words.word("");
+    if (keyword == "end") {
+      words.finish();
+      break;
+    }
+    if (keyword != "copy") words.fail_word("\"copy\" or \"end\"", keyword);
+    const Size size = words.size(1, QOM_MAX_SIDE);
+    const Point from = words.point("a position, X,Y");
+    words.expect("to");
+    const Point to = words.point("a position, X,Y");
+    words.finish();
+    if (copies_.size() == QOM_MAX_COPIES) words.fail("more areas than one record can hold");
+    copies_.push_back({from.x, from.y, size.width, size.height, to.x, to.y});
+  }
+  record_.copied.count = static_cast<uint32_t>(copies_.size());
+  record_.copied.copies = copies_.data();
 }
 
 void TextParser::parse_cursor_image(Words &words) {

@@ -53,6 +53,7 @@ class TextParser {
     QomLastInput input;
     QomFooterItem footer;
     QomImageBlocks blocks;
+    QomCopyArea copied;
   };
 
   Words words() const { return Words(lines_.line(), lines_.number()); }
@@ -67,6 +68,7 @@ class TextParser {
   void parse_record(QomRecordType type, Words &words);
   void parse_image(Words &words);
   void parse_blocks();
+  void parse_copies();
   void parse_cursor_image(Words &words);
   void compress(QomRecordType type);
 
@@ -93,6 +95,7 @@ class TextParser {
   HeaderParser record_header_;
   RecordPtr compressed_;  // stands for record_ when the record is a compressed one
   std::vector<uint8_t> data_;
+  std::vector<QomCopy> copies_;
   std::optional<std::string> texts_[2];
 };
 

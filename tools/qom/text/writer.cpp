@@ -31,6 +31,7 @@ TextWriter::TextWriter(std::FILE *out, const QomHeader &header)
     : file_(out), header_(header), time_(header.timestamp) {
   out_ += "qom-text 1\n";
   (out_ += "start ") += seconds_text(header_.timestamp) += '\n';
+  if (header_.version > 1) (out_ += "version ") += std::to_string(header_.version) += '\n';
   header_lines(header_, "");
   out_ += '\n';
 }
@@ -139,6 +140,9 @@ bool TextWriter::fields(const QomRecord *record) {
     case QOM_CURSOR_IMAGE:
       cursor_image(as<QomCursorImage>(record));
       return true;
+    case QOM_COPY_AREA:
+      copies(as<QomCopyArea>(record));
+      return true;
     case QOM_CURSOR_POSITION:
       point(as<QomCursorPosition>(record).x, as<QomCursorPosition>(record).y);
       break;
@@ -189,6 +193,21 @@ bool TextWriter::blocks(const QomImageBlocks *blocks) {
   }
   out_ += "end\n";
   return true;
+}
+
+void TextWriter::copies(const QomCopyArea &area) {
+  out_ += '\n';
+  for (uint32_t i = 0; i < area.count; ++i) {
+    const QomCopy &copy = area.copies[i];
+    out_ += "  copy";
+    size(copy.width, copy.height);
+    point(copy.x, copy.y);
+    out_ += " to";
+    point(copy.to_x, copy.to_y);
+    out_ += '\n';
+    flush_if_long();
+  }
+  out_ += "end\n";
 }
 
 void TextWriter::cursor_image(const QomCursorImage &cursor) {

@@ -39,6 +39,7 @@ class TextWriter {
   bool fields(const QomRecord *record);
   bool image(const QomImage *image);
   bool blocks(const QomImageBlocks *blocks);
+  void copies(const QomCopyArea &area);
   void cursor_image(const QomCursorImage &cursor);
   void rectangle(const QomImage &image);
   void pixels(const struct PixelRows &rows, std::string_view indent);

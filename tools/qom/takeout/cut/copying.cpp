@@ -77,6 +77,7 @@ void Copying::copy() {
 // is null could not be read, with the reason.
 void Copying::append(RecordPtr record, size_t index) {
   const uint64_t time = record ? record->timestamp : recording_.index[index].timestamp;
+  if (record) record = without_copies(std::move(record), index);
   if (record) record = masks_.blanked(std::move(record));
   if (record) record = cursor_.covered(std::move(record));
   if (!record && errno == ENOMEM) throw std::bad_alloc();
@@ -84,6 +85,14 @@ void Copying::append(RecordPtr record, size_t index) {
     ++written_;
   else
     lose(index, time, "record #" + std::to_string(index), qom_reader_error());
+}
+
+// Under masks the new recording has not what copies were made of, so that it gets what they drew.
+RecordPtr Copying::without_copies(RecordPtr record, size_t index) {
+  if (record->type != QOM_COPY_AREA || masks_.areas().empty()) return record;
+  if (!drawn_) drawn_ = std::make_unique<RawScreen>(recording_.reader.get());
+  if (!drawn_->is_open() || !drawn_->go_to(index + 1)) return nullptr;
+  return drawn_->targets(as<QomCopyArea>(record.get()));
 }
 
 // --- checkpoints -----------------------------------------------------------------------------

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "masks.h"
 #include "progress.h"
 #include "qom/writer.h"
+#include "raw_screen.h"
 #include "recording.h"
 #include "stretch.h"
 
@@ -46,6 +48,7 @@ class Copying {
 
  private:
   void append(RecordPtr record, size_t index);
+  RecordPtr without_copies(RecordPtr record, size_t index);
   void begin_checkpoint(size_t index);
   void end_checkpoint();
   void pass_gaps(size_t index);
@@ -64,6 +67,7 @@ class Copying {
   Progress &progress_;
 
   CoveredCursor cursor_;
+  std::unique_ptr<RawScreen> drawn_;  // once copies under masks have been met
   std::vector<CheckpointRun> runs_;
   size_t next_run_ = 0;
   bool open_ = false;    // a checkpoint is being written

@@ -1,5 +1,6 @@
 #include "raw_screen.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "masks.h"
@@ -26,6 +27,34 @@ void keep_row(const uint8_t *from, uint8_t *to, size_t pixels, unsigned added) {
 uint32_t stride_of(const QomHeader &header, size_t width, size_t pixel_bytes) {
   return stride_in_bytes(static_cast<uint32_t>(width), static_cast<uint8_t>(pixel_bytes * 8),
                          header.scanline_pad);
+}
+
+QomRectangle bounds_of(const QomRectangle &a, const QomRectangle &b) {
+  const int32_t x = std::min(a.x, b.x);
+  const int32_t y = std::min(a.y, b.y);
+  return {x, y, std::max(a.x + a.width, b.x + b.width) - x,
+          std::max(a.y + a.height, b.y + b.height) - y};
+}
+
+// Where copies have drawn, each place once where they are few: no more pixels than the picture has.
+std::vector<QomRectangle> targets_in(const QomPicture &picture, const QomCopyArea &copied) {
+  std::vector<QomRectangle> areas;
+  QomRectangle bounds = {};
+  int64_t pixels = 0;
+  for (uint32_t i = 0; i < copied.count; ++i) {
+    QomImage target{};
+    target.x = copied.copies[i].to_x;
+    target.y = copied.copies[i].to_y;
+    target.width = copied.copies[i].width;
+    target.height = copied.copies[i].height;
+    const QomRectangle area = qom_picture_clip(&picture, &target);
+    if (area.width == 0) continue;
+    bounds = areas.empty() ? area : bounds_of(bounds, area);
+    pixels += int64_t{area.width} * area.height;
+    areas.push_back(area);
+  }
+  if (areas.size() > 1 && pixels >= int64_t{bounds.width} * bounds.height) areas = {bounds};
+  return areas;
 }
 
 // The bytes of a row that was kept with 1 added; false when a pixel was never drawn.
@@ -72,36 +101,73 @@ void RawScreen::draw(void *self, const QomImage *image, const QomPicture *pictur
   }
 }
 
-ImagePtr RawScreen::picture(uint64_t time, bool *exact) {
-  *exact = true;
-  QomPicture picture;
-  if (qom_screen_picture(screen_.get(), 0, &picture) != 0) return nullptr;
-  const uint32_t stride = stride_of(*header_, picture.width, pixel_bytes_);
-  std::vector<uint8_t> pixels(size_t{stride} * picture.height);
+bool RawScreen::go_to(size_t record) {
+  return qom_screen_go(screen_.get(), record) == QOM_SCREEN_REACHED;
+}
+
+// An area of the picture, inside it, as it would be recorded.
+ImagePtr RawScreen::image(const QomPicture &picture, const QomRectangle &area, uint64_t time,
+                          bool *all_drawn) const {
+  const auto width = static_cast<uint16_t>(area.width);
+  const auto height = static_cast<uint16_t>(area.height);
+  const size_t kept_bytes = pixel_format_bytes_per_pixel(picture.pixel_format);
+  const uint32_t stride = stride_of(*header_, width, pixel_bytes_);
+  std::vector<uint8_t> pixels(size_t{stride} * height);
   bool has_black;
   const auto black = static_cast<uint8_t>(black_pixel(*header_, &has_black));
-  bool all_drawn = true;
-  for (size_t row = 0; row < picture.height; ++row) {
-    const uint8_t *from = picture.pixels + row * picture.stride;
+  *all_drawn = true;
+  for (size_t row = 0; row < height; ++row) {
+    const uint8_t *from = picture.pixels + (static_cast<size_t>(area.y) + row) * picture.stride +
+                          static_cast<size_t>(area.x) * kept_bytes;
     uint8_t *to = pixels.data() + row * stride;
     if (pixel_bytes_ == 1)
-      all_drawn = take_row(from, to, picture.width, black) && all_drawn;
+      *all_drawn = take_row(from, to, width, black) && *all_drawn;
     else
-      std::memcpy(to, from, picture.width * pixel_bytes_);
+      std::memcpy(to, from, width * pixel_bytes_);
   }
-  *exact = all_drawn || has_black;
   const QomImage image{QOM_IMAGE,
                        time,
-                       picture.width,
-                       picture.height,
-                       0,
-                       0,
+                       width,
+                       height,
+                       static_cast<int16_t>(area.x),
+                       static_cast<int16_t>(area.y),
                        header_->pixel_format,
                        header_->scanline_pad,
                        stride,
                        static_cast<uint32_t>(pixels.size()),
                        pixels.data()};
   return ImagePtr(reinterpret_cast<QomImage *>(qom_record_dup(&image)));
+}
+
+ImagePtr RawScreen::picture(uint64_t time, bool *exact) {
+  *exact = true;
+  QomPicture picture;
+  if (qom_screen_picture(screen_.get(), 0, &picture) != 0) return nullptr;
+  bool has_black;
+  black_pixel(*header_, &has_black);
+  bool all_drawn;
+  ImagePtr whole = image(picture, {0, 0, picture.width, picture.height}, time, &all_drawn);
+  *exact = all_drawn || has_black;
+  return whole;
+}
+
+RecordPtr RawScreen::targets(const QomCopyArea &copied) {
+  QomPicture picture;
+  if (qom_screen_picture(screen_.get(), 0, &picture) != 0) return nullptr;
+  std::vector<uint8_t> bytes;
+  for (const QomRectangle &area : targets_in(picture, copied)) {
+    bool all_drawn;
+    const ImagePtr drawn = image(picture, area, copied.timestamp, &all_drawn);
+    if (!drawn) return nullptr;
+    const uint16_t head[] = {static_cast<uint16_t>(drawn->x), static_cast<uint16_t>(drawn->y),
+                             drawn->width, drawn->height};
+    const auto *begin = reinterpret_cast<const uint8_t *>(head);
+    bytes.insert(bytes.end(), begin, begin + sizeof head);
+    bytes.insert(bytes.end(), drawn->data, drawn->data + drawn->length);
+  }
+  const QomImageBlocks blocks{QOM_IMAGE_BLOCKS, copied.timestamp,
+                              static_cast<uint32_t>(bytes.size()), bytes.data()};
+  return RecordPtr(reinterpret_cast<QomRecord *>(qom_image_blocks_compress(&blocks)));
 }
 
 }  // namespace qomtool

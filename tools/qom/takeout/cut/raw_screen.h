@@ -19,6 +19,13 @@ class RawScreen {
   bool is_open() const { return screen_ != nullptr; }
   QomScreen *get() { return screen_.get(); }
 
+  // Applies the records up to that number. False with the reason.
+  bool go_to(size_t record);
+
+  // What copies have drawn, as compressed blocks of the recording's format; none when memory is
+  // short. The screen is where the copies have just been applied.
+  RecordPtr targets(const QomCopyArea &copied);
+
   // The whole picture as an image of the recording's format, row padding 0; none when memory is
   // short. Where nothing was drawn it is black, or as dark as the palette has it; *exact is false
   // for the latter.
@@ -28,6 +35,8 @@ class RawScreen {
   struct Close {
     void operator()(QomScreen *screen) const { qom_screen_close(screen); }
   };
+  ImagePtr image(const QomPicture &picture, const QomRectangle &area, uint64_t time,
+                 bool *all_drawn) const;
   static void draw(void *self, const QomImage *image, const QomPicture *picture);
 
   const QomHeader *header_;
