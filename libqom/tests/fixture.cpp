@@ -87,6 +87,13 @@ std::string fields_of(const QomRecord *record) {
       auto &b = as<QomCompressedImageBlocks>(record);
       return numbers(b.length) + hex(b.data, b.compressed_length);
     }
+    case QOM_COPY_AREA: {
+      auto &area = as<QomCopyArea>(record);
+      std::string text;
+      for (const QomCopy &c : std::span(area.copies, area.count))
+        text += numbers(c.x, c.y, c.width, c.height, c.to_x, c.to_y);
+      return text;
+    }
     default:
       return qom::is_footer_type(record->type) ? quoted(as<QomFooterItem>(record).item) : "";
   }
@@ -171,6 +178,7 @@ Texts describe_all(const std::vector<Record> &records) {
 QomHeader sample_header(PixelFormat format, uint8_t scanline_pad) {
   QomHeader header = {};
   header.type = QOM_HEADER;
+  header.version = 2;
   header.timestamp = 1000;
   header.depth = static_cast<uint8_t>(pixel_format_bytes_per_pixel(format) * 8);
   header.width = 64;
@@ -267,6 +275,8 @@ std::vector<Record> every_record(const QomHeader &header) {
   for (const uint8_t type : {QOM_FOOTER_ITEM_APP, QOM_FOOTER_ITEM_HOST, QOM_FOOTER_ITEM_IP,
                              QOM_FOOTER_ITEM_SID, QOM_FOOTER_ITEM_TID, QOM_FOOTER_ITEM_APPFMT})
     records.push_back(text_record(type, ++time, type % 2 ? "odd" : ""));
+  QomCopy copies[] = {{-3, 1, 16384, 2, 7, -32768}, {0, 0, 1, 1, 32767, 9}};
+  if (header.version == 2) records.push_back(keep(QomCopyArea{QOM_COPY_AREA, time, 2, copies}));
   for (Record &record :
        list(text_record(QOM_FOOTER_ITEM_APP, time, nullptr), image_blocks(header, time + 1),
             compressed(image_blocks(header, time + 1)), keep(QomRecord{QOM_DONE, time + 2})))

@@ -19,8 +19,8 @@ TEST_F(RoundTrip, EveryRecordOfEveryFormatAndPaddingComesBackAsItWas) {
   std::set<uint8_t> codecs;
   for (int format = PALETTE8; format <= BGRA8888; ++format)
     for (const int pad : {0, 8, 16, 32}) {
-      const QomHeader header =
-          sample_header(static_cast<PixelFormat>(format), static_cast<uint8_t>(pad));
+      QomHeader header = sample_header(static_cast<PixelFormat>(format), static_cast<uint8_t>(pad));
+      header.version = pad == 16 ? 1 : 2;
       auto written = every_record(header);
       const uint64_t time = written.back()->timestamp;
       const Record smooth = image(header, time, 256, 100);
@@ -171,6 +171,7 @@ Bytes example() {
 
 TEST_F(Document, TheExampleIsWhatTheLibraryWritesAndReads) {
   QomHeader header = sample_header(RGB565, 0);
+  header.version = 1;
   header.timestamp = 1000000;
   header.width = 2;
   header.height = 1;
@@ -229,12 +230,40 @@ TEST_F(Refusal, RecordsThatDisagreeWithThemselvesOrTheRecording) {
       header, keep(QomCursorImage{QOM_CURSOR_IMAGE, 2000, 4, 4, 0, 0, 0, 0, 0, 64, pixels.data()}),
       {[](auto &c) { c.height = 1025; }, [](auto &c) { c.length = 60; },
        [](auto &c) { c.xhot = 5; }, [](auto &c) { c.data = nullptr; }});
+  static QomCopy copies[] = {{0, 0, 5, 0, 0, 0}, {0, 0, 1, 16385, 0, 0}};
+  static std::vector<QomCopy> many(QOM_MAX_COPIES + 1, {0, 0, 1, 1, 0, 0});
+  static std::vector<QomCopy> large(3, {0, 0, 16384, 4096, 0, 0});
+  QomCopy good = {1, 2, 3, 4, 5, 6};
+  refuse<QomCopyArea>(header, keep(QomCopyArea{QOM_COPY_AREA, 2000, 1, &good}),
+                      {[](auto &c) { c.count = 0; }, [](auto &c) { c.copies = nullptr; },
+                       [](auto &c) { c.copies = copies; }, [](auto &c) { c.copies = copies + 1; },
+                       [](auto &c) {
+                         c = {QOM_COPY_AREA, 2000, QOM_MAX_COPIES + 1, many.data()};
+                       },
+                       [](auto &c) {
+                         c = {QOM_COPY_AREA, 2000, 3, large.data()};
+                       }});
   static std::string text(QOM_MAX_TEXT + 1, 't');
   refuse<QomLastInput>(header, keep(QomLastInput{QOM_LAST_INPUT, 2000, nullptr, nullptr}),
                        {[](auto &i) { i.user = text.data(); }, [](auto &i) { i.tfn = text.data(); },
-                        [](auto &i) { i.type = 17; }, [](auto &i) { i.type = QOM_TYPE_UNKNOWN; },
+                        [](auto &i) { i.type = 18; }, [](auto &i) { i.type = QOM_TYPE_UNKNOWN; },
                         [](auto &i) { i.type = 226; }, [](auto &i) { i.timestamp = 1999; },
                         [](auto &i) { i.timestamp = QOM_MAX_TIME + 1; }});
+}
+
+// Libraries of the time before would show wrong pictures.
+TEST_F(Refusal, CopiesInARecordingThatDoesNotSayThatItHasThem) {
+  QomHeader header = sample_header();
+  header.version = 1;
+  QomCopy copy = {0, 0, 1, 1, 1, 1};
+  const QomCopyArea copied = {QOM_COPY_AREA, 1000, 1, &copy};
+  QomWriter *writer = create(header);
+  EXPECT_EQ(qom_writer_append(writer, &copied), -1);
+  EXPECT_EQ(errno, EINVAL);
+  close(writer);
+  EXPECT_EQ(contents()[8], 1);
+  write(sample_header(), {});
+  EXPECT_EQ(contents()[8], 2);
 }
 
 TEST_F(Refusal, FilesThatCannotBeBegun) {

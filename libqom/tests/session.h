@@ -115,7 +115,7 @@ class Session {
         return keep(QomLastInput{QOM_LAST_INPUT, state.time, const_cast<char *>("ada"),
                                  state.texts[QOM_TEXT_TFN].data()});
       default:
-        return blocks();
+        return header_.version == 2 && pick(random_, 3) == 0 ? copies() : blocks();
     }
   }
 
@@ -200,6 +200,32 @@ class Session {
     }
     return compressed(keep(QomImageBlocks{QOM_IMAGE_BLOCKS, state.time,
                                           static_cast<uint32_t>(data.size()), data.data()}));
+  }
+
+  // Areas that reach over the borders now and then, and over their own targets.
+  Record copies() {
+    std::vector<QomCopy> all(1 + pick(random_, 3));
+    for (QomCopy &copy : all) {
+      copy = {static_cast<int16_t>(coordinate(45)),
+              static_cast<int16_t>(coordinate(45)),
+              static_cast<uint16_t>(1 + pick(random_, 30)),
+              static_cast<uint16_t>(1 + pick(random_, 30)),
+              0,
+              0};
+      copy.to_x = static_cast<int16_t>(copy.x + static_cast<int>(pick(random_, 21)) - 10);
+      copy.to_y = static_cast<int16_t>(copy.y + static_cast<int>(pick(random_, 21)) - 10);
+      const std::vector<Rgb> before = state.pixels;
+      for (int y = 0; y < copy.height; ++y)
+        for (int x = 0; x < copy.width; ++x)
+          if (is_inside(copy.x + x, copy.y + y) && is_inside(copy.to_x + x, copy.to_y + y))
+            state.pixels[static_cast<size_t>((copy.to_y + y) * state.width + copy.to_x + x)] =
+                before[static_cast<size_t>((copy.y + y) * state.width + copy.x + x)];
+    }
+    return keep(
+        QomCopyArea{QOM_COPY_AREA, state.time, static_cast<uint32_t>(all.size()), all.data()});
+  }
+  bool is_inside(int x, int y) const {
+    return x >= 0 && y >= 0 && x < state.width && y < state.height;
   }
 
   Record cursor() {

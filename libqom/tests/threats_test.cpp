@@ -72,13 +72,13 @@ TEST_F(Threat, FilesThatAreNoRecording) {
   Bytes huge = forge::header_payload();
   forge::put(&huge, 16, uint32_t{0x40004000});
   Bytes wrong_version = good;
-  wrong_version[8] = 2;
+  wrong_version[8] = 3;
   Bytes cut_off = good;
   forge::put(&cut_off, 12, uint32_t{0xFFFFFFF0});
   for (const auto &[bytes, reason] :
        {std::pair<Bytes, const char *>{{}, "not a recording: too short"},
         {Bytes(500, 'x'), "not a recording: it does not begin like one"},
-        {wrong_version, "a recording of format version 2.0; this program reads version 1"},
+        {wrong_version, "a recording of format version 3.0; this program reads versions 1 and 2"},
         {cut_off, "a recording whose header is cut off"},
         {Recording(Bytes(qom::max_header_bytes + 1)).bytes, "a recording whose header is cut off"},
         {Recording(huge).bytes, "a screen of 16384x16384 pixels is not allowed"},  // 1 GiB
@@ -130,6 +130,10 @@ TEST_F(Threat, RecordsThatLieThroughout) {
        {"too many bytes of blocks", QOM_COMPRESSED_IMAGE_BLOCKS, packed, QOM_MAX_DATA + 1, zstd},
        {"a cursor that is too wide", QOM_CURSOR_IMAGE, cursor(1025, 1), 4100},
        {"a text that is too long", QOM_FOOTER_ITEM_TID, long_text},
+       {"copies that are cut off", QOM_COPY_AREA, bytes_of(uint64_t{1} << 32, uint64_t{1}), 4},
+       {"copies of another length", QOM_COPY_AREA,
+        bytes_of(uint32_t{0}, uint32_t{0x10001}, uint32_t{0}), 8},
+       {"no copies", QOM_COPY_AREA, {}, 0},
        {"the second text is missing", QOM_LAST_INPUT, forge::text("x")}});
 }
 
