@@ -115,7 +115,7 @@ TEST_F(IndexTest, TimesThatGoBackAreRaisedAndReported) {
 TEST_F(IndexTest, UnknownFramesArePassedOver) {
   forge::Recording recording(forge::header_payload(), 9);
   recording.add(QOM_DEBUG);
-  recording.add(17, {1, 2, 3});
+  recording.add(18, {1, 2, 3});
   recording.add(223, Bytes(100000, 0xB3));
   recording.add(231);
   recording.add_head_copy();

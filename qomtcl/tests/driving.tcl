@@ -17,6 +17,7 @@ namespace eval driving {
     #   image|plain|garbage X Y W H S  pixels drawn from a seed, or `rgb:RR/GG/BB`; plain is not
     #                                  compressed, and garbage, of which there is one, is broken
     #   blocks {X Y W H SEED}...       compressed blocks; overrun, in place of garbage, end too early
+    #   copies {X Y W H TOX TOY}...    areas that are copied, one after the other
     #   cursor W H X Y XHOT YHOT SEED, position X Y, screen W H; in place of SEED also {fill PIXEL}
     #   app|appfmt|host|ip|sid|tid ?TEXT?, input USER TFN, done
     #   begin, end                     marks the records between them as a checkpoint
@@ -36,6 +37,7 @@ namespace eval driving {
         set lines [list "qom-text 1" "start 1700000000" "keycodes 0 0"]
         lappend lines {*}[lrange $size 0 end-2] "screen [join [lrange $size end-1 end] x]"
         if {![string match *format* $size]} {lappend lines "format xRGB8888"}
+        if {[lsearch -index 0 $records copies] >= 0} {lappend lines "version 2"}
         set time 1700000000
         set broken 0
         foreach record $records {
@@ -53,6 +55,14 @@ namespace eval driving {
                     foreach block [lrange $record 1 end] {
                         lassign $block a b c d e
                         lappend lines "block ${c}x$d $a,$b random $e"
+                    }
+                    lappend lines end
+                }
+                copies {
+                    lappend lines "copy-area $time"
+                    foreach copy [lrange $record 1 end] {
+                        lassign $copy a b c d e f
+                        lappend lines "copy ${c}x$d $a,$b to $e,$f"
                     }
                     lappend lines end
                 }
@@ -205,7 +215,12 @@ namespace eval driving {
         switch [random 0 11] {
             0 - 1 {list screen [random 20 $width*4/3] [random 20 $height*4/3]}
             2 {list [pick image plain] {*}[rectangle $width $height]}
-            3 - 4 {list blocks [rectangle 40 40] [rectangle $width/2 $height/2]}
+            3 {
+                list copies {*}[lmap i {1 2} {
+                    list {*}[lrange [rectangle $width $height] 0 3] {*}[place $width $height]
+                }]
+            }
+            4 {list blocks [rectangle 40 40] [rectangle $width/2 $height/2]}
             5 - 6 {
                 set w [pick [random 1 48] [random 1 48] 16 400]
                 set h [pick [random 1 48] [random 1 48] 16 300]
@@ -227,7 +242,7 @@ namespace eval driving {
         set kind [lindex $record 0]
         if {$kind eq "position" && [dict exists $now cursor]} {
             dict set now cursor [lreplace [dict get $now cursor] 3 4 {*}[lrange $record 1 2]]
-        } elseif {$kind ni {position image plain blocks}} {
+        } elseif {$kind ni {position image plain blocks copies}} {
             dict set now $kind $record
         }
         return $record

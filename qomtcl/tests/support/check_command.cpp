@@ -70,6 +70,8 @@ class Replay {
         return put(*reinterpret_cast<const QomImage *>(record));
       case QOM_COMPRESSED_IMAGE_BLOCKS:
         return put_blocks(reinterpret_cast<const QomCompressedImageBlocks *>(record));
+      case QOM_COPY_AREA:
+        return copy_areas(*reinterpret_cast<const QomCopyArea *>(record));
       case QOM_CURSOR_IMAGE:
         return set_cursor(*reinterpret_cast<const QomCursorImage *>(record));
       case QOM_CURSOR_POSITION: {
@@ -125,6 +127,23 @@ class Replay {
     size_t offset = 0;
     QomImage image{};
     while (blocks && qom_image_blocks_next(blocks.get(), header_, &offset, &image) == 1) put(image);
+  }
+  void copy_areas(const QomCopyArea &record) {
+    for (uint32_t i = 0; i < record.count; ++i) {
+      const QomCopy &copy = record.copies[i];
+      Picture before(frame_.format(), frame_.width(), frame_.height());
+      before.put(frame_, 0, 0);
+      const int left = std::max({0, -copy.x, -copy.to_x});
+      const int top = std::max({0, -copy.y, -copy.to_y});
+      const int right =
+          std::min({int{copy.width}, frame_.width() - copy.x, frame_.width() - copy.to_x});
+      const int bottom =
+          std::min({int{copy.height}, frame_.height() - copy.y, frame_.height() - copy.to_y});
+      if (left >= right || top >= bottom) continue;
+      pixman_image_composite32(PIXMAN_OP_SRC, before.image(), nullptr, frame_.image(),
+                               copy.x + left, copy.y + top, 0, 0, copy.to_x + left, copy.to_y + top,
+                               right - left, bottom - top);
+    }
   }
   void set_cursor(const QomCursorImage &record) {
     cursor_.emplace(PIXMAN_a8r8g8b8, record.width, record.height);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "masks.h"
+#include "qom/writer.h"
 
 namespace qomtool {
 namespace {
