@@ -77,6 +77,11 @@ void add_records(Recording *recording) {
   recording->add(QOM_FOOTER_ITEM_HOST, forge::text("host"));
   const Bytes blocks = block(1, 1, pixels(4)) + block(2, 3, pixels(24));
   recording->add(QOM_IMAGE_BLOCKS, blocks, 0, static_cast<uint32_t>(blocks.size()));
+  Bytes copy;
+  for (const uint16_t number :
+       {uint16_t{0}, uint16_t{65535}, uint16_t{2}, uint16_t{3}, uint16_t{1}, uint16_t{0}})
+    forge::append(&copy, number);
+  recording->add(QOM_COPY_AREA, copy, 0, 24);
 }
 
 size_t add_state(Recording *recording) {

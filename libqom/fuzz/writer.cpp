@@ -41,6 +41,7 @@ class Session {
   void append_image(bool blocks);
   void append_checkpoint();
   void append_cursor();
+  void append_copies();
   void append_gap();
 
   const std::string path_ = "/dev/shm/qom-fuzz-" + std::to_string(getpid());
@@ -58,7 +59,9 @@ Session::Session(const uint8_t *data, size_t size) : script_(data, size) {
   header_.timestamp = time_;
   header_.width = header_.height = 16;
   header_.depth = 1;
-  header_.pixel_format = static_cast<PixelFormat>(1 + script_.get<uint8_t>() % 13);
+  const uint8_t kind = script_.get<uint8_t>();
+  header_.version = kind < 128 ? 1 : 2;
+  header_.pixel_format = static_cast<PixelFormat>(1 + kind % 13);
   header_.scanline_pad = pads[script_.get<uint8_t>() % 4];
   cut_ = script_.get<uint16_t>();
   unlink(path_.c_str());
@@ -141,6 +144,23 @@ void Session::append_cursor() {
   append(&cursor, side > 0);
 }
 
+void Session::append_copies() {
+  std::vector<QomCopy> copies(script_.get<uint8_t>());
+  uint64_t pixels = 0;
+  for (QomCopy &copy : copies) {
+    copy = {-1, 1, script_.get<uint16_t>(), script_.get<uint8_t>(), script_.get<uint8_t>(), 0};
+    pixels += uint64_t{copy.width} * copy.height;
+  }
+  const bool good = header_.version == 2 && !copies.empty() &&
+                    pixels * pixel_format_bytes_per_pixel(header_.pixel_format) <= QOM_MAX_DATA &&
+                    std::all_of(copies.begin(), copies.end(), [](const QomCopy &copy) {
+                      return copy.width > 0 && copy.width <= QOM_MAX_SIDE && copy.height > 0;
+                    });
+  const QomCopyArea copied = {QOM_COPY_AREA, time_, static_cast<uint32_t>(copies.size()),
+                              copies.data()};
+  append(&copied, good);
+}
+
 void Session::append_gap() {
   const QomGap gap = {time_, time_ + script_.get<uint8_t>(), -1, script_.get<uint8_t>(), 0};
   gaps_ += qom_writer_gap(writer_, &gap) == 0;
@@ -149,7 +169,7 @@ void Session::append_gap() {
 void Session::step() {
   const uint8_t call = script_.get<uint8_t>();
   time_ += script_.get<uint8_t>();
-  switch (call % 10) {
+  switch (call % 11) {
     case 0:
       return append_position();
     case 1:
@@ -169,6 +189,8 @@ void Session::step() {
       return append_cursor();
     case 9:
       return append_gap();
+    case 10:
+      return append_copies();
     default:
       qom_writer_end_checkpoint(writer_);
   }
