@@ -21,6 +21,7 @@ class Array {
   T *data() { return data_; }
   const T *data() const { return data_; }
   size_t size() const { return size_; }
+  size_t capacity() const { return capacity_; }
   bool empty() const { return size_ == 0; }
   T &operator[](size_t i) { return data_[i]; }
   const T &operator[](size_t i) const { return data_[i]; }

@@ -31,9 +31,18 @@ class ResidualPacker {
   size_t bytes() const;
 
  private:
-  Array<uint32_t> residuals_;  // of each pixel, as four bytes
-  Array<uint8_t> kinds_;       // of each pixel
-  size_t counts_[residual_kinds] = {};
+  size_t pixels() const;
+  bool make_room(size_t width, size_t pixels);
+  void add_row(size_t width);
+
+  Array<uint32_t> residuals_[residual_kinds];  // of each pixel, as four bytes
+
+  // Of one row of pixels, with room for one more in front of it: their values, those of the row
+  // above, their residuals, and how their neighbours differ in each byte.
+  Array<uint32_t> values_;
+  Array<uint32_t> above_;
+  Array<uint32_t> residual_;
+  Array<uint32_t> spread_;
 };
 
 // Restores rectangles in the order in which they were added.
