@@ -64,16 +64,16 @@ double cpu_of(const std::string &command) {
 }
 
 double median(std::vector<double> values) {
-  std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
-  return values[values.size() / 2];
+  const auto middle = values.begin() + static_cast<ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
 }
 
 /* What ffmpeg is told for a film like those of qom. */
 std::string encoding() {
   const auto format = qomtool::film_format("film.mp4", false, 10);
   std::string words;
-  for (const std::string &word : format->options)
-    words += " '" + word + '\'';
+  for (const std::string &word : format->options) words += " '" + word + '\'';
   return words;
 }
 

@@ -1,7 +1,7 @@
 #include "pixels/codec.h"
 
 #include <pthread.h>
-#define ZSTD_STATIC_LINKING_ONLY  // for names of parameters, which are only numbers
+#define ZSTD_STATIC_LINKING_ONLY  // for ZSTD_d_stableOutBuffer, which is only a number
 #include <zstd.h>
 #include <zstd_errors.h>
 
@@ -18,13 +18,10 @@ namespace {
 
 // Levels of zstd. Text in plain pixels shrinks by a quarter more at level 5 than at 3 and decodes
 // as fast; photographs gain a few percent above level 1 and take several times as long, see
-// bench/codec_bench. Residuals gain still less: at a level so far below 0 that matches are looked
-// for at few places, with the entropy coding that zstd leaves out there by itself, they take a
-// sixth of the time of level 6, and a few percent more bytes.
+// bench/codec_bench. Residuals, of which a recorded video consists, gain one or two at level 6 and
+// take four times as long.
 int level_of(Effort effort) {
   switch (effort) {
-    case Effort::entropy:
-      return -20;
     case Effort::quick:
       return 1;
     case Effort::thorough:
@@ -81,12 +78,10 @@ ZSTD_CCtx *compressor() {
 }
 
 // Ends a block of zstd, and with it the statistics of its bytes, at every seam.
-size_t compress_apart(ZSTD_CCtx *context, Effort effort, const uint8_t *raw, size_t raw_length,
+size_t compress_apart(ZSTD_CCtx *context, int level, const uint8_t *raw, size_t raw_length,
                       std::span<const size_t> seams, uint8_t *stored, size_t room) {
   ZSTD_CCtx_reset(context, ZSTD_reset_session_and_parameters);
-  ZSTD_CCtx_setParameter(context, ZSTD_c_compressionLevel, level_of(effort));
-  if (effort == Effort::entropy)
-    ZSTD_CCtx_setParameter(context, ZSTD_c_literalCompressionMode, ZSTD_ps_enable);
+  ZSTD_CCtx_setParameter(context, ZSTD_c_compressionLevel, level);
   ZSTD_CCtx_setPledgedSrcSize(context, raw_length);
   ZSTD_outBuffer output{stored, room, 0};
   ZSTD_inBuffer input{raw, 0, 0};
@@ -216,9 +211,10 @@ size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t r
     set_error("out of memory for compression");
     return 0;
   }
-  const size_t length =
-      seams.empty() ? ZSTD_compressCCtx(context, stored, room, raw, raw_length, level_of(effort))
-                    : compress_apart(context, effort, raw, raw_length, seams, stored, room);
+  const int level = level_of(effort);
+  const size_t length = seams.empty()
+                            ? ZSTD_compressCCtx(context, stored, room, raw, raw_length, level)
+                            : compress_apart(context, level, raw, raw_length, seams, stored, room);
   if (!ZSTD_isError(length)) return length;
   errno = ENOMEM;
   set_error("cannot compress: %s", ZSTD_getErrorName(length));

@@ -64,8 +64,8 @@ size_t stated_length(const uint8_t *stored, size_t stored_length, size_t most);
 // Room that compress() may need, in bytes.
 size_t compress_bound(size_t raw_length);
 
-// How hard compress() looks for what repeats; with `entropy` hardly at all, since nothing does.
-enum class Effort { entropy, quick, usual, thorough };
+// How hard compress() tries.
+enum class Effort { quick, usual, thorough };
 
 // Compresses into `stored` (room for compress_bound() bytes); 0 with the reason on failure. At the
 // seams (positions in `raw`, rising) bytes of another kind begin.

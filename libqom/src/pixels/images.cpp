@@ -92,7 +92,7 @@ RecordPtr<QomCompressedImage> compress_image(const QomImage *image) {
     Packed packed;
     if (pack_image(image->data, image->width, image->height, &packed))
       return compressed(codec_zstd_packed, packed.bytes.data(), packed.bytes.size(),
-                        packed.photographic ? Effort::entropy : Effort::thorough,
+                        packed.photographic ? Effort::quick : Effort::thorough,
                         {packed.seams.data(), packed.seams.size()});
   }
   return compressed(codec_zstd, image->data, image->length, Effort::thorough);
@@ -251,7 +251,7 @@ QomCompressedImageBlocks *qom_image_blocks_compress(const QomImageBlocks *blocks
   if (pack_blocks(blocks->data, blocks->length, &packed)) {
     auto compressed = compressed_record<QomCompressedImageBlocks>(
         QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp, codec_zstd_packed, packed.bytes.data(),
-        packed.bytes.size(), packed.photographic ? Effort::entropy : Effort::usual,
+        packed.bytes.size(), packed.photographic ? Effort::quick : Effort::usual,
         {packed.seams.data(), packed.seams.size()});
     if (compressed) compressed->length = blocks->length;
     return compressed.release();

@@ -126,8 +126,9 @@ bool Export::compare(const std::string &recording, Texts options) {
   const std::string frames = pictures_of(file("film.mkv"));
   const std::vector<uint64_t> ticks = ticks_of(file("film.mkv"), kTicks);
   const std::string sides = probed(file("film.mkv"), "stream=width,height");
-  PictureSize size = {0, 0};
-  EXPECT_EQ(std::sscanf(sides.c_str(), "%u,%u", &size.width, &size.height), 2);
+  const auto comma = sides.find(',');
+  const PictureSize size = {static_cast<uint32_t>(std::stoul(sides)),
+                            static_cast<uint32_t>(std::stoul(sides.substr(comma + 1)))};
   RgbImage expected(size);
   EXPECT_EQ(frames.size(), ticks.size() * expected.pixels.size());
   if (HasFailure()) return false;
@@ -187,9 +188,10 @@ TEST(YuvImageTest, IsBt709OfWhatChanged) {
   }
   const auto mean = [&](uint32_t x, uint32_t y, uint32_t side, size_t channel) {
     double sum = 0;
-    for (uint32_t i = 0; i < side * side; ++i)
-      sum += picture.row(y + i / side)[(x + i % side) * 3 + channel];
-    return sum / (side * side) / 255;
+    for (uint32_t row = y; row < y + side; ++row)
+      for (uint32_t column = x; column < x + side; ++column)
+        sum += picture.row(row)[column * 3 + channel];
+    return sum / side / side / 255;
   };
   const auto luma = [&](uint32_t x, uint32_t y, uint32_t side) {
     return 0.2126 * mean(x, y, side, 0) + 0.7152 * mean(x, y, side, 1) +
