@@ -61,6 +61,16 @@ void Picture::update(const Grab &grab, CellMap &changed) {
   }
 }
 
+void Picture::copy(const Copy &copy) {
+  const Rectangle &from = copy.from;
+  const bool down = copy.to_y > from.y;
+  for (int i = 0; i < from.height; i++) {
+    const int row = down ? from.height - 1 - i : i;
+    uint8_t *to = pixels_.data() + (copy.to_y + row) * stride_ + copy.to_x * pixel_bytes_;
+    std::memmove(to, pixels(from.x, from.y + row), from.width * pixel_bytes_);
+  }
+}
+
 uint32_t Picture::encoded_stride(int width) const {
   const auto bits = static_cast<uint8_t>(8 * pixel_format_bytes_per_pixel(recording_));
   return stride_in_bytes(static_cast<uint32_t>(width), bits, recorded_scanline_pad);

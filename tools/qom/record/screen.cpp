@@ -5,10 +5,7 @@
 namespace qom::record {
 namespace {
 
-// A row of a fine cell is one cache line of 32-bit pixels; coarse cells are whole numbers of fine
-// ones.
-constexpr int fine_width = 16;
-constexpr int fine_height = 8;
+// Whole numbers of fine cells.
 constexpr int coarse_width = 64;
 constexpr int coarse_height = 16;
 
@@ -60,12 +57,17 @@ void Screen::make_picture(int width, int height) {
   drawn_->mark({0, 0, width, height});
 }
 
-std::vector<Rectangle> Screen::update() {
+std::vector<Rectangle> Screen::update(std::vector<Copy> *copies) {
+  if (copies) copies->clear();
   for (const Rectangle &rectangle : damage_.take()) drawn_->mark(rectangle);
   refused_ = !grabber_.grab(drawn_->rectangles(coarse_gap), grabs_);
   if (refused_) return {};
   drawn_->clear();
   changed_->clear();
+  if (copies) {
+    *copies = moves_.find(*picture_, grabs_);
+    for (const Copy &copy : *copies) picture_->copy(copy);
+  }
   for (const Grab &grab : grabs_) picture_->update(grab, *changed_);
   return changed_->rectangles(fine_gap);
 }

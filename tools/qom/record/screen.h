@@ -9,6 +9,7 @@
 #include "cell_map.h"
 #include "damage.h"
 #include "grabber.h"
+#include "move_search.h"
 #include "picture.h"
 
 namespace qom::record {
@@ -31,7 +32,9 @@ class Screen {
 
   // Grabs what was drawn on, takes it over into the picture, and says which parts are different
   // now. Empty when nothing is. What could not be grabbed is tried again by the next update().
-  std::vector<Rectangle> update();
+  // With `copies`, those parts that only moved are found and put there, and the rectangles are what
+  // still differs after the copies were applied in their order.
+  std::vector<Rectangle> update(std::vector<Copy> *copies = nullptr);
 
   // Whether the last update() was refused by the server.
   bool refused() const { return refused_; }
@@ -47,6 +50,7 @@ class Screen {
   Grabber grabber_;
   bool refused_ = false;
   std::vector<Grab> grabs_;
+  MoveSearch moves_;
   std::unique_ptr<Picture> picture_;
   std::unique_ptr<CellMap> drawn_;    // coarse: what to grab
   std::unique_ptr<CellMap> changed_;  // fine: what to record
