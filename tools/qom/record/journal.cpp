@@ -10,11 +10,13 @@ namespace qom::record {
 namespace {
 
 // A checkpoint is due when the records since the last one are `weight` times as large as it and
-// hold `pictures` times the pixels of a whole picture, or when there were any for `longest`. The
-// first rule keeps checkpoints a small part of the file and a far move short, the second one looks
+// hold `pictures` times the pixels of a whole picture, when they hold `most_pictures` times those,
+// or when there were any for `longest`. The first rule keeps checkpoints a small part of the file
+// and a far move short, the second one does where pixels were only copied, and the third one looks
 // after sessions in which little happens.
 constexpr uint64_t weight = 8;
 constexpr uint64_t pictures = 3;
+constexpr uint64_t most_pictures = 128;
 constexpr int64_t longest = 300 * second;
 
 constexpr uint64_t frame_bytes = 40;  // what a record costs in the file beside its payload, about
@@ -35,6 +37,7 @@ Journal::Journal(const std::string &path, const JournalHeader &header)
     : path_(path), pixel_format_(header.pixel_format) {
   QomHeader first{};
   first.type = QOM_HEADER;
+  first.version = 2;  // areas may be copied
   first.timestamp = clock_.now();
   first.depth = header.depth;
   first.width = static_cast<uint16_t>(header.width);
@@ -152,9 +155,35 @@ void Journal::gap(const Gap &gap) {
   disk_->written();
 }
 
-void Journal::changes(const Picture &picture, const std::vector<Rectangle> &areas) {
-  if (areas.empty()) return;
+void Journal::changes(const Picture &picture, const std::vector<Copy> &copies,
+                      const std::vector<Rectangle> &areas) {
   const int64_t time = steady_time();  // of the pixels; compressing large ones takes a while
+  if (!copies.empty()) append_copies(copies, time);
+  if (!areas.empty()) append_areas(picture, areas, time);
+}
+
+void Journal::append_copies(const std::vector<Copy> &copies, int64_t time) {
+  std::vector<QomCopy> all;
+  all.reserve(copies.size());
+  uint64_t pixels = 0;
+  for (const Copy &copy : copies) {
+    const Rectangle &from = copy.from;
+    all.push_back({static_cast<int16_t>(from.x), static_cast<int16_t>(from.y),
+                   static_cast<uint16_t>(from.width), static_cast<uint16_t>(from.height),
+                   static_cast<int16_t>(copy.to_x), static_cast<int16_t>(copy.to_y)});
+    pixels += uint64_t{all.back().width} * all.back().height;
+  }
+  QomCopyArea copied{};
+  copied.type = QOM_COPY_AREA;
+  copied.count = static_cast<uint32_t>(all.size());
+  copied.copies = all.data();
+  append(copied, time);
+  bytes_since_ += all.size() * sizeof(QomCopy);
+  pixels_since_ += pixels * pixel_format_bytes_per_pixel(pixel_format_);
+}
+
+void Journal::append_areas(const Picture &picture, const std::vector<Rectangle> &areas,
+                           int64_t time) {
   constexpr size_t head_bytes = 8;
   size_t bytes = 0;
   for (const Rectangle &area : areas) bytes += head_bytes + picture.encoded_size(area);
@@ -223,7 +252,8 @@ bool Journal::checkpoint_due() const {
   if (pixels_since_ == 0) return false;
   const bool heavy =
       bytes_since_ > weight * checkpoint_bytes_ && pixels_since_ > pictures * pixels_of_checkpoint_;
-  return heavy || steady_time() - checkpoint_time_ > longest;
+  const bool long_way = pixels_since_ > most_pictures * pixels_of_checkpoint_;
+  return heavy || long_way || steady_time() - checkpoint_time_ > longest;
 }
 
 void Journal::finish() {

@@ -45,7 +45,9 @@ class Journal {
   void last_input(const std::string &user, const std::string &tfn);
   void cursor(const CursorShape &shape, const CursorPlace &place);
   void cursor_place(const CursorPlace &place);
-  void changes(const Picture &picture, const std::vector<Rectangle> &areas);
+  // The copies come first, and the areas are what differs after them.
+  void changes(const Picture &picture, const std::vector<Copy> &copies,
+               const std::vector<Rectangle> &areas);
 
   // Writes a record that changes nothing, so that the recording shows that it still goes on.
   void sign_of_life();
@@ -79,6 +81,8 @@ class Journal {
   void append_last_input();
   void append_cursor();
   void append_cursor_place();
+  void append_copies(const std::vector<Copy> &copies, int64_t time);
+  void append_areas(const Picture &picture, const std::vector<Rectangle> &areas, int64_t time);
   void append_picture(const Picture &picture);
   [[noreturn]] void fail() const;
 
@@ -94,7 +98,7 @@ class Journal {
   CursorPlace place_{0, 0};
   std::vector<uint8_t> pixels_;  // of the record being made; kept for its memory
 
-  int64_t recorded_ = 0;  // steady_time() of the last record
+  int64_t recorded_ = 0;               // steady_time() of the last record
   bool begun_ = false;                 // whether there was a checkpoint
   uint64_t checkpoint_bytes_ = 0;      // of the last one, as stored
   uint64_t pixels_of_checkpoint_ = 0;  // bytes of its pixels

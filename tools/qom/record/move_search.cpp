@@ -52,13 +52,19 @@ void put_in_order(std::vector<Copy> &copies) {
   }
 }
 
-void keep_largest(std::vector<Copy> &copies) {
-  if (copies.size() <= most_copies) return;
-  const auto larger = [](const Copy &a, const Copy &b) {
-    return a.from.width * a.from.height > b.from.width * b.from.height;
-  };
-  std::partial_sort(copies.begin(), copies.begin() + most_copies, copies.end(), larger);
-  copies.resize(most_copies);
+// Keeps those that give most: so many, and no more pixels than the picture has, which is what one
+// record may copy.
+void keep_largest(std::vector<Copy> &copies, const Picture &picture) {
+  const auto pixels = [](const Copy &copy) { return int64_t{copy.from.width} * copy.from.height; };
+  std::sort(copies.begin(), copies.end(),
+            [&](const Copy &a, const Copy &b) { return pixels(a) > pixels(b); });
+  if (copies.size() > most_copies) copies.resize(most_copies);
+  int64_t room = int64_t{picture.width()} * picture.height();
+  const auto end = std::find_if(copies.begin(), copies.end(), [&](const Copy &copy) {
+    room -= pixels(copy);
+    return room < 0;
+  });
+  copies.erase(end, copies.end());
 }
 
 // The displacement that most of the sorted sightings agree in; none when they are too few.
@@ -136,7 +142,7 @@ std::vector<Copy> MoveSearch::find(const Picture &picture, const std::vector<Gra
     }
     std::erase_if(sightings, [&](const Sighting &one) { return one.moved == *moved; });
   }
-  keep_largest(copies);
+  keep_largest(copies, picture);
   put_in_order(copies);
   return copies;
 }

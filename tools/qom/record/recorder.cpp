@@ -212,13 +212,14 @@ void Recorder::look() {
 }
 
 void Recorder::look_at_picture() {
-  const std::vector<Rectangle> changed = screen_->update();
+  std::vector<Copy> copies;
+  const std::vector<Rectangle> changed = screen_->update(restate_ ? nullptr : &copies);
   if (screen_->refused()) return;
   if (restate_) {
     journal_->checkpoint(screen_->picture());
     restate_ = false;
   } else {
-    journal_->changes(screen_->picture(), changed);
+    journal_->changes(screen_->picture(), copies, changed);
   }
 }
 

@@ -143,6 +143,21 @@ TEST_F(Recording, ShowsADesktopOfRealPrograms) {
   expect_last_frame_is_the_display();
 }
 
+TEST_F(Recording, TakesWhatMovedFromWhereItWas) {
+  start_display();
+  start_recorder();
+  const xcb_window_t window = display_->make_window(20, 30, 500, 300, 0x3366cc);
+  display_->fill_with_noise(window, 0, 0, 500, 300);
+  ASSERT_TRUE(comes_to_show(display_->settled()));
+  const auto before = fs::file_size(path);
+  display_->configure(window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, {77, 61});
+  ASSERT_TRUE(comes_to_show(display_->settled()));
+  EXPECT_LT(fs::file_size(path) - before,
+            500 * 300);  // of 600,000 bytes that no codec makes smaller
+  EXPECT_EQ(std::ranges::count(Replay(path).types, QOM_COPY_AREA), 1);
+  expect_last_frame_is_the_display();
+}
+
 TEST_F(Recording, GoesOnWithTheNewSizeOfTheScreen) {
   start_display({"Xvnc"});
   start_recorder();

@@ -1,6 +1,7 @@
 #include "replay.h"
 
 #include <cstring>
+#include <span>
 #include <stdexcept>
 
 Replay::Replay(const std::string &path, size_t first)
@@ -41,6 +42,11 @@ void Replay::apply(const Record &record) {
       }
       break;
     }
+    case QOM_COPY_AREA:
+      for (const QomCopy &copy :
+           std::span(as<QomCopyArea>(record).copies, as<QomCopyArea>(record).count))
+        move(copy);
+      break;
     case QOM_CURSOR_IMAGE: {
       const auto &image = as<QomCursorImage>(record);
       cursor_x = image.x;
@@ -74,6 +80,20 @@ void Replay::draw(const QomImage &image) {
       uint32_t pixel = 0;
       std::memcpy(&pixel, image.data + size_t{image.bytes_per_line} * y + bytes * x, bytes);
       frame.pixels[size_t(image.y + y) * frame.width + image.x + x] = pixel;
+    }
+  }
+}
+
+void Replay::move(const QomCopy &copy) {
+  const std::vector<uint32_t> before = frame.pixels;
+  for (const auto &[x, y] : {std::pair{copy.x, copy.y}, std::pair{copy.to_x, copy.to_y}}) {
+    ASSERT_TRUE(x >= 0 && x + copy.width <= frame.width);
+    ASSERT_TRUE(y >= 0 && y + copy.height <= frame.height);
+  }
+  for (int y = 0; y < copy.height; y++) {
+    for (int x = 0; x < copy.width; x++) {
+      frame.pixels[size_t(copy.to_y + y) * frame.width + copy.to_x + x] =
+          before[size_t(copy.y + y) * frame.width + copy.x + x];
     }
   }
 }

@@ -26,5 +26,6 @@ struct Replay {
  private:
   void apply(const Record &record);
   void draw(const QomImage &image);
+  void move(const QomCopy &copy);
   void draw_blocks(const QomImageBlocks &blocks);
 };
