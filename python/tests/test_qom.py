@@ -206,6 +206,33 @@ class ModuleTest(unittest.TestCase):
             strict.at(begin + 1)
         self.assertEqual(end, float("inf"))
 
+    def test_damage_is_told_of_texts_and_changes(self):
+        whole = pathlib.Path(SAMPLE).read_bytes()
+        lost = bytearray(whole[:400000])  # without an index
+        lost[200000:240000] = bytes(40000)
+        flipped = bytearray(whole)
+        flipped[200000:200100] = bytes(100)
+        for data, state in ((flipped, "finished"), (lost, "damaged")):
+            rec = qom.open(data)
+            (begin, _), = rec.untrusted
+            self.assertEqual(rec.info["state"], state)
+            # A new one each time: what one call has come to know is no help to the next.
+            for call in (lambda rec: rec.texts(begin + 1), lambda rec: rec.next_change(begin - 1e-6),
+                         lambda rec: rec.next_change(begin + 1), lambda rec: rec.next_change(1e9),
+                         lambda rec: rec.next_change(0, (1279, 799, 1, 1)),
+                         lambda rec: rec.previous_change(begin + 5, (0, 0, 1280, 800)),
+                         lambda rec: list(rec.changes(begin - 1, begin + 9))):
+                self.assertRaisesRegex(qom.Damaged, "damaged", call, qom.open(data, strict=True))
+                with warnings.catch_warnings(record=True) as told:
+                    warnings.simplefilter("always")
+                    call(qom.open(data))
+                self.assertEqual([w.category for w in told], [qom.DamageWarning])
+            for call in (lambda rec: rec.texts(begin - 1), lambda rec: rec.next_change(0),
+                         lambda rec: rec.previous_change(begin),
+                         lambda rec: list(rec.changes(0, begin - 1e-6)),
+                         lambda rec: list(rec.changes(0, rec.previous_change(begin)))):
+                call(qom.open(data, strict=True))
+
     def test_threads_take_turns_and_leave_the_interpreter_alone(self):
         rec = qom.open(SAMPLE)
         moments = self.moments(rec, 40)
