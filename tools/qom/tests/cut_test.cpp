@@ -417,6 +417,7 @@ TEST_F(Cut, WhatCannotBeCutLeavesNothing) {
     const char *said;
   } wrong[] = {{{path, out, "--from", "#40", "--to", "#9"}, 1, "is behind --to"},
                {{path, out, "--from", "99"}, 1, "is behind the end"},
+               {{path, out, "--from", "#999"}, 1, "there is no record #999, the last one is #"},
                {{file("empty"), out}, 1, "holds no records"},
                {{file("still"), out, "--to", "1970-01-01 00:00:00"}, 1, "behind --to"},
                {{path, file("there")}, 1, "exists already"},

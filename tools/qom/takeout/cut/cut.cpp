@@ -214,6 +214,8 @@ int cut(const Options &options) {
     return kGood;
   } catch (const CutError &error) {
     complain(options.file, error.what());
+  } catch (const NoSuchRecord &error) {
+    complain(options.file, error.what());
   } catch (const WriteError &error) {
     complain(options.out, std::string(error.what()) + "; nothing is left of it");
   } catch (const OutputError &error) {
