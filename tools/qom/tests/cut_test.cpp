@@ -332,6 +332,24 @@ TEST_F(Cut, ACursorThatLeavesAMaskHasItsShapeAgain) {
       << dump;
 }
 
+TEST_F(Cut, LastsAsLongAsWasAsked) {
+  make("r",
+       "qom-text 1\nscreen 8x8\nformat RGB332\ncompressed-image +1 8x8 0,0 fill 03\n"
+       "cursor-position +4 3,3\ndone +9\n");
+  for (const auto &[from, to, length, records] : {std::tuple{"0", "6.5", 6'500'000, 4},
+                                                  {"5", "6.5", 1'500'000, 3},
+                                                  {"0", "4", 4'000'000, 3},
+                                                  {"2", "2", 0, 2}}) {
+    const Outcome made =
+        qom({"cut", file("r"), file("cut"), "--force", "--from", from, "--to", to});
+    ASSERT_EQ(made.status, 0) << made.err;
+    const auto info = info_of("cut");
+    EXPECT_EQ(info["duration_us"], length);
+    EXPECT_EQ(info["records"]["count"], records);
+    EXPECT_EQ(qom({"verify", file("cut")}).status, 0);
+  }
+}
+
 TEST_F(Cut, SaysWhatItWasCutOutOf) {
   record(sample_header(), 3, 100);
   ASSERT_EQ(qom({"cut", path, file("one"), "--from", "#20", "--mask", "8x4+1+2"}).status, 0);
