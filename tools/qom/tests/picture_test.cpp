@@ -337,7 +337,7 @@ TEST_F(Picture, OfRecordingsThatAreNotWhole) {
 
 TEST_F(Picture, OutputFilesAreWholeOrNothing) {
   const std::string name = file("new.png");
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGXCPU}) {
     const pid_t child = fork();
     if (child == 0) {
       const OutputFile output(name, file("small"), Existing::refused);
