@@ -462,7 +462,9 @@ TEST_F(Cut, WhatCannotBeCutLeavesNothing) {
   EXPECT_EQ(count(), files);
   EXPECT_EQ(read_file(file("there")), "kept");
   // Without a picture there is no checkpoint, but everything else.
-  ASSERT_EQ(qom({"cut", file("still"), out, "--from", "#0"}).status, 0);
+  const Outcome still = qom({"cut", file("still"), out, "--from", "#0"});
+  ASSERT_EQ(still.status, 0);
+  EXPECT_TRUE(contains(still.err, "nothing was on the screen yet")) << still.err;
   EXPECT_TRUE(contains(qom({"verify", out}).out, "2 records, 0 checkpoints"));
 }
 

@@ -113,6 +113,8 @@ void Cut::run() {
   Beginning beginning = beginning_of(recording_, stretch_);
   if (!beginning.state.exact)
     warn("its palette has no black: the darkest colour stands for what was never drawn");
+  if (!has_picture(recording_, stretch_))
+    warn("nothing was on the screen yet: the new recording has no picture");
   tell_masks_beside(beginning.width, beginning.height);
   WriterPtr writer = create(beginning);
   const auto tell = [this](uint64_t done) { progress_.update(done + (hash_ ? hash_->done() : 0)); };

@@ -36,6 +36,9 @@ std::string describe_time(const Recording &recording, uint64_t time);
 CutStretch choose_stretch(const Recording &recording, const std::string &from,
                           const std::string &to);
 
+// Whether something is drawn before the end of the stretch.
+bool has_picture(const Recording &recording, const CutStretch &stretch);
+
 // Records [first, end) that restate everything.
 struct CheckpointRun {
   size_t first;
