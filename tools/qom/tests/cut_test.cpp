@@ -443,6 +443,7 @@ TEST_F(Cut, WhatCannotBeCutLeavesNothing) {
                {{path, file("no/where")}, 1, "No such file"},
                {{path, out, "--mask", "0x4+1+1"}, 2, "is not an area"},
                {{path, out, "--mask", "4x4+1"}, 2, "is not an area"},
+               {{path, out, "--mask", "4x4+65533+1"}, 2, "may reach to 65536 at the right"},
                {{file("there"), out}, 3, "not a recording"}};
   const auto count = [this] {
     return std::distance(std::filesystem::directory_iterator(folder), {});

@@ -5,6 +5,8 @@
 #include <new>
 #include <utility>
 
+#include "counted.h"
+
 namespace qomtool {
 namespace {
 
@@ -145,8 +147,7 @@ void Copying::pass_damage(size_t index) {
     const uint64_t time = index == 0
                               ? stretch_.begin
                               : std::max(stretch_.begin, recording_.index[index - 1].timestamp);
-    lose(index, time, std::to_string(damage_[next_damage_].bytes) + " bytes",
-         "no record begins there");
+    lose(index, time, counted(damage_[next_damage_].bytes, "byte"), "no record begins there");
   }
 }
 

@@ -1,6 +1,5 @@
 // qom cut: a stretch of a recording as a recording of its own, without areas of its screen.
 #include <algorithm>
-#include <cinttypes>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -10,6 +9,7 @@
 #include "clock.h"
 #include "commands.h"
 #include "copying.h"
+#include "counted.h"
 #include "file_hash.h"
 #include "moment.h"
 #include "options.h"
@@ -201,8 +201,9 @@ void Cut::wait_for_hash() {
 }
 
 void Cut::report(const Copying &copying) const {
-  std::printf("%s: %" PRIu64 " records, %" PRIu64 " checkpoints, from %s to %s\n",
-              quoted_name(options_.out).c_str(), copying.written(), copying.checkpoints(),
+  std::printf("%s: %s, %s, from %s to %s\n", quoted_name(options_.out).c_str(),
+              counted(copying.written(), "record").c_str(),
+              counted(copying.checkpoints(), "checkpoint").c_str(),
               describe_time(recording_, stretch_.begin).c_str(),
               describe_time(recording_, stretch_.end).c_str());
 }
