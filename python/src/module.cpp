@@ -76,12 +76,20 @@ int32_t on_screen(int64_t place) {
   return static_cast<int32_t>(std::clamp<int64_t>(place, 0, INT32_C(1) << 16));
 }
 
+bool are_four_whole_numbers(const py::object &given) {
+  if (PySequence_Check(given.ptr()) == 0 || py::len(given) != 4) return false;
+  const auto is_whole = [](py::handle number) { return PyIndex_Check(number.ptr()) != 0; };
+  return std::all_of(given.begin(), given.end(), is_whole);
+}
+
 std::optional<QomRectangle> rectangle_of(const py::object &given) {
   if (given.is_none()) return std::nullopt;
   std::array<int32_t, 4> sides;
   try {
     sides = given.cast<std::array<int32_t, 4>>();
   } catch (const py::cast_error &) {
+    if (are_four_whole_numbers(given))
+      throw py::value_error("the rectangle is out of range: its numbers are below 2**31");
     throw py::type_error("a rectangle is four whole numbers: x, y, width and height");
   }
   const auto [x, y, width, height] = sides;
@@ -538,7 +546,10 @@ constexpr const char *kModuleDoc = R"(Recorded desktop sessions: their pictures,
 A moment `t` of a recording is a number of seconds since its first picture, as
 in the viewer and in `qom picture`; a datetime.timedelta since then; or a
 datetime.datetime with a time zone. Seconds are rounded to the microsecond, and
-times that methods return mean the same moment again.)";
+times that methods return mean the same moment again. Times as the viewer and
+the programs write them, such as "1:30", are no moments here.
+
+Pictures are numpy arrays: the module needs numpy.)";
 
 constexpr const char *kOpenDoc = R"(open(source, strict=False)
 
@@ -554,6 +565,16 @@ file cannot be read.
 Traceback (most recent call last):
 qom.NotARecording: tour.txt: not a recording: it does not begin like one)";
 
+// Rather than with the first picture, in the middle of a program.
+void require_numpy() {
+  try {
+    py::module_::import("numpy");
+  } catch (py::error_already_set &error) {
+    if (!error.matches(PyExc_ModuleNotFoundError)) throw;
+    throw py::import_error("numpy is missing: qom needs it (Debian's package python3-numpy)");
+  }
+}
+
 }  // namespace
 
 PYBIND11_MODULE(qom, module) {
@@ -561,7 +582,7 @@ PYBIND11_MODULE(qom, module) {
   options.disable_function_signatures();
   module.doc() = kModuleDoc;
   module.attr("__version__") = QOM_VERSION_TEXT;
-  py::module_::import("numpy");  // rather than with the first picture, in the middle of a program
+  require_numpy();
   define_failures(module);
   define_rectangle(module);
   define_changes(module);

@@ -20,7 +20,7 @@ import qom
 
 PROGRAM = os.environ["QOM_PROGRAM"]
 SAMPLE = "session.qom"
-os.environ.pop("LD_PRELOAD", None)  # the sanitizers are for this process
+PRELOADED = os.environ.pop("LD_PRELOAD", "")  # the sanitizers are for the module
 
 
 def load_tests(_loader, tests, _pattern):
@@ -177,6 +177,7 @@ class ModuleTest(unittest.TestCase):
                 (TypeError, "not str", rec.at, "1"), (ValueError, "NaN", rec.at, float("nan")),
                 (ValueError, "time zone", rec.at, naive), (ValueError, "end behind", rec.changes, 2, 1),
                 (TypeError, "four whole numbers", rec.next_change, 0, (1, 2, 3)),
+                (ValueError, "out of range", rec.next_change, 0, (0, 0, 1, 2**31)),
                 (ValueError, "above 0", rec.next_change, 0, (1, 2, 0, 4)),
                 (TypeError, "pickle", pickle.dumps, qom.open(pathlib.Path(SAMPLE).read_bytes()))):
             with self.subTest(words=words), self.assertRaisesRegex(kind, words):
@@ -188,6 +189,12 @@ class ModuleTest(unittest.TestCase):
             pass
         for call in (lambda: next(changes), lambda: rec.at(0), lambda: rec.info):
             self.assertRaisesRegex(ValueError, "closed", call)
+
+    def test_numpy_is_missed(self):
+        script = "import sys; sys.modules['numpy'] = None; import qom"
+        imported = subprocess.run([sys.executable, "-c", script], stderr=subprocess.PIPE, text=True,
+                                  env={**os.environ, "LD_PRELOAD": PRELOADED})
+        self.assertIn("ImportError: numpy is missing", imported.stderr)
 
     def test_an_object_that_was_not_initialised_is_none(self):
         for call in (lambda new: new(qom.Recording).at(0), lambda new: new(qom.Recording).close(),
