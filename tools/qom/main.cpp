@@ -27,7 +27,7 @@ std::string what_is_wrong(const CLI::App &app, const CLI::ParseError &error, con
   if (app.get_subcommands().empty() && first && first[0] != '-')
     return "there is no subcommand " + qomtool::quoted(first);
   const std::vector<std::string> unexpected = app.remaining(true);
-  const std::string said = error.what();
+  std::string said = error.what();
   if (unexpected.empty() && said.ends_with(" missing"))  // also behind a "="
     return said.substr(0, said.find(':')) + ": its value is missing";
   if (unexpected.empty()) return said;
