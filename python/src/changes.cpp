@@ -44,17 +44,21 @@ Changes::~Changes() {
   engine_.close_screen(screen_);
 }
 
-std::optional<Change> Changes::next() {
+Change Changes::next() {
   const Engine::Lock locked = engine_.lock();
   if (!begun_) begin();
-  const std::optional<uint64_t> time = engine_.next_change(last_, nullptr);
-  if (!time || *time > to_) return std::nullopt;
+  const std::optional<uint64_t> time = engine_.change_behind(screen_, last_);
+  if (!time || *time > to_) {
+    const Period rest = {last_ + 1, std::max(last_ + 1, std::min(to_, engine_.last()))};
+    return {std::nullopt, {}, rest, last_ >= to_ || engine_.is_trusted(screen_, rest)};
+  }
   // What restates the picture is no change, but may make good what was damaged. It is compared for
   // itself, since its rectangle is the whole picture.
   go(*time - 1);
   go(*time);
+  const Period known = {last_ + 1, *time};
   last_ = *time;
-  return Change{*time, std::exchange(different_, {})};
+  return {time, std::exchange(different_, {}), known, engine_.is_trusted(screen_, known)};
 }
 
 void Changes::begin() {

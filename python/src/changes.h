@@ -10,8 +10,10 @@
 namespace qompython {
 
 struct Change {
-  uint64_t time;  // microseconds since the epoch
+  std::optional<uint64_t> time;  // microseconds since the epoch
   std::vector<QomRectangle> rectangles;
+  Period known;  // from the change before
+  bool trusted;
 };
 
 // Called as the functions of Engine are. Has a screen of its own, so that it neither disturbs other
@@ -24,9 +26,9 @@ class Changes {
   Changes(const Changes &) = delete;
   Changes &operator=(const Changes &) = delete;
 
-  // The next change; nothing at the end. The rectangles are those outside of which the picture is
-  // as it was at the change before, or just before `from`.
-  std::optional<Change> next();
+  // The next change, without a time at the end. The rectangles are those outside of which the
+  // picture is as it was at the change before, or just before `from`.
+  Change next();
 
  private:
   void begin();

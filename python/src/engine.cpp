@@ -56,7 +56,7 @@ Shown Engine::show(uint64_t time, bool with_cursor, PictureSize expected, uint8_
   size_ = size;
   if (size == expected)
     qom_picture_rgb(&picture, {0, 0, size.width, size.height}, rgb, size_t{size.width} * 3);
-  return {size, is_trusted(screen, time)};
+  return {size, is_trusted(screen, {time, time})};
 }
 
 Texts Engine::texts(uint64_t time) {
@@ -64,23 +64,35 @@ Texts Engine::texts(uint64_t time) {
   QomScreen *screen = own_screen();
   go(screen, time);
   Texts texts;
+  texts.trusted = is_trusted(screen, {time, time});
   for (unsigned i = 0; i < QOM_TEXT_COUNT; ++i)
-    if (const char *text = qom_screen_text(screen, static_cast<QomScreenText>(i))) texts[i] = text;
+    if (const char *text = qom_screen_text(screen, static_cast<QomScreenText>(i)))
+      texts.all[i] = text;
   return texts;
 }
 
-std::optional<uint64_t> Engine::next_change(uint64_t time, const QomRectangle *area) {
-  return search(qom_screen_next_change, time, area);
-}
-
-std::optional<uint64_t> Engine::previous_change(uint64_t time, const QomRectangle *area) {
-  return search(qom_screen_previous_change, time, area);
-}
-
-std::optional<uint64_t> Engine::search(Search find, uint64_t time, const QomRectangle *area) {
+Found Engine::next_change(uint64_t time, const QomRectangle *area) {
   const Lock locked = lock();
+  const auto found = search(qom_screen_next_change, own_screen(), time, area);
+  const Period period = {time + 1, found.value_or(std::max(time + 1, last_))};
+  return {found, period, is_trusted(period)};
+}
+
+Found Engine::previous_change(uint64_t time, const QomRectangle *area) {
+  const Lock locked = lock();
+  const auto found = search(qom_screen_previous_change, own_screen(), time, area);
+  const Period period = {found.value_or(first_), std::max<uint64_t>(time, 1) - 1};
+  return {found, period, period.from > period.to || is_trusted(period)};
+}
+
+std::optional<uint64_t> Engine::change_behind(QomScreen *screen, uint64_t time) {
+  return search(qom_screen_next_change, screen, time, nullptr);
+}
+
+std::optional<uint64_t> Engine::search(Search find, QomScreen *screen, uint64_t time,
+                                       const QomRectangle *area) {
   uint64_t found = 0;
-  const int result = find(own_screen(), time, area, &found);
+  const int result = find(screen, time, area, &found);
   if (result < 0) fail<Error>(name_);
   return result == 1 ? std::optional(found) : std::nullopt;
 }
@@ -108,13 +120,39 @@ const std::vector<QomStretch> &Engine::find_untrusted() {
 }
 
 // Damage of which the index has no records is found by reading everything.
-bool Engine::is_trusted(const QomScreen *screen, uint64_t time) {
+bool Engine::is_trusted(const QomScreen *screen, const Period &period) {
   if (!qom_screen_is_trusted(screen)) return false;
-  if (recording_.info.state != QOM_STATE_DAMAGED) return true;
+  return recording_.info.state != QOM_STATE_DAMAGED || !meets_untrusted(period);
+}
+
+// The same where no screen has come past what the pictures are made of.
+bool Engine::is_trusted(const Period &period) {
+  if (recording_.info.state != QOM_STATE_DAMAGED && can_be_read(period)) return true;
+  return !meets_untrusted(period);
+}
+
+bool Engine::meets_untrusted(const Period &period) {
   const std::vector<QomStretch> &stretches = find_untrusted();
-  return std::none_of(stretches.begin(), stretches.end(), [time](const QomStretch &stretch) {
-    return stretch.begin <= time && time < stretch.end;
+  return std::any_of(stretches.begin(), stretches.end(), [&period](const QomStretch &stretch) {
+    return stretch.begin <= period.to && period.from < stretch.end;
   });
+}
+
+// Whether the records of the period, and those that its first picture is made of, can be read. Each
+// is read once.
+bool Engine::can_be_read(const Period &period) {
+  sound_.resize(recording_.length);
+  const size_t known = qom_screen_place_of_time(own_screen(), period.from);
+  const size_t end = std::min(qom_screen_place_of_time(own_screen(), period.to), sound_.size());
+  size_t first = 0;
+  size_t behind;
+  if (known > 0) qom_checkpoint_before(recording_.reader.get(), known - 1, &first, &behind);
+  for (size_t i = first; i < end; ++i) {
+    if (!sound_[i] && !qomtool::RecordPtr(qom_record_at_index(recording_.reader.get(), i)))
+      return false;
+    sound_[i] = true;
+  }
+  return true;
 }
 
 int Engine::is_time_to_look(void *engine) {

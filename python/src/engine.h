@@ -33,7 +33,23 @@ struct Shown {
   bool trusted;  // the picture is what was recorded
 };
 
-using Texts = std::array<std::optional<std::string>, QOM_TEXT_COUNT>;
+struct Texts {
+  std::array<std::optional<std::string>, QOM_TEXT_COUNT> all;
+  bool trusted;  // as of the picture of that time
+};
+
+// Moments, both ends included, of which something is told: microseconds since the epoch.
+struct Period {
+  uint64_t from;
+  uint64_t to;
+};
+
+// When the picture changes, where that was looked for, and whether damage may have hidden a change.
+struct Found {
+  std::optional<uint64_t> time;
+  Period looked_at;
+  bool trusted;
+};
 
 class Engine {
  public:
@@ -72,8 +88,8 @@ class Engine {
   Texts texts(uint64_t time);
 
   // When the picture, or `area` of it, changes next after a time, or did last before it.
-  std::optional<uint64_t> next_change(uint64_t time, const QomRectangle *area);
-  std::optional<uint64_t> previous_change(uint64_t time, const QomRectangle *area);
+  Found next_change(uint64_t time, const QomRectangle *area);
+  Found previous_change(uint64_t time, const QomRectangle *area);
 
   // Where the picture is not to be trusted. Reads the whole file the first time.
   std::vector<QomStretch> untrusted();
@@ -84,6 +100,13 @@ class Engine {
 
   // Brings a screen to a time.
   void go(QomScreen *screen, uint64_t time);
+
+  // When the picture of a screen, which is the engine's, changes next.
+  std::optional<uint64_t> change_behind(QomScreen *screen, uint64_t time);
+
+  // Whether the picture of a screen, and what is known of all changes within `period`, is what was
+  // recorded.
+  bool is_trusted(const QomScreen *screen, const Period &period);
 
  private:
   struct CloseScreen {
@@ -98,8 +121,11 @@ class Engine {
   ScreenPtr new_screen(int save_by_hand);
   QomScreen *own_screen();
   const std::vector<QomStretch> &find_untrusted();
-  bool is_trusted(const QomScreen *screen, uint64_t time);
-  std::optional<uint64_t> search(Search find, uint64_t time, const QomRectangle *area);
+  bool meets_untrusted(const Period &period);
+  bool can_be_read(const Period &period);
+  bool is_trusted(const Period &period);
+  std::optional<uint64_t> search(Search find, QomScreen *screen, uint64_t time,
+                                 const QomRectangle *area);
 
   std::recursive_mutex mutex_;
   std::string name_;
@@ -107,6 +133,7 @@ class Engine {
   ScreenPtr own_;  // opened when it is needed; not every recording can be shown
   std::vector<ScreenPtr> others_;
   std::optional<std::vector<QomStretch>> untrusted_;
+  std::vector<bool> sound_;  // records that could be read; empty until it is asked
   uint64_t first_ = 0;
   uint64_t last_ = 0;
   std::atomic<PictureSize> size_;

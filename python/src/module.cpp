@@ -76,12 +76,20 @@ int32_t on_screen(int64_t place) {
   return static_cast<int32_t>(std::clamp<int64_t>(place, 0, INT32_C(1) << 16));
 }
 
+bool are_four_whole_numbers(const py::object &given) {
+  if (PySequence_Check(given.ptr()) == 0 || py::len(given) != 4) return false;
+  const auto is_whole = [](py::handle number) { return PyIndex_Check(number.ptr()) != 0; };
+  return std::all_of(given.begin(), given.end(), is_whole);
+}
+
 std::optional<QomRectangle> rectangle_of(const py::object &given) {
   if (given.is_none()) return std::nullopt;
   std::array<int32_t, 4> sides;
   try {
     sides = given.cast<std::array<int32_t, 4>>();
   } catch (const py::cast_error &) {
+    if (are_four_whole_numbers(given))
+      throw py::value_error("the rectangle is out of range: its numbers are below 2**31");
     throw py::type_error("a rectangle is four whole numbers: x, y, width and height");
   }
   const auto [x, y, width, height] = sides;
@@ -152,7 +160,7 @@ class Recording {
       const Shown shown =
           apart([&](Engine &engine) { return engine.show(time, cursor, size, pixels); });
       if (shown.size == size) {
-        if (!shown.trusted) tell_doubt(time);
+        if (!shown.trusted) tell_doubt("the picture at " + seconds_text(time));
         return rgb;
       }
       size = shown.size;
@@ -164,9 +172,10 @@ class Recording {
         "app", "appfmt", "host", "ip", "user", "tfn", "sid", "tid"};
     const uint64_t time = own_time(moment);
     const Texts texts = apart([time](Engine &engine) { return engine.texts(time); });
+    if (!texts.trusted) tell_doubt("what the texts at " + seconds_text(time) + " tell of");
     py::dict dict;
-    for (size_t i = 0; i < texts.size(); ++i)
-      dict[kNames[i]] = texts[i] ? text_of(*texts[i]) : py::none();
+    for (size_t i = 0; i < texts.all.size(); ++i)
+      dict[kNames[i]] = texts.all[i] ? text_of(*texts.all[i]) : py::none();
     return dict;
   }
 
@@ -179,15 +188,21 @@ class Recording {
     const std::optional<QomRectangle> area = rectangle_of(rectangle);
     const uint64_t before = std::max<uint64_t>(engine_->first(), 1) - 1;
     const uint64_t from = std::max(time(moment), before);
-    return seconds_or_none(
+    return time_of_change(
         apart([&](Engine &engine) { return engine.next_change(from, area ? &*area : nullptr); }));
   }
 
   py::object previous_change(const py::object &moment, const py::object &rectangle) {
     const std::optional<QomRectangle> area = rectangle_of(rectangle);
     const uint64_t from = time(moment);
-    return seconds_or_none(apart(
+    return time_of_change(apart(
         [&](Engine &engine) { return engine.previous_change(from, area ? &*area : nullptr); }));
+  }
+
+  bool is_strict() const { return strict_; }
+
+  void doubt_changes(const Period &period) const {
+    tell_doubt("what changed from " + seconds_text(period.from) + " to " + seconds_text(period.to));
   }
 
   py::list untrusted() {
@@ -221,17 +236,23 @@ class Recording {
   }
 
  private:
-  py::object seconds_or_none(std::optional<uint64_t> time) const {
-    if (!time || *time < engine_->first()) return py::none();
-    return py::float_(seconds(*time));
+  py::object time_of_change(const Found &found) const {
+    if (!found.trusted) doubt_changes(found.looked_at);
+    if (!found.time || *found.time < engine_->first()) return py::none();
+    return py::float_(seconds(*found.time));
   }
 
-  void tell_doubt(uint64_t time) const {
-    char at[32];
-    (void)std::snprintf(at, sizeof at, "%.6f", seconds(time));
+  std::string seconds_text(uint64_t time) const {
+    char text[32];
+    (void)std::snprintf(text, sizeof text, "%.6f s", seconds(time));
+    return text;
+  }
+
+  // Says that something need not be what was on the screen.
+  void tell_doubt(const std::string &what) const {
     const std::string doubt = qomtool::quoted_name(engine_->name()) +
-                              ": the recording is damaged: the picture at " + at +
-                              " s need not be what was on the screen";
+                              ": the recording is damaged: " + what +
+                              " need not be what was on the screen";
     if (strict_) throw Damaged(doubt);
     const py::object category = py::module_::import("qom").attr("DamageWarning");
     if (PyErr_WarnEx(category.ptr(), doubt.c_str(), 1) != 0) throw py::error_already_set();
@@ -273,10 +294,13 @@ class ChangeIterator {
   }
 
   py::tuple next() {
-    const std::optional<Change> change =
-        recording_.apart([this](Engine &) { return changes_->next(); });
-    if (!change) throw py::stop_iteration();
-    return py::make_tuple(recording_.seconds(change->time), rectangles_of(change->rectangles));
+    const Change change = recording_.apart([this](Engine &) { return changes_->next(); });
+    if (!change.trusted && !told_) {
+      told_ = !recording_.is_strict();
+      recording_.doubt_changes(change.known);
+    }
+    if (!change.time) throw py::stop_iteration();
+    return py::make_tuple(recording_.seconds(*change.time), rectangles_of(change.rectangles));
   }
 
  private:
@@ -290,6 +314,7 @@ class ChangeIterator {
   py::object owner_;
   Recording &recording_;
   std::unique_ptr<Changes, DeleteApart> changes_;
+  bool told_ = false;  // that changes need not be what was on the screen
 };
 
 }  // namespace
@@ -355,9 +380,9 @@ void define_failures(py::module_ &module) {
   py::register_exception<NotARecording>(module, "NotARecording", error).doc() =
       "The file is no recording, or one that this version cannot read.";
   py::register_exception<Damaged>(module, "Damaged", error).doc() =
-      "The picture need not be what was on the screen; raised where strict=True.";
+      "What was asked for need not be what was on the screen; raised where strict=True.";
   py::exception<void>(module, "DamageWarning", PyExc_UserWarning).doc() =
-      "The picture need not be what was on the screen.";
+      "What is returned need not be what was on the screen.";
   py::register_exception_translator([](std::exception_ptr thrown) {
     try {
       if (thrown) std::rethrow_exception(std::move(thrown));
@@ -416,7 +441,8 @@ as a whole, once.
 constexpr const char *kTextsDoc = R"(texts(t)
 
 The texts at a moment, by their names; None where there is none (yet): app,
-appfmt, host, ip, user, tfn, sid and tid.
+appfmt, host, ip, user, tfn, sid and tid. Where the picture of the moment need
+not be what was on the screen, it is told as by at().
 
 >>> rec = qom.open("session.qom")
 >>> rec.texts(60)["app"]
@@ -431,7 +457,9 @@ the picture is as it was at the change before, without the cursor. The list is
 empty when all is drawn as it was.
 
 Iterators neither disturb each other nor other methods. Once the recording is
-closed they raise ValueError.
+closed they raise ValueError. Where damage may have hidden changes or made
+pictures wrong, a DamageWarning is issued, once for each iterator, or Damaged is
+raised in place of each such change, and of the end, with strict=True.
 
 >>> rec = qom.open("session.qom")
 >>> for time, rectangles in rec.changes(to=4):
@@ -443,7 +471,10 @@ constexpr const char *kNextDoc = R"(next_change(t, rectangle=None)
 
 When the picture changes next after a moment, in seconds; None when it does not.
 With a rectangle (x, y, width, height), when something is drawn into it.
-What only restates the picture is no change.
+What only restates the picture is no change. Where damage may have hidden one on
+the way, or the picture of the time that is found need not be what was on the
+screen, a DamageWarning is issued, or Damaged is raised with strict=True. To know
+that, the records of the way are read, once, and a damaged file as a whole.
 
 >>> rec = qom.open("session.qom")
 >>> rec.next_change(0)
@@ -515,7 +546,10 @@ constexpr const char *kModuleDoc = R"(Recorded desktop sessions: their pictures,
 A moment `t` of a recording is a number of seconds since its first picture, as
 in the viewer and in `qom picture`; a datetime.timedelta since then; or a
 datetime.datetime with a time zone. Seconds are rounded to the microsecond, and
-times that methods return mean the same moment again.)";
+times that methods return mean the same moment again. Times as the viewer and
+the programs write them, such as "1:30", are no moments here.
+
+Pictures are numpy arrays: the module needs numpy.)";
 
 constexpr const char *kOpenDoc = R"(open(source, strict=False)
 
@@ -523,13 +557,23 @@ Opens the recording at a path (str or os.PathLike), or one in memory (bytes, or
 any other buffer, which is copied). A recording that is still being written is
 opened as far as it goes; open it again to see more.
 
-With strict=True, a picture that damage may have made wrong raises Damaged
-instead of a warning. Raises NotARecording when it is none, OSError when the
+With strict=True, pictures, texts and changes that damage may have made wrong
+raise Damaged instead of a DamageWarning. Raises NotARecording when it is none, OSError when the
 file cannot be read.
 
 >>> qom.open("tour.txt")
 Traceback (most recent call last):
 qom.NotARecording: tour.txt: not a recording: it does not begin like one)";
+
+// Rather than with the first picture, in the middle of a program.
+void require_numpy() {
+  try {
+    py::module_::import("numpy");
+  } catch (py::error_already_set &error) {
+    if (!error.matches(PyExc_ModuleNotFoundError)) throw;
+    throw py::import_error("numpy is missing: qom needs it (Debian's package python3-numpy)");
+  }
+}
 
 }  // namespace
 
@@ -538,7 +582,7 @@ PYBIND11_MODULE(qom, module) {
   options.disable_function_signatures();
   module.doc() = kModuleDoc;
   module.attr("__version__") = QOM_VERSION_TEXT;
-  py::module_::import("numpy");  // rather than with the first picture, in the middle of a program
+  require_numpy();
   define_failures(module);
   define_rectangle(module);
   define_changes(module);

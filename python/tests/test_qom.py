@@ -20,7 +20,7 @@ import qom
 
 PROGRAM = os.environ["QOM_PROGRAM"]
 SAMPLE = "session.qom"
-os.environ.pop("LD_PRELOAD", None)  # the sanitizers are for this process
+PRELOADED = os.environ.pop("LD_PRELOAD", "")  # the sanitizers are for the module
 
 
 def load_tests(_loader, tests, _pattern):
@@ -177,6 +177,7 @@ class ModuleTest(unittest.TestCase):
                 (TypeError, "not str", rec.at, "1"), (ValueError, "NaN", rec.at, float("nan")),
                 (ValueError, "time zone", rec.at, naive), (ValueError, "end behind", rec.changes, 2, 1),
                 (TypeError, "four whole numbers", rec.next_change, 0, (1, 2, 3)),
+                (ValueError, "out of range", rec.next_change, 0, (0, 0, 1, 2**31)),
                 (ValueError, "above 0", rec.next_change, 0, (1, 2, 0, 4)),
                 (TypeError, "pickle", pickle.dumps, qom.open(pathlib.Path(SAMPLE).read_bytes()))):
             with self.subTest(words=words), self.assertRaisesRegex(kind, words):
@@ -188,6 +189,12 @@ class ModuleTest(unittest.TestCase):
             pass
         for call in (lambda: next(changes), lambda: rec.at(0), lambda: rec.info):
             self.assertRaisesRegex(ValueError, "closed", call)
+
+    def test_numpy_is_missed(self):
+        script = "import sys; sys.modules['numpy'] = None; import qom"
+        imported = subprocess.run([sys.executable, "-c", script], stderr=subprocess.PIPE, text=True,
+                                  env={**os.environ, "LD_PRELOAD": PRELOADED})
+        self.assertIn("ImportError: numpy is missing", imported.stderr)
 
     def test_an_object_that_was_not_initialised_is_none(self):
         for call in (lambda new: new(qom.Recording).at(0), lambda new: new(qom.Recording).close(),
@@ -205,6 +212,33 @@ class ModuleTest(unittest.TestCase):
         with self.assertRaisesRegex(qom.Damaged, f"the picture at {begin + 1:.6f} s"):
             strict.at(begin + 1)
         self.assertEqual(end, float("inf"))
+
+    def test_damage_is_told_of_texts_and_changes(self):
+        whole = pathlib.Path(SAMPLE).read_bytes()
+        lost = bytearray(whole[:400000])  # without an index
+        lost[200000:240000] = bytes(40000)
+        flipped = bytearray(whole)
+        flipped[200000:200100] = bytes(100)
+        for data, state in ((flipped, "finished"), (lost, "damaged")):
+            rec = qom.open(data)
+            (begin, _), = rec.untrusted
+            self.assertEqual(rec.info["state"], state)
+            # A new one each time: what one call has come to know is no help to the next.
+            for call in (lambda rec: rec.texts(begin + 1), lambda rec: rec.next_change(begin - 1e-6),
+                         lambda rec: rec.next_change(begin + 1), lambda rec: rec.next_change(1e9),
+                         lambda rec: rec.next_change(0, (1279, 799, 1, 1)),
+                         lambda rec: rec.previous_change(begin + 5, (0, 0, 1280, 800)),
+                         lambda rec: list(rec.changes(begin - 1, begin + 9))):
+                self.assertRaisesRegex(qom.Damaged, "damaged", call, qom.open(data, strict=True))
+                with warnings.catch_warnings(record=True) as told:
+                    warnings.simplefilter("always")
+                    call(qom.open(data))
+                self.assertEqual([w.category for w in told], [qom.DamageWarning])
+            for call in (lambda rec: rec.texts(begin - 1), lambda rec: rec.next_change(0),
+                         lambda rec: rec.previous_change(begin),
+                         lambda rec: list(rec.changes(0, begin - 1e-6)),
+                         lambda rec: list(rec.changes(0, rec.previous_change(begin)))):
+                call(qom.open(data, strict=True))
 
     def test_threads_take_turns_and_leave_the_interpreter_alone(self):
         rec = qom.open(SAMPLE)

@@ -27,7 +27,10 @@ std::string what_is_wrong(const CLI::App &app, const CLI::ParseError &error, con
   if (app.get_subcommands().empty() && first && first[0] != '-')
     return "there is no subcommand " + qomtool::quoted(first);
   const std::vector<std::string> unexpected = app.remaining(true);
-  if (unexpected.empty()) return error.what();
+  std::string said = error.what();
+  if (unexpected.empty() && said.ends_with(" missing"))  // also behind a "="
+    return said.substr(0, said.find(':')) + ": its value is missing";
+  if (unexpected.empty()) return said;
   const std::string &argument = unexpected.front();
   return (argument[0] == '-' ? "there is no option " : "too many arguments: ") +
          qomtool::quoted(argument);

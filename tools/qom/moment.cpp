@@ -82,7 +82,10 @@ uint64_t time_of(const Moment &moment, const Recording &recording, uint64_t firs
   const size_t last = recording.length - 1;
   switch (moment.kind) {
     case Moment::Kind::record:
-      return recording.index[std::min<uint64_t>(moment.value, last)].timestamp;
+      if (moment.value > last)
+        throw NoSuchRecord("there is no record #" + std::to_string(moment.value) +
+                           ", the last one is #" + std::to_string(last));
+      return recording.index[moment.value].timestamp;
     case Moment::Kind::elapsed:
       return first + moment.value;
     case Moment::Kind::day:

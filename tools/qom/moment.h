@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -31,10 +32,15 @@ std::string check_moment(const std::string &text);
 // For the command line: the same for a length of time above 0.
 std::string check_length(const std::string &text);
 
+// A moment is that of a record which the recording does not have, in words without its name.
+struct NoSuchRecord : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
 // The time of a moment in a recording that is taken to begin at `first`: microseconds since the
 // epoch, which may be outside of the recording. A time of day is its first occurrence not before
 // `first`, unless that lies behind the last record and the one before is nearer. The recording has
-// records.
+// records. Throws NoSuchRecord.
 uint64_t time_of(const Moment &moment, const Recording &recording, uint64_t first);
 
 }  // namespace qomtool

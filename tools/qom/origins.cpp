@@ -1,6 +1,7 @@
 #include "origins.h"
 
 #include "clock.h"
+#include "counted.h"
 #include "formatted.h"
 #include "text/quote.h"
 
@@ -30,14 +31,15 @@ std::string hash_text(const QomOrigin &origin) {
 std::vector<std::string> origin_lines(const QomOrigin &origin) {
   std::vector<std::string> lines;
   lines.push_back((origin.name ? quoted_name(origin.name) : "a file") + ", " +
-                  std::to_string(origin.size) + " bytes, start " + local_time(origin.start));
+                  counted(origin.size, "byte") + ", start " + local_time(origin.start));
   lines.push_back("SHA-256 " + (origin.has_sha256 ? hash_text(origin) : "not known"));
   lines.push_back("from " + local_time(origin.begin) + " to " + local_time(origin.end));
   std::string masks;
   for (const QomRectangle &mask : masks_of(origin)) masks += ' ' + mask_text(mask);
   if (!masks.empty()) lines.push_back("masked:" + masks);
   if (origin.lost > 0)
-    lines.push_back(std::to_string(origin.lost) + " places could not be read and are left out");
+    lines.push_back(counted(origin.lost, "place that could not be read is left out",
+                            "places that could not be read are left out"));
   if (origin.untrusted) lines.push_back("damaged before: what it begins with is not sure");
   return lines;
 }

@@ -30,6 +30,8 @@ int take_out(const TakeoutOptions &options, const std::function<void(Source &sou
     return kGood;
   } catch (const SourceError &error) {
     complain(options.file, error.what());
+  } catch (const NoSuchRecord &error) {
+    complain(options.file, error.what());
   } catch (const OutputError &error) {
     complain(error.what());
   } catch (const LetteringError &error) {

@@ -18,7 +18,7 @@
 namespace qomtool {
 namespace {
 
-constexpr int kEndings[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
+constexpr int kEndings[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXCPU};
 
 // What a signal that ends the program has to remove, where it can be reached at any moment.
 struct Unfinished {

@@ -14,8 +14,8 @@ struct OutputError : std::runtime_error {
 };
 
 // The file is written in a folder of its own, hidden beside its place, which only this user can
-// enter. It disappears with the folder when the file is not kept, also when a signal (INT, TERM or
-// HUP) ends the program. One at a time.
+// enter. It disappears with the folder when the file is not kept, also when a signal (INT, TERM,
+// HUP, QUIT, PIPE or XCPU) ends the program. One at a time.
 class OutputFile {
  public:
   enum class Existing { refused, replaced };
@@ -33,7 +33,7 @@ class OutputFile {
   const std::string &path() const { return path_; }
 
   // Forks, as fork() does, a process that writes the file: a signal that ends the program ends that
-  // one first. In it, the signals INT, TERM and HUP are blocked.
+  // one first. In it, those signals are blocked.
   pid_t fork_writer();
   // It has ended, and is about to be waited for.
   void forget_writer();

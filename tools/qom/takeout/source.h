@@ -39,11 +39,11 @@ class Source {
   const Stretch &all() const { return all_; }
 
   // The time that a good moment (moment.h) means. One outside of the recording means its first
-  // picture or its end, which is said on standard error.
+  // picture or its end, which is said on standard error. Throws NoSuchRecord.
   uint64_t time_of(const std::string &moment) const;
 
   // The same for --from and --to, where an empty text means the whole of that side. Throws
-  // SourceError when they are in the wrong order.
+  // SourceError when they are in the wrong order, and NoSuchRecord.
   Stretch stretch(const std::string &from, const std::string &to) const;
 
   // "0:01:30.500 (2026-11-22 21:33:05.123)", for messages.

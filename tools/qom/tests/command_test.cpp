@@ -28,6 +28,7 @@ TEST_F(Command, WrongUsageExitsWith2AndShowsTheUsage) {
       {{"fro\033b"}, "no subcommand \"fro\\x1bb\"\n"},
       {{"info", "--fr\033ob"}, "no option \"--fr\\x1bob\"\n"},
       {{"make", "-", "-"}, "OUT: a recording is a file"},
+      {{"verify", "a", "--limit="}, "--limit: its value is missing"},
       {{"verify", "--limit", "-1", "a"}, "\"-1\" is not a whole number"},
       {{"dump", "a", "--to", "2024-02-30 00:00:00"}, "there is no such day"}};
   for (const auto &[arguments, said] : wrong) {

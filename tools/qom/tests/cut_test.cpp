@@ -332,6 +332,24 @@ TEST_F(Cut, ACursorThatLeavesAMaskHasItsShapeAgain) {
       << dump;
 }
 
+TEST_F(Cut, LastsAsLongAsWasAsked) {
+  make("r",
+       "qom-text 1\nscreen 8x8\nformat RGB332\ncompressed-image +1 8x8 0,0 fill 03\n"
+       "cursor-position +4 3,3\ndone +9\n");
+  for (const auto &[from, to, length, records] : {std::tuple{"0", "6.5", 6'500'000, 4},
+                                                  {"5", "6.5", 1'500'000, 3},
+                                                  {"0", "4", 4'000'000, 3},
+                                                  {"2", "2", 0, 2}}) {
+    const Outcome made =
+        qom({"cut", file("r"), file("cut"), "--force", "--from", from, "--to", to});
+    ASSERT_EQ(made.status, 0) << made.err;
+    const auto info = info_of("cut");
+    EXPECT_EQ(info["duration_us"], length);
+    EXPECT_EQ(info["records"]["count"], records);
+    EXPECT_EQ(qom({"verify", file("cut")}).status, 0);
+  }
+}
+
 TEST_F(Cut, SaysWhatItWasCutOutOf) {
   record(sample_header(), 3, 100);
   ASSERT_EQ(qom({"cut", path, file("one"), "--from", "#20", "--mask", "8x4+1+2"}).status, 0);
@@ -417,6 +435,7 @@ TEST_F(Cut, WhatCannotBeCutLeavesNothing) {
     const char *said;
   } wrong[] = {{{path, out, "--from", "#40", "--to", "#9"}, 1, "is behind --to"},
                {{path, out, "--from", "99"}, 1, "is behind the end"},
+               {{path, out, "--from", "#999"}, 1, "there is no record #999, the last one is #"},
                {{file("empty"), out}, 1, "holds no records"},
                {{file("still"), out, "--to", "1970-01-01 00:00:00"}, 1, "behind --to"},
                {{path, file("there")}, 1, "exists already"},
@@ -424,6 +443,7 @@ TEST_F(Cut, WhatCannotBeCutLeavesNothing) {
                {{path, file("no/where")}, 1, "No such file"},
                {{path, out, "--mask", "0x4+1+1"}, 2, "is not an area"},
                {{path, out, "--mask", "4x4+1"}, 2, "is not an area"},
+               {{path, out, "--mask", "4x4+65533+1"}, 2, "may reach to 65536 at the right"},
                {{file("there"), out}, 3, "not a recording"}};
   const auto count = [this] {
     return std::distance(std::filesystem::directory_iterator(folder), {});
@@ -443,7 +463,9 @@ TEST_F(Cut, WhatCannotBeCutLeavesNothing) {
   EXPECT_EQ(count(), files);
   EXPECT_EQ(read_file(file("there")), "kept");
   // Without a picture there is no checkpoint, but everything else.
-  ASSERT_EQ(qom({"cut", file("still"), out, "--from", "#0"}).status, 0);
+  const Outcome still = qom({"cut", file("still"), out, "--from", "#0"});
+  ASSERT_EQ(still.status, 0);
+  EXPECT_TRUE(contains(still.err, "nothing was on the screen yet")) << still.err;
   EXPECT_TRUE(contains(qom({"verify", out}).out, "2 records, 0 checkpoints"));
 }
 

@@ -263,6 +263,11 @@ TEST_F(Export, StillnessCostsNothingAndTheEndIsShown) {
   EXPECT_EQ(probed(file("c.mkv"), "stream=width"), "61");
   ASSERT_EQ(film("still", "size.mkv", {"--size", "40x80", "--from", "1:00:00"}).status, 0);
   EXPECT_EQ(probed(file("size.mkv"), "stream=width,height"), "40,22");
+  // Even sides are within what was asked for.
+  for (const auto &[asked, size] : {std::pair{"41x23", "40,22"}, {"1x1", "2,2"}}) {
+    ASSERT_EQ(film("still", "size.mp4", {"--size", asked, "--force", "--to", "1"}).status, 0);
+    EXPECT_EQ(probed(file("size.mp4"), "stream=width,height"), size);
+  }
 }
 
 TEST_F(Export, WhatGoesWrongIsToldAndLeavesNothing) {

@@ -270,6 +270,8 @@ TEST_F(Picture, WrongWishesAreRefusedAndLeaveNothing) {
       {{file("a.png"), "--sheet", "100x100"}, 1, "is too large"},
       {{file("a.png"), "--sheet", "2x2", "--from", "5", "--to", "4"}, 1, "is behind --to"},
       {{file("a.png"), "--at", "0", "--size", "16384x16384"}, 2, "is no size"},
+      {{file("a.png"), "--at", "#38"}, 1, "no record #38, the last one is #37"},
+      {{file("a.png"), "--sheet", "2x2", "--to", "#99999"}, 1, "small: there is no record #99999"},
       {{file("there.png"), "--at", "0"}, 1, "there.png: it exists already"},
       {{file("link.png"), "--at", "0"}, 1, "link.png: it exists already"},
       {{file("folder"), "--at", "0", "--force"}, 1, "no file that could be replaced"},
@@ -335,7 +337,7 @@ TEST_F(Picture, OfRecordingsThatAreNotWhole) {
 
 TEST_F(Picture, OutputFilesAreWholeOrNothing) {
   const std::string name = file("new.png");
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGXCPU}) {
     const pid_t child = fork();
     if (child == 0) {
       const OutputFile output(name, file("small"), Existing::refused);

@@ -5,6 +5,8 @@
 #include <new>
 #include <utility>
 
+#include "counted.h"
+
 namespace qomtool {
 namespace {
 
@@ -35,7 +37,8 @@ Copying::Copying(const std::string &file, const Recording &recording, const CutS
       cursor_(masks),
       runs_(checkpoints_in(recording, stretch)),
       gaps_(gaps_in(recording, stretch)),
-      damage_(damaged_places(recording, stretch.stop)) {}
+      damage_(damaged_places(recording, stretch.stop)),
+      last_time_(stretch.begin) {}
 
 void Copying::begin_with(std::vector<RecordPtr> state, bool is_checkpoint, bool trusted) {
   open_ = is_checkpoint && accepted(qom_writer_begin_checkpoint(writer_));
@@ -70,6 +73,7 @@ void Copying::copy() {
   }
   pass_gaps(stretch_.stop);
   write_marks();
+  last_to_the_end();
   if (lost_ > kMostTold) say(std::to_string(lost_ - kMostTold) + " more could not be read");
 }
 
@@ -81,10 +85,19 @@ void Copying::append(RecordPtr record, size_t index) {
   if (record) record = masks_.blanked(std::move(record));
   if (record) record = cursor_.covered(std::move(record));
   if (!record && errno == ENOMEM) throw std::bad_alloc();
-  if (record && accepted(qom_writer_append(writer_, record.get())))
-    ++written_;
-  else
+  if (!record || !accepted(qom_writer_append(writer_, record.get()))) {
     lose(index, time, "record #" + std::to_string(index), qom_reader_error());
+    return;
+  }
+  ++written_;
+  last_time_ = time;
+}
+
+// A recording lasts to its last record, and nothing may have happened at the end of the stretch.
+void Copying::last_to_the_end() {
+  if (last_time_ >= stretch_.end) return;
+  const QomRecord nothing{QOM_DEBUG, stretch_.end};
+  append(RecordPtr(qom_record_dup(&nothing)), stretch_.stop - 1);
 }
 
 // Under masks the new recording has not what copies were made of, so that it gets what they drew.
@@ -134,8 +147,7 @@ void Copying::pass_damage(size_t index) {
     const uint64_t time = index == 0
                               ? stretch_.begin
                               : std::max(stretch_.begin, recording_.index[index - 1].timestamp);
-    lose(index, time, std::to_string(damage_[next_damage_].bytes) + " bytes",
-         "no record begins there");
+    lose(index, time, counted(damage_[next_damage_].bytes, "byte"), "no record begins there");
   }
 }
 

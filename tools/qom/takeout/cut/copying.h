@@ -38,7 +38,7 @@ class Copying {
   // The state at the begin of the stretch. Not `trusted`: the recording is damaged before it, which
   // is told and marked as well.
   void begin_with(std::vector<RecordPtr> state, bool is_checkpoint, bool trusted);
-  // The records behind it.
+  // The records behind it; where the last one is earlier than the end, one that changes nothing.
   void copy();
 
   uint64_t written() const { return written_; }
@@ -48,6 +48,7 @@ class Copying {
 
  private:
   void append(RecordPtr record, size_t index);
+  void last_to_the_end();
   RecordPtr without_copies(RecordPtr record, size_t index);
   void begin_checkpoint(size_t index);
   void end_checkpoint();
@@ -80,6 +81,7 @@ class Copying {
   uint64_t marked_until_ = 0;
 
   uint64_t written_ = 0;
+  uint64_t last_time_;  // of what is written, or the begin
   uint64_t checkpoints_ = 0;
   uint64_t lost_ = 0;
   bool untrusted_ = false;

@@ -1,6 +1,5 @@
 // qom cut: a stretch of a recording as a recording of its own, without areas of its screen.
 #include <algorithm>
-#include <cinttypes>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -10,6 +9,7 @@
 #include "clock.h"
 #include "commands.h"
 #include "copying.h"
+#include "counted.h"
 #include "file_hash.h"
 #include "moment.h"
 #include "options.h"
@@ -113,6 +113,8 @@ void Cut::run() {
   Beginning beginning = beginning_of(recording_, stretch_);
   if (!beginning.state.exact)
     warn("its palette has no black: the darkest colour stands for what was never drawn");
+  if (!has_picture(recording_, stretch_))
+    warn("nothing was on the screen yet: the new recording has no picture");
   tell_masks_beside(beginning.width, beginning.height);
   WriterPtr writer = create(beginning);
   const auto tell = [this](uint64_t done) { progress_.update(done + (hash_ ? hash_->done() : 0)); };
@@ -199,8 +201,9 @@ void Cut::wait_for_hash() {
 }
 
 void Cut::report(const Copying &copying) const {
-  std::printf("%s: %" PRIu64 " records, %" PRIu64 " checkpoints, from %s to %s\n",
-              quoted_name(options_.out).c_str(), copying.written(), copying.checkpoints(),
+  std::printf("%s: %s, %s, from %s to %s\n", quoted_name(options_.out).c_str(),
+              counted(copying.written(), "record").c_str(),
+              counted(copying.checkpoints(), "checkpoint").c_str(),
               describe_time(recording_, stretch_.begin).c_str(),
               describe_time(recording_, stretch_.end).c_str());
 }
@@ -213,6 +216,8 @@ int cut(const Options &options) {
     Cut(options, recording).run();
     return kGood;
   } catch (const CutError &error) {
+    complain(options.file, error.what());
+  } catch (const NoSuchRecord &error) {
     complain(options.file, error.what());
   } catch (const WriteError &error) {
     complain(options.out, std::string(error.what()) + "; nothing is left of it");

@@ -54,7 +54,9 @@ std::optional<QomRectangle> parse_mask(const std::string &text) {
 std::string check_mask(const std::string &text) {
   if (parse_mask(text)) return "";
   return qomtool::quoted(text) +
-         " is not an area: write WIDTHxHEIGHT+X+Y, whole numbers of pixels, such as 200x40+10+300";
+         " is not an area: write WIDTHxHEIGHT+X+Y, whole numbers of pixels, such as "
+         "200x40+10+300; it may reach to " +
+         std::to_string(kLargestPlace) + " at the right and at the bottom";
 }
 
 uint32_t black_pixel(const QomHeader &header, bool *exact) {

@@ -97,6 +97,11 @@ CutStretch choose_stretch(const Recording &recording, const std::string &from,
   return stretch;
 }
 
+bool has_picture(const Recording &recording, const CutStretch &stretch) {
+  const auto entries = entries_of(recording).first(stretch.stop);
+  return std::any_of(entries.begin(), entries.end(), draws);
+}
+
 std::vector<CheckpointRun> checkpoints_in(const Recording &recording, const CutStretch &stretch) {
   std::vector<CheckpointRun> runs;
   CheckpointRun run;

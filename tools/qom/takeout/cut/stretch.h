@@ -32,9 +32,12 @@ uint64_t first_moment(const Recording &recording);
 std::string describe_time(const Recording &recording, uint64_t time);
 
 // The stretch from --from to --to, good moments or empty texts for the start and the end. Throws
-// CutError when it holds nothing.
+// CutError when it holds nothing, and NoSuchRecord.
 CutStretch choose_stretch(const Recording &recording, const std::string &from,
                           const std::string &to);
+
+// Whether something is drawn before the end of the stretch.
+bool has_picture(const Recording &recording, const CutStretch &stretch);
 
 // Records [first, end) that restate everything.
 struct CheckpointRun {

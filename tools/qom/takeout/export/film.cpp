@@ -44,15 +44,22 @@ uint32_t even(uint32_t side) {
   return (side + 1) & ~1u;
 }
 
+// The even size at or below one; at least 2x2.
+PictureSize even_within(PictureSize size) {
+  return {std::max(2u, size.width & ~1u), std::max(2u, size.height & ~1u)};
+}
+
 Layout layout_of(PictureSize screen, const FilmWishes &wishes, RawPixels pixels) {
-  const std::optional<PictureSize> &asked = wishes.size;
+  const bool is_even = pixels == RawPixels::yuv420p;
+  std::optional<PictureSize> asked = wishes.size;
+  if (asked && is_even) asked = even_within(*asked);
   const uint32_t rows = asked ? asked->height : screen.height;
   const uint32_t caption = Caption(wishes.caption, rows).height();
   if (asked && asked->height <= caption)
     throw SourceError("--size has no room for the picture above --clock and --texts");
   if (asked) screen = fitted(screen, {asked->width, asked->height - caption});
   PictureSize film = {screen.width, screen.height + caption};
-  if (pixels == RawPixels::yuv420p) film = {even(film.width), even(film.height)};
+  if (is_even) film = {even(film.width), even(film.height)};
   if (!is_allowed(film)) throw SourceError("a film of its size is too large: take a --size");
   return {
       film, {0, 0, static_cast<int32_t>(screen.width), static_cast<int32_t>(screen.height)}, rows};
