@@ -36,13 +36,13 @@ LINES
     start xterm -geometry 120x50+1000+200 -e sh "$programs_folder/lines.sh" 0.8
 }
 
-# play_source NAME SOURCE: the source of ffmpeg's, as a video file, in a window
+# play_source NAME SOURCE [OPTION...]: the source of ffmpeg's, as a video file, in a window
 play_source() {
     local file=$programs_folder/$1.mp4
     [ -f "$file" ] || ffmpeg -y -nostdin -v error -f lavfi -i "$2" -t 30 -c:v libx264 -crf 23 \
         -pix_fmt yuv420p "$file"
     start mpv --no-config --vo=x11 --hwdec=no --no-audio --loop=inf --no-osc --osd-level=0 \
-        --geometry=640x360+1000+200 "$file"
+        --geometry=640x360+1000+200 "${@:3}" "$file"
 }
 play_terminal() {
     start xterm -geometry 100x40+20+20 -e sh -c 'ls -l /usr/bin | head -40; sleep 10000'
@@ -57,3 +57,10 @@ play_film() {
     play_terminal
     play_source smooth mandelbrot=size=640x360:rate=25:start_scale=2:end_pts=300
 }
+# The same on all of the screen, at rest nowhere.
+play_cinema() {
+    play_source large mandelbrot=size=1920x1080:rate=25:start_scale=2:end_pts=300 --fs
+}
+# A window of text dragged over a wallpaper.
+play_drag() { start wish bench/drag.tcl plain; }
+play_dragnoise() { start wish bench/drag.tcl noise; }

@@ -1,11 +1,12 @@
 #!/bin/bash
 # What recording a display costs, beside ffmpeg's x11grab into lossless x264 of the same content.
 #
-#   bench/record_bench.sh [--rounds N] [--seconds S] [--only quiet|text|video|film|speed]
-#                         [--rows FILE]
+#   bench/record_bench.sh [--rounds N] [--seconds S] [--rows FILE]
+#                         [--only quiet|text|video|drag|dragnoise|film|cinema|speed]
 #
-# Prints medians over the rounds of ratios between two runs that follow each other: CPU time, bytes,
-# and, for the programs that are recorded, how fast they still draw. QOM names the program to
+# Prints medians over the rounds of ratios between two runs that follow each other: CPU time, with
+# that of the X server where it says so, bytes, pictures a second where the encoder keeps 10, and,
+# for the programs that are recorded, how fast they still draw. QOM names the program to
 # measure, build/release/tools/qom/qom otherwise. --rows appends what has a goal to FILE, in the form
 # that ratio.h describes.
 # Packages: xvfb xterm x11-apps mpv ffmpeg
@@ -25,11 +26,11 @@ while [ $# -gt 0 ]; do
         --seconds) seconds=$2; shift 2 ;;
         --only) only=$2; shift 2 ;;
         --rows) rows_file=$(realpath "$2"); shift 2 ;;
-        *) sed -n '2,11s/^# \{0,1\}//p' "$0"; [ "$1" = --help ]; exit ;;
+        *) sed -n '2,13s/^# \{0,1\}//p' "$0"; [ "$1" = --help ]; exit ;;
     esac
 done
 
-for program in Xvfb xterm x11perf mpv ffmpeg "$qom"; do
+for program in Xvfb wish xterm x11perf mpv ffmpeg "$qom"; do
     command -v "$program" >/dev/null || { echo "record_bench: $program is missing" >&2; exit 1; }
 done
 
@@ -70,6 +71,42 @@ to_medium() {
     ffmpeg -y -nostdin -v error -i "$work/u.mkv" -c:v libx264rgb -qp 0 -preset medium "$work/m.mkv"
 }
 size() { stat -c %s "$1"; }
+
+# CPU seconds of the X server since its start, and what of that in $seconds the content itself costs.
+server_cpu() { awk -v tick="$(getconf CLK_TCK)" '{ print ($14 + $15) / tick }' "/proc/$X_SERVER_PID/stat"; }
+content_cpu() {
+    local before
+    before=$(server_cpu)
+    sleep "$seconds"
+    awk -v a="$before" -v b="$(server_cpu)" 'BEGIN { print b - a }'
+}
+# with_server CONTENT-SECONDS COMMAND...: CPU seconds of the command and of the server for it
+with_server() {
+    local before own
+    before=$(server_cpu)
+    own=$("${@:2}")
+    awk -v a="$before" -v b="$(server_cpu)" -v content="$1" -v own="$own" \
+        'BEGIN { server = b - a - content; print own + (server > 0 ? server : 0) }'
+}
+pictures() {
+    "$qom" info "$work/r.qom" | awk '/pictures a second|^pictures/ { print $2 }'
+}
+
+# compare_both CONTENT: the same with the server's CPU, and the pictures a second
+compare_both() {
+    local content=$1 round cpu other idle
+    "play_$content"
+    sleep 4
+    idle=$(content_cpu)
+    for ((round = 0; round < rounds; round++)); do
+        cpu=$(with_server "$idle" record)
+        other=$(with_server "$idle" grab)
+        ratio "$cpu" "$other" >>"$work/$content.cpu"
+        ratio "$(size "$work/r.qom")" "$(size "$work/u.mkv")" >>"$work/$content.bytes"
+        pictures >>"$work/$content.pictures"
+    done
+    stop_all
+}
 
 # compare CONTENT: rounds of recorder and grabber on it, one after the other
 compare() {
@@ -125,11 +162,22 @@ rows() {
     row "recording $content: megabytes a minute" "" "$(median "$work/$content.minute")"
 }
 
+# rows_both CONTENT [CPU-GOAL [BYTES-GOAL [PICTURES-GOAL]]]
+rows_both() {
+    local content=$1
+    row "recording $content: CPU with the server's" "x264 ultrafast" "$(median "$work/$content.cpu")" "<=" "${2-}"
+    row "recording $content: bytes" "x264 ultrafast" "$(median "$work/$content.bytes")" "<=" "${3-}"
+    row "recording $content: pictures a second" "" "$(median "$work/$content.pictures")" ">=" "${4-}"
+}
+
 wanted() { [ -z "$only" ] || [ "$only" = "$1" ]; }
 if wanted quiet; then compare quiet; rows quiet 0.05; fi
 if wanted text; then compare text; rows text 0.25 0.12 0.5; fi
 if wanted video; then compare video; rows video 0.65 0.6; fi
-if wanted film; then compare film; rows film; fi
+if wanted drag; then compare_both drag; rows_both drag 0.3 0.1; fi
+if wanted dragnoise; then compare_both dragnoise; rows_both dragnoise 0.3 0.25; fi
+if wanted film; then compare_both film; rows_both film 1 1.1; fi
+if wanted cinema; then compare_both cinema; rows_both cinema 1 1.1 9.5; fi
 if wanted speed; then
     compare_speed
     row "speed of x11perf -scroll500, recorded" "the same alone" "$(median "$work/speed")" ">=" 0.9
