@@ -60,7 +60,7 @@ void print_header(const QomHeader &header) {
 }
 
 void print_state(const QomReaderInfo &info) {
-  line("state", state_name(info.state));
+  line("state", qom_reader_state_to_string(info.state));
   if (info.state == QOM_STATE_UNFINISHED) {
     line("", "no end mark: it is still being written, or its writer was cut off");
   }

@@ -46,7 +46,7 @@ Json json_records(const Summary &summary) {
 }
 
 Json json_state(const QomReaderInfo &info) {
-  return {{"state", state_name(info.state)},
+  return {{"state", qom_reader_state_to_string(info.state)},
           {"head_recovered", info.head_recovered != 0},
           {"file_bytes", info.file_size},
           {"torn_bytes", info.torn_bytes},

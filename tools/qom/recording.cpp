@@ -66,17 +66,6 @@ const QomIndexEntry *first_picture(const Recording &recording) {
   return found == end ? nullptr : found;
 }
 
-const char *state_name(QomReaderState state) {
-  switch (state) {
-    case QOM_STATE_FINISHED:
-      return "finished";
-    case QOM_STATE_UNFINISHED:
-      return "unfinished";
-    default:
-      return "damaged";
-  }
-}
-
 std::string fault_of(const QomRecord *record, const QomHeader *header) {
   switch (record->type) {
     case QOM_COMPRESSED_IMAGE: {

@@ -37,9 +37,6 @@ Recording open_recording(const std::string &path);
 // images. Null when there is none.
 const QomIndexEntry *first_picture(const Recording &recording);
 
-// "finished", "unfinished" or "damaged".
-const char *state_name(QomReaderState state);
-
 // Why a record's pixels cannot be decoded; empty when they can, or when the record has none.
 std::string fault_of(const QomRecord *record, const QomHeader *header);
 

@@ -237,6 +237,17 @@ const QomOrigin *qom_reader_origins(QomReader *reader, size_t *count) {
   return reader->origins.data();
 }
 
+const char *qom_reader_state_to_string(QomReaderState state) {
+  switch (state) {
+    case QOM_STATE_FINISHED:
+      return "finished";
+    case QOM_STATE_UNFINISHED:
+      return "unfinished";
+    default:
+      return "damaged";
+  }
+}
+
 int qom_reader_info(QomReader *reader, QomReaderInfo *info) {
   if (!reader->catalog.info(info)) return -1;
   info->major_version = reader->head.major_version;

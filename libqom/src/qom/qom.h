@@ -523,6 +523,9 @@ typedef enum QomReaderState {
   QOM_STATE_DAMAGED = 2     /* some bytes are not what was written */
 } QomReaderState;
 
+/* Its name in words: "finished", "unfinished", or "damaged". */
+QOM_API const char *qom_reader_state_to_string(QomReaderState state);
+
 typedef struct QomReaderInfo {
   QomReaderState state;
   uint8_t major_version; /* of the file format */

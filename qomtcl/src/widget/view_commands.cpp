@@ -75,17 +75,6 @@ int PhotoCmd(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) no
   return photo_put(view, Tcl_GetString(objv[2]), with_cursor);
 }
 
-const char *state_name(QomReaderState state) {
-  switch (state) {
-    case QOM_STATE_FINISHED:
-      return "finished";
-    case QOM_STATE_UNFINISHED:
-      return "unfinished";
-    default:
-      return "damaged";
-  }
-}
-
 void put(Tcl_Obj *dictionary, const char *key, uint64_t value) {
   Tcl_DictObjPut(nullptr, dictionary, Tcl_NewStringObj(key, -1),
                  Tcl_NewWideIntObj(static_cast<Tcl_WideInt>(value)));
@@ -104,7 +93,7 @@ uint64_t time_behind(const QomView *view, int64_t position) {
 Tcl_Obj *state_dictionary(const QomView *view, const QomReaderInfo &info) {
   Tcl_Obj *state = Tcl_NewDictObj();
   Tcl_DictObjPut(nullptr, state, Tcl_NewStringObj("state", -1),
-                 Tcl_NewStringObj(state_name(info.state), -1));
+                 Tcl_NewStringObj(qom_reader_state_to_string(info.state), -1));
   put(state, "fileSize", info.file_size);
   put(state, "tornBytes", info.torn_bytes);
   put(state, "headRecovered", info.head_recovered);
