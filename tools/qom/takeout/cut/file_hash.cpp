@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <vector>
 
 namespace qomtool {
 namespace {
@@ -32,27 +31,26 @@ std::string read_whole(int file, uint64_t position, uint8_t *bytes, size_t lengt
 }  // namespace
 
 FileHash::FileHash(const std::string &path, uint64_t length)
-    : length_(length), thread_([this, path] { run(path); }) {}
+    : file_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)), length_(length), piece_(kPiece) {
+  if (!file_) error_ = std::strerror(errno);
+  thread_ = std::thread([this] { run(); });
+}
 
 FileHash::~FileHash() {
   unwanted_ = true;
   if (thread_.joinable()) thread_.join();
 }
 
-void FileHash::run(const std::string &path) {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
-  if (file < 0) error_ = std::strerror(errno);
-  std::vector<uint8_t> piece(kPiece);
+void FileHash::run() {
   sha256_ctx context;
   sha256_init(&context);
   while (error_.empty() && done_ < length_ && !unwanted_) {
     const size_t count = std::min<uint64_t>(kPiece, length_ - done_);
-    error_ = read_whole(file, done_, piece.data(), count);
-    sha256_update(&context, count, piece.data());
+    error_ = read_whole(file_.number(), done_, piece_.data(), count);
+    sha256_update(&context, count, piece_.data());
     done_ += count;
   }
   sha256_digest(&context, value_.size(), value_.data());
-  if (file >= 0) close(file);
   finished_ = true;
 }
 

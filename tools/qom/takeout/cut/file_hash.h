@@ -7,6 +7,9 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
+
+#include "descriptor.h"
 
 namespace qomtool {
 
@@ -14,7 +17,7 @@ class FileHash {
  public:
   using Value = std::array<uint8_t, 32>;
 
-  // Begins to read the first `length` bytes of the file, in a thread of its own.
+  // Opens the file and begins to read its first `length` bytes, in a thread of its own.
   FileHash(const std::string &path, uint64_t length);
   // Ends the work where it stands.
   ~FileHash();
@@ -29,9 +32,11 @@ class FileHash {
   std::optional<Value> value(std::string *why);
 
  private:
-  void run(const std::string &path);
+  void run();
 
+  Descriptor file_;
   uint64_t length_;
+  std::vector<uint8_t> piece_;  // that is being read; made before the thread, which must not throw
   std::atomic<uint64_t> done_ = 0;
   std::atomic<bool> finished_ = false;
   std::atomic<bool> unwanted_ = false;
