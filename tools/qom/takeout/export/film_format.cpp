@@ -35,8 +35,7 @@ const std::vector<Kind> &kinds() {
   // No pictures that refer to later ones, whose times would have to be known before stillness has
   // ended. Every pixel is worth the same, and the search that other presets spend their time on
   // finds nothing in text.
-  static const Words x264 = {"-preset", "ultrafast",    "-bf",
-                             "0",       "-x264-params", "cabac=1:8x8dct=1"};
+  static const Words x264 = {"-preset", "ultrafast", "-bf", "0", "-x264-params", "cabac=1"};
   static const Words h264 = Words{"-c:v", "libx264", "-qp", "22"} + x264;
   static const Words exact_h264 = Words{"-c:v", "libx264rgb", "-qp", "0"} + x264;
   static const Words vp9 = {"-c:v",          "libvpx-vp9", "-deadline",      "realtime",
