@@ -39,7 +39,7 @@ TEST_F(RoundTrip, EveryRecordOfEveryFormatAndPaddingComesBackAsItWas) {
       EXPECT_EQ(records(), describe_all(written)) << format << " " << pad;
     }
   EXPECT_EQ(codecs,
-            (std::set<uint8_t>{qom::codec_zstd, qom::codec_zstd_left, qom::codec_zstd_packed}));
+            (std::set<uint8_t>{qom::codec_zstd, qom::codec_zstd_packed, qom::codec_zstd_strips}));
 }
 
 // What packed pixels mean must never change: each record is followed by its compressed form, as the
@@ -95,7 +95,8 @@ TEST_F(RoundTrip, PackedBytesThatDoNotFitAreRefused) {
   EXPECT_FALSE(uncompressed(tiles));
   // No residuals, and a group of one block: 500 pixels wide and none high, or one pixel.
   const auto unpacks = [](Bytes packed, Bytes &room) {
-    qom::Unpacking unpacking(packed.data(), packed.size(), {room.data(), room.size()});
+    qom::Unpacking unpacking(qom::PackedForm::kinds, packed.data(), packed.size(),
+                             {room.data(), room.size()});
     return unpacking.go_on(SIZE_MAX) == qom::Progress::done;
   };
   for (const auto &[side, length] :

@@ -12,7 +12,6 @@
 #include "base/error.h"
 #include "base/records.h"
 #include "pixels/codec.h"
-#include "pixels/left_differences.h"
 #include "pixels/packed_form.h"
 #include "pixels/packing.h"
 #include "pixels/pixel_format.h"
@@ -25,7 +24,8 @@ struct QomUncompression {
   qom::RecordPtr<QomRecord> record;  // of the pixels
   qom::Destination destination;      // all of them
   std::unique_ptr<uint8_t[]> packed;
-  size_t packed_length = 0;                         // bytes; 0: they are not packed
+  size_t packed_length = 0;  // bytes; 0: they are not packed
+  qom::PackedForm form = qom::PackedForm::kinds;
   std::optional<qom::Decompression> decompression;  // none: done
   std::optional<qom::Unpacking> unpacking;          // none: not begun
 };
@@ -50,52 +50,83 @@ Record *invalid(const char *reason) {
   return nullptr;
 }
 
+// Bytes that are compressed alike; the parts of a record are a frame each.
+struct Part {
+  const uint8_t *raw;
+  size_t length;
+  Effort effort;
+  std::span<const size_t> seams = {};
+};
+using Parts = std::span<const Part>;
+
 // A record of the type with compressed bytes behind a codec byte; the caller fills in the rest.
 template <typename Record>
-RecordPtr<Record> compressed_record(uint8_t type, uint64_t timestamp, uint8_t codec,
-                                    const uint8_t *raw, size_t length, Effort effort,
-                                    std::span<const size_t> seams = {}) {
-  const size_t room = compress_bound(length);
-  RecordPtr<Record> record(reinterpret_cast<Record *>(allocate_record(type, timestamp, 1 + room)));
+RecordPtr<Record> compressed_record(uint8_t type, uint64_t timestamp, uint8_t codec, Parts parts) {
+  size_t room = 1;
+  for (const Part &part : parts) room += compress_bound(part.length);
+  RecordPtr<Record> record(reinterpret_cast<Record *>(allocate_record(type, timestamp, room)));
   if (!record) return nullptr;
   uint8_t *data = record_data(record.get());
-  const size_t stored = compress(raw, length, data + 1, room, effort, seams);
-  if (stored == 0) return nullptr;
-  data[0] = codec;
-  record->length = static_cast<uint32_t>(length);
-  record->compressed_length = static_cast<uint32_t>(1 + stored);
+  size_t end = 0;
+  data[end++] = codec;
+  for (const Part &part : parts) {
+    const size_t stored =
+        compress(part.raw, part.length, data + end, room - end, part.effort, part.seams);
+    if (stored == 0) return nullptr;
+    end += stored;
+  }
+  record->compressed_length = static_cast<uint32_t>(end);
   record.reset(shrink(record.release()));
   return record;
 }
 
-// The left differences of a picture in `scratch`; false when they do not pay, or memory is short.
-bool take_left_differences(const QomImage *image, std::unique_ptr<uint8_t[]> *scratch) {
-  if (!left_differences_pay(image->data, image->length, image->bytes_per_line)) return false;
-  scratch->reset(new (std::nothrow) uint8_t[image->length]);
-  if (!*scratch) return false;
-  to_left_differences(image->data, scratch->get(), image->length, image->bytes_per_line);
-  return true;
+// Residuals and the rest in one frame, where two cost more than they save.
+constexpr size_t least_apart = 1024;  // bytes of residuals
+
+template <typename Record>
+RecordPtr<Record> packed_record(uint8_t type, uint64_t timestamp, const Packed &packed,
+                                Effort effort) {
+  const uint8_t *bytes = packed.bytes.data();
+  const size_t length = packed.bytes.size();
+  const uint8_t codec = packed.strips > 0 ? codec_zstd_strips : codec_zstd_packed;
+  if (packed.strips < least_apart) {
+    const Part whole[] = {{bytes, length, effort}};
+    return compressed_record<Record>(type, timestamp, codec, whole);
+  }
+  const std::span<const size_t> seams = {packed.seams.data(), packed.seams.size()};
+  const Part parts[] = {{bytes, packed.strips, Effort::residuals, seams},
+                        {bytes + packed.strips, length - packed.strips, effort}};
+  return compressed_record<Record>(type, timestamp, codec, parts);
 }
 
-// What looks like a photograph from edge to edge is restored fastest from left differences; the
-// rest of what a screen shows takes least when it is packed.
 RecordPtr<QomCompressedImage> compress_image(const QomImage *image) {
-  const auto compressed = [image](uint8_t codec, const uint8_t *raw, size_t length, Effort effort,
-                                  std::span<const size_t> seams = {}) {
-    return compressed_record<QomCompressedImage>(QOM_COMPRESSED_IMAGE, image->timestamp, codec, raw,
-                                                 length, effort, seams);
-  };
-  if (pixel_format_bytes_per_pixel(image->pixel_format) == 4) {
-    std::unique_ptr<uint8_t[]> scratch;
-    if (take_left_differences(image, &scratch))
-      return compressed(codec_zstd_left, scratch.get(), image->length, Effort::quick);
-    Packed packed;
-    if (pack_image(image->data, image->width, image->height, &packed))
-      return compressed(codec_zstd_packed, packed.bytes.data(), packed.bytes.size(),
-                        packed.photographic ? Effort::quick : Effort::thorough,
-                        {packed.seams.data(), packed.seams.size()});
-  }
-  return compressed(codec_zstd, image->data, image->length, Effort::thorough);
+  Packed packed;
+  if (pixel_format_bytes_per_pixel(image->pixel_format) == 4 &&
+      pack_image(image->data, image->width, image->height, &packed))
+    return packed_record<QomCompressedImage>(QOM_COMPRESSED_IMAGE, image->timestamp, packed,
+                                             Effort::thorough);
+  const Part whole[] = {{image->data, image->length, Effort::thorough}};
+  return compressed_record<QomCompressedImage>(QOM_COMPRESSED_IMAGE, image->timestamp, codec_zstd,
+                                               whole);
+}
+
+RecordPtr<QomCompressedImageBlocks> compress_blocks(const QomImageBlocks *blocks) {
+  Packed packed;
+  if (pack_blocks(blocks->data, blocks->length, &packed))
+    return packed_record<QomCompressedImageBlocks>(QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp,
+                                                   packed, Effort::usual);
+  static const uint8_t nothing = 0;
+  const Part whole[] = {{blocks->data ? blocks->data : &nothing, blocks->length, Effort::usual}};
+  return compressed_record<QomCompressedImageBlocks>(QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp,
+                                                     codec_zstd, whole);
+}
+
+bool is_packed(uint8_t codec) {
+  return codec == codec_zstd_packed || codec == codec_zstd_strips;
+}
+
+PackedForm form_of(uint8_t codec) {
+  return codec == codec_zstd_strips ? PackedForm::strips : PackedForm::kinds;
 }
 
 // Compressed pixels of a record, behind their codec byte.
@@ -109,10 +140,10 @@ struct Stored {
   // something that may give them; looked at before memory for them is allocated.
   bool check(size_t raw_length) {
     decompressed = raw_length;
-    if (codec != codec_zstd_packed) return check_compressed(bytes, length, raw_length);
+    if (!is_packed(codec)) return check_compressed(bytes, length, raw_length);
     decompressed = stated_length(bytes, length, most_packed(raw_length));
     if (decompressed == 0) return false;
-    return raw_length <= most_unpacked(decompressed) ||
+    return raw_length <= most_unpacked(form_of(codec), decompressed) ||
            QOM_REFUSE(false, "packed pixels that cannot give %zu bytes", raw_length);
   }
 };
@@ -148,7 +179,8 @@ UncompressionPtr begin(const Stored &stored, RecordPtr<Record> record, size_t ro
   if (!begun) return out_of_memory();
   uint8_t *raw = record->data;
   uint8_t codec = stored.codec;
-  if (codec == codec_zstd_packed) {
+  if (is_packed(codec)) {
+    begun->form = form_of(codec);
     begun->packed.reset(new (std::nothrow) uint8_t[stored.decompressed]);
     begun->packed_length = stored.decompressed;
     raw = begun->packed.get();
@@ -169,7 +201,7 @@ UncompressionPtr begin_image(const QomCompressedImage *compressed) {
                                       compressed->pixel_format, compressed->scanline_pad);
   const bool wide = pixel_format_bytes_per_pixel(compressed->pixel_format) == 4;
   if (length == 0 || length != compressed->length || stored.codec < codec_zstd ||
-      stored.codec > (wide ? codec_zstd_packed : codec_zstd))
+      stored.codec > (wide ? codec_zstd_strips : codec_zstd))
     return QOM_REFUSE(nullptr, "a compressed image whose sizes or codec are not allowed");
   if (!stored.check(length)) return nullptr;
   auto image = pixel_record<QomImage>(QOM_IMAGE, compressed->timestamp, length);
@@ -190,8 +222,7 @@ UncompressionPtr begin_blocks(const QomCompressedImageBlocks *compressed) {
   if (!compressed || !compressed->data || compressed->compressed_length < 2)
     return UncompressionPtr(invalid<QomUncompression>("no compressed image blocks"));
   Stored stored = stored_pixels(compressed);
-  if ((stored.codec != codec_zstd && stored.codec != codec_zstd_packed) ||
-      compressed->length > QOM_MAX_DATA)
+  if ((stored.codec != codec_zstd && !is_packed(stored.codec)) || compressed->length > QOM_MAX_DATA)
     return QOM_REFUSE(nullptr, "compressed image blocks whose size or codec is not allowed");
   if (!stored.check(compressed->length)) return nullptr;
   auto blocks =
@@ -206,7 +237,8 @@ Progress go_on(QomUncompression *begun, size_t bytes) {
     const Progress progress = begun->decompression->go_on(bytes);
     if (progress != Progress::done || begun->packed_length == 0) return progress;
     begun->decompression.reset();
-    begun->unpacking.emplace(begun->packed.get(), begun->packed_length, begun->destination);
+    begun->unpacking.emplace(begun->form, begun->packed.get(), begun->packed_length,
+                             begun->destination);
   }
   return begun->unpacking->go_on(bytes / sizeof(uint32_t));
 }
@@ -247,20 +279,9 @@ QomCompressedImage *qom_image_compress(const QomImage *image) {
 QomCompressedImageBlocks *qom_image_blocks_compress(const QomImageBlocks *blocks) {
   if (!blocks || blocks->length > QOM_MAX_DATA || (blocks->length > 0 && !blocks->data))
     return invalid<QomCompressedImageBlocks>("image blocks whose sizes disagree");
-  Packed packed;
-  if (pack_blocks(blocks->data, blocks->length, &packed)) {
-    auto compressed = compressed_record<QomCompressedImageBlocks>(
-        QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp, codec_zstd_packed, packed.bytes.data(),
-        packed.bytes.size(), packed.photographic ? Effort::quick : Effort::usual,
-        {packed.seams.data(), packed.seams.size()});
-    if (compressed) compressed->length = blocks->length;
-    return compressed.release();
-  }
-  static const uint8_t nothing = 0;
-  return compressed_record<QomCompressedImageBlocks>(
-             QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp, codec_zstd,
-             blocks->data ? blocks->data : &nothing, blocks->length, Effort::usual)
-      .release();
+  RecordPtr<QomCompressedImageBlocks> compressed = compress_blocks(blocks);
+  if (compressed) compressed->length = blocks->length;
+  return compressed.release();
 }
 
 QomImage *qom_image_uncompress(const QomCompressedImage *compressed) {
