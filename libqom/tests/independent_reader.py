@@ -2,7 +2,8 @@
 
 Reads names of files, one a line, and answers each with the length of a text, a line feed and the
 text: what is in that file, in the words of the tests' describe(), with what breaks a rule left out.
-Pixels stay as compressed as they are.
+Pixels stay as compressed as they are. After a name with "pixels " in front the text is the pixels of
+each image and of each record of blocks, as they are uncompressed, one a line.
 """
 
 import functools
@@ -11,6 +12,8 @@ import struct
 import sys
 
 import zstandard
+
+import independent_pixels
 
 TABLE = []
 for byte in range(256):
@@ -191,6 +194,7 @@ class Recording:
         self.marks, self.gaps = set(), []
         self.origins = []  # since the last record
         self.areas = {}  # by position
+        self.drawn = []  # type, codec, bytes of pixels, payload
         self.find_head()
         self.time = self.header.start
         self.walk()
@@ -248,6 +252,8 @@ class Recording:
             self.records.append((at, 32 + len(payload), kind, self.time))
             self.origins.clear()
             self.areas[at] = self.area(kind, raw_length)
+            if kind in (3, 4, 14, 15):
+                self.drawn.append((kind, codec, raw_length, payload))
             self.texts.append(words(kind)[1:] + b" at" + words(self.time) + fields + b"\n")
         elif kind == 227 and len(payload) == 16:
             self.marks.add(struct.unpack("<QQ", payload))
@@ -379,11 +385,23 @@ class Recording:
         return b"".join(lines)
 
 
+def pixels(kind, codec, raw_length, payload):
+    if kind in (14, 15):
+        data, size = payload, None
+    else:
+        data, size = payload[12:], struct.unpack_from("<HH", payload)
+    return independent_pixels.unpacked(codec, data, raw_length, size) if codec else data
+
+
 def answer(name):
-    with open(name, "rb") as file:
+    unpack = name.startswith(b"pixels ")
+    with open(name[7:] if unpack else name, "rb") as file:
         data = file.read()
     try:
-        return Recording(data).text()
+        recording = Recording(data)
+        if unpack:
+            return b"".join(digits(pixels(*drawn))[1:] + b"\n" for drawn in recording.drawn)
+        return recording.text()
     except Lie:
         return b"not a recording\n"
 
