@@ -149,7 +149,8 @@ class Packer {
   bool keep(const Block &block) {
     if (!group_.push(block.head)) return false;
     if (method_ != residuals) return keep_indices(block.head);
-    return strips_.add(block.pixels, block.stride, block.head.width, block.head.height);
+    return strips_.add(block.pixels, block.stride, block.head.width, block.head.height, false,
+                       false);
   }
 
   // The indices of a group, ready to be written: two in a byte, rows begin a new byte, for few

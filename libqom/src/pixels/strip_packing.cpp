@@ -5,6 +5,7 @@
 
 #include "base/bytes.h"
 #include "pixels/clones.h"
+#include "pixels/varint.h"
 
 namespace qom {
 namespace {
@@ -104,17 +105,6 @@ void write_cell(const uint64_t (&rows)[cell_height], unsigned depth, uint8_t *to
   }
 }
 
-size_t varint_bytes(size_t number) {
-  size_t bytes = 1;
-  while (number >>= 7) ++bytes;
-  return bytes;
-}
-
-void put_varint(ByteWriter &writer, size_t number) {
-  for (; number >= 128; number >>= 7) writer.put(static_cast<uint8_t>(number | 128));
-  writer.put(static_cast<uint8_t>(number));
-}
-
 }  // namespace
 
 struct StripPacker::Strip {
@@ -123,7 +113,8 @@ struct StripPacker::Strip {
   Residuals residuals[all_planes];
 };
 
-bool StripPacker::add(const uint8_t *pixels, size_t stride, size_t width, size_t height) {
+bool StripPacker::add(const uint8_t *pixels, size_t stride, size_t width, size_t height,
+                      bool has_left, bool has_above) {
   Plane planes[all_planes];
   Strip strip;
   uint32_t words[row_room] = {};
@@ -136,12 +127,12 @@ bool StripPacker::add(const uint8_t *pixels, size_t stride, size_t width, size_t
       strip.width = std::min(strip_width, width - x);
       strip.height = std::min(cell_height, height - y);
       // Pixels outside of the rectangle count as zero.
-      const size_t before = x > 0 ? 1 : 0;
+      const size_t before = x > 0 || has_left ? 1 : 0;
       for (size_t row = 0; row <= strip.height; ++row) {
-        if (row == 0 && y == 0) {
+        if (row == 0 && y == 0 && !has_above) {
           std::memset(words, 0, sizeof words);
         } else {
-          const uint8_t *from = pixels + (y + row - 1) * stride + 4 * (x - before);
+          const uint8_t *from = pixels + (y + row) * stride - stride + 4 * x - 4 * before;
           words[lead - 1] = 0;
           std::memcpy(words + lead - before, from, 4 * (strip.width + before));
         }

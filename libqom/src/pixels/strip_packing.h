@@ -14,9 +14,10 @@ namespace qom {
 // Collects rectangles, and writes the residuals of all of them.
 class StripPacker {
  public:
-  // Takes in the pixels of a rectangle, `stride` bytes from a row to the next. False when memory is
-  // short.
-  bool add(const uint8_t *pixels, size_t stride, size_t width, size_t height);
+  // Takes in the pixels of a rectangle, `stride` bytes from a row to the next, and whether there
+  // are pixels to the left and above to predict from. False when memory is short.
+  bool add(const uint8_t *pixels, size_t stride, size_t width, size_t height, bool has_left,
+           bool has_above);
 
   // Whether nothing was added.
   bool empty() const { return streams_[strip_colours].empty(); }

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "pixels/varint.h"
+
 namespace qom {
 namespace {
 
@@ -130,15 +132,13 @@ void to_signed(uint8_t *residuals, size_t count) {
     residuals[i] = static_cast<uint8_t>((residuals[i] >> 1) ^ -(residuals[i] & 1));
 }
 
-bool get_varint(ByteReader &packed, size_t *number) {
-  *number = 0;
-  for (unsigned shift = 0; shift < 35; shift += 7) {
-    const uint8_t byte = packed.get<uint8_t>();
-    *number |= size_t{byte & 127u} << shift;
-    if (byte < 128) return packed.ok();
-  }
-  return false;
-}
+// Where the pixels of a strip go, and which ones around it are there.
+struct Place {
+  uint8_t *pixels;
+  size_t stride;
+  bool has_left;
+  bool has_above;
+};
 
 }  // namespace
 
@@ -147,7 +147,48 @@ struct StripReader::Strip {
   size_t height;
   bool from_second;
   uint8_t residuals[strip_planes][cell_height][strip_width];
+
+  void restore(const Place &place) const;
 };
+
+// Pixels outside count as zero.
+void StripReader::Strip::restore(const Place &place) const {
+  Words left = {};
+  if (place.has_left)
+    for (size_t y = 0; y < height; ++y)
+      left[y] = load<uint32_t>(place.pixels + y * place.stride - 4);
+  uint32_t corner = 0;
+  if (place.has_left && place.has_above) corner = load<uint32_t>(place.pixels - place.stride - 4);
+  PixelRow above = {};
+  if (place.has_above) std::memcpy(above, place.pixels - place.stride, 4 * width);
+  if (from_second) {
+    corner = to_values(corner);
+    for (size_t x = 0; x < strip_width; ++x) above[x] = to_values(above[x]);
+    for (size_t y = 0; y < cell_height; ++y) left[y] = to_values(left[y]);
+  }
+  PixelRow pixels[cell_height];
+  for (size_t y = 0; y < cell_height; ++y)
+    for (size_t x = 0; x < strip_width; ++x)
+      pixels[y][lead + x] = residuals[0][y][x] | uint32_t{residuals[1][y][x]} << 8 |
+                            uint32_t{residuals[2][y][x]} << 16 | uint32_t{residuals[3][y][x]} << 24;
+  Rows rows(left, corner, above);
+  for (size_t step = 0; step < width + lanes - 1; step += lanes) {
+    Words four[lanes];
+    for (size_t y = 0; y < lanes; ++y) four[y] = load_four(pixels[y] + lead + step - y);
+    transpose(four);
+    if (step == 0)
+      rows.restore<true>(step, four);
+    else
+      rows.restore<false>(step, four);
+    transpose(four);
+    for (size_t y = 0; y < lanes; ++y) {
+      const Words done = from_second ? to_pixels(four[y]) : four[y];
+      std::memcpy(pixels[y] + lead + step - y, &done, sizeof done);
+    }
+  }
+  for (size_t y = 0; y < height; ++y)
+    std::memcpy(place.pixels + y * place.stride, pixels[y] + lead, 4 * width);
+}
 
 bool StripReader::open(ByteReader &packed, bool use_up) {
   size_t lengths[strip_streams];
@@ -215,61 +256,17 @@ bool StripReader::read(Strip *strip) {
   return true;
 }
 
-bool StripReader::unpack(size_t width, size_t rows, uint8_t *pixels, size_t stride, bool below) {
+bool StripReader::unpack(size_t width, size_t rows, uint8_t *pixels, size_t stride, bool has_left,
+                         bool has_above) {
   Strip strip;
-  PixelRow above = {};
-  PixelRow restored[cell_height] = {};
-  for (size_t y = 0; y < rows; y += cell_height) {
-    const bool is_first = y == 0 && !below;
+  for (size_t y = 0; y < rows; y += cell_height)
     for (size_t x = 0; x < width; x += strip_width) {
       strip.width = std::min(strip_width, width - x);
       strip.height = std::min(cell_height, rows - y);
       if (!read(&strip)) return false;
-      uint8_t *at = pixels + y * stride + 4 * x;
-      const auto values = [&](uint32_t pixel) {
-        return strip.from_second ? to_values(pixel) : pixel;
-      };
-      // Pixels outside of the rectangle count as zero.
-      Words left = {};
-      if (x > 0)
-        for (size_t row = 0; row < strip.height; ++row)
-          left[row] = load<uint32_t>(at + row * stride - 4);
-      const uint32_t corner = x > 0 && !is_first ? load<uint32_t>(at - stride - 4) : 0;
-      if (is_first)
-        std::memset(above, 0, sizeof above);
-      else
-        std::memcpy(above, at - stride, 4 * strip.width);
-      if (strip.from_second) {
-        for (size_t i = 0; i < strip_width; ++i) above[i] = to_values(above[i]);
-        for (size_t row = 0; row < lanes; ++row) left[row] = to_values(left[row]);
-      }
-      for (size_t row = 0; row < cell_height; ++row)
-        for (size_t i = 0; i < strip_width; ++i)
-          restored[row][lead + i] = strip.residuals[0][row][i] |
-                                    uint32_t{strip.residuals[1][row][i]} << 8 |
-                                    uint32_t{strip.residuals[2][row][i]} << 16 |
-                                    uint32_t{strip.residuals[3][row][i]} << 24;
-      Rows all(left, values(corner), above);
-      for (size_t step = 0; step < strip.width + lanes - 1; step += lanes) {
-        Words four[lanes];
-        for (size_t row = 0; row < lanes; ++row)
-          four[row] = load_four(restored[row] + lead + step - row);
-        transpose(four);
-        if (step == 0)
-          all.restore<true>(step, four);
-        else
-          all.restore<false>(step, four);
-        transpose(four);
-        for (size_t row = 0; row < lanes; ++row) {
-          const Words done = strip.from_second ? to_pixels(four[row]) : four[row];
-          std::memcpy(restored[row] + lead + step - row, &done, sizeof done);
-        }
-      }
-      for (size_t row = 0; row < strip.height; ++row)
-        std::memcpy(at + row * stride, restored[row] + lead, 4 * strip.width);
+      strip.restore({pixels + y * stride + 4 * x, stride, x > 0 || has_left, y > 0 || has_above});
       if (uses_up_ && (kept_ += strip.width * strip.height) >= least_given_back) give_back();
     }
-  }
   return true;
 }
 

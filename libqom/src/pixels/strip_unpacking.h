@@ -18,11 +18,12 @@ class StripReader {
   // memory is given back as it is read. False when it is not all there.
   bool open(ByteReader &packed, bool use_up);
 
-  // Restores rows of pixels, at least one, `stride` bytes from a row to the next: those of the next
-  // rectangle from its top on, or those below the rows that came last. But for the last ones of the
-  // rectangle they are a multiple of cell_height. False, with other pixels in their place, when
-  // the bytes are not what packing makes.
-  bool unpack(size_t width, size_t rows, uint8_t *pixels, size_t stride, bool below);
+  // Restores rows of pixels, at least one, `stride` bytes from a row to the next: all of the next
+  // rectangle, or as many as are a multiple of cell_height. Whether there are pixels to the left
+  // and above, which were restored before. False, with other pixels in their place, when the bytes
+  // are not what packing makes.
+  bool unpack(size_t width, size_t rows, uint8_t *pixels, size_t stride, bool has_left,
+              bool has_above);
 
   // Whether no residual is left.
   bool finished() const { return std::equal(next_, next_ + strip_streams, end_); }

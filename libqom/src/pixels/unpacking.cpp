@@ -189,7 +189,7 @@ bool Unpacking::restore_rows(size_t count) {
   const Target to = {to_.pixels + row * to_.stride, to_.stride};
   rows_left_ -= count;
   if (method_ == residuals && form_ == PackedForm::strips)
-    return strip_reader_.unpack(block_.width, count, to.pixels, to.stride, row > 0);
+    return strip_reader_.unpack(block_.width, count, to.pixels, to.stride, false, row > 0);
   if (method_ == residuals)
     return residual_reader_.unpack(block_.width, count, to.pixels, to.stride, row > 0);
   const Rows rows = {bytes_, pixels_, colours_, block_.width, count, to};
