@@ -74,16 +74,17 @@ play_web() {
 # Begins at the top of the first page each time.
 rewind_web() {
     local page
-    [ -z "${reader-}" ] || stop_one "$reader"
+    if [ ${#started[@]} -gt 1 ]; then # the reader comes after the browser
+        stop_one "${started[1]}"
+        unset 'started[1]'
+    fi
     for page in 3 2 1; do
         xdotool key "ctrl+$page"
         sleep 0.7
         xdotool key Home
         sleep 0.7
     done
-    read_pages &
-    reader=$!
-    started+=("$reader")
+    start read_pages
 }
 read_pages() {
     local wheel page stroke
