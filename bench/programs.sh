@@ -61,7 +61,8 @@ play_web() {
         --user-data-dir="$programs_folder/browser" --no-first-run --no-default-browser-check
         --disable-background-networking --disable-component-update --disable-sync
         --disable-extensions --disable-default-apps --disable-domain-reliability
-        --disable-search-engine-choice-screen --disable-features=Translate,OptimizationHints,MediaRouter
+        --disable-search-engine-choice-screen
+        "--disable-features=Translate,OptimizationHints,MediaRouter"
         --metrics-recording-only --password-store=basic --host-resolver-rules='MAP * ~NOTFOUND'
         --no-sandbox --test-type # as root, without being told so on the screen
     )
@@ -87,13 +88,13 @@ rewind_web() {
     start read_pages
 }
 read_pages() {
-    local wheel page stroke
+    local wheel page
     while :; do
-        for wheel in 5 4; do
+        for wheel in 5 4; do # down, up
             for page in 1 2 3; do
                 xdotool key "ctrl+$page"
                 sleep 0.8
-                for stroke in 1 2 3; do
+                for _ in 1 2 3; do
                     xdotool click --repeat 5 --delay 80 "$wheel"
                     sleep 1
                 done

@@ -12,10 +12,12 @@
 # only) and speed (how fast programs still draw that are recorded).
 #
 # Prints medians over the rounds of ratios between two runs that follow each other: CPU time, with
-# that of the X server where it says so, bytes, pictures a second that differ from the one before. Last
-# comes a table of what each of the runs cost, in Markdown; --table writes it to FILE as well. QOM names
-# the program to measure, build/release/tools/qom/qom otherwise. --rows appends what has a goal to
-# FILE, in the form that ratio.h describes.
+# that of the X server where it says so, bytes, pictures. Last comes a table in Markdown of what qom,
+# the fast lossless x264, medium and crf 23 cost: CPU in hundredths of a core, what the X server
+# takes for it beside what the content itself does, megabytes a minute, and pictures a second that
+# differ from the one before. --table writes it to FILE as well. --rows appends what has a goal to
+# FILE, in the form that ratio.h describes. QOM names the program to measure,
+# build/release/tools/qom/qom otherwise.
 # Packages: xvfb xterm x11-apps mpv ffmpeg, chromium and xdotool for the web
 set -u
 cd "$(dirname "$0")/.." || exit 1
@@ -38,7 +40,7 @@ while [ $# -gt 0 ]; do
         --record-options) read -ra record_options <<<"$2"; shift 2 ;;
         --rows) rows_file=$(realpath "$2"); shift 2 ;;
         --table) table_file=$(realpath "$2"); shift 2 ;;
-        *) sed -n '2,22s/^# \{0,1\}//p' "$0"; [ "$1" = --help ]; exit ;;
+        *) sed -n '2,24s/^# \{0,1\}//p' "$0"; [ "$1" = --help ]; exit ;;
     esac
 done
 
@@ -72,18 +74,26 @@ content_cpu() {
 # Brings a content to where it begins that does not look the same all the time.
 rewind() { if declare -F "rewind_$content" >/dev/null; then "rewind_$content"; fi; }
 
-# The programs that are compared: each puts what is on the display into the file.
-to_qom() { "$qom" record --quiet --fps 10 --duration "$seconds" "${record_options[@]}" "$1"; }
-grab() {
-    ffmpeg -y -nostdin -v error -f x11grab -framerate 10 -video_size "$(screen_of "$content")" \
-        -i "$DISPLAY" -t "$seconds" -fps_mode passthrough "${@:2}" -f matroska "$1"
-}
-to_ultrafast() { grab "$1" -c:v libx264rgb -qp 0 -preset ultrafast; }
-to_crf23() { grab "$1" -c:v libx264 -preset veryfast -crf 23 -pix_fmt yuv420p; }
-# What was grabbed without losses, once more; on a display it would come too late.
-to_medium() {
-    ffmpeg -y -nostdin -v error -i "$work/ultrafast" -c:v libx264rgb -qp 0 -preset medium \
-        -f matroska "$1"
+# write_with PROGRAM: what the program makes of the display, into $work/PROGRAM. medium takes what
+# ultrafast has grabbed; on a display it would come too late.
+write_with() {
+    local to_video=(ffmpeg -y -nostdin -v error)
+    local grab=("${to_video[@]}" -f x11grab -framerate 10 -video_size "$(screen_of "$content")"
+        -i "$DISPLAY" -t "$seconds" -fps_mode passthrough)
+    case $1 in
+        qom)
+            "$qom" record --quiet --fps 10 --duration "$seconds" "${record_options[@]}" "$work/qom"
+            ;;
+        ultrafast) "${grab[@]}" -c:v libx264rgb -preset ultrafast -qp 0 -f matroska "$work/ultrafast" ;;
+        crf23)
+            "${grab[@]}" -c:v libx264 -preset veryfast -crf 23 -pix_fmt yuv420p \
+                -f matroska "$work/crf23"
+            ;;
+        medium)
+            "${to_video[@]}" -i "$work/ultrafast" -c:v libx264rgb -preset medium -qp 0 \
+                -f matroska "$work/medium"
+            ;;
+    esac
 }
 
 # Pictures that differ from the one before, of a recording (without its checkpoints) and of a video.
@@ -104,7 +114,7 @@ measure_run() {
     rm -f "$work/$1"
     rewind
     before=$(server_cpu)
-    own=$(cpu_of "to_$1" "$work/$1") || exit 1
+    own=$(cpu_of write_with "$1") || exit 1
     note "$1" server "$(awk -v a="$before" -v b="$(server_cpu)" -v idle="$2" \
         'BEGIN { server = b - a - idle; print server > 0 ? server : 0 }')"
     note "$1" cpu "$own"
@@ -115,6 +125,7 @@ measure_content() {
     "play_$content"
     sleep 4
     idle=$(content_cpu)
+    note content server "$idle"
     [ "$content" != uhd ] || rounds=1
     for ((round = 1; round <= rounds; round++)); do
         measure_run qom "$idle"
@@ -127,7 +138,7 @@ measure_content() {
     case $content in
         quiet | uhd) return ;; # nothing to compare, and minutes for it
     esac
-    to_medium "$work/medium" || exit 1
+    write_with medium || exit 1
     note medium bytes "$(stat -c %s "$work/medium")"
 }
 
@@ -168,7 +179,7 @@ trap 'exit 1' INT TERM
 
 # median: of the numbers that are read, one a line
 median() {
-    sort -g | awk '{ v[NR] = $1 } END { printf "%.3f", NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'
+    sort -g | awk '{ v[NR] = $1 } END { printf "%.3f\n", NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'
 }
 # ratio_of PROGRAM OTHER MEASURE...: the median of the ratios, each of what both took in one round
 ratio_of() {
@@ -234,30 +245,29 @@ rows_of_content() {
     esac
 }
 
-# What a content's runs took, as a line of the table.
+# What a content's runs took, as a line of the table: its cells stand under those of the head.
+table_head() {
+    cat <<'HEAD'
+| Content    |  qom CPU % | X server % |     MB/min | pictures/s | fast CPU % | X server % |     MB/min | pictures/s | medium: MB | crf23 CPU% | X server % |     MB/min |
+|------------|-----------:|-----------:|-----------:|-----------:|-----------:|-----------:|-----------:|-----------:|-----------:|-----------:|-----------:|-----------:|
+HEAD
+}
 table_line() {
     local program measure
     [ "$content" != speed ] || return 0
-    printf '| %-9s ' "$content"
+    printf '| %-10s ' "$content"
     for program in qom ultrafast medium crf23; do
         for measure in 'cpu 100' 'server 100' 'bytes 60e-6' pictures; do
             case $program-$measure in medium-[cs]* | medium-p* | crf23-p*) continue ;; esac
             # shellcheck disable=SC2086 # a measure and perhaps its factor
-            printf '| %8.8s ' "$(each_second $program $measure)"
+            each_second $program $measure |
+                awk '{ printf $1 == "-" ? "| %10s " : $1 < 100 ? "| %10.3g " : "| %10.0f ", $1 }'
         done
     done
     echo '|'
 }
 
-tables() {
-    cat <<'HEAD'
-| Content   | qom: CPU % | X server % | MB/min | pictures/s | x264 ultrafast: CPU % | X server % | MB/min | pictures/s | medium: MB/min | crf 23: CPU % | X server % | MB/min |
-|-----------|-----------:|-----------:|-------:|-----------:|----------------------:|-----------:|-------:|-----------:|---------------:|--------------:|-----------:|-------:|
-HEAD
-    cat "$work/table"
-}
-
-touch "$work/table"
+table_head >"$work/table"
 status=0
 for content in "${contents[@]}"; do
     [ -z "$only" ] || [ "$only" = "$content" ] || continue
@@ -276,5 +286,5 @@ for content in "${contents[@]}"; do
     fi
 done
 echo
-tables | tee ${table_file:+"$table_file"}
+tee ${table_file:+"$table_file"} <"$work/table"
 exit $status
