@@ -92,7 +92,7 @@ read_pages() {
     while :; do
         for wheel in 5 4; do # down, up
             for page in 1 2 3; do
-                xdotool key "ctrl+$page"
+                xdotool key "ctrl+$page" || return # the display has gone
                 sleep 0.8
                 for _ in 1 2 3; do
                     xdotool click --repeat 5 --delay 80 "$wheel"

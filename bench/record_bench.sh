@@ -62,14 +62,15 @@ cpu_of() {
     times=$({ time "$@" >/dev/null 2>"$work/errors"; } 2>&1) || { cat "$work/errors" >&2; exit 1; }
     awk '{ print $1 + $2 }' <<<"$times"
 }
-# CPU seconds of the X server since its start, and what of that in $seconds the content itself costs.
+# CPU seconds of the X server since its start, and into $idle what in $seconds the content itself costs.
 server_cpu() { awk -v tick="$(getconf CLK_TCK)" '{ print ($14 + $15) / tick }' "/proc/$X_SERVER_PID/stat"; }
-content_cpu() {
+measure_idle() {
     local before
-    rewind
+    rewind # not in a subshell, which would keep to itself what it starts
     before=$(server_cpu)
     sleep "$seconds"
-    awk -v a="$before" -v b="$(server_cpu)" 'BEGIN { print b - a }'
+    idle=$(awk -v a="$before" -v b="$(server_cpu)" 'BEGIN { print b - a }')
+    note content server "$idle"
 }
 # Brings a content to where it begins that does not look the same all the time.
 rewind() { if declare -F "rewind_$content" >/dev/null; then "rewind_$content"; fi; }
@@ -108,14 +109,14 @@ grabbed_pictures() {
         awk '/^[^#]/ && $NF != last { n++; last = $NF } END { print n + 0 }'
 }
 
-# measure_run PROGRAM IDLE: what the program takes, without the server's seconds for the content itself
+# measure_run PROGRAM: what the program takes, without the server's seconds for the content itself
 measure_run() {
     local before own
     rm -f "$work/$1"
     rewind
     before=$(server_cpu)
     own=$(cpu_of write_with "$1") || exit 1
-    note "$1" server "$(awk -v a="$before" -v b="$(server_cpu)" -v idle="$2" \
+    note "$1" server "$(awk -v a="$before" -v b="$(server_cpu)" -v idle="$idle" \
         'BEGIN { server = b - a - idle; print server > 0 ? server : 0 }')"
     note "$1" cpu "$own"
     note "$1" bytes "$(stat -c %s "$work/$1")"
@@ -124,15 +125,14 @@ measure_content() {
     local round idle
     "play_$content"
     sleep 4
-    idle=$(content_cpu)
-    note content server "$idle"
+    measure_idle
     [ "$content" != uhd ] || rounds=1
     for ((round = 1; round <= rounds; round++)); do
-        measure_run qom "$idle"
+        measure_run qom
         note qom pictures "$(recorded_pictures "$work/qom")"
-        measure_run ultrafast "$idle"
+        measure_run ultrafast
         note ultrafast pictures "$(grabbed_pictures "$work/ultrafast")"
-        measure_run crf23 "$idle"
+        measure_run crf23
     done
     stop_all
     case $content in
