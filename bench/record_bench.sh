@@ -117,7 +117,7 @@ measure_run() {
     before=$(server_cpu)
     own=$(cpu_of write_with "$1") || exit 1
     note "$1" server "$(awk -v a="$before" -v b="$(server_cpu)" -v idle="$idle" \
-        'BEGIN { server = b - a - idle; print server > 0 ? server : 0 }')"
+        'BEGIN { server = b - a - idle; print (server > 0 ? server : 0) }')"
     note "$1" cpu "$own"
     note "$1" bytes "$(stat -c %s "$work/$1")"
 }
