@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Prints the figures that the benchmarks appended to a file as one table.
 
-    bench/table.py [--form text|markdown] [--repetitions N] [--unjudged] FILE
+    bench/table.py [--form text|markdown] [--repetitions N] [--unjudged] [--desktops TABLE] FILE
 
-The lines of the file are described in ratio.h. Figures of several runs become their median. Ends
-with status 1 when a goal is missed, unless --unjudged.
+The lines of the file are described in ratio.h. Figures of several runs become their median. What
+record_bench.sh wrote as its table is put behind. Ends with status 1 when a goal is missed, unless
+--unjudged.
 """
 
 import argparse
@@ -37,6 +38,19 @@ it; this page is `bench/run --markdown > docs/performance.md`.
 A figure without a yardstick is a plain number. Where a goal names another program too, that one's
 figure in the same run must not be better by more than a twentieth. The benchmarks stand in `bench/`;
 the head of each source says what it does.
+{desktops}"""
+
+DESKTOPS = """
+## What recording costs
+
+Desktops of 1920x1080, `uhd` of 3840x2160, recorded with 10 pictures a second at most, beside ffmpeg's
+x11grab of the same content into x264: lossless as fast as it goes (RGB, preset ultrafast, here
+*fast*), and with losses (crf 23, preset veryfast). *medium* is what that preset makes of *fast*
+afterwards; it does not keep up with a display, so there is no CPU to compare. CPU is in hundredths
+of a core, the X server's is what recording adds to that of the content. Pictures are those that
+differ from the one before. `bench/record_bench.sh` says what the contents are.
+
+{table}
 """
 
 
@@ -112,12 +126,13 @@ def source():
         return "unknown"
 
 
-def page(table, met, options):
+def page(table, met, desktops, options):
     runs = (f"Medians of {options.repetitions} runs of each benchmark" if not options.unjudged
             else "One short run of each benchmark, which says little (`--quick`)")
     return PAGE.format(date=datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d"),
                        processor=processor(), cores=os.cpu_count(), system=system(),
-                       commit=source(), runs=runs, table=table, met=met)
+                       commit=source(), runs=runs, table=table, met=met,
+                       desktops=DESKTOPS.format(table=desktops) if desktops else "")
 
 
 def main():
@@ -126,6 +141,7 @@ def main():
     parser.add_argument("--form", choices=["text", "markdown"], default="text")
     parser.add_argument("--repetitions", default="1", help="said in the page")
     parser.add_argument("--unjudged", action="store_true", help="missed goals are no failure")
+    parser.add_argument("--desktops", help="a file with the table of what recording costs")
     parser.add_argument("file")
     options = parser.parse_args()
     figures = figures_read(options.file)
@@ -135,7 +151,12 @@ def main():
     met = f"{len(judged) - len(missed)} of {len(judged)} goals met."
     markdown = options.form == "markdown"
     table = table_text(rows, markdown)
-    print(page(table, met, options) if markdown else f"{table}\n\n{met}",
+    desktops = ""
+    if options.desktops:
+        with open(options.desktops, encoding="utf-8") as file:
+            desktops = file.read().rstrip("\n")
+    print(page(table, met, desktops, options) if markdown
+          else f"{table}\n\n{met}" + (f"\n\n{desktops}" if desktops else ""),
           end="" if markdown else "\n")
     return 1 if missed and not options.unjudged else 0
 
