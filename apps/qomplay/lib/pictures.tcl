@@ -11,7 +11,7 @@ proc qomplay::pictures::save {view cursor} {
         set name [ask]
         if {$name eq "" || ![is_open $view]} return
         # The dialog has asked about a file that is there.
-        write $photo $lossy $name [is_there $name]
+        write $photo $name [is_there $name] $lossy
     } finally {
         if {[is_open .]} {image delete $photo}
     }
@@ -41,7 +41,8 @@ proc qomplay::pictures::first_name {} {
 
 proc qomplay::pictures::is_there {name} {return [expr {![catch {file lstat $name facts}]}]}
 
-proc qomplay::pictures::write {photo lossy name replace} {
+# `lossy` are the areas of the picture that are.
+proc qomplay::pictures::write {photo name replace {lossy {}}} {
     set shown [::qomplay::texts::path $name]
     try {
         set data [$photo data -format png]
