@@ -158,7 +158,15 @@ TEST_F(Lossy, ChangedBytesAreRefusedOrGivePixels) {
       blocks.data[at] = static_cast<uint8_t>(blocks.data[at] ^ change);
     }
   EXPECT_GT(refused, 300);
+  // An end within the data, of which the codec would only warn.
   const uint32_t whole = blocks.compressed_length;
+  for (uint32_t at = whole - 200; at < whole - 100; ++at) {
+    const uint8_t before[] = {blocks.data[at], blocks.data[at + 1]};
+    blocks.data[at] = 0xFF;
+    blocks.data[at + 1] = 0xD9;
+    ASSERT_FALSE(uncompressed(packed)) << at;
+    std::copy_n(before, 2, blocks.data + at);
+  }
   for (blocks.compressed_length = 2; blocks.compressed_length < whole; ++blocks.compressed_length)
     ASSERT_FALSE(uncompressed(packed)) << blocks.compressed_length;
 }

@@ -112,6 +112,12 @@ TEST_F(LossyAreas, AreTheSameInATextAndAreTold) {
   EXPECT_TRUE(contains(text, "lossy 80x60 20,20")) << text.substr(0, 400);
   make("again", text);
   EXPECT_EQ(qom({"dump", "--text", file("again")}).out, text);
+  // A cut begins with an image that has marks.
+  ASSERT_EQ(qom({"cut", path, file("cut"), "--from", "1.5"}).status, 0);
+  const std::string cut = qom({"dump", "--text", file("cut")}).out;
+  EXPECT_TRUE(contains(cut, "160x120 0,0 lossy 80x60 20,20 rows"));
+  make("cut-again", cut);
+  EXPECT_EQ(qom({"dump", "--text", file("cut-again")}).out, cut);
   const auto told = nlohmann::json::parse(qom({"info", "--json", path}).out)["lossy"];
   EXPECT_EQ(nlohmann::json::parse(qom({"info", "--json", file("again")}).out)["lossy"], told);
   EXPECT_NEAR(told["share_of_time"].get<double>(), 4. / 6, 1e-9);
