@@ -39,7 +39,7 @@ LINES
 # play_source NAME SOURCE [OPTION...]: the source of ffmpeg's, as a video file, in a window
 play_source() {
     local file=$programs_folder/$1.mp4
-    [ -f "$file" ] || ffmpeg -y -nostdin -v error -f lavfi -i "$2" -t 30 -c:v libx264 -crf 23 \
+    [ -f "$file" ] || ffmpeg -y -nostdin -v error -f lavfi -i "$2" -t 5 -c:v libx264 -crf 23 \
         -pix_fmt yuv420p "$file"
     start mpv --no-config --vo=x11 --hwdec=no --no-audio --loop=inf --no-osc --osd-level=0 \
         --geometry=640x360+1000+200 "${@:3}" "$file"

@@ -202,7 +202,8 @@ void save_packed() {
     qom::Packed packed;
     if (!qom::pack_blocks(blocks.data(), length, &packed)) continue;
     save("packing", name,
-         Bytes{static_cast<uint8_t>(length >> 8), static_cast<uint8_t>(length)} +
+         Bytes{static_cast<uint8_t>(length >> 8 | (packed.strips > 0 ? 0x80 : 0)),
+               static_cast<uint8_t>(length)} +
              Bytes(packed.bytes.begin(), packed.bytes.end()));
     const QomImageBlocks plain = {QOM_IMAGE_BLOCKS, 0, length,
                                   const_cast<uint8_t *>(blocks.data())};

@@ -141,6 +141,11 @@ class IndependentReader {
   std::ifstream hear_;
 };
 
+IndependentReader &independent_reader() {
+  static IndependentReader reader;
+  return reader;
+}
+
 std::string line_of(const void *record) {
   const std::string words = describe(record);
   const auto type = static_cast<const QomRecord *>(record)->type;
@@ -377,10 +382,17 @@ Texts RecordingTest::good_records() {
   return texts;
 }
 
+Texts RecordingTest::independent_pixels() {
+  std::istringstream lines(independent_reader().read("pixels " + path));
+  Texts pixels;
+  for (std::string line; std::getline(lines, line);) pixels.push_back(line);
+  return pixels;
+}
+
 // What the reader finds, in the words of the second one.
 void RecordingTest::compare_with_independent(QomReader *reader) {
   if (std::filesystem::file_size(path) > max_compared) return;
-  static IndependentReader other;
+  IndependentReader &other = independent_reader();
   std::string text = line_of(qom_info_header(reader));
   bool all = true;
   std::set<std::pair<size_t, size_t>> checkpoints;

@@ -106,6 +106,8 @@ class RecordingTest : public testing::Test {
   // Descriptions of all records; "error: REASON" in place of one that cannot be read. The
   // independent reader has to find the same, unless `index_lies`.
   Texts records();
+  // The pixels of each image and of each record of blocks, as the independent reader unpacks them.
+  Texts independent_pixels();
   std::vector<QomIndexEntry> entries();
   QomReaderInfo info();
   // Those of records() that can be read.

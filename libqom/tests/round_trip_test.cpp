@@ -38,12 +38,19 @@ TEST_F(RoundTrip, EveryRecordOfEveryFormatAndPaddingComesBackAsItWas) {
       write(header, written);
       EXPECT_EQ(records(), describe_all(written)) << format << " " << pad;
     }
+  codecs.insert(as<QomCompressedImage>(compressed(image(sample_header(), 0, 9, 1))).data[0]);
   EXPECT_EQ(codecs,
-            (std::set<uint8_t>{qom::codec_zstd, qom::codec_zstd_left, qom::codec_zstd_packed}));
+            (std::set<uint8_t>{qom::codec_zstd, qom::codec_zstd_packed, qom::codec_zstd_strips}));
+}
+
+// Each record is followed by its compressed form.
+void expect_pairs(const Texts &pixels) {
+  for (size_t i = 0; i + 1 < pixels.size(); i += 2) EXPECT_TRUE(pixels[i] == pixels[i + 1]) << i;
 }
 
 // What packed pixels mean must never change: each record is followed by its compressed form, as the
-// first version made it. The four have every codec of 32-bit pixels and every way to pack.
+// first version made it. The four have every codec of 32-bit pixels and every way to pack of that
+// time.
 TEST_F(RoundTrip, PixelsThatWereCompressedLongAgoComeBack) {
   path = QOM_KEPT_RECORDING;
   const Reader reader = open();
@@ -53,9 +60,58 @@ TEST_F(RoundTrip, PixelsThatWereCompressedLongAgoComeBack) {
     const Record packed(qom_record_at_index(reader.get(), i + 1));
     EXPECT_EQ(describe(uncompressed(packed).get()), describe(plain.get())) << i;
   }
+  const Texts pixels = independent_pixels();
+  EXPECT_EQ(pixels.size(), 8u);
+  expect_pairs(pixels);
   QomActivity activity;  // a recording without an overview has it, too
   ASSERT_EQ(qom_reader_activity(reader.get(), &activity), 0);
   EXPECT_EQ(activity.steps[0].bytes > 0, activity.steps[0].area == 0) << "areas came later";
+}
+
+// Soft and hard edges, colours that follow each other and pure ones, fourth bytes of any kind;
+// cells and strips that are cut off on each side.
+Bytes colourful(std::mt19937 &random, uint16_t width, uint16_t height) {
+  Bytes data;
+  for (const uint16_t number : {uint16_t{0}, uint16_t{0}, width, height})
+    forge::append(&data, number);
+  const uint32_t noise = 1u << (random() & 7);
+  const bool pure = random() % 2 == 0;
+  const uint32_t top = random() % 3 == 0 ? 0xFFFFFFFF : 0x00FFFFFF;
+  for (uint32_t y = 0; y < height; ++y)
+    for (uint32_t x = 0; x < width; ++x) {
+      const uint32_t shade =
+          x * 3 + y + (x * y / 97 % 5 == 0 ? static_cast<uint32_t>(random()) % noise : 0);
+      const uint32_t grey = (shade & 255) * 0x010101;
+      forge::append(&data, ((pure ? shade & 255 : grey + static_cast<uint32_t>(random()) % 3) ^
+                            static_cast<uint32_t>(random()) << 31) &
+                               top);
+    }
+  return data;
+}
+
+TEST_F(RoundTrip, ManyColoursComeBackAndAreWhatTheDocumentSays) {
+  std::mt19937 random{7};
+  std::vector<Record> written;
+  for (int round = 0; round < 60; ++round) {
+    Bytes data;
+    for (size_t i = 0, count = 1 + random() % 3; i < count; ++i)
+      data = data + colourful(random, static_cast<uint16_t>(1 + random() % 150),
+                              static_cast<uint16_t>(1 + random() % 20));
+    const auto length = static_cast<uint32_t>(data.size());
+    written.push_back(keep(QomImageBlocks{QOM_IMAGE_BLOCKS, 1000, length, data.data()}));
+    written.push_back(compressed(written.back()));
+    const Record in_parts = uncompressed_in_parts(written.back(), random() % 9000);
+    ASSERT_TRUE(describe(in_parts.get()) == describe(written.end()[-2].get())) << round;
+  }
+  const Bytes picture = colourful(random, 200, 70);
+  Record plain = image(sample_header(), 1000, 200, 70);
+  std::copy(picture.begin() + 8, picture.end(), as<QomImage>(plain).data);
+  written.push_back(std::move(plain));
+  written.push_back(compressed(written.back()));
+  write(sample_header(), written);
+  const Texts pixels = independent_pixels();
+  EXPECT_EQ(pixels.size(), written.size());
+  expect_pairs(pixels);
 }
 
 // Blocks of few colours, of many, and noise; each alone, and all together.
@@ -95,7 +151,8 @@ TEST_F(RoundTrip, PackedBytesThatDoNotFitAreRefused) {
   EXPECT_FALSE(uncompressed(tiles));
   // No residuals, and a group of one block: 500 pixels wide and none high, or one pixel.
   const auto unpacks = [](Bytes packed, Bytes &room) {
-    qom::Unpacking unpacking(packed.data(), packed.size(), {room.data(), room.size()});
+    qom::Unpacking unpacking(qom::PackedForm::kinds, packed.data(), packed.size(),
+                             {room.data(), room.size()});
     return unpacking.go_on(SIZE_MAX) == qom::Progress::done;
   };
   for (const auto &[side, length] :

@@ -10,12 +10,12 @@
 namespace qom {
 
 inline constexpr uint8_t format_major = 1;
-inline constexpr uint8_t format_minor = 2;
+inline constexpr uint8_t format_minor = 3;
 inline constexpr uint8_t format_minor_areas = 2;  // the first whose index entries hold areas
 
 // Recordings that may hold copies of areas: readers of version 1 would show wrong pictures.
 inline constexpr uint8_t format_major_copies = 2;
-inline constexpr uint8_t format_minor_copies = 0;
+inline constexpr uint8_t format_minor_copies = 1;
 
 inline constexpr uint8_t magic[8] = {0x89, 'Q', 'O', 'M', '\r', '\n', 0x1A, '\n'};
 inline constexpr uint32_t file_head_bytes = 16;         // before the header payload

@@ -1,7 +1,7 @@
 #include "pixels/codec.h"
 
 #include <pthread.h>
-#define ZSTD_STATIC_LINKING_ONLY  // for ZSTD_d_stableOutBuffer, which is only a number
+#define ZSTD_STATIC_LINKING_ONLY  // for numbers of parameters alone
 #include <zstd.h>
 #include <zstd_errors.h>
 
@@ -17,19 +17,21 @@ namespace qom {
 namespace {
 
 // Levels of zstd. Text in plain pixels shrinks by a quarter more at level 5 than at 3 and decodes
-// as fast; photographs gain a few percent above level 1 and take several times as long, see
-// bench/codec_bench. Residuals, of which a recorded video consists, gain one or two at level 6 and
-// take four times as long.
+// as fast, see bench/codec_bench. Of residuals, level 1 makes a hundredth less than this one and
+// takes half as long again.
 int level_of(Effort effort) {
   switch (effort) {
-    case Effort::quick:
-      return 1;
+    case Effort::residuals:
+      return -20;
     case Effort::thorough:
       return 5;
     default:
       return 3;
   }
 }
+
+// What zstd asks for first of a frame, in bytes.
+constexpr size_t least_of_frame = 5;
 
 // Kinds of bytes are kept apart where there are so many of one that statistics of their own pay.
 // It also keeps what is stored below compress_bound().
@@ -82,6 +84,7 @@ size_t compress_apart(ZSTD_CCtx *context, int level, const uint8_t *raw, size_t 
                       std::span<const size_t> seams, uint8_t *stored, size_t room) {
   ZSTD_CCtx_reset(context, ZSTD_reset_session_and_parameters);
   ZSTD_CCtx_setParameter(context, ZSTD_c_compressionLevel, level);
+  ZSTD_CCtx_setParameter(context, ZSTD_c_literalCompressionMode, ZSTD_ps_enable);
   ZSTD_CCtx_setPledgedSrcSize(context, raw_length);
   ZSTD_outBuffer output{stored, room, 0};
   ZSTD_inBuffer input{raw, 0, 0};
@@ -131,10 +134,19 @@ bool check_compressed(const uint8_t *stored, size_t stored_length, size_t raw_le
 }
 
 size_t stated_length(const uint8_t *stored, size_t stored_length, size_t most) {
-  const unsigned long long length = ZSTD_getFrameContentSize(stored, stored_length);
-  if (length == 0 || length > most)  // the library's codes for failures are larger than any size
-    return QOM_REFUSE(0, "packed pixels that do not state a size they could have");
-  return check_compressed(stored, stored_length, length) ? length : 0;
+  size_t all = 0;
+  for (const uint8_t *const end = stored + stored_length; stored != end;) {
+    const auto left = static_cast<size_t>(end - stored);
+    const unsigned long long length = ZSTD_getFrameContentSize(stored, left);
+    if (length == 0 || length > most - all)  // the codes for failures are larger than any size
+      return QOM_REFUSE(0, "packed pixels that do not state a size they could have");
+    const size_t frame = ZSTD_findFrameCompressedSize(stored, left);
+    if (ZSTD_isError(frame))
+      return QOM_REFUSE(0, "compressed pixels that are cut off or have bytes behind them");
+    all += length;
+    stored += frame;
+  }
+  return all;
 }
 
 bool decompress(uint8_t codec, const uint8_t *stored, size_t stored_length, uint8_t *raw,
@@ -193,6 +205,7 @@ bool Decompression::stream(size_t bytes) {
     if (ZSTD_isError(wanted_)) return cannot_decompress(wanted_);
     if (wanted_ > 0 && input.pos == stored_length_)
       return QOM_REFUSE(false, "compressed pixels that are cut off");
+    if (wanted_ == 0 && input.pos < stored_length_) wanted_ = least_of_frame;
   } while (wanted_ > 0 && output.pos - there_ < bytes);
   taken_ = input.pos;
   there_ = output.pos;
@@ -219,30 +232,6 @@ size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t r
   errno = ENOMEM;
   set_error("cannot compress: %s", ZSTD_getErrorName(length));
   return 0;
-}
-
-bool left_differences_pay(const uint8_t *raw, size_t length, size_t row_bytes) {
-  constexpr size_t bands = 12;
-  constexpr size_t sample_bytes = size_t{48} * 1024;
-  const size_t rows = length / row_bytes;
-  const size_t band_rows = std::clamp<size_t>(sample_bytes / bands / row_bytes, 1, rows);
-  const size_t band_bytes = band_rows * row_bytes;
-  if (rows < bands * band_rows || band_bytes > 4 * sample_bytes) return false;
-
-  const size_t room = compress_bound(band_bytes);
-  const std::unique_ptr<uint8_t[]> scratch(new (std::nothrow) uint8_t[band_bytes + room]);
-  if (!scratch) return false;
-  size_t plain = 0;
-  size_t differences = 0;
-  for (size_t band = 0; band < bands; ++band) {
-    const uint8_t *from = raw + (rows - band_rows) * band / (bands - 1) * row_bytes;
-    to_left_differences(from, scratch.get(), band_bytes, row_bytes);
-    uint8_t *stored = scratch.get() + band_bytes;
-    plain += compress(from, band_bytes, stored, room, Effort::quick);
-    differences += compress(scratch.get(), band_bytes, stored, room, Effort::quick);
-  }
-  // Differences cost time on both sides: a small gain is not worth it.
-  return differences * 10 < plain * 8;
 }
 
 }  // namespace qom

@@ -16,11 +16,12 @@ inline constexpr uint8_t codec_stored = 0;
 inline constexpr uint8_t codec_zstd = 1;
 inline constexpr uint8_t codec_zstd_left = 2;
 inline constexpr uint8_t codec_zstd_packed = 3;
+inline constexpr uint8_t codec_zstd_strips = 4;
 inline constexpr uint8_t codec_lossy = 5;  // pixels/lossy_form.h
 
 // Decompresses `stored` into exactly `raw_length` bytes at `raw`. The row length (bytes) is
 // needed by the codec of left differences. False with the reason when the stored bytes are not
-// one whole frame of that size.
+// whole frames of that size.
 bool decompress(uint8_t codec, const uint8_t *stored, size_t stored_length, uint8_t *raw,
                 size_t raw_length, size_t row_bytes);
 
@@ -55,25 +56,22 @@ class Decompression {
 };
 
 // Whether the stored bytes say that they decompress to `raw_length` bytes and use all of
-// `stored_length`; looked at before memory for them is allocated.
+// `stored_length`, in one frame; looked at before memory for them is allocated.
 bool check_compressed(const uint8_t *stored, size_t stored_length, size_t raw_length);
 
-// The number of bytes that the stored bytes say they decompress to, when that is at most `most`
-// and all of `stored_length` is used; 0 with the reason otherwise.
+// The number of bytes that the stored bytes, one frame or several, say they decompress to, when
+// that is at most `most` and all of `stored_length` is used; 0 with the reason otherwise.
 size_t stated_length(const uint8_t *stored, size_t stored_length, size_t most);
 
 // Room that compress() may need, in bytes.
 size_t compress_bound(size_t raw_length);
 
-// How hard compress() tries.
-enum class Effort { quick, usual, thorough };
+// How hard compress() tries: residuals hardly repeat, so that only their statistics are used.
+enum class Effort { residuals, usual, thorough };
 
 // Compresses into `stored` (room for compress_bound() bytes); 0 with the reason on failure. At the
 // seams (positions in `raw`, rising) bytes of another kind begin.
 size_t compress(const uint8_t *raw, size_t raw_length, uint8_t *stored, size_t room, Effort effort,
                 std::span<const size_t> seams = {});
-
-// Whether left differences compress rows of 32-bit pixels clearly better, judged by a sample.
-bool left_differences_pay(const uint8_t *raw, size_t length, size_t row_bytes);
 
 }  // namespace qom

@@ -12,7 +12,6 @@
 #include "base/error.h"
 #include "base/records.h"
 #include "pixels/codec.h"
-#include "pixels/left_differences.h"
 #include "pixels/lossy_form.h"
 #include "pixels/packed_form.h"
 #include "pixels/packing.h"
@@ -26,7 +25,8 @@ struct QomUncompression {
   qom::RecordPtr<QomRecord> record;  // of the pixels
   qom::Destination destination;      // all of them
   std::unique_ptr<uint8_t[]> packed;
-  size_t packed_length = 0;                         // bytes; 0: they are not packed
+  size_t packed_length = 0;  // bytes; 0: they are not packed
+  qom::PackedForm form = qom::PackedForm::kinds;
   std::optional<qom::Decompression> decompression;  // none: done
   std::optional<qom::Unpacking> unpacking;          // none: not begun
   std::optional<qom::StillsUnpacking> stills;       // what is left when the exact pixels are there
@@ -52,58 +52,80 @@ Record *invalid(const char *reason) {
   return nullptr;
 }
 
-// A record of the type with compressed bytes behind a codec byte, and behind `lossy` where there is
-// something; the caller fills in the rest.
+// Bytes that are compressed alike; the parts of a record are a frame each.
+struct Part {
+  const uint8_t *raw;
+  size_t length;
+  Effort effort;
+  std::span<const size_t> seams = {};
+};
+using Parts = std::span<const Part>;
+
+// What a record says beside its compressed bytes.
+struct RecordFront {
+  uint8_t type;
+  uint64_t timestamp;
+  const LossyBytes *lossy = nullptr;  // what stands in front of them; none: all is exact
+};
+
+// A record with compressed bytes behind a codec byte; the caller fills in the rest.
 template <typename Record>
-RecordPtr<Record> compressed_record(uint8_t type, uint64_t timestamp, uint8_t codec,
-                                    const uint8_t *raw, size_t length, Effort effort,
-                                    std::span<const size_t> seams = {},
-                                    const LossyBytes *lossy = nullptr) {
-  const size_t room = compress_bound(length);
-  const size_t front = 1 + (lossy ? lossy->length() : 0);
-  if (front > QOM_MAX_DATA) return RecordPtr<Record>(invalid<Record>("too many lossy pixels"));
+RecordPtr<Record> compressed_record(const RecordFront &front, uint8_t codec, Parts parts) {
+  size_t end = 1 + (front.lossy ? front.lossy->length() : 0);
+  if (end > QOM_MAX_DATA) return RecordPtr<Record>(invalid<Record>("too many lossy pixels"));
+  size_t room = end;
+  for (const Part &part : parts) room += compress_bound(part.length);
   RecordPtr<Record> record(
-      reinterpret_cast<Record *>(allocate_record(type, timestamp, front + room)));
+      reinterpret_cast<Record *>(allocate_record(front.type, front.timestamp, room)));
   if (!record) return nullptr;
   uint8_t *data = record_data(record.get());
-  const size_t stored = compress(raw, length, data + front, room, effort, seams);
-  if (stored == 0) return nullptr;
-  data[0] = lossy ? codec_lossy : codec;
-  if (lossy) lossy->write(codec, data + 1);
-  record->length = static_cast<uint32_t>(length);
-  record->compressed_length = static_cast<uint32_t>(front + stored);
+  data[0] = front.lossy ? codec_lossy : codec;
+  if (front.lossy) front.lossy->write(codec, data + 1);
+  for (const Part &part : parts) {
+    const size_t stored =
+        compress(part.raw, part.length, data + end, room - end, part.effort, part.seams);
+    if (stored == 0) return nullptr;
+    end += stored;
+  }
+  record->compressed_length = static_cast<uint32_t>(end);
   record.reset(shrink(record.release()));
   return record;
 }
 
-// The left differences of a picture in `scratch`; false when they do not pay, or memory is short.
-bool take_left_differences(const QomImage *image, std::unique_ptr<uint8_t[]> *scratch) {
-  if (!left_differences_pay(image->data, image->length, image->bytes_per_line)) return false;
-  scratch->reset(new (std::nothrow) uint8_t[image->length]);
-  if (!*scratch) return false;
-  to_left_differences(image->data, scratch->get(), image->length, image->bytes_per_line);
-  return true;
+// Residuals and the rest in one frame, where two cost more than they save.
+constexpr size_t least_apart = 1024;  // bytes of residuals
+
+template <typename Record>
+RecordPtr<Record> packed_record(const RecordFront &front, const Packed &packed, Effort effort) {
+  const uint8_t *bytes = packed.bytes.data();
+  const size_t length = packed.bytes.size();
+  const uint8_t codec = packed.strips > 0 ? codec_zstd_strips : codec_zstd_packed;
+  if (packed.strips < least_apart) {
+    const Part whole[] = {{bytes, length, effort}};
+    return compressed_record<Record>(front, codec, whole);
+  }
+  const std::span<const size_t> seams = {packed.seams.data(), packed.seams.size()};
+  const Part parts[] = {{bytes, packed.strips, Effort::residuals, seams},
+                        {bytes + packed.strips, length - packed.strips, effort}};
+  return compressed_record<Record>(front, codec, parts);
 }
 
-// What looks like a photograph from edge to edge is restored fastest from left differences; the
-// rest of what a screen shows takes least when it is packed.
 RecordPtr<QomCompressedImage> compress_pixels(const QomImage *image, const LossyBytes *lossy) {
-  const auto compressed = [image, lossy](uint8_t codec, const uint8_t *raw, size_t length,
-                                         Effort effort, std::span<const size_t> seams = {}) {
-    return compressed_record<QomCompressedImage>(QOM_COMPRESSED_IMAGE, image->timestamp, codec, raw,
-                                                 length, effort, seams, lossy);
-  };
-  if (pixel_format_bytes_per_pixel(image->pixel_format) == 4) {
-    std::unique_ptr<uint8_t[]> scratch;
-    if (take_left_differences(image, &scratch))
-      return compressed(codec_zstd_left, scratch.get(), image->length, Effort::quick);
-    Packed packed;
-    if (pack_image(image->data, image->width, image->height, &packed))
-      return compressed(codec_zstd_packed, packed.bytes.data(), packed.bytes.size(),
-                        packed.photographic ? Effort::quick : Effort::thorough,
-                        {packed.seams.data(), packed.seams.size()});
-  }
-  return compressed(codec_zstd, image->data, image->length, Effort::thorough);
+  const RecordFront front = {QOM_COMPRESSED_IMAGE, image->timestamp, lossy};
+  Packed packed;
+  if (pixel_format_bytes_per_pixel(image->pixel_format) == 4 &&
+      pack_image(image->data, image->width, image->height, &packed))
+    return packed_record<QomCompressedImage>(front, packed, Effort::thorough);
+  const Part whole[] = {{image->data, image->length, Effort::thorough}};
+  return compressed_record<QomCompressedImage>(front, codec_zstd, whole);
+}
+
+bool is_packed(uint8_t codec) {
+  return codec == codec_zstd_packed || codec == codec_zstd_strips;
+}
+
+PackedForm form_of(uint8_t codec) {
+  return codec == codec_zstd_strips ? PackedForm::strips : PackedForm::kinds;
 }
 
 QomCompressedImage *compress_image(const QomImage *image, const LossyBytes *lossy) {
@@ -128,40 +150,20 @@ bool is_whole(const QomImage *image) {
 
 RecordPtr<QomCompressedImageBlocks> compress_blocks(uint64_t timestamp, const uint8_t *data,
                                                     uint32_t length, const LossyBytes *lossy) {
-  const auto compressed = [&](uint8_t codec, const uint8_t *raw, size_t raw_length, Effort effort,
-                              std::span<const size_t> seams = {}) {
-    return compressed_record<QomCompressedImageBlocks>(
-        QOM_COMPRESSED_IMAGE_BLOCKS, timestamp, codec, raw, raw_length, effort, seams, lossy);
-  };
+  const RecordFront front = {QOM_COMPRESSED_IMAGE_BLOCKS, timestamp, lossy};
   Packed packed;
   RecordPtr<QomCompressedImageBlocks> record;
   static const uint8_t nothing = 0;
+  const Part whole[] = {{data ? data : &nothing, length, Effort::usual}};
   if (pack_blocks(data, length, &packed))
-    record = compressed(codec_zstd_packed, packed.bytes.data(), packed.bytes.size(),
-                        packed.photographic ? Effort::quick : Effort::usual,
-                        {packed.seams.data(), packed.seams.size()});
+    record = packed_record<QomCompressedImageBlocks>(front, packed, Effort::usual);
   else
-    record = compressed(codec_zstd, data ? data : &nothing, length, Effort::usual);
+    record = compressed_record<QomCompressedImageBlocks>(front, codec_zstd, whole);
   if (record) record->length = length;
   return record;
 }
 
 // --- lossy pixels ----------------------------------------------------------------------------
-
-// Blocks of which none is left for the exact pixels.
-RecordPtr<QomCompressedImageBlocks> stills_record(uint64_t timestamp, const LossyBytes &lossy) {
-  using Record = QomCompressedImageBlocks;
-  const size_t length = 1 + lossy.length();
-  if (length > QOM_MAX_DATA) return RecordPtr<Record>(invalid<Record>("too many lossy pixels"));
-  RecordPtr<Record> record(
-      reinterpret_cast<Record *>(allocate_record(QOM_COMPRESSED_IMAGE_BLOCKS, timestamp, length)));
-  if (!record) return nullptr;
-  record->data = record_data(record.get());
-  record->data[0] = codec_lossy;
-  lossy.write(codec_stored, record->data + 1);
-  record->compressed_length = static_cast<uint32_t>(length);
-  return record;
-}
 
 std::nullptr_t no_memory() {
   errno = ENOMEM;
@@ -236,10 +238,10 @@ struct Stored {
   // something that may give them; looked at before memory for them is allocated.
   bool check(size_t raw_length) {
     decompressed = raw_length;
-    if (codec != codec_zstd_packed) return check_compressed(bytes, length, raw_length);
+    if (!is_packed(codec)) return check_compressed(bytes, length, raw_length);
     decompressed = stated_length(bytes, length, most_packed(raw_length));
     if (decompressed == 0) return false;
-    return raw_length <= most_unpacked(decompressed) ||
+    return raw_length <= most_unpacked(form_of(codec), decompressed) ||
            QOM_REFUSE(false, "packed pixels that cannot give %zu bytes", raw_length);
   }
 };
@@ -275,7 +277,8 @@ UncompressionPtr begin(const Stored &stored, RecordPtr<Record> record, uint8_t *
   UncompressionPtr begun(new (std::nothrow) QomUncompression(destination));
   if (!begun) return out_of_memory();
   uint8_t codec = stored.codec;
-  if (codec == codec_zstd_packed) {
+  if (is_packed(codec)) {
+    begun->form = form_of(codec);
     begun->packed.reset(new (std::nothrow) uint8_t[stored.decompressed]);
     begun->packed_length = stored.decompressed;
     raw = begun->packed.get();
@@ -313,9 +316,9 @@ UncompressionPtr begin_image(const QomCompressedImage *compressed) {
   const uint64_t length = image_bytes(compressed->width, compressed->height,
                                       compressed->pixel_format, compressed->scanline_pad);
   const bool wide = pixel_format_bytes_per_pixel(compressed->pixel_format) == 4;
-  const bool is_known = stored.codec == codec_zstd || (wide && (stored.codec == codec_zstd_left ||
-                                                                stored.codec == codec_zstd_packed ||
-                                                                stored.codec == codec_lossy));
+  const bool is_known = stored.codec == codec_zstd ||
+                        (wide && (stored.codec == codec_zstd_left || is_packed(stored.codec) ||
+                                  stored.codec == codec_lossy));
   if (length == 0 || length != compressed->length || !is_known)
     return QOM_REFUSE(nullptr, "a compressed image whose sizes or codec are not allowed");
   LossyForm form;
@@ -344,8 +347,7 @@ UncompressionPtr begin_blocks(const QomCompressedImageBlocks *compressed) {
   if (!compressed || !compressed->data || compressed->compressed_length < 2)
     return UncompressionPtr(invalid<QomUncompression>("no compressed image blocks"));
   Stored stored = stored_pixels(compressed);
-  if ((stored.codec != codec_zstd && stored.codec != codec_zstd_packed &&
-       stored.codec != codec_lossy) ||
+  if ((stored.codec != codec_zstd && !is_packed(stored.codec) && stored.codec != codec_lossy) ||
       compressed->length > QOM_MAX_DATA)
     return QOM_REFUSE(nullptr, "compressed image blocks whose size or codec is not allowed");
   LossyForm form;
@@ -372,7 +374,8 @@ Progress go_on_exactly(QomUncompression *begun, size_t bytes) {
     if (progress != Progress::done) return progress;
     begun->decompression.reset();
     if (begun->packed_length == 0) return progress;
-    begun->unpacking.emplace(begun->packed.get(), begun->packed_length, begun->destination);
+    begun->unpacking.emplace(begun->form, begun->packed.get(), begun->packed_length,
+                             begun->destination);
   }
   if (!begun->unpacking) return Progress::done;
   const Progress progress = begun->unpacking->go_on(bytes / sizeof(uint32_t));
@@ -461,9 +464,11 @@ QomCompressedImageBlocks *qom_image_blocks_compress_lossy(const QomImageBlocks *
   Array<uint8_t> exact;
   if (!add_stills(blocks, format, quality, &lossy, &exact)) return nullptr;
   if (lossy.count() == 0) return qom_image_blocks_compress(blocks);
-  auto record = exact.empty() ? stills_record(blocks->timestamp, lossy)
-                              : compress_blocks(blocks->timestamp, exact.data(),
-                                                static_cast<uint32_t>(exact.size()), &lossy);
+  const RecordFront stills = {QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp, &lossy};
+  auto record = exact.empty()
+                    ? compressed_record<QomCompressedImageBlocks>(stills, codec_stored, {})
+                    : compress_blocks(blocks->timestamp, exact.data(),
+                                      static_cast<uint32_t>(exact.size()), &lossy);
   if (record) record->length = blocks->length;
   return record.release();
 }

@@ -33,7 +33,8 @@ bool LossyForm::open(const uint8_t *stored, size_t length, size_t raw_length, un
   bytes.get<uint16_t>();
   count_ = bytes.get<uint32_t>();
   if (!bytes.ok() || !has_stills(format_)) return refuse();
-  if (count_ == 0 || count_ > most_lossy_parts || count_ > bytes.left() / sizeof(LossyPart)) return refuse();
+  if (count_ == 0 || count_ > most_lossy_parts || count_ > bytes.left() / sizeof(LossyPart))
+    return refuse();
   parts_ = bytes.take(count_ * sizeof(LossyPart));
   stills_ = bytes.next();
   return check_parts(bytes.left(), raw_length, width, height);
@@ -64,7 +65,7 @@ bool LossyForm::check_parts(size_t left, size_t raw_length, unsigned width, unsi
   const bool exact_wanted = still_bytes_ < raw_length;
   if (!exact_wanted) return (exact_codec_ == codec_stored && exact_length_ == 0) || refuse();
   return (exact_codec_ == codec_zstd || exact_codec_ == codec_zstd_packed ||
-          (is_image && exact_codec_ == codec_zstd_left)) ||
+          exact_codec_ == codec_zstd_strips || (is_image && exact_codec_ == codec_zstd_left)) ||
          refuse();
 }
 

@@ -6,13 +6,16 @@
 
 #include "base/bytes.h"
 #include "pixels/packed_form.h"
-#include "pixels/residuals.h"
+#include "pixels/strip_packing.h"
 
 namespace qom {
 namespace {
 
 // Blocks with more colours than one in so many pixels look like a photograph.
 constexpr size_t pixels_per_colour = 16;
+
+// Bytes that say that there are none of any kind.
+constexpr size_t no_residuals = 12;
 
 struct Block {
   BlockHead head;
@@ -146,7 +149,7 @@ class Packer {
   bool keep(const Block &block) {
     if (!group_.push(block.head)) return false;
     if (method_ != residuals) return keep_indices(block.head);
-    return residuals_.add(block.pixels, block.stride, block.head.width, block.head.height);
+    return strips_.add(block.pixels, block.stride, block.head.width, block.head.height);
   }
 
   // The indices of a group, ready to be written: two in a byte, rows begin a new byte, for few
@@ -189,11 +192,14 @@ class Packer {
   }
 
   bool write(Packed *packed) const {
-    const size_t bytes = residuals_.bytes() + groups_.size();
+    packed->strips = strips_.empty() ? 0 : strips_.bytes();
+    const size_t front = strips_.empty() ? no_residuals : packed->strips;
+    const size_t bytes = front + groups_.size();
     if (bytes > most_packed(length_) || !packed->bytes.resize(bytes)) return false;
-    std::memcpy(packed->bytes.data() + residuals_.bytes(), groups_.data(), groups_.size());
-    packed->photographic = residuals_.bytes() > bytes / 2;
-    return residuals_.write(packed->bytes.data(), &packed->seams);
+    std::memcpy(packed->bytes.data() + front, groups_.data(), groups_.size());
+    if (!strips_.empty()) return strips_.write(packed->bytes.data(), &packed->seams);
+    std::memset(packed->bytes.data(), 0, front);
+    return true;
   }
 
   Array<Block> list_;
@@ -205,7 +211,7 @@ class Packer {
   Array<uint8_t> group_data_;
   Array<uint8_t> indices_;  // of the pixels of one block
 
-  ResidualPacker residuals_;
+  StripPacker strips_;
   Array<uint8_t> groups_;  // as they will follow the residuals
 };
 

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "base/array.h"
+#include "pixels/packed_form.h"
 
 namespace qom {
 
@@ -16,15 +17,16 @@ constexpr size_t most_packed(size_t length) {
   return length + length / 16 + 64;
 }
 
-// The most bytes that so many packed ones can give: those of few colours, two pixels in a byte.
-constexpr size_t most_unpacked(size_t packed_length) {
-  return 8 * packed_length;
+// The most bytes that so many packed ones can give: those of few colours, two pixels in a byte, or
+// cells of strips without residuals.
+constexpr size_t most_unpacked(PackedForm form, size_t packed_length) {
+  return (form == PackedForm::kinds ? 8 : 128) * packed_length;
 }
 
 struct Packed {
-  Array<uint8_t> bytes;       // at most most_packed()
-  Array<size_t> seams;        // where bytes of another kind begin, which compress better apart
-  bool photographic = false;  // mostly residuals
+  Array<uint8_t> bytes;  // at most most_packed()
+  size_t strips = 0;     // bytes of residuals in front; 0: none, and the form is that of kinds
+  Array<size_t> seams;   // where bytes of another kind begin in them, which compress better apart
 };
 
 // Packs image blocks. False when they are not blocks of 32-bit pixels, when they are so many and

@@ -2,31 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 
-#include "pixels/clones.h"
+#include "pixels/strip_form.h"
 
 namespace qom {
 namespace {
-
-// The four values of a pixel: first and third byte less the second one, since the colours of a
-// pixel resemble each other, with 128 for none, so that values of both signs are neighbours. Four
-// bytes again, two of which are calculated with at a time.
-constexpr uint32_t outer_bytes = 0x00FF00FF;
-
-constexpr uint32_t second_twice(uint32_t bytes) {
-  return (bytes >> 8 & 0xFF) * 0x00010001;
-}
-
-constexpr uint32_t to_values(uint32_t pixel) {
-  const uint32_t outer = (pixel & outer_bytes) + 0x01800180 - second_twice(pixel);
-  return (outer & outer_bytes) | (pixel & ~outer_bytes);
-}
-
-constexpr uint32_t to_pixel(uint32_t values) {
-  const uint32_t outer = (values & outer_bytes) + 0x00800080 + second_twice(values);
-  return (outer & outer_bytes) | (values & ~outer_bytes);
-}
 
 void store(uint8_t *at, uint32_t four) {
   std::memcpy(at, &four, sizeof four);
@@ -140,136 +120,7 @@ void values_to_pixels(Size size, uint8_t *values, size_t stride) {
       store(values + 4 * x, to_pixel(load<uint32_t>(values + 4 * x)));
 }
 
-// --- packing ---------------------------------------------------------------------------------
-// The same as Neighbours tell, for all pixels of a row at once.
-
-constexpr uint32_t centre_values = 0x00800080;
-
-QOM_CLONES void row_values(const uint8_t *pixels, size_t width, uint32_t *values) {
-  for (size_t x = 0; x < width; ++x) values[x] = to_values(load<uint32_t>(pixels + 4 * x));
-}
-
-// `above` and `corner` begin a pixel apart. Of bytes the median needs no wider numbers: what
-// continues them in a plane lies between left and above, or they are its bounds.
-QOM_CLONES void row_residuals(const uint8_t *__restrict left, const uint8_t *__restrict values,
-                              const uint8_t *__restrict above, const uint8_t *__restrict corner,
-                              size_t bytes, uint8_t *__restrict residual,
-                              uint8_t *__restrict spread) {
-  for (size_t i = 0; i < bytes; ++i) {
-    const uint8_t l = left[i];
-    const uint8_t a = above[i];
-    const uint8_t c = corner[i];
-    const uint8_t least = std::min(l, a);
-    const uint8_t most = std::max(l, a);
-    const auto plane = static_cast<uint8_t>(l + a - c);
-    const uint8_t predicted = c >= most ? least : c <= least ? most : plane;
-    residual[i] = static_cast<uint8_t>(values[i] - predicted);
-    spread[i] = static_cast<uint8_t>(std::max(most, c) - std::min(least, c));
-  }
-}
-
-QOM_CLONES void first_row_residuals(const uint8_t *__restrict left,
-                                    const uint8_t *__restrict values, size_t bytes,
-                                    uint8_t *__restrict residual) {
-  for (size_t i = 0; i < bytes; ++i) residual[i] = static_cast<uint8_t>(values[i] - left[i]);
-}
-
-// The kind of each pixel from its spread in each byte.
-QOM_CLONES void row_kinds(size_t width, uint32_t *spread) {
-  for (size_t x = 0; x < width; ++x) {
-    const uint32_t pairs = (spread[x] & outer_bytes) + (spread[x] >> 8 & outer_bytes);
-    const auto sum = static_cast<int>((pairs + (pairs >> 16)) & 0xFFFF);
-    spread[x] = static_cast<uint32_t>(sum >= least_spread[1]) +
-                static_cast<uint32_t>(sum >= least_spread[2]);
-  }
-}
-
-QOM_CLONES void plane_of(const uint32_t *residuals, size_t count, unsigned shift, uint8_t *to) {
-  for (size_t i = 0; i < count; ++i) to[i] = static_cast<uint8_t>(residuals[i] >> shift);
-}
-
-uint8_t *bytes_of(uint32_t *values) {
-  return reinterpret_cast<uint8_t *>(values);
-}
-
 }  // namespace
-
-// Rows are written to all kinds, so that each has room for one beyond its end.
-bool ResidualPacker::make_room(size_t width, size_t pixels) {
-  for (Array<uint32_t> &all : residuals_) {
-    const size_t needed = all.size() + pixels + 1;
-    if (needed > all.capacity() && !all.reserve(std::max(needed, all.size() + all.size() / 2)))
-      return false;
-  }
-  return values_.resize(width + 1) && above_.resize(width + 1) && residual_.resize(width) &&
-         spread_.resize(width);
-}
-
-// Puts each residual to those of its kind. It is written to all of them, and stays in one: choosing
-// one takes longer.
-void ResidualPacker::add_row(size_t width) {
-  uint32_t *next[residual_kinds];
-  for (size_t kind = 0; kind < residual_kinds; ++kind) next[kind] = residuals_[kind].end();
-  uint32_t *calm = next[0], *livelier = next[1], *restless = next[2];
-  for (size_t x = 0; x < width; ++x) {
-    const uint32_t kind = spread_[x];
-    *calm = *livelier = *restless = residual_[x];
-    calm += kind == 0;
-    livelier += kind == 1;
-    restless += kind == 2;
-  }
-  residuals_[0].truncate(static_cast<size_t>(calm - residuals_[0].data()));
-  residuals_[1].truncate(static_cast<size_t>(livelier - residuals_[1].data()));
-  residuals_[2].truncate(static_cast<size_t>(restless - residuals_[2].data()));
-}
-
-bool ResidualPacker::add(const uint8_t *pixels, size_t stride, uint32_t width, uint32_t height) {
-  if (!make_room(width, size_t{width} * height)) return false;
-  uint32_t *values = values_.data();
-  uint32_t *above = above_.data();
-  const size_t bytes = 4 * size_t{width};
-  for (uint32_t y = 0; y < height; ++y, pixels += stride) {
-    row_values(pixels, width, values + 1);
-    if (y == 0) {
-      values[0] = centre_values;
-      first_row_residuals(bytes_of(values), bytes_of(values + 1), bytes,
-                          bytes_of(residual_.data()));
-      std::fill(spread_.begin(), spread_.end(), 0);
-    } else {
-      values[0] = above[0] = above[1];
-      row_residuals(bytes_of(values), bytes_of(values + 1), bytes_of(above + 1), bytes_of(above),
-                    bytes, bytes_of(residual_.data()), bytes_of(spread_.data()));
-      row_kinds(width, spread_.data());
-    }
-    add_row(width);
-    std::swap(values, above);
-  }
-  return true;
-}
-
-size_t ResidualPacker::pixels() const {
-  size_t all = 0;
-  for (const Array<uint32_t> &of_kind : residuals_) all += of_kind.size();
-  return all;
-}
-
-size_t ResidualPacker::bytes() const {
-  return residual_kinds * sizeof(uint32_t) + residual_planes * pixels();
-}
-
-bool ResidualPacker::write(uint8_t *to, Array<size_t> *seams) const {
-  ByteWriter writer(to);
-  for (const Array<uint32_t> &of_kind : residuals_)
-    writer.put(static_cast<uint32_t>(of_kind.size()));
-  size_t begin = writer.length();
-  for (unsigned plane = 0; plane < residual_planes; ++plane)
-    for (const Array<uint32_t> &of_kind : residuals_) {
-      if (!seams->push(begin)) return false;
-      plane_of(of_kind.data(), of_kind.size(), 8 * plane, to + begin);
-      begin += of_kind.size();
-    }
-  return seams->push(bytes());
-}
 
 bool ResidualReader::open(ByteReader &packed, bool use_up) {
   size_t counts[residual_kinds];

@@ -1,13 +1,12 @@
-// Rectangles of 32-bit pixels as residuals: what has to be added to a pixel predicted from its
-// neighbours. The residuals are sorted by how restless those neighbours are, since small and large
-// ones compress better apart. The bytes are described in docs/format.md.
+// Rectangles of 32-bit pixels restored from residuals that are sorted by how restless the
+// neighbours are that a pixel was predicted from, as recordings have them that were made before
+// strip_packing.h. The bytes are described in docs/format.md.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
-#include "base/array.h"
 #include "base/bytes.h"
 #include "base/used_up.h"
 
@@ -17,38 +16,10 @@ namespace qom {
 constexpr size_t residual_kinds = 3;
 constexpr size_t residual_planes = 4;
 
-// Collects rectangles, and writes the residuals of all of them.
-class ResidualPacker {
- public:
-  // Takes in the pixels of a rectangle, `stride` bytes from a row to the next. False when memory is
-  // short.
-  bool add(const uint8_t *pixels, size_t stride, uint32_t width, uint32_t height);
-
-  // Writes bytes() bytes for what was added, and adds the positions in them at which bytes of
-  // another kind begin. False when memory is short.
-  bool write(uint8_t *to, Array<size_t> *seams) const;
-
-  size_t bytes() const;
-
- private:
-  size_t pixels() const;
-  bool make_room(size_t width, size_t pixels);
-  void add_row(size_t width);
-
-  Array<uint32_t> residuals_[residual_kinds];  // of each pixel, as four bytes
-
-  // Of one row of pixels, with room for one more in front of it: their values, those of the row
-  // above, their residuals, and how their neighbours differ in each byte.
-  Array<uint32_t> values_;
-  Array<uint32_t> above_;
-  Array<uint32_t> residual_;
-  Array<uint32_t> spread_;
-};
-
 // Restores rectangles in the order in which they were added.
 class ResidualReader {
  public:
-  // Takes what ResidualPacker::write() has written, which must outlive the reader. With `use_up`
+  // Takes residuals as they begin packed bytes, which must outlive the reader. With `use_up`
   // its memory is given back as it is read. False when it is not all there.
   bool open(ByteReader &packed, bool use_up);
 

@@ -121,12 +121,23 @@ void Colours::pair() {
     two[byte] = one[byte & 15] | uint64_t{one[byte >> 4]} << 32;
 }
 
-Unpacking::Unpacking(uint8_t *packed, size_t packed_length, const Destination &destination)
+Unpacking::Unpacking(PackedForm form, uint8_t *packed, size_t packed_length,
+                     const Destination &destination)
     : destination_(destination),
       bytes_(packed, packed_length),
       uses_up_(packed_length + destination.length() > QOM_MAX_DATA),
-      whole_(residual_reader_.open(bytes_, uses_up_)) {
+      form_(form),
+      whole_(open_residuals()) {
   if (uses_up_ && whole_) groups_.start(bytes_.next());
+}
+
+bool Unpacking::open_residuals() {
+  return form_ == PackedForm::strips ? strip_reader_.open(bytes_, uses_up_)
+                                     : residual_reader_.open(bytes_, uses_up_);
+}
+
+bool Unpacking::residuals_finished() const {
+  return form_ == PackedForm::strips ? strip_reader_.finished() : residual_reader_.finished();
 }
 
 Progress Unpacking::go_on(size_t pixels) {
@@ -134,13 +145,13 @@ Progress Unpacking::go_on(size_t pixels) {
     if (rows_left_ == 0 && !begin_block()) return refuse();
     const size_t width = block_.width;
     const size_t wanted = pixels - restored;
-    const size_t rows =
-        width * rows_left_ <= wanted ? rows_left_ : std::max<size_t>(wanted / width, 1);
+    const size_t most = (wanted / width / cell_height + 1) * cell_height;
+    const size_t rows = std::min(rows_left_, most);
     if (!restore_rows(rows)) return refuse();
     restored += pixels_of_head + rows * width;
     if (restored >= pixels && is_left()) return Progress::paused;
   }
-  const bool all = whole_ && bytes_.ok() && residual_reader_.finished() && destination_.full();
+  const bool all = whole_ && bytes_.ok() && residuals_finished() && destination_.full();
   return all ? Progress::done : refuse();
 }
 
@@ -177,6 +188,8 @@ bool Unpacking::restore_rows(size_t count) {
   const size_t row = block_.height - rows_left_;
   const Target to = {to_.pixels + row * to_.stride, to_.stride};
   rows_left_ -= count;
+  if (method_ == residuals && form_ == PackedForm::strips)
+    return strip_reader_.unpack(block_.width, count, to.pixels, to.stride, row > 0);
   if (method_ == residuals)
     return residual_reader_.unpack(block_.width, count, to.pixels, to.stride, row > 0);
   const Rows rows = {bytes_, pixels_, colours_, block_.width, count, to};

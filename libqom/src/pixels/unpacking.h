@@ -9,6 +9,7 @@
 #include "pixels/packed_form.h"
 #include "pixels/progress.h"
 #include "pixels/residuals.h"
+#include "pixels/strip_unpacking.h"
 
 namespace qom {
 
@@ -65,7 +66,7 @@ struct Colours {
 class Unpacking {
  public:
   // What both point to must outlive the object.
-  Unpacking(uint8_t *packed, size_t packed_length, const Destination &destination);
+  Unpacking(PackedForm form, uint8_t *packed, size_t packed_length, const Destination &destination);
 
   // Goes on until about so many pixels more are there; not to be called again once it does not
   // pause. Refuses bytes that are not what packing makes for this destination.
@@ -77,13 +78,17 @@ class Unpacking {
   bool begin_group();
   bool begin_block();
   bool restore_rows(size_t count);
+  bool open_residuals();
+  bool residuals_finished() const;
 
   Destination destination_;
   ByteReader bytes_;
   bool uses_up_;
   UsedUp groups_;  // whole ones
   UsedUp pixels_;  // of the group that is being read; what is in front of them is still needed
+  PackedForm form_;
   ResidualReader residual_reader_;
+  StripReader strip_reader_;
   bool whole_;  // the residuals are all there
 
   // The group that is being read.

@@ -1,11 +1,6 @@
-"""Restores stills as docs/format.md says, in the plainest way.
-
-Takes the name of a recording whose records are blocks of one still each and, behind each, the same
-blocks with the exact pixels that it gives; fails when it gives others.
-"""
+"""Stills restored as docs/format.md describes it, for independent_pixels.py."""
 
 import struct
-import sys
 
 # Places of coefficients in the order of a still: along diagonals, up and down in turn.
 ORDER = sorted(range(64), key=lambda i: (i // 8 + i % 8, i // 8 if (i // 8 + i % 8) % 2 else i % 8))
@@ -60,7 +55,7 @@ def limited(value):
 
 
 def restored(still):
-    """Blue, green, red and 0 of each pixel."""
+    """Red, green and blue of each pixel."""
     at, tables, quantisers = 2, {}, {}
     while True:
         marker, size = still[at + 1], struct.unpack_from(">H", still, at + 2)[0]
@@ -95,31 +90,12 @@ def restored(still):
             for column, value in enumerate(transform([half[row] for half in halves], 18)):
                 planes[p][(x * sampling + i % sampling) * 8 + column,
                           (y * sampling + i // sampling) * 8 + row] = limited(value + 128)
-    pixels = bytearray()
+    pixels = []
     for y in range(height):
         for x in range(width):
             light = planes[0][x, y]
             b, r = (plane[x // side, y // side] - 128 for plane in planes[1:])
-            pixels += bytes((limited(light + (116130 * b + 32768 >> 16)),
-                             limited(light + (32768 - 22554 * b - 46802 * r >> 16)),
-                             limited(light + (91881 * r + 32768 >> 16)), 0))
-    return bytes(pixels)
-
-
-def records(data):
-    at = 20 + struct.unpack_from("<I", data, 12)[0]
-    while at < len(data):
-        kind, codec, stored = struct.unpack_from("<4xBB10xI", data, at)
-        if kind in (14, 15):
-            yield codec, data[at + 32:at + 32 + stored]
-        at += 32 + stored
-
-
-with open(sys.argv[1], "rb") as file:
-    found = list(records(file.read()))
-assert found
-for (codec, lossy), (_, exact) in zip(found[::2], found[1::2]):
-    pixel_format, exact_codec, count = struct.unpack_from("<BBxxI", lossy)
-    assert (codec, pixel_format, exact_codec, count) == (5, 6, 0, 1)
-    assert lossy[8:16] == exact[:8] and struct.unpack_from("<I", lossy, 16)[0] == len(lossy) - 20
-    assert restored(lossy[20:]) == exact[8:], "other pixels"
+            pixels.append((limited(light + (91881 * r + 32768 >> 16)),
+                           limited(light + (32768 - 22554 * b - 46802 * r >> 16)),
+                           limited(light + (116130 * b + 32768 >> 16))))
+    return pixels
