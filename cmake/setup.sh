@@ -4,7 +4,7 @@
 
 build_packages=(
   g++ cmake ninja-build pkg-config
-  libzstd-dev liblz4-dev libisal-dev nettle-dev libpixman-1-dev libcli11-dev nlohmann-json3-dev
+  libzstd-dev liblz4-dev libjpeg-dev libisal-dev nettle-dev libpixman-1-dev libcli11-dev nlohmann-json3-dev
   libpng-dev libfreetype-dev
   tcl-dev tk-dev libx11-dev libxext-dev
   libxcb1-dev libxcb-composite0-dev libxcb-damage0-dev libxcb-shm0-dev libxcb-xfixes0-dev
@@ -27,7 +27,7 @@ test_packages=(
   valgrind libc6-dbg # which valgrind needs to know the C library's functions
 )
 tidy_packages=(clang-tidy)
-bench_packages=(python3 ffmpeg chromium) # and a browser whose pages are scrolled
+bench_packages=(python3 ffmpeg chromium libwebp-dev) # and a browser whose pages are scrolled
 
 say() {
   printf '\n== %s\n' "$*"

@@ -4,6 +4,8 @@ import struct
 
 import zstandard
 
+import independent_stills
+
 
 def unzstd(data, most):
     """What frames of zstd that state their sizes give, all together."""
@@ -136,8 +138,36 @@ def blocks(codec, data):
             yield head, pixels
 
 
+def lay(image, stride, head, pixels):
+    x, y, width, height = head
+    for row in range(height):
+        at = 4 * ((y + row) * stride + x)
+        image[at:at + 4 * width] = b"".join(pixels[row * width:(row + 1) * width])
+
+
+def lossy(data, raw_length, size):
+    """Those of codec 5."""
+    pixel_format, exact_codec, count = struct.unpack_from("<BBxxI", data)
+    order = {6: (2, 1, 0, 3), 7: (0, 1, 2, 3), 8: (3, 2, 1, 0), 9: (3, 0, 1, 2)}[pixel_format]
+    at, stills = 8 + 12 * count, []
+    for *head, length in struct.iter_unpack("<hhHHI", data[8:at]):
+        if length:
+            pixels = independent_stills.restored(data[at:at + length])
+            stills.append((head, [bytes((*pixel, 0)[i] for i in order) for pixel in pixels]))
+        at += length
+    blocks = b"".join(struct.pack("<hhHH", *head) + b"".join(pixels) for head, pixels in stills)
+    if size:
+        image = bytearray(unpacked(exact_codec, data[at:], raw_length, size))
+        for head, pixels in stills:
+            lay(image, size[0], head, pixels)
+        return bytes(image)
+    return blocks + (unpacked(exact_codec, data[at:], raw_length - len(blocks)) if exact_codec else b"")
+
+
 def unpacked(codec, data, raw_length, size=None):
     """The pixels of an image of `size` (width and height), or else blocks."""
+    if codec == 5:
+        return lossy(data, raw_length, size)
     if codec < 3:
         raw = bytearray(unzstd(data, raw_length))
         if codec == 2:
@@ -151,8 +181,6 @@ def unpacked(codec, data, raw_length, size=None):
         return b"".join(struct.pack("<hhHH", *head) + b"".join(pixels)
                         for head, pixels in blocks(codec, whole))
     image = bytearray(raw_length)
-    for (x, y, width, height), pixels in blocks(codec, whole):
-        for row in range(height):
-            at = 4 * ((y + row) * size[0] + x)
-            image[at:at + 4 * width] = b"".join(pixels[row * width:(row + 1) * width])
+    for head, pixels in blocks(codec, whole):
+        lay(image, size[0], head, pixels)
     return bytes(image)

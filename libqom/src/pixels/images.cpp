@@ -12,6 +12,7 @@
 #include "base/error.h"
 #include "base/records.h"
 #include "pixels/codec.h"
+#include "pixels/lossy_form.h"
 #include "pixels/packed_form.h"
 #include "pixels/packing.h"
 #include "pixels/pixel_format.h"
@@ -28,6 +29,7 @@ struct QomUncompression {
   qom::PackedForm form = qom::PackedForm::kinds;
   std::optional<qom::Decompression> decompression;  // none: done
   std::optional<qom::Unpacking> unpacking;          // none: not begun
+  std::optional<qom::StillsUnpacking> stills;       // what is left when the exact pixels are there
 };
 
 namespace qom {
@@ -59,16 +61,26 @@ struct Part {
 };
 using Parts = std::span<const Part>;
 
-// A record of the type with compressed bytes behind a codec byte; the caller fills in the rest.
+// What a record says beside its compressed bytes.
+struct RecordFront {
+  uint8_t type;
+  uint64_t timestamp;
+  const LossyBytes *lossy = nullptr;  // what stands in front of them; none: all is exact
+};
+
+// A record with compressed bytes behind a codec byte; the caller fills in the rest.
 template <typename Record>
-RecordPtr<Record> compressed_record(uint8_t type, uint64_t timestamp, uint8_t codec, Parts parts) {
-  size_t room = 1;
+RecordPtr<Record> compressed_record(const RecordFront &front, uint8_t codec, Parts parts) {
+  size_t end = 1 + (front.lossy ? front.lossy->length() : 0);
+  if (end > QOM_MAX_DATA) return RecordPtr<Record>(invalid<Record>("too many lossy pixels"));
+  size_t room = end;
   for (const Part &part : parts) room += compress_bound(part.length);
-  RecordPtr<Record> record(reinterpret_cast<Record *>(allocate_record(type, timestamp, room)));
+  RecordPtr<Record> record(
+      reinterpret_cast<Record *>(allocate_record(front.type, front.timestamp, room)));
   if (!record) return nullptr;
   uint8_t *data = record_data(record.get());
-  size_t end = 0;
-  data[end++] = codec;
+  data[0] = front.lossy ? codec_lossy : codec;
+  if (front.lossy) front.lossy->write(codec, data + 1);
   for (const Part &part : parts) {
     const size_t stored =
         compress(part.raw, part.length, data + end, room - end, part.effort, part.seams);
@@ -84,41 +96,28 @@ RecordPtr<Record> compressed_record(uint8_t type, uint64_t timestamp, uint8_t co
 constexpr size_t least_apart = 1024;  // bytes of residuals
 
 template <typename Record>
-RecordPtr<Record> packed_record(uint8_t type, uint64_t timestamp, const Packed &packed,
-                                Effort effort) {
+RecordPtr<Record> packed_record(const RecordFront &front, const Packed &packed, Effort effort) {
   const uint8_t *bytes = packed.bytes.data();
   const size_t length = packed.bytes.size();
   const uint8_t codec = packed.strips > 0 ? codec_zstd_strips : codec_zstd_packed;
   if (packed.strips < least_apart) {
     const Part whole[] = {{bytes, length, effort}};
-    return compressed_record<Record>(type, timestamp, codec, whole);
+    return compressed_record<Record>(front, codec, whole);
   }
   const std::span<const size_t> seams = {packed.seams.data(), packed.seams.size()};
   const Part parts[] = {{bytes, packed.strips, Effort::residuals, seams},
                         {bytes + packed.strips, length - packed.strips, effort}};
-  return compressed_record<Record>(type, timestamp, codec, parts);
+  return compressed_record<Record>(front, codec, parts);
 }
 
-RecordPtr<QomCompressedImage> compress_image(const QomImage *image) {
+RecordPtr<QomCompressedImage> compress_pixels(const QomImage *image, const LossyBytes *lossy) {
+  const RecordFront front = {QOM_COMPRESSED_IMAGE, image->timestamp, lossy};
   Packed packed;
   if (pixel_format_bytes_per_pixel(image->pixel_format) == 4 &&
       pack_image(image->data, image->width, image->height, &packed))
-    return packed_record<QomCompressedImage>(QOM_COMPRESSED_IMAGE, image->timestamp, packed,
-                                             Effort::thorough);
+    return packed_record<QomCompressedImage>(front, packed, Effort::thorough);
   const Part whole[] = {{image->data, image->length, Effort::thorough}};
-  return compressed_record<QomCompressedImage>(QOM_COMPRESSED_IMAGE, image->timestamp, codec_zstd,
-                                               whole);
-}
-
-RecordPtr<QomCompressedImageBlocks> compress_blocks(const QomImageBlocks *blocks) {
-  Packed packed;
-  if (pack_blocks(blocks->data, blocks->length, &packed))
-    return packed_record<QomCompressedImageBlocks>(QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp,
-                                                   packed, Effort::usual);
-  static const uint8_t nothing = 0;
-  const Part whole[] = {{blocks->data ? blocks->data : &nothing, blocks->length, Effort::usual}};
-  return compressed_record<QomCompressedImageBlocks>(QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp,
-                                                     codec_zstd, whole);
+  return compressed_record<QomCompressedImage>(front, codec_zstd, whole);
 }
 
 bool is_packed(uint8_t codec) {
@@ -127,6 +126,105 @@ bool is_packed(uint8_t codec) {
 
 PackedForm form_of(uint8_t codec) {
   return codec == codec_zstd_strips ? PackedForm::strips : PackedForm::kinds;
+}
+
+QomCompressedImage *compress_image(const QomImage *image, const LossyBytes *lossy) {
+  RecordPtr<QomCompressedImage> compressed = compress_pixels(image, lossy);
+  if (!compressed) return nullptr;
+  compressed->length = image->length;
+  compressed->width = image->width;
+  compressed->height = image->height;
+  compressed->x = image->x;
+  compressed->y = image->y;
+  compressed->pixel_format = image->pixel_format;
+  compressed->scanline_pad = image->scanline_pad;
+  return compressed.release();
+}
+
+bool is_whole(const QomImage *image) {
+  return image && image->data && image->length > 0 &&
+         image_bytes(image->width, image->height, image->pixel_format, image->scanline_pad) ==
+             image->length &&
+         image->bytes_per_line == image->length / image->height;
+}
+
+RecordPtr<QomCompressedImageBlocks> compress_blocks(uint64_t timestamp, const uint8_t *data,
+                                                    uint32_t length, const LossyBytes *lossy) {
+  const RecordFront front = {QOM_COMPRESSED_IMAGE_BLOCKS, timestamp, lossy};
+  Packed packed;
+  RecordPtr<QomCompressedImageBlocks> record;
+  static const uint8_t nothing = 0;
+  const Part whole[] = {{data ? data : &nothing, length, Effort::usual}};
+  if (pack_blocks(data, length, &packed))
+    record = packed_record<QomCompressedImageBlocks>(front, packed, Effort::usual);
+  else
+    record = compressed_record<QomCompressedImageBlocks>(front, codec_zstd, whole);
+  if (record) record->length = length;
+  return record;
+}
+
+// --- lossy pixels ----------------------------------------------------------------------------
+
+std::nullptr_t no_memory() {
+  errno = ENOMEM;
+  set_error("out of memory for lossy pixels");
+  return nullptr;
+}
+
+// What cannot be told of in a block head is cut off.
+BlockHead head_of(const QomRectangle &area) {
+  return {static_cast<int16_t>(area.x), static_cast<int16_t>(area.y),
+          static_cast<uint16_t>(area.width), static_cast<uint16_t>(area.height)};
+}
+
+constexpr const char *too_many_areas = "more lossy areas than a record may have";
+
+bool is_area(const QomRectangle &area) {
+  return area.x >= INT16_MIN && area.x <= INT16_MAX && area.y >= INT16_MIN && area.y <= INT16_MAX &&
+         area.width > 0 && area.width <= int32_t{QOM_MAX_SIDE} && area.height > 0 &&
+         area.height <= int32_t{QOM_MAX_SIDE};
+}
+
+bool is_area_within(const QomRectangle &area, const QomImage *image) {
+  return is_area(area) && area.x >= 0 && area.y >= 0 && area.x + area.width <= image->width &&
+         area.y + area.height <= image->height;
+}
+
+// A copy of an image of 32-bit pixels on which the areas are black.
+std::unique_ptr<uint8_t[]> without_areas(const QomImage *image, const QomRectangle *areas,
+                                         size_t count) {
+  std::unique_ptr<uint8_t[]> pixels(new (std::nothrow) uint8_t[image->length]);
+  if (!pixels) return no_memory();
+  std::memcpy(pixels.get(), image->data, image->length);
+  for (size_t i = 0; i < count; ++i)
+    for (int32_t y = areas[i].y; y < areas[i].y + areas[i].height; ++y)
+      std::memset(pixels.get() + size_t(y) * image->bytes_per_line + 4 * size_t(areas[i].x), 0,
+                  4 * size_t(areas[i].width));
+  return pixels;
+}
+
+// Adds the blocks as stills; those that are smaller as they are go to `exact`. False with the
+// reason.
+bool add_stills(const QomImageBlocks *blocks, PixelFormat format, int quality, LossyBytes *lossy,
+                Array<uint8_t> *exact) {
+  QomHeader header = {};
+  header.pixel_format = format;
+  QomImage block;
+  size_t offset = 0;
+  for (;;) {
+    const size_t begin = offset;
+    const int found = qom_image_blocks_next(blocks, &header, &offset, &block);
+    if (found <= 0) return found == 0;
+    const BlockHead place = {block.x, block.y, block.width, block.height};
+    bool smaller = false;
+    if (!lossy->full() &&
+        !lossy->add_still(place, block.data, block.bytes_per_line, quality, &smaller))
+      return false;
+    if (smaller) continue;
+    const size_t end = exact->size();
+    if (!exact->resize(end + offset - begin)) return no_memory() != nullptr;
+    std::memcpy(exact->data() + end, blocks->data + begin, offset - begin);
+  }
 }
 
 // Compressed pixels of a record, behind their codec byte.
@@ -171,13 +269,13 @@ UncompressionPtr out_of_memory() {
   return nullptr;
 }
 
-// Begins with what check() has looked at. `row_bytes` is needed by the codec of left differences.
+// Begins with what check() has looked at, to be restored from `raw` on in the record. `row_bytes`
+// is needed by the codec of left differences.
 template <typename Record>
-UncompressionPtr begin(const Stored &stored, RecordPtr<Record> record, size_t row_bytes,
-                       const Destination &destination) {
+UncompressionPtr begin(const Stored &stored, RecordPtr<Record> record, uint8_t *raw,
+                       size_t row_bytes, const Destination &destination) {
   UncompressionPtr begun(new (std::nothrow) QomUncompression(destination));
   if (!begun) return out_of_memory();
-  uint8_t *raw = record->data;
   uint8_t codec = stored.codec;
   if (is_packed(codec)) {
     begun->form = form_of(codec);
@@ -193,6 +291,24 @@ UncompressionPtr begin(const Stored &stored, RecordPtr<Record> record, size_t ro
   return begun;
 }
 
+// The same where there are no exact pixels.
+template <typename Record>
+UncompressionPtr begin_without(RecordPtr<Record> record) {
+  UncompressionPtr begun(new (std::nothrow) QomUncompression(Destination(nullptr, 0)));
+  if (!begun) return out_of_memory();
+  begun->record.reset(reinterpret_cast<QomRecord *>(record.release()));
+  return begun;
+}
+
+// Takes lossy pixels apart: `stored` becomes their exact ones. Others have no parts.
+bool take_apart(Stored *stored, LossyForm *form, size_t raw_length, unsigned width,
+                unsigned height) {
+  if (stored->codec != codec_lossy) return true;
+  if (!form->open(stored->bytes, stored->length, raw_length, width, height)) return false;
+  *stored = {form->exact_codec(), form->exact(), form->exact_length()};
+  return true;
+}
+
 UncompressionPtr begin_image(const QomCompressedImage *compressed) {
   if (!compressed || !compressed->data || compressed->compressed_length < 2)
     return UncompressionPtr(invalid<QomUncompression>("no compressed image"));
@@ -200,9 +316,15 @@ UncompressionPtr begin_image(const QomCompressedImage *compressed) {
   const uint64_t length = image_bytes(compressed->width, compressed->height,
                                       compressed->pixel_format, compressed->scanline_pad);
   const bool wide = pixel_format_bytes_per_pixel(compressed->pixel_format) == 4;
-  if (length == 0 || length != compressed->length || stored.codec < codec_zstd ||
-      stored.codec > (wide ? codec_zstd_strips : codec_zstd))
+  const bool is_known = stored.codec == codec_zstd ||
+                        (wide && (stored.codec == codec_zstd_left || is_packed(stored.codec) ||
+                                  stored.codec == codec_lossy));
+  if (length == 0 || length != compressed->length || !is_known)
     return QOM_REFUSE(nullptr, "a compressed image whose sizes or codec are not allowed");
+  LossyForm form;
+  if (!take_apart(&stored, &form, length, compressed->width, compressed->height)) return nullptr;
+  if (form.count() > 0 && form.format() != compressed->pixel_format)
+    return QOM_REFUSE(nullptr, "lossy pixels of another format than their image");
   if (!stored.check(length)) return nullptr;
   auto image = pixel_record<QomImage>(QOM_IMAGE, compressed->timestamp, length);
   if (!image) return nullptr;
@@ -213,34 +335,58 @@ UncompressionPtr begin_image(const QomCompressedImage *compressed) {
   image->pixel_format = compressed->pixel_format;
   image->scanline_pad = compressed->scanline_pad;
   image->bytes_per_line = static_cast<uint32_t>(length / compressed->height);
-  const Destination destination(image->data, image->width, image->height);
+  uint8_t *pixels = image->data;
+  const Destination destination(pixels, image->width, image->height);
   const size_t row_bytes = image->bytes_per_line;
-  return begin(stored, std::move(image), row_bytes, destination);
+  UncompressionPtr begun = begin(stored, std::move(image), pixels, row_bytes, destination);
+  if (begun && form.count() > 0) begun->stills.emplace(form, pixels, row_bytes);
+  return begun;
 }
 
 UncompressionPtr begin_blocks(const QomCompressedImageBlocks *compressed) {
   if (!compressed || !compressed->data || compressed->compressed_length < 2)
     return UncompressionPtr(invalid<QomUncompression>("no compressed image blocks"));
   Stored stored = stored_pixels(compressed);
-  if ((stored.codec != codec_zstd && !is_packed(stored.codec)) || compressed->length > QOM_MAX_DATA)
+  if ((stored.codec != codec_zstd && !is_packed(stored.codec) && stored.codec != codec_lossy) ||
+      compressed->length > QOM_MAX_DATA)
     return QOM_REFUSE(nullptr, "compressed image blocks whose size or codec is not allowed");
-  if (!stored.check(compressed->length)) return nullptr;
+  LossyForm form;
+  if (!take_apart(&stored, &form, compressed->length, 0, 0)) return nullptr;
+  const size_t exact_length = compressed->length - form.still_bytes();
+  const bool has_exact = form.count() == 0 || exact_length > 0;
+  if (has_exact && !stored.check(exact_length)) return nullptr;
   auto blocks =
       pixel_record<QomImageBlocks>(QOM_IMAGE_BLOCKS, compressed->timestamp, compressed->length);
   if (!blocks) return nullptr;
-  const Destination destination(blocks->data, blocks->length);
-  return begin(stored, std::move(blocks), 0, destination);
+  uint8_t *pixels = blocks->data;
+  uint8_t *exact = pixels + form.still_bytes();
+  UncompressionPtr begun =
+      has_exact ? begin(stored, std::move(blocks), exact, 0, Destination(exact, exact_length))
+                : begin_without(std::move(blocks));
+  if (begun && form.count() > 0) begun->stills.emplace(form, pixels, 0);
+  return begun;
 }
 
-Progress go_on(QomUncompression *begun, size_t bytes) {
+// Those of the exact pixels.
+Progress go_on_exactly(QomUncompression *begun, size_t bytes) {
   if (begun->decompression) {
     const Progress progress = begun->decompression->go_on(bytes);
-    if (progress != Progress::done || begun->packed_length == 0) return progress;
+    if (progress != Progress::done) return progress;
     begun->decompression.reset();
+    if (begun->packed_length == 0) return progress;
     begun->unpacking.emplace(begun->form, begun->packed.get(), begun->packed_length,
                              begun->destination);
   }
-  return begun->unpacking->go_on(bytes / sizeof(uint32_t));
+  if (!begun->unpacking) return Progress::done;
+  const Progress progress = begun->unpacking->go_on(bytes / sizeof(uint32_t));
+  if (progress == Progress::done) begun->unpacking.reset();
+  return progress;
+}
+
+Progress go_on(QomUncompression *begun, size_t bytes) {
+  const Progress progress = go_on_exactly(begun, bytes);
+  if (progress != Progress::done || !begun->stills) return progress;
+  return begun->stills->go_on(bytes);
 }
 
 // The pixels, without a pause.
@@ -259,29 +405,105 @@ using namespace qom;
 extern "C" {
 
 QomCompressedImage *qom_image_compress(const QomImage *image) {
-  if (!image || !image->data ||
-      image_bytes(image->width, image->height, image->pixel_format, image->scanline_pad) !=
-          image->length ||
-      image->length == 0 || image->bytes_per_line != image->length / image->height)
-    return invalid<QomCompressedImage>("an image whose sizes disagree");
-  RecordPtr<QomCompressedImage> compressed = compress_image(image);
-  if (!compressed) return nullptr;
-  compressed->length = image->length;
-  compressed->width = image->width;
-  compressed->height = image->height;
-  compressed->x = image->x;
-  compressed->y = image->y;
-  compressed->pixel_format = image->pixel_format;
-  compressed->scanline_pad = image->scanline_pad;
-  return compressed.release();
+  if (!is_whole(image)) return invalid<QomCompressedImage>("an image whose sizes disagree");
+  return compress_image(image, nullptr);
+}
+
+QomCompressedImage *qom_image_compress_lossy(const QomImage *image, const QomRectangle *areas,
+                                             size_t count, int quality) {
+  if (!is_whole(image)) return invalid<QomCompressedImage>("an image whose sizes disagree");
+  if (count == 0 || !has_stills(image->pixel_format)) return compress_image(image, nullptr);
+  LossyBytes lossy(image->pixel_format);
+  Array<QomRectangle> left;  // areas that are stills
+  uint64_t pixels = 0;
+  if (count > most_lossy_parts) return invalid<QomCompressedImage>(too_many_areas);
+  for (size_t i = 0; i < count; ++i) {
+    const QomRectangle area = areas[i];
+    pixels += head_of(area).pixels();
+    if (!is_area_within(area, image) || pixels > image->length / 4)
+      return invalid<QomCompressedImage>("lossy areas that an image cannot have");
+    const uint8_t *at = image->data + size_t(area.y) * image->bytes_per_line + 4 * size_t(area.x);
+    bool smaller;
+    if (!lossy.add_still(head_of(area), at, image->bytes_per_line, quality, &smaller))
+      return nullptr;
+    if (smaller && !left.push(area)) return no_memory();
+  }
+  if (left.empty()) return compress_image(image, nullptr);
+  const auto blank = without_areas(image, left.data(), left.size());
+  if (!blank) return nullptr;
+  QomImage rest = *image;
+  rest.data = blank.get();
+  return compress_image(&rest, &lossy);
+}
+
+QomCompressedImage *qom_image_compress_marked(const QomImage *image, const QomRectangle *areas,
+                                              size_t count) {
+  if (!is_whole(image)) return invalid<QomCompressedImage>("an image whose sizes disagree");
+  if (count == 0 || !has_stills(image->pixel_format)) return compress_image(image, nullptr);
+  if (count > most_lossy_parts) return invalid<QomCompressedImage>(too_many_areas);
+  LossyBytes lossy(image->pixel_format);
+  for (size_t i = 0; i < count; ++i) {
+    if (!is_area_within(areas[i], image))
+      return invalid<QomCompressedImage>("lossy areas that an image cannot have");
+    if (!lossy.add_mark(head_of(areas[i]))) return no_memory();
+  }
+  return compress_image(image, &lossy);
 }
 
 QomCompressedImageBlocks *qom_image_blocks_compress(const QomImageBlocks *blocks) {
   if (!blocks || blocks->length > QOM_MAX_DATA || (blocks->length > 0 && !blocks->data))
     return invalid<QomCompressedImageBlocks>("image blocks whose sizes disagree");
-  RecordPtr<QomCompressedImageBlocks> compressed = compress_blocks(blocks);
-  if (compressed) compressed->length = blocks->length;
-  return compressed.release();
+  return compress_blocks(blocks->timestamp, blocks->data, blocks->length, nullptr).release();
+}
+
+QomCompressedImageBlocks *qom_image_blocks_compress_lossy(const QomImageBlocks *blocks,
+                                                          PixelFormat format, int quality) {
+  if (!blocks || blocks->length > QOM_MAX_DATA || !blocks->data || !has_stills(format))
+    return qom_image_blocks_compress(blocks);
+  LossyBytes lossy(format);
+  Array<uint8_t> exact;
+  if (!add_stills(blocks, format, quality, &lossy, &exact)) return nullptr;
+  if (lossy.count() == 0) return qom_image_blocks_compress(blocks);
+  const RecordFront stills = {QOM_COMPRESSED_IMAGE_BLOCKS, blocks->timestamp, &lossy};
+  auto record = exact.empty()
+                    ? compressed_record<QomCompressedImageBlocks>(stills, codec_stored, {})
+                    : compress_blocks(blocks->timestamp, exact.data(),
+                                      static_cast<uint32_t>(exact.size()), &lossy);
+  if (record) record->length = blocks->length;
+  return record.release();
+}
+
+QomCompressedImageBlocks *qom_image_blocks_compress_marked(const QomImageBlocks *blocks,
+                                                           PixelFormat format,
+                                                           const QomRectangle *areas,
+                                                           size_t count) {
+  if (!blocks || blocks->length == 0 || blocks->length > QOM_MAX_DATA || !blocks->data ||
+      count == 0 || !has_stills(format))
+    return qom_image_blocks_compress(blocks);
+  if (count > most_lossy_parts) return invalid<QomCompressedImageBlocks>(too_many_areas);
+  LossyBytes lossy(format);
+  for (size_t i = 0; i < count; ++i) {
+    if (!is_area(areas[i]))
+      return invalid<QomCompressedImageBlocks>("lossy areas that a screen cannot have");
+    if (!lossy.add_mark(head_of(areas[i]))) return no_memory();
+  }
+  return compress_blocks(blocks->timestamp, blocks->data, blocks->length, &lossy).release();
+}
+
+int qom_can_compress_lossy(void) {
+  return can_still();
+}
+
+size_t qom_lossy_areas(const void *record, QomRectangle *areas, size_t room) {
+  LossyForm form;
+  int32_t x = 0;
+  int32_t y = 0;
+  if (!lossy_form_of(static_cast<const QomRecord *>(record), &form, &x, &y)) return 0;
+  for (size_t i = 0; i < form.count() && i < room; ++i) {
+    const BlockHead place = form.part(i).place;
+    areas[i] = {x + place.x, y + place.y, place.width, place.height};
+  }
+  return form.count();
 }
 
 QomImage *qom_image_uncompress(const QomCompressedImage *compressed) {

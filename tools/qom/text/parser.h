@@ -67,6 +67,7 @@ class TextParser {
   void parse_gap(Words &words);
   void parse_record(QomRecordType type, Words &words);
   void parse_image(Words &words);
+  void parse_lossy_area(Words &words);
   void parse_blocks();
   void parse_copies();
   void parse_cursor_image(Words &words);
@@ -96,6 +97,7 @@ class TextParser {
   RecordPtr compressed_;  // stands for record_ when the record is a compressed one
   std::vector<uint8_t> data_;
   std::vector<QomCopy> copies_;
+  std::vector<QomRectangle> lossy_;  // areas of the record, on the screen
   std::optional<std::string> texts_[2];
 };
 
