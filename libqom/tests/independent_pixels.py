@@ -51,19 +51,25 @@ class Kinds:
                 for row in values for v in row]
 
 
+def lengths_at(data, at, count):
+    """So many lengths, and what is behind them."""
+    lengths = []
+    for _ in range(count):
+        length = shift = 0
+        while True:
+            length |= (data[at] & 127) << shift
+            shift, at = shift + 7, at + 1
+            if data[at - 1] < 128:
+                break
+        lengths.append(length)
+    return lengths, at
+
+
 class Strips:
-    """The residuals of codec 4."""
+    """The residuals of codecs 4 and 6."""
 
     def __init__(self, data, at):
-        lengths = []
-        for _ in range(19):
-            length = shift = 0
-            while True:
-                length |= (data[at] & 127) << shift
-                shift, at = shift + 7, at + 1
-                if data[at - 1] < 128:
-                    break
-            lengths.append(length)
+        lengths, at = lengths_at(data, at, 19)
         self.streams = []
         for length in lengths:
             self.streams.append(iter(data[at:at + length]))
@@ -100,12 +106,51 @@ class Strips:
                 pixels[y][x] = ((v[0] + v[1] - 128) % 256, v[1], (v[2] + v[1] - 128) % 256,
                                 v[3]) if less else tuple(v)
 
-    def block(self, width, height):
-        pixels = [[None] * width for _ in range(height)]
+    def rectangle(self, pixels, x0, y0, width, height):
         for y in range(0, height, 4):
             for x in range(0, width, 64):
-                self.strip(pixels, x, y, min(64, width - x), min(4, height - y))
+                self.strip(pixels, x0 + x, y0 + y, min(64, width - x), min(4, height - y))
+
+    def block(self, width, height):
+        pixels = [[None] * width for _ in range(height)]
+        self.rectangle(pixels, 0, 0, width, height)
         return [bytes(pixel) for row in pixels for pixel in row]
+
+
+def bands(data, width, height):
+    """The rows of an image of codec 6."""
+    strips = Strips(data, 0)
+    (count, *lengths), at = lengths_at(data, strips.end, 4)
+    colours = [tuple(data[at + 4 * i:at + 4 * i + 4]) for i in range(count)]
+    at += 4 * count
+    streams = []
+    for length in lengths:
+        streams.append(data[at:at + length])
+        at += length
+    assert at == len(data)
+    kinds, indices, escapes = map(iter, streams)
+
+    def colour():
+        number = next(indices)
+        if count > 256 and number == 255:
+            number = next(escapes) + 256 * next(escapes)
+        return colours[number] if number < count else (0, 0, 0, 0)
+
+    rows = [[None] * width for _ in range(height)]
+    for left in range(0, width, 64):
+        columns = range(left, min(left + 64, width))
+        y = 0
+        while y < height:
+            band = next(kinds)
+            kind, ends = band >> 6, y + band % 64 + 1
+            if kind == 3:
+                strips.rectangle(rows, left, y, len(columns), ends - y)
+            plain = colour() if kind == 1 else None
+            for x in columns if kind < 3 else ():
+                for i in range(y, ends):
+                    rows[i][x] = (rows[y - 1][x], plain)[kind] if kind < 2 else colour()
+            y = ends
+    return b"".join(bytes(pixel) for row in rows for pixel in row)
 
 
 def blocks(codec, data):
@@ -180,6 +225,8 @@ def unpacked(codec, data, raw_length, size=None):
     if not size:
         return b"".join(struct.pack("<hhHH", *head) + b"".join(pixels)
                         for head, pixels in blocks(codec, whole))
+    if codec == 6:
+        return bands(whole, *size)
     image = bytearray(raw_length)
     for head, pixels in blocks(codec, whole):
         lay(image, size[0], head, pixels)

@@ -161,7 +161,7 @@ def copies_record(raw_length, fields, header):
 
 LAYOUTS = {6: "hh", 7: "HH"}
 TEXTS = {8: 2, 9: 1, 10: 1, 11: 1, 12: 1, 13: 1, 16: 1}
-CODECS = {4: (1, 2, 3, 4, 5), 15: (1, 3, 4, 5), 5: (0, 1)}
+CODECS = {4: (1, 2, 3, 4, 5, 6), 15: (1, 3, 4, 5), 5: (0, 1)}
 
 
 @functools.lru_cache(1 << 12)

@@ -1,5 +1,6 @@
 // What is appended is what is read back, and what cannot be is refused.
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -38,9 +39,12 @@ TEST_F(RoundTrip, EveryRecordOfEveryFormatAndPaddingComesBackAsItWas) {
       write(header, written);
       EXPECT_EQ(records(), describe_all(written)) << format << " " << pad;
     }
-  codecs.insert(as<QomCompressedImage>(compressed(image(sample_header(), 0, 9, 1))).data[0]);
-  EXPECT_EQ(codecs,
-            (std::set<uint8_t>{qom::codec_zstd, qom::codec_zstd_packed, qom::codec_zstd_strips}));
+  Bytes plain(16);
+  plain[4] = plain[6] = 2, plain.resize(24);
+  const QomImageBlocks few = {QOM_IMAGE_BLOCKS, 0, 24, plain.data()};
+  codecs.insert(as<QomCompressedImageBlocks>(compressed(keep(few))).data[0]);
+  EXPECT_EQ(codecs, (std::set<uint8_t>{qom::codec_zstd, qom::codec_zstd_packed,
+                                       qom::codec_zstd_strips, qom::codec_zstd_bands}));
 }
 
 // Each record is followed by its compressed form.
@@ -89,8 +93,25 @@ Bytes colourful(std::mt19937 &random, uint16_t width, uint16_t height) {
   return data;
 }
 
+// Lines of letters in some hundred shades, with plain rows between them and a rule, over most of
+// the picture.
+void write_text(std::mt19937 &random, uint32_t *pixels, uint32_t width, uint32_t height) {
+  uint32_t letters[8][8][12];
+  for (auto &letter : letters)
+    for (auto &row : letter)
+      for (uint32_t &pixel : row)
+        pixel = random() % 2 ? 0xFFFFFF : static_cast<uint32_t>(random() & 0xFFF) * 0x10203;
+  for (uint32_t y = 0; y < height - 30; ++y)
+    for (uint32_t x = 0, letter = 0; x < width; ++x) {
+      if (x % 8 == 0) letter = (y / 17 * 31 + x / 8) * 7 % 11 % 8;
+      const bool is_rule = x == 70 && y > 40;
+      pixels[y * width + x] = is_rule ? 0 : y % 17 < 12 ? letters[letter][x % 8][y % 17] : 0xFFFFFF;
+    }
+}
+
 TEST_F(RoundTrip, ManyColoursComeBackAndAreWhatTheDocumentSays) {
   std::mt19937 random{7};
+  std::set<uint8_t> codecs;
   std::vector<Record> written;
   for (int round = 0; round < 60; ++round) {
     Bytes data;
@@ -103,11 +124,20 @@ TEST_F(RoundTrip, ManyColoursComeBackAndAreWhatTheDocumentSays) {
     const Record in_parts = uncompressed_in_parts(written.back(), random() % 9000);
     ASSERT_TRUE(describe(in_parts.get()) == describe(written.end()[-2].get())) << round;
   }
-  const Bytes picture = colourful(random, 200, 70);
-  Record plain = image(sample_header(), 1000, 200, 70);
-  std::copy(picture.begin() + 8, picture.end(), as<QomImage>(plain).data);
-  written.push_back(std::move(plain));
-  written.push_back(compressed(written.back()));
+  for (const bool text : {false, true})
+    for (const uint16_t width : {uint16_t{3}, uint16_t{64}, uint16_t{200}}) {
+      Record plain = image(sample_header(), 1000, width, 170);
+      const Bytes picture = colourful(random, width, 170);
+      auto *pixels = reinterpret_cast<uint32_t *>(as<QomImage>(plain).data);
+      std::memcpy(pixels, picture.data() + 8, picture.size() - 8);
+      if (text) write_text(random, pixels, width, 170);
+      written.push_back(std::move(plain));
+      written.push_back(compressed(written.back()));
+      codecs.insert(as<QomCompressedImage>(written.back()).data[0]);
+      const Record in_parts = uncompressed_in_parts(written.back(), random() % 9000);
+      EXPECT_TRUE(describe(in_parts.get()) == describe(written.end()[-2].get())) << width;
+    }
+  EXPECT_EQ(codecs, (std::set<uint8_t>{qom::codec_zstd_strips, qom::codec_zstd_bands}));
   write(sample_header(), written);
   const Texts pixels = independent_pixels();
   EXPECT_EQ(pixels.size(), written.size());

@@ -57,7 +57,7 @@ bool has_pixels(uint8_t type) {
 bool check_codec(uint8_t type, uint8_t codec) {
   switch (type) {
     case QOM_COMPRESSED_IMAGE:
-      return (codec >= codec_zstd && codec <= codec_zstd_strips) || codec == codec_lossy;
+      return codec >= codec_zstd && codec <= codec_zstd_bands;
     case QOM_COMPRESSED_IMAGE_BLOCKS:
       return codec == codec_zstd || codec == codec_zstd_packed || codec == codec_zstd_strips ||
              codec == codec_lossy;

@@ -5,6 +5,7 @@
 
 #include "base/bytes.h"
 #include "pixels/clones.h"
+#include "pixels/packing.h"
 #include "pixels/varint.h"
 
 namespace qom {
@@ -13,10 +14,10 @@ namespace {
 // Fewer rows that are equal to the one above stay in their band: letters have some.
 constexpr size_t least_repeated = 6;
 
-// What does not look like a photograph: one colour in so many pixels, or a few; where one pixel in
-// so many is equal to the one to the left, as between letters, more; where one column of pixels in
-// so many was met before, any number.
-constexpr size_t few_colours = 16;
+// What does not look like a photograph: one colour in so many pixels, or this many; where one pixel
+// in so many is equal to the one to the left, as between letters, more; where one column of pixels
+// in so many was met before, any number.
+constexpr size_t fewest_limit = 16;
 constexpr size_t pixels_per_colour = 16;
 constexpr size_t pixels_per_equal = 3;
 constexpr size_t pixels_per_colour_between = 3;
@@ -165,7 +166,7 @@ size_t BandPacker::colour_limit(const Band &band) {
   const size_t pixels = band.width * band.rows;
   if (seen * columns_per_seen >= band.width) return pixels;
   const bool between = equal * pixels_per_equal >= pixels;
-  return std::max(few_colours, pixels / (between ? pixels_per_colour_between : pixels_per_colour));
+  return std::max(fewest_limit, pixels / (between ? pixels_per_colour_between : pixels_per_colour));
 }
 
 // False, with nothing of the band stored, when it has too many colours or memory is short.
@@ -256,6 +257,19 @@ void BandPacker::write(uint8_t *to) const {
   writer.put_bytes(bands_.data(), bands_.size());
   writer.put_bytes(indices_.data(), indices_.size());
   writer.put_bytes(escapes_.data(), escapes_.size());
+}
+
+bool pack_bands(const uint8_t *pixels, unsigned width, unsigned height, Packed *packed) {
+  BandPacker packer;
+  if (!packer.add(pixels, size_t{4} * width, width, height) || !packer.finish()) return false;
+  packed->form = PackedForm::bands;
+  packed->strips = packer.strips().bytes();
+  const size_t bytes = packed->strips + packer.bytes();
+  if (packed->strips > packer.bytes() || bytes > most_packed(size_t{4} * width * height) ||
+      !packed->bytes.resize(bytes))
+    return false;
+  packer.write(packed->bytes.data() + packed->strips);
+  return packer.strips().write(packed->bytes.data(), &packed->seams);
 }
 
 }  // namespace qom

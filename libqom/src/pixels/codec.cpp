@@ -25,6 +25,8 @@ int level_of(Effort effort) {
       return -20;
     case Effort::thorough:
       return 5;
+    case Effort::bands:
+      return 9;
     default:
       return 3;
   }

@@ -17,6 +17,7 @@ inline constexpr uint8_t codec_zstd = 1;
 inline constexpr uint8_t codec_zstd_left = 2;
 inline constexpr uint8_t codec_zstd_packed = 3;
 inline constexpr uint8_t codec_zstd_strips = 4;
+inline constexpr uint8_t codec_zstd_bands = 6;
 inline constexpr uint8_t codec_lossy = 5;  // pixels/lossy_form.h
 
 // Decompresses `stored` into exactly `raw_length` bytes at `raw`. The row length (bytes) is
@@ -66,8 +67,9 @@ size_t stated_length(const uint8_t *stored, size_t stored_length, size_t most);
 // Room that compress() may need, in bytes.
 size_t compress_bound(size_t raw_length);
 
-// How hard compress() tries: residuals hardly repeat, so that only their statistics are used.
-enum class Effort { residuals, usual, thorough };
+// How hard compress() tries: residuals hardly repeat, so that only their statistics are used; bands
+// are few bytes.
+enum class Effort { residuals, usual, thorough, bands };
 
 // Compresses into `stored` (room for compress_bound() bytes); 0 with the reason on failure. At the
 // seams (positions in `raw`, rising) bytes of another kind begin.

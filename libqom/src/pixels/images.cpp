@@ -11,6 +11,7 @@
 #include "base/bytes.h"
 #include "base/error.h"
 #include "base/records.h"
+#include "pixels/band_unpacking.h"
 #include "pixels/codec.h"
 #include "pixels/lossy_form.h"
 #include "pixels/packed_form.h"
@@ -29,6 +30,7 @@ struct QomUncompression {
   qom::PackedForm form = qom::PackedForm::kinds;
   std::optional<qom::Decompression> decompression;  // none: done
   std::optional<qom::Unpacking> unpacking;          // none: not begun
+  std::optional<qom::BandUnpacking> bands;          // instead, with that form
   std::optional<qom::StillsUnpacking> stills;       // what is left when the exact pixels are there
 };
 
@@ -99,7 +101,9 @@ template <typename Record>
 RecordPtr<Record> packed_record(const RecordFront &front, const Packed &packed, Effort effort) {
   const uint8_t *bytes = packed.bytes.data();
   const size_t length = packed.bytes.size();
-  const uint8_t codec = packed.strips > 0 ? codec_zstd_strips : codec_zstd_packed;
+  const uint8_t codec = packed.form == PackedForm::bands    ? codec_zstd_bands
+                        : packed.form == PackedForm::strips ? codec_zstd_strips
+                                                            : codec_zstd_packed;
   if (packed.strips < least_apart) {
     const Part whole[] = {{bytes, length, effort}};
     return compressed_record<Record>(front, codec, whole);
@@ -112,20 +116,27 @@ RecordPtr<Record> packed_record(const RecordFront &front, const Packed &packed, 
 
 RecordPtr<QomCompressedImage> compress_pixels(const QomImage *image, const LossyBytes *lossy) {
   const RecordFront front = {QOM_COMPRESSED_IMAGE, image->timestamp, lossy};
-  Packed packed;
-  if (pixel_format_bytes_per_pixel(image->pixel_format) == 4 &&
-      pack_image(image->data, image->width, image->height, &packed))
-    return packed_record<QomCompressedImage>(front, packed, Effort::thorough);
+  if (pixel_format_bytes_per_pixel(image->pixel_format) == 4) {
+    Packed bands;
+    if (pack_bands(image->data, image->width, image->height, &bands))
+      return packed_record<QomCompressedImage>(front, bands, Effort::bands);
+    Packed packed;
+    if (pack_image(image->data, image->width, image->height, &packed))
+      return packed_record<QomCompressedImage>(front, packed, Effort::thorough);
+  }
   const Part whole[] = {{image->data, image->length, Effort::thorough}};
   return compressed_record<QomCompressedImage>(front, codec_zstd, whole);
 }
 
+// Whether pixels are packed with it, those of images alone with that of bands.
 bool is_packed(uint8_t codec) {
-  return codec == codec_zstd_packed || codec == codec_zstd_strips;
+  return codec == codec_zstd_packed || codec == codec_zstd_strips || codec == codec_zstd_bands;
 }
 
 PackedForm form_of(uint8_t codec) {
-  return codec == codec_zstd_strips ? PackedForm::strips : PackedForm::kinds;
+  return codec == codec_zstd_bands    ? PackedForm::bands
+         : codec == codec_zstd_strips ? PackedForm::strips
+                                      : PackedForm::kinds;
 }
 
 QomCompressedImage *compress_image(const QomImage *image, const LossyBytes *lossy) {
@@ -374,12 +385,22 @@ Progress go_on_exactly(QomUncompression *begun, size_t bytes) {
     if (progress != Progress::done) return progress;
     begun->decompression.reset();
     if (begun->packed_length == 0) return progress;
-    begun->unpacking.emplace(begun->form, begun->packed.get(), begun->packed_length,
-                             begun->destination);
+    if (begun->form == PackedForm::bands) {
+      const auto *image = reinterpret_cast<const QomImage *>(begun->record.get());
+      begun->bands.emplace(begun->packed.get(), begun->packed_length, image->data, image->width,
+                           image->height);
+    } else {
+      begun->unpacking.emplace(begun->form, begun->packed.get(), begun->packed_length,
+                               begun->destination);
+    }
   }
-  if (!begun->unpacking) return Progress::done;
-  const Progress progress = begun->unpacking->go_on(bytes / sizeof(uint32_t));
-  if (progress == Progress::done) begun->unpacking.reset();
+  const size_t pixels = bytes / sizeof(uint32_t);
+  Progress progress = Progress::done;
+  if (begun->bands) progress = begun->bands->go_on(pixels);
+  if (begun->unpacking) progress = begun->unpacking->go_on(pixels);
+  if (progress != Progress::done) return progress;
+  begun->bands.reset();
+  begun->unpacking.reset();
   return progress;
 }
 

@@ -65,7 +65,8 @@ bool LossyForm::check_parts(size_t left, size_t raw_length, unsigned width, unsi
   const bool exact_wanted = still_bytes_ < raw_length;
   if (!exact_wanted) return (exact_codec_ == codec_stored && exact_length_ == 0) || refuse();
   return (exact_codec_ == codec_zstd || exact_codec_ == codec_zstd_packed ||
-          exact_codec_ == codec_zstd_strips || (is_image && exact_codec_ == codec_zstd_left)) ||
+          exact_codec_ == codec_zstd_strips ||
+          (is_image && (exact_codec_ == codec_zstd_left || exact_codec_ == codec_zstd_bands))) ||
          refuse();
 }
 

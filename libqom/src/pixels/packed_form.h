@@ -17,9 +17,9 @@ struct BlockHead {
 };
 static_assert(sizeof(BlockHead) == 8);
 
-// How the residuals lie in front of the groups: sorted by the kind of a pixel's neighbours, or in
-// strips.
-enum class PackedForm { kinds, strips };
+// How pixels are packed: as groups of blocks, behind residuals that are sorted by the kind of a
+// pixel's neighbours, or lie in strips; or as bands, behind strips.
+enum class PackedForm { kinds, strips, bands };
 
 // How the pixels of a group of blocks are stored.
 enum Method : uint8_t { few_colours = 1, many_colours = 2, residuals = 3 };

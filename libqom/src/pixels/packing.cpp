@@ -193,6 +193,7 @@ class Packer {
   }
 
   bool write(Packed *packed) const {
+    packed->form = strips_.empty() ? PackedForm::kinds : PackedForm::strips;
     packed->strips = strips_.empty() ? 0 : strips_.bytes();
     const size_t front = strips_.empty() ? no_residuals : packed->strips;
     const size_t bytes = front + groups_.size();

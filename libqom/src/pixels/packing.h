@@ -17,16 +17,17 @@ constexpr size_t most_packed(size_t length) {
   return length + length / 16 + 64;
 }
 
-// The most bytes that so many packed ones can give: those of few colours, two pixels in a byte, or
-// cells of strips without residuals.
+// The most bytes that so many packed ones can give: those of few colours, two pixels in a byte,
+// cells of strips without residuals, or bands of repeated rows.
 constexpr size_t most_unpacked(PackedForm form, size_t packed_length) {
-  return (form == PackedForm::kinds ? 8 : 128) * packed_length;
+  return (form == PackedForm::kinds ? 8 : form == PackedForm::strips ? 128 : 16384) * packed_length;
 }
 
 struct Packed {
   Array<uint8_t> bytes;  // at most most_packed()
-  size_t strips = 0;     // bytes of residuals in front; 0: none, and the form is that of kinds
-  Array<size_t> seams;   // where bytes of another kind begin in them, which compress better apart
+  PackedForm form = PackedForm::kinds;
+  size_t strips = 0;    // bytes of residuals in front that lie in strips
+  Array<size_t> seams;  // where bytes of another kind begin in them, which compress better apart
 };
 
 // Packs image blocks. False when they are not blocks of 32-bit pixels, when they are so many and
@@ -36,5 +37,9 @@ bool pack_blocks(const uint8_t *blocks, size_t length, Packed *packed);
 
 // Packs an image of width x height pixels of 32 bits, rows without padding. False as above.
 bool pack_image(const uint8_t *pixels, unsigned width, unsigned height, Packed *packed);
+
+// The same as bands, which takes longer and makes less of text. False as above, and when most of
+// the image looks like a photograph, which pack_image() does better.
+bool pack_bands(const uint8_t *pixels, unsigned width, unsigned height, Packed *packed);
 
 }  // namespace qom
