@@ -34,7 +34,7 @@ uint8_t *put(uint8_t *to, Integer value) {
 }  // namespace
 
 Journal::Journal(const std::string &path, const JournalHeader &header)
-    : path_(path), pixel_format_(header.pixel_format) {
+    : path_(path), pixel_format_(header.pixel_format), film_(header.film) {
   QomHeader first{};
   first.type = QOM_HEADER;
   first.version = 2;  // areas may be copied
@@ -155,11 +155,26 @@ void Journal::gap(const Gap &gap) {
   disk_->written();
 }
 
-void Journal::changes(const Picture &picture, const std::vector<Copy> &copies,
-                      const std::vector<Rectangle> &areas) {
+void Journal::film(const FilmStretch &stretch) {
+  const Rectangle &area = stretch.area;
+  const QomFilmArea film{clock_.at(stretch.begin),
+                         clock_.at(stretch.end),
+                         static_cast<uint16_t>(area.x),
+                         static_cast<uint16_t>(area.y),
+                         static_cast<uint16_t>(area.width),
+                         static_cast<uint16_t>(area.height),
+                         static_cast<uint32_t>(film_.rate * 1000),
+                         static_cast<uint8_t>(film_.quality),
+                         0};
+  if (qom_writer_film_area(writer_.get(), &film) != 0) fail();
+  disk_->written();
+}
+
+void Journal::changes(const Picture &picture, const Changes &changes) {
   const int64_t time = steady_time();  // of the pixels; compressing large ones takes a while
-  if (!copies.empty()) append_copies(copies, time);
-  if (!areas.empty()) append_areas(picture, areas, time);
+  if (!changes.copies.empty()) append_copies(changes.copies, time);
+  if (!changes.lossy.empty()) append_areas(picture, changes.lossy, time, film_.quality);
+  if (!changes.exact.empty()) append_areas(picture, changes.exact, time, 0);
 }
 
 void Journal::append_copies(const std::vector<Copy> &copies, int64_t time) {
@@ -182,8 +197,9 @@ void Journal::append_copies(const std::vector<Copy> &copies, int64_t time) {
   pixels_since_ += pixels * pixel_format_bytes_per_pixel(pixel_format_);
 }
 
+// A quality of 0 is exact.
 void Journal::append_areas(const Picture &picture, const std::vector<Rectangle> &areas,
-                           int64_t time) {
+                           int64_t time, int quality) {
   constexpr size_t head_bytes = 8;
   size_t bytes = 0;
   for (const Rectangle &area : areas) bytes += head_bytes + picture.encoded_size(area);
@@ -202,7 +218,8 @@ void Journal::append_areas(const Picture &picture, const std::vector<Rectangle> 
   blocks.length = static_cast<uint32_t>(bytes);
   blocks.data = pixels_.data();
   const std::unique_ptr<QomCompressedImageBlocks, FreeRecord> compressed(
-      qom_image_blocks_compress(&blocks));
+      quality > 0 ? qom_image_blocks_compress_lossy(&blocks, quality)
+                  : qom_image_blocks_compress(&blocks));
   if (!compressed) fail();
   append(*compressed, time);
   bytes_since_ += compressed->compressed_length;

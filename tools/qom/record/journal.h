@@ -8,9 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "changes.h"
 #include "clock.h"
 #include "cursor.h"
 #include "disk_sync.h"
+#include "film_areas.h"
+#include "film_log.h"
 #include "gap_watch.h"
 #include "picture.h"
 #include "qom/writer.h"
@@ -27,6 +30,7 @@ struct JournalHeader {
   uint8_t max_keycode;
   std::string user;
   std::string tfn;
+  FilmLimits film;
 };
 
 // Every member that writes throws RecordError when the file cannot be written; the file then
@@ -45,14 +49,14 @@ class Journal {
   void last_input(const std::string &user, const std::string &tfn);
   void cursor(const CursorShape &shape, const CursorPlace &place);
   void cursor_place(const CursorPlace &place);
-  // The copies come first, and the areas are what differs after them.
-  void changes(const Picture &picture, const std::vector<Copy> &copies,
-               const std::vector<Rectangle> &areas);
+  void changes(const Picture &picture, const Changes &changes);
 
   // Writes a record that changes nothing, so that the recording shows that it still goes on.
   void sign_of_life();
   // Marks a stretch that was not recorded. Nothing is written when something was recorded since.
   void gap(const Gap &gap);
+  // Tells where and when film was held back.
+  void film(const FilmStretch &stretch);
   // When the last record was made (steady_time()).
   int64_t recorded() const { return recorded_; }
 
@@ -82,13 +86,15 @@ class Journal {
   void append_cursor();
   void append_cursor_place();
   void append_copies(const std::vector<Copy> &copies, int64_t time);
-  void append_areas(const Picture &picture, const std::vector<Rectangle> &areas, int64_t time);
+  void append_areas(const Picture &picture, const std::vector<Rectangle> &areas, int64_t time,
+                    int quality);
   void append_picture(const Picture &picture);
   [[noreturn]] void fail() const;
 
   std::string path_;
   RecordingClock clock_;
   PixelFormat pixel_format_;
+  FilmLimits film_;
   std::unique_ptr<QomWriter, CloseWriter> writer_;
   std::unique_ptr<DiskSync> disk_;
 
