@@ -4,7 +4,7 @@
 
 build_packages=(
   g++ cmake ninja-build pkg-config
-  libzstd-dev liblz4-dev libisal-dev nettle-dev libpixman-1-dev libcli11-dev nlohmann-json3-dev
+  libzstd-dev liblz4-dev libjpeg-dev libisal-dev nettle-dev libpixman-1-dev libcli11-dev nlohmann-json3-dev
   libpng-dev libfreetype-dev
   tcl-dev tk-dev libx11-dev libxext-dev
   libxcb1-dev libxcb-composite0-dev libxcb-damage0-dev libxcb-shm0-dev libxcb-xfixes0-dev

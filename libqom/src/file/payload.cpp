@@ -57,9 +57,9 @@ bool has_pixels(uint8_t type) {
 bool check_codec(uint8_t type, uint8_t codec) {
   switch (type) {
     case QOM_COMPRESSED_IMAGE:
-      return codec >= codec_zstd && codec <= codec_zstd_packed;
+      return (codec >= codec_zstd && codec <= codec_zstd_packed) || codec == codec_lossy;
     case QOM_COMPRESSED_IMAGE_BLOCKS:
-      return codec == codec_zstd || codec == codec_zstd_packed;
+      return codec == codec_zstd || codec == codec_zstd_packed || codec == codec_lossy;
     case QOM_CURSOR_IMAGE:
       return codec == codec_stored || codec == codec_zstd;
     default:

@@ -16,6 +16,7 @@ inline constexpr uint8_t codec_stored = 0;
 inline constexpr uint8_t codec_zstd = 1;
 inline constexpr uint8_t codec_zstd_left = 2;
 inline constexpr uint8_t codec_zstd_packed = 3;
+inline constexpr uint8_t codec_lossy = 5;  // pixels/lossy_form.h
 
 // Decompresses `stored` into exactly `raw_length` bytes at `raw`. The row length (bytes) is
 // needed by the codec of left differences. False with the reason when the stored bytes are not

@@ -383,6 +383,13 @@ QOM_API QomImage *qom_image_uncompress(const QomCompressedImage *compressed);
 QOM_API QomImageBlocks *qom_image_blocks_uncompress(const QomCompressedImageBlocks *compressed);
 
 /*
+ * The areas of the screen whose pixels a record of compressed pixels draws, and which are lossy: near
+ * what was recorded, and not the same. Returns how many, and writes the first `room` of them; 0 for
+ * records without any.
+ */
+QOM_API size_t qom_lossy_areas(const void *record, QomRectangle *areas, size_t room);
+
+/*
  * Pixels that are decompressed part by part, for a program that has other things to do as well:
  * a few kilobytes of a file may hold a second's work.
  */
