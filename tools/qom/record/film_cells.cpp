@@ -17,12 +17,13 @@ using Sample = std::array<Row, judged_rows.size()>;
 // Differences of channels between pixels side by side.
 constexpr int most_gentle = 16;    // such as photographs are full of
 constexpr int least_strong = 48;   // edges of letters and lines
-constexpr int photo_gentle = 12;   // so many make a cell photo-like,
-constexpr int photo_strong = 45;   // unless so many are strong, as in noise
-constexpr int edged_strong = 6;    // so many tell of edges
-constexpr int sudden_change = 32;  // of the colour of a flat cell
+constexpr int many_gentle = 12;    // so many, or so few pixels that are like the one before,
+constexpr int few_repeated = 4;    // are of many colours
+constexpr int edged_strong = 6;    // so many strong ones are edges between few colours
+constexpr int smooth_gentle = 2;   // and where there are none, so many make a smooth area
+constexpr int sudden_change = 32;  // of a colour, where film changes smoothly
 
-enum class Kind { photo, edged, flat };
+enum class Kind { rich, edged, smooth, flat };
 
 // A row of pixels with a byte for each channel; what follows the last one repeats it.
 void spread(const uint8_t *pixels, int count, size_t pixel_bytes, uint32_t mask, Row &row) {
@@ -49,6 +50,7 @@ int difference(uint8_t a, uint8_t b) {
 Kind kind_of(const Sample &sample) {
   int gentle = 0;
   int strong = 0;
+  int repeated = 0;
   for (const Row &row : sample) {
     uint8_t gentle_here = 0;
     uint8_t strong_here = 0;
@@ -57,11 +59,15 @@ Kind kind_of(const Sample &sample) {
       gentle_here = static_cast<uint8_t>(gentle_here + (step != 0 && step <= most_gentle));
       strong_here = static_cast<uint8_t>(strong_here + (step >= least_strong));
     }
+    for (size_t i = 0; i + 4 < row.size(); i += 4) {
+      repeated += std::memcmp(&row[i], &row[i + 4], 4) == 0;
+    }
     gentle += gentle_here;
     strong += strong_here;
   }
-  if (gentle >= photo_gentle && strong < photo_strong) return Kind::photo;
-  return strong >= edged_strong ? Kind::edged : Kind::flat;
+  if (gentle >= many_gentle || repeated <= few_repeated) return Kind::rich;
+  if (strong >= edged_strong) return Kind::edged;
+  return gentle >= smooth_gentle ? Kind::smooth : Kind::flat;
 }
 
 bool changed_suddenly(const Sample &before, const Sample &now) {
@@ -87,9 +93,9 @@ CellChange FilmCells::change(const CellPixels &before, const CellPixels &now, in
   }
   if (rows == old_rows) return CellChange::none;
   const Kind kind = kind_of(rows);
-  if (kind == Kind::photo) return CellChange::film;
-  if (kind == Kind::edged) return CellChange::foreign;
-  return changed_suddenly(old_rows, rows) ? CellChange::foreign : CellChange::dull;
+  if (kind == Kind::rich) return CellChange::film;
+  if (kind == Kind::edged || changed_suddenly(old_rows, rows)) return CellChange::foreign;
+  return kind == Kind::smooth ? CellChange::film : CellChange::dull;
 }
 
 }  // namespace qom::record

@@ -218,7 +218,7 @@ void Journal::append_areas(const Picture &picture, const std::vector<Rectangle> 
   blocks.length = static_cast<uint32_t>(bytes);
   blocks.data = pixels_.data();
   const std::unique_ptr<QomCompressedImageBlocks, FreeRecord> compressed(
-      quality > 0 ? qom_image_blocks_compress_lossy(&blocks, quality)
+      quality > 0 ? qom_image_blocks_compress_lossy(&blocks, pixel_format_, quality)
                   : qom_image_blocks_compress(&blocks));
   if (!compressed) fail();
   append(*compressed, time);

@@ -23,6 +23,8 @@ struct Texts {
   std::optional<std::string> appfmt;  // how the application's text is made, see application.h
 };
 
+inline constexpr int default_film_quality = 75;
+
 struct Options {
   std::string output;
   std::string display;                      // empty: the environment's

@@ -30,6 +30,10 @@ Screen::Screen(XServer &server, xcb_window_t window, std::optional<PixelFormat> 
       film_limits_(film),
       damage_(server, window),
       grabber_(server, window, layout_) {
+  if (film.quality > 0 && (recording_ < xRGB8888 || recording_ > BGRx8888)) {
+    throw RecordError("film in " + std::string(pixel_format_string(recording_)) +
+                      " cannot be stored with losses");
+  }
   if (!resize()) throw RecordError("the window is gone");
 }
 
