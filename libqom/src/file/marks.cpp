@@ -99,7 +99,7 @@ bool decode_film_area(const FrameHead &head, const uint8_t payload[film_area_byt
   if (head.stored_length != film_area_bytes) return false;
   FilmAreaMark mark;
   std::memcpy(&mark, payload, sizeof mark);
-  *film = {mark.begin, mark.end,  mark.x,       mark.y, mark.width,
+  *film = {mark.begin,  mark.end,  mark.x,       mark.y, mark.width,
            mark.height, mark.rate, mark.quality, 0};
   return is_film_area(*film);
 }

@@ -7,7 +7,7 @@
 namespace qom::record {
 namespace {
 
-constexpr uint8_t enough_changes = 4;  // in a row make film
+constexpr uint8_t enough_changes = 4;          // in a row make film
 constexpr int64_t longest_pause = second / 2;  // between two of them
 
 // Film of which nothing changes for so long is at rest. A part of it that alone stands still may do
@@ -21,8 +21,7 @@ constexpr int block_tiles_down = 4;
 // A part of a grab.
 Grab part_of(const Grab &grab, const Rectangle &area, size_t pixel_bytes) {
   return {area,
-          grab.pixels + (area.y - grab.area.y) * grab.stride +
-              (area.x - grab.area.x) * pixel_bytes,
+          grab.pixels + (area.y - grab.area.y) * grab.stride + (area.x - grab.area.x) * pixel_bytes,
           grab.stride};
 }
 
@@ -106,8 +105,7 @@ void FilmAreas::judge(const Picture &picture, const Grab &grab, const Rectangle 
 size_t FilmAreas::block_of(size_t place) const {
   const auto column = static_cast<int>(place) % columns_;
   const auto row = static_cast<int>(place) / columns_;
-  return static_cast<size_t>(row / block_tiles_down) * block_columns_ +
-         column / block_tiles_across;
+  return static_cast<size_t>(row / block_tiles_down) * block_columns_ + column / block_tiles_across;
 }
 
 // Puts the film of the blocks around the given one together with its own.
@@ -284,6 +282,30 @@ std::vector<Grab> FilmAreas::settle(const Picture &picture) {
     }
   }
   return grabs;
+}
+
+std::vector<Grab> FilmAreas::catch_up() {
+  exact_.clear();
+  for_tiles(whole_, [&](size_t place, const Rectangle &area) {
+    Tile &tile = tiles_[place];
+    if (!tile.newer) return;
+    exact_.mark(area);
+    tile.newer = false;
+    tile.inexact = true;
+  });
+  std::vector<Grab> grabs;
+  for (const Rectangle &area : exact_.rectangles(0)) {
+    grabs.push_back({area, newest_.pixels(area.x, area.y), newest_.stride()});
+  }
+  return grabs;
+}
+
+std::vector<Rectangle> FilmAreas::inexact() {
+  lossy_.clear();
+  for_tiles(whole_, [&](size_t place, const Rectangle &area) {
+    if (tiles_[place].inexact) lossy_.mark(area);
+  });
+  return lossy_.rectangles(0);
 }
 
 bool FilmAreas::is_inexact(const Rectangle &area) const {

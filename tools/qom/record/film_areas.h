@@ -41,13 +41,19 @@ class FilmAreas {
   // After the moves: learns from what is still different in the grabs that sift() left.
   void learn(const Picture &picture, const std::vector<Grab> &grabs, int64_t now);
 
-  // Marks the cells in the grabs that a reader has with losses, whether or not they differ: they are
-  // stored exactly now.
+  // Marks the cells in the grabs that a reader has with losses, whether or not they differ: they
+  // are stored exactly now.
   void restate(const std::vector<Grab> &grabs, CellMap &changed);
 
   // What a reader does not have exactly, as it was grabbed last; valid until the next call of
   // another member but restate(). It is to be stored exactly now.
   std::vector<Grab> settle(const Picture &picture);
+
+  // Of what is stored with losses: what a reader does not have as it was grabbed last. It is to be
+  // stored with losses now, with inexact(); valid as above.
+  std::vector<Grab> catch_up();
+  // The tiles that a reader has with losses, as disjoint rectangles.
+  std::vector<Rectangle> inexact();
 
   // Whether a reader has a pixel of the rectangle with losses only.
   bool is_inexact(const Rectangle &area) const;
@@ -60,9 +66,9 @@ class FilmAreas {
 
  private:
   struct Tile {
-    int64_t changed = 0;   // when it was last seen to
-    uint32_t judged = 0;   // number of the look
-    uint8_t streak = 0;    // changes like film, one soon after the other
+    int64_t changed = 0;  // when it was last seen to
+    uint32_t judged = 0;  // number of the look
+    uint8_t streak = 0;   // changes like film, one soon after the other
     bool film = false;
     bool newer = false;    // newest_ has pixels that a reader has not
     bool inexact = false;  // a reader has it with losses
@@ -104,7 +110,7 @@ class FilmAreas {
   CellMap unused_;    // what Picture::update() wants
   uint32_t looks_ = 0;
   bool any_film_ = false;
-  int64_t next_ = 0;   // when film is stored the next time
+  int64_t next_ = 0;    // when film is stored the next time
   bool stores_ = true;  // whether that is now
   std::optional<int64_t> due_;
 

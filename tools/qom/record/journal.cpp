@@ -14,7 +14,11 @@ namespace {
 // or when there were any for `longest`. The first rule keeps checkpoints a small part of the file
 // and a far move short, the second one does where pixels were only copied, and the third one looks
 // after sessions in which little happens.
+// Where film is stored with losses, so is it in checkpoints: an exact one would weigh as much as
+// ten pictures of the film. They may then be further apart and still make a move shorter than exact
+// ones would.
 constexpr uint64_t weight = 8;
+constexpr uint64_t lossy_weight = 32;
 constexpr uint64_t pictures = 3;
 constexpr uint64_t most_pictures = 128;
 constexpr int64_t longest = 300 * second;
@@ -226,7 +230,7 @@ void Journal::append_areas(const Picture &picture, const std::vector<Rectangle> 
   pixels_since_ += bytes;
 }
 
-void Journal::append_picture(const Picture &picture) {
+void Journal::append_picture(const Picture &picture, const std::vector<Rectangle> &lossy) {
   const int64_t time = steady_time();
   const Rectangle whole{0, 0, picture.width(), picture.height()};
   pixels_.resize(picture.encoded_size(whole));
@@ -240,14 +244,19 @@ void Journal::append_picture(const Picture &picture) {
   image.bytes_per_line = static_cast<uint32_t>(pixels_.size() / whole.height);
   image.length = static_cast<uint32_t>(pixels_.size());
   image.data = pixels_.data();
-  const std::unique_ptr<QomCompressedImage, FreeRecord> compressed(qom_image_compress(&image));
+  std::vector<QomRectangle> areas;
+  for (const Rectangle &area : lossy) areas.push_back({area.x, area.y, area.width, area.height});
+  const std::unique_ptr<QomCompressedImage, FreeRecord> compressed(
+      areas.empty() ? qom_image_compress(&image)
+                    : qom_image_compress_lossy(&image, areas.data(), areas.size(), film_.quality));
   if (!compressed) fail();
   append(*compressed, time);
   checkpoint_bytes_ = compressed->compressed_length;
+  checkpoint_is_lossy_ = !areas.empty();
   pixels_of_checkpoint_ = pixels_.size();
 }
 
-void Journal::checkpoint(const Picture &picture) {
+void Journal::checkpoint(const Picture &picture, const std::vector<Rectangle> &lossy) {
   if (qom_writer_begin_checkpoint(writer_.get()) != 0) fail();
   QomScreenChange size{};
   size.type = QOM_SCREEN_CHANGE;
@@ -257,7 +266,7 @@ void Journal::checkpoint(const Picture &picture) {
   for (const auto &[item, text] : footer_) append_footer(item, text);
   if (last_input_) append_last_input();
   if (cursor_) append_cursor();
-  append_picture(picture);
+  append_picture(picture, lossy);
   if (qom_writer_end_checkpoint(writer_.get()) != 0) fail();
   begun_ = true;
   checkpoint_time_ = steady_time();
@@ -268,7 +277,8 @@ void Journal::checkpoint(const Picture &picture) {
 bool Journal::checkpoint_due() const {
   if (pixels_since_ == 0) return false;
   const bool heavy =
-      bytes_since_ > weight * checkpoint_bytes_ && pixels_since_ > pictures * pixels_of_checkpoint_;
+      bytes_since_ > (checkpoint_is_lossy_ ? lossy_weight : weight) * checkpoint_bytes_ &&
+      pixels_since_ > pictures * pixels_of_checkpoint_;
   const bool long_way = pixels_since_ > most_pictures * pixels_of_checkpoint_;
   return heavy || long_way || steady_time() - checkpoint_time_ > longest;
 }

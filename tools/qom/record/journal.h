@@ -61,7 +61,8 @@ class Journal {
   int64_t recorded() const { return recorded_; }
 
   // Restates everything: the size and pixels of the picture, the cursor, the texts.
-  void checkpoint(const Picture &picture);
+  // In the areas of `lossy` the pixels are stored with losses.
+  void checkpoint(const Picture &picture, const std::vector<Rectangle> &lossy = {});
 
   // Whether replaying the records since the last checkpoint has become so much more work than
   // reading another one that it is time for it.
@@ -88,7 +89,7 @@ class Journal {
   void append_copies(const std::vector<Copy> &copies, int64_t time);
   void append_areas(const Picture &picture, const std::vector<Rectangle> &areas, int64_t time,
                     int quality);
-  void append_picture(const Picture &picture);
+  void append_picture(const Picture &picture, const std::vector<Rectangle> &lossy);
   [[noreturn]] void fail() const;
 
   std::string path_;
@@ -107,6 +108,7 @@ class Journal {
   int64_t recorded_ = 0;               // steady_time() of the last record
   bool begun_ = false;                 // whether there was a checkpoint
   uint64_t checkpoint_bytes_ = 0;      // of the last one, as stored
+  bool checkpoint_is_lossy_ = false;   // in parts
   uint64_t pixels_of_checkpoint_ = 0;  // bytes of its pixels
   int64_t checkpoint_time_ = 0;
   uint64_t bytes_since_ = 0;   // of the records after it, as stored

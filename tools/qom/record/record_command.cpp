@@ -231,11 +231,11 @@ void add_record_command(CLI::App &app, int &status) {
                  "format of the recorded pixels, one of " + known_formats() +
                      "; channels lose their lowest bits (default: the display's)",
                  [options](const std::string &name) { return parse_format(name, *options); });
-  command.option("--film-rate", "N",
-                 "store areas that keep changing like film at most so many times a second, and "
-                 "exactly again once they rest",
-                 number_within(0.1, 99, "a rate from 0.1 to 99 pictures a second",
-                               &options->film.rate));
+  command.option(
+      "--film-rate", "N",
+      "store areas that keep changing like film at most so many times a second, and "
+      "exactly again once they rest",
+      number_within(0.1, 99, "a rate from 0.1 to 99 pictures a second", &options->film.rate));
   command.option("--film", "lossy[=QUALITY]",
                  "store such areas with losses while they change; the quality is 1 to 100, " +
                      std::to_string(default_film_quality) + " when not given",

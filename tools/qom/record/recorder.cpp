@@ -208,8 +208,8 @@ void Recorder::look() {
   look_at_application();
   look_at_input();
   if (!restate_ && journal_->checkpoint_due()) {
-    screen_->settle();  // the checkpoint has it all
-    journal_->checkpoint(screen_->picture());
+    const std::vector<Rectangle> lossy = screen_->settle_film();
+    journal_->checkpoint(screen_->picture(), lossy);
   }
   tell_of_film();
   news_ = {};

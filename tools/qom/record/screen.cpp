@@ -111,6 +111,15 @@ Changes Screen::settle() {
   return changes;
 }
 
+std::vector<Rectangle> Screen::settle_film() {
+  if (film_limits_.quality == 0) {
+    settle();
+    return {};
+  }
+  for (const Grab &grab : film_->catch_up()) picture_->update(grab, *changed_);
+  return film_->inexact();
+}
+
 std::optional<int64_t> Screen::film_due() const {
   return film_ ? film_->due() : std::nullopt;
 }

@@ -20,8 +20,8 @@ namespace qom::record {
 class Screen {
  public:
   // The window is asked for its size now. `server` outlives the object; `recording` is the format
-  // the pixels will be recorded in, none for the window's own; `film` says what is held back. Throws
-  // RecordError.
+  // the pixels will be recorded in, none for the window's own; `film` says what is held back.
+  // Throws RecordError.
   Screen(XServer &server, xcb_window_t window, std::optional<PixelFormat> recording,
          const FilmLimits &film);
 
@@ -41,9 +41,12 @@ class Screen {
   // Without `moves` nobody looks for what only moved, and nothing has losses.
   Changes update(bool moves = true);
 
-  // Takes over what film held back, as it was grabbed last, and says what has to be stored so that a
-  // reader has all of that exactly.
+  // Takes over what film held back, as it was grabbed last, and says what has to be stored so that
+  // a reader has all of that exactly.
   Changes settle();
+
+  // The same before the whole picture is stored: says what of it is to be stored with losses.
+  std::vector<Rectangle> settle_film();
 
   // When film has to be looked at although nothing is drawn; none when all of it is stored.
   std::optional<int64_t> film_due() const;
