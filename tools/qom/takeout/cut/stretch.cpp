@@ -134,7 +134,7 @@ std::vector<QomFilmArea> film_areas_in(const Recording &recording, const CutStre
   for (QomFilmArea area : film_areas_of(recording.reader.get())) {
     area.begin = std::max(area.begin, stretch.begin);
     area.end = std::min(area.end, stretch.end);
-    if (area.begin <= area.end) chosen.push_back(area);
+    if (area.begin < area.end) chosen.push_back(area);
   }
   return chosen;
 }
