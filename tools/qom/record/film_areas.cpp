@@ -15,6 +15,8 @@ constexpr int64_t longest_pause = second / 2;  // between two of them
 constexpr int64_t rest = second / 4;
 constexpr int64_t rest_of_tile = second;
 
+constexpr int least_broken = 3;  // tiles side by side tell of a menu
+
 constexpr int block_tiles_across = 2;  // blocks of 64x64 pixels
 constexpr int block_tiles_down = 4;
 
@@ -56,14 +58,20 @@ FilmAreas::FilmAreas(int width, int height, PixelFormat display, PixelFormat rec
               count_up(count_up(height, tile_height), block_tiles_down)),
       blocks_(labels_.size()) {}
 
+Rectangle FilmAreas::tile_area(size_t place) const {
+  const auto column = static_cast<int>(place) % columns_;
+  const auto row = static_cast<int>(place) / columns_;
+  return intersection({column * tile_width, row * tile_height, tile_width, tile_height}, whole_);
+}
+
 // Calls visit(place of the tile in tiles_, its area) for each one in the rectangle, which has its
 // borders on those of tiles or of the picture.
 template <class Visit>
 void FilmAreas::for_tiles(const Rectangle &area, const Visit &visit) {
   for (int y = area.y; y < area.y + area.height; y += tile_height) {
     for (int x = area.x; x < area.x + area.width; x += tile_width) {
-      visit(index(x / tile_width, y / tile_height),
-            intersection({x, y, tile_width, tile_height}, whole_));
+      const size_t place = index(x / tile_width, y / tile_height);
+      visit(place, tile_area(place));
     }
   }
 }
@@ -74,7 +82,7 @@ void FilmAreas::judge(const Picture &picture, const Grab &grab, const Rectangle 
   const Picture &last = tile.newer ? newest_ : picture;
   int all = 0;
   int like_film = 0;
-  int changed = 0;
+  uint8_t changed = 0;  // a bit for each
   bool foreign = false;
   for (int y = area.y; y < area.y + area.height; y += fine_height) {
     for (int x = area.x; x < area.x + area.width; x += fine_width) {
@@ -82,24 +90,44 @@ void FilmAreas::judge(const Picture &picture, const Grab &grab, const Rectangle 
       const Grab part = part_of(grab, cell, picture.pixel_bytes());
       const CellChange change = cells.change({last.pixels(x, y), last.stride()},
                                              {part.pixels, part.stride}, cell.width, cell.height);
-      all++;
-      changed += change != CellChange::none;
+      changed = static_cast<uint8_t>(changed | (change != CellChange::none) << all++);
       like_film += change == CellChange::film;
       foreign |= change == CellChange::foreign;
     }
   }
   tile.judged = looks_;
   if (changed == 0) return;
-  if (now - tile.changed > longest_pause) tile.streak = 0;
+  if (now - tile.changed > longest_pause) tile.streak = tile.moving = 0;
   tile.changed = now;
   if (foreign) {
-    tile.streak = 0;
-    tile.film = false;
-  } else if (2 * like_film >= all && tile.streak < enough_changes) {
+    if (tile.film) tile.broken = looks_;
+    tile.reset();
+    return;
+  }
+  tile.moving |= changed;
+  if (2 * like_film >= all && tile.streak < enough_changes) {
     tile.streak++;
   }
   tile.film |= tile.streak == enough_changes;
   any_film_ |= tile.film;
+}
+
+// What appeared in several tiles at once also has edges in those beside, too small to tell.
+void FilmAreas::free_edges(const Rectangle &area) {
+  for_tiles(area, [&](size_t place, const Rectangle &tile) {
+    if (tiles_[place].broken != looks_) return;
+    const Rectangle around = intersection({tile.x - tile_width, tile.y - tile_height,
+                                           3 * tile_width, 3 * tile_height},
+                                          whole_);
+    int broken = 0;
+    for_tiles(around, [&](size_t at, const Rectangle &) { broken += tiles_[at].broken == looks_; });
+    if (broken < least_broken) return;
+    for_tiles(around, [&](size_t at, const Rectangle &) {
+      Tile &beside = tiles_[at];
+      if (beside.judged != looks_) return;
+      beside.reset();
+    });
+  });
 }
 
 size_t FilmAreas::block_of(size_t place) const {
@@ -187,7 +215,11 @@ FilmAreas::Fate FilmAreas::fate(size_t place, int64_t now) const {
   const Tile &tile = tiles_[place];
   if (!tile.film || rests(place, now)) return Fate::exact;
   if (!stores_) return Fate::held;
-  if (limits_.quality == 0) return Fate::exact;
+  const Rectangle area = tile_area(place);
+  const int cells = count_up(area.width, fine_width) * count_up(area.height, fine_height);
+  // Where a cell never changes, there may be something else beside the film.
+  const bool whole = tile.moving == (1 << cells) - 1;
+  if (limits_.quality == 0 || !whole) return Fate::exact;
   if (tile.changed == now || tile.newer) return Fate::lossy;
   return tile.inexact ? Fate::held : Fate::exact;
 }
@@ -214,10 +246,7 @@ bool FilmAreas::withhold(const Grab &grab, int64_t now) {
       return;
     }
     exact_.mark(area);
-    if (tile.film && rests(place, now)) {
-      tile.film = false;
-      tile.streak = 0;
-    }
+    if (tile.film && rests(place, now)) tile.reset();
   });
   return any;
 }
@@ -230,6 +259,7 @@ std::vector<Grab> FilmAreas::sift(const Picture &picture, std::vector<Grab> &gra
       if (tiles_[place].film) judge(picture, grab, area, tiles_[place], now);
     });
   }
+  for (const Grab &grab : grabs) free_edges(grab.area);
   group();
   lossy_.clear();
   std::vector<Grab> left;

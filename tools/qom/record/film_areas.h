@@ -68,12 +68,18 @@ class FilmAreas {
   struct Tile {
     int64_t changed = 0;  // when it was last seen to
     uint32_t judged = 0;  // number of the look
+    uint32_t broken = 0;  // and of the one that found something else in film
     uint8_t streak = 0;   // changes like film, one soon after the other
+    uint8_t moving = 0;   // one bit for each cell that changed in them
     bool film = false;
     bool newer = false;    // newest_ has pixels that a reader has not
     bool inexact = false;  // a reader has it with losses
 
     bool pending() const { return newer || inexact; }
+    void reset() {
+      streak = moving = 0;
+      film = false;
+    }
   };
   // Tiles that are film, not far from each other.
   struct Group {
@@ -83,11 +89,13 @@ class FilmAreas {
   };
   enum class Fate { exact, lossy, held };
 
+  Rectangle tile_area(size_t place) const;
   size_t index(int column, int row) const { return static_cast<size_t>(row) * columns_ + column; }
   template <class Visit>
   void for_tiles(const Rectangle &area, const Visit &visit);
   void judge(const Picture &picture, const Grab &grab, const Rectangle &area, Tile &tile,
              int64_t now);
+  void free_edges(const Rectangle &area);
   bool rests(size_t place, int64_t now) const;
   Fate fate(size_t place, int64_t now) const;
   bool withhold(const Grab &grab, int64_t now);
