@@ -27,7 +27,7 @@ test_packages=(
   valgrind libc6-dbg # which valgrind needs to know the C library's functions
 )
 tidy_packages=(clang-tidy)
-bench_packages=(python3 ffmpeg)
+bench_packages=(python3 ffmpeg libwebp-dev)
 
 say() {
   printf '\n== %s\n' "$*"

@@ -215,6 +215,45 @@ void save_packed() {
   }
 }
 
+// What lossy pixels are stored as: of blocks, and of an image with a mark and a lossy area.
+void save_lossy() {
+  Bytes data(size_t{48} * 40 * 4);
+  for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<uint8_t>(i / 190 + i % 4 * 60);
+  const Bytes blocks = block(48, 40, data) + block(2, 2, pixels(16));
+  const QomImageBlocks plain = {QOM_IMAGE_BLOCKS, 0, static_cast<uint32_t>(blocks.size()),
+                                const_cast<uint8_t *>(blocks.data())};
+  const RecordPtr<QomCompressedImageBlocks> stills(
+      qom_image_blocks_compress_lossy(&plain, xRGB8888, 30));
+  Bytes head(12);
+  forge::put(&head, 8, static_cast<uint16_t>(blocks.size()));
+  const Bytes packed(stills->data, stills->data + stills->compressed_length);
+  save("decompress", "lossy_blocks", head + packed);
+
+  QomImage image = {};
+  image.type = QOM_IMAGE;
+  image.width = 48;
+  image.height = 40;
+  image.pixel_format = xRGB8888;
+  image.scanline_pad = 32;
+  image.bytes_per_line = 192;
+  image.length = static_cast<uint32_t>(data.size());
+  image.data = data.data();
+  const QomRectangle area = {5, 3, 40, 30};
+  const RecordPtr<QomCompressedImage> still(qom_image_compress_lossy(&image, &area, 1, 30));
+  head = forge::geometry(48, 40);
+  forge::put(&head, 4, uint16_t{32 << 8 | xRGB8888});
+  forge::put(&head, 6, uint16_t{1});
+  save("decompress", "lossy_image",
+       head + Bytes(still->data, still->data + still->compressed_length));
+
+  Recording recording;
+  add_state(&recording);
+  recording.add(QOM_COMPRESSED_IMAGE_BLOCKS, Bytes(packed.begin() + 1, packed.end()), 0,
+                static_cast<uint32_t>(blocks.size()), packed[0]);
+  recording.finish();
+  save_recording("lossy", recording);
+}
+
 void save_scripts() {
   save("writer", "texts", {6, 3, 0, 128, 1, 1, 3, 'a', 'b', 'c', 2, 0, 0, 7, 1, 1, 2, 'u', 'v'});
   save("writer", "images", {4, 2, 0, 200, 3, 9, 5, 4, 7, 4, 9, 3, 2, 1, 5, 1, 6, 0, 7, 0});
@@ -230,5 +269,6 @@ int main(int argc, char *argv[]) {
   save_recordings();
   save_pixels();
   save_packed();
+  save_lossy();
   save_scripts();
 }

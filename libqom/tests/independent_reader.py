@@ -158,7 +158,7 @@ def copies_record(raw_length, fields, header):
 
 LAYOUTS = {6: "hh", 7: "HH"}
 TEXTS = {8: 2, 9: 1, 10: 1, 11: 1, 12: 1, 13: 1, 16: 1}
-CODECS = {4: (1, 2, 3), 15: (1, 3), 5: (0, 1)}
+CODECS = {4: (1, 2, 3, 5), 15: (1, 3, 5), 5: (0, 1)}
 
 
 @functools.lru_cache(1 << 12)
@@ -191,6 +191,7 @@ class Recording:
         self.marks, self.gaps, self.film = set(), [], []
         self.origins = []  # since the last record
         self.areas = {}  # by position
+        self.flags = {}  # of index entries, by position
         self.find_head()
         self.time = self.header.start
         self.walk()
@@ -248,6 +249,7 @@ class Recording:
             self.records.append((at, 32 + len(payload), kind, self.time))
             self.origins.clear()
             self.areas[at] = self.area(kind, raw_length)
+            self.flags[at] = 2 if codec == 5 else 0
             self.texts.append(words(kind)[1:] + b" at" + words(self.time) + fields + b"\n")
         elif kind == 227 and len(payload) == 16:
             self.marks.add(struct.unpack("<QQ", payload))
@@ -350,11 +352,11 @@ class Recording:
             index = Fields(self.data[at + 32:at + 32 + head[3]])
             require(index.get("QQQII") == (at, 0, first, entries, checkpoints))
             for record in run:
-                position, time, kind, area, stored = index.get("QQBxHI")
+                position, time, kind, flags, area, stored = index.get("QQBBHI")
                 area = area & 2047 if area < 2048 else (2048 + area % 2048) << (area // 2048 - 1)
                 require((position, time, kind, stored + 32) == (record[0], record[3], record[2],
                                                                 record[1]))
-                require(area == self.areas[position])
+                require((area, flags) == (self.areas[position], self.flags[position]))
             at, first = at + 32 + head[3], first + entries
         require(at == len(self.data) - 64 and first == len(self.records))
         require(spans == [(self.records[a][0], a, self.records[a][3], b - a, 0)

@@ -158,9 +158,210 @@ TEST_F(Lossy, ChangedBytesAreRefusedOrGivePixels) {
       blocks.data[at] = static_cast<uint8_t>(blocks.data[at] ^ change);
     }
   EXPECT_GT(refused, 300);
+  // An end within the data, of which the codec would only warn.
   const uint32_t whole = blocks.compressed_length;
+  for (uint32_t at = whole - 200; at < whole - 100; ++at) {
+    const uint8_t before[] = {blocks.data[at], blocks.data[at + 1]};
+    blocks.data[at] = 0xFF;
+    blocks.data[at + 1] = 0xD9;
+    ASSERT_FALSE(uncompressed(packed)) << at;
+    std::copy_n(before, 2, blocks.data + at);
+  }
   for (blocks.compressed_length = 2; blocks.compressed_length < whole; ++blocks.compressed_length)
     ASSERT_FALSE(uncompressed(packed)) << blocks.compressed_length;
+}
+
+// What stills mean must never change, nor differ between machines: each record of lossy pixels is
+// followed by the exact ones that it gave when it was made, which every way of the codec to compute
+// them has to give again.
+TEST_F(Lossy, StillsThatWereMadeLongAgoComeBack) {
+  path = QOM_KEPT_STILLS;
+  const Reader reader = open();
+  const size_t count = qom_reader_index_length(reader.get());
+  ASSERT_EQ(count, 6u);
+  for (size_t i = 0; i < count; i += 2) {
+    const Record lossy(qom_record_at_index(reader.get(), i));
+    const Record exact(qom_record_at_index(reader.get(), i + 1));
+    ASSERT_FALSE(areas_of(lossy).empty());
+    EXPECT_EQ(data_of(uncompressed(lossy)), data_of(exact)) << i;
+  }
+  records();  // the second reader finds the same
+}
+
+// --- marks -----------------------------------------------------------------------------------
+
+constexpr uint16_t side = 120;  // of the screen at first
+
+// Which pixels are lossy, one by one.
+using Grid = std::vector<bool>;
+
+struct Marks {
+  int width = side;
+  int height = side;
+  Grid grid = Grid(size_t{side} * side);
+
+  Grid::reference at(int x, int y) { return grid[size_t(y * width + x)]; }
+
+  void set(const QomRectangle &area, bool lossy) {
+    for (int y = std::max(area.y, 0); y < std::min(area.y + area.height, height); ++y)
+      for (int x = std::max(area.x, 0); x < std::min(area.x + area.width, width); ++x)
+        at(x, y) = lossy;
+  }
+
+  void copy(const QomCopy &copy) {
+    Marks old = *this;
+    const auto inside = [&](int x, int y) { return x >= 0 && y >= 0 && x < width && y < height; };
+    for (int y = 0; y < copy.height; ++y)
+      for (int x = 0; x < copy.width; ++x)
+        if (inside(copy.x + x, copy.y + y) && inside(copy.to_x + x, copy.to_y + y))
+          at(copy.to_x + x, copy.to_y + y) = old.at(copy.x + x, copy.y + y);
+  }
+
+  void resize(int w, int h) {
+    Marks old = *this;
+    width = w;
+    height = h;
+    grid.assign(size_t(w * h), false);
+    for (int y = 0; y < std::min(h, old.height); ++y)
+      for (int x = 0; x < std::min(w, old.width); ++x) at(x, y) = old.at(x, y);
+  }
+
+  double share() const {
+    return static_cast<double>(std::count(grid.begin(), grid.end(), true)) /
+           static_cast<double>(grid.size());
+  }
+};
+
+Grid marks_of(QomScreen *screen) {
+  QomPicture picture;
+  EXPECT_EQ(qom_screen_picture(screen, 0, &picture), 0);
+  QomRectangle areas[QOM_MAX_LOSSY_AREAS];
+  const size_t count = qom_screen_lossy(screen, areas, QOM_MAX_LOSSY_AREAS);
+  Marks marks;
+  marks.resize(picture.width, picture.height);
+  for (size_t i = 0; i < count; ++i) marks.set(areas[i], true);
+  return marks.grid;
+}
+
+// A session of every record that has to do with marks, and where they are after each.
+class MarkedSession {
+ public:
+  explicit MarkedSession(unsigned seed) : random_(seed) {}
+
+  // The next record or, of a checkpoint, records.
+  std::vector<Record> next(bool *checkpoint) {
+    *checkpoint = false;
+    time_ += pick(random_, 1000);
+    const QomRectangle area = {int(pick(random_, 100)) - 10, int(pick(random_, 100)) - 10,
+                               int(16 + pick(random_, 40)), int(16 + pick(random_, 40))};
+    const Bytes bytes =
+        block(int16_t(area.x), int16_t(area.y), uint16_t(area.width), uint16_t(area.height));
+    switch (pick(random_, 6)) {
+      case 0:
+      case 1:
+        marks.set(area, true);
+        return list(lossy_blocks(bytes, xRGB8888, 50, time_));
+      case 2:
+        marks.set(area, false);
+        return list(compressed(
+            keep(QomImageBlocks{QOM_IMAGE_BLOCKS, time_, static_cast<uint32_t>(bytes.size()),
+                                const_cast<uint8_t *>(bytes.data())})));
+      case 3: {
+        QomCopy copy = {int16_t(area.x),
+                        int16_t(area.y),
+                        uint16_t(area.width),
+                        uint16_t(area.height),
+                        int16_t(pick(random_, 100)),
+                        int16_t(pick(random_, 100))};
+        marks.copy(copy);
+        return list(keep(QomCopyArea{QOM_COPY_AREA, time_, 1, &copy}));
+      }
+      case 4: {
+        const auto width = static_cast<uint16_t>(60 + pick(random_, 90));
+        const auto height = static_cast<uint16_t>(60 + pick(random_, 90));
+        marks.resize(width, height);
+        return list(screen_change(time_, width, height));
+      }
+      default:
+        *checkpoint = true;
+        return restate();
+    }
+  }
+
+  Marks marks;
+
+ private:
+  // Keeps one mark, and makes all else exact.
+  std::vector<Record> restate() {
+    const auto width = static_cast<uint16_t>(marks.width);
+    const auto height = static_cast<uint16_t>(marks.height);
+    const Record whole = photographic_image(width, height, photograph(xRGB8888, width, height));
+    as<QomImage>(whole).timestamp = time_;
+    const QomRectangle kept = {3, 4, 30, 20};
+    const bool marked = pick(random_, 2) == 0;
+    QomCompressedImage *image = marked
+                                    ? qom_image_compress_marked(&as<QomImage>(whole), &kept, 1)
+                                    : qom_image_compress_lossy(&as<QomImage>(whole), &kept, 1, 50);
+    marks.set({0, 0, width, height}, false);
+    marks.set(kept, true);
+    return list(screen_change(time_, width, height), Record(reinterpret_cast<QomRecord *>(image)));
+  }
+
+  Random random_;
+  uint64_t time_ = 1000;
+};
+
+TEST_F(Lossy, MarksAreThoseOfEveryPixelWhicheverWayTheScreenComes) {
+  QomHeader header = sample_header();
+  header.version = 2;
+  header.width = header.height = side;
+  for (unsigned seed = 1; seed < 9; ++seed) {
+    MarkedSession session(seed);
+    std::vector<Grid> states = {session.marks.grid};
+    std::vector<double> shares = {0};
+    QomWriter *writer = create(header);
+    for (int i = 0; i < 60; ++i) {
+      bool checkpoint;
+      const Grid before = session.marks.grid;
+      const double share = session.marks.share();
+      const std::vector<Record> records = session.next(&checkpoint);
+      if (checkpoint) {
+        states.push_back(before);  // between its records the size is the one that was
+        shares.push_back(share);
+        EXPECT_EQ(qom_writer_begin_checkpoint(writer), 0);
+      }
+      append(writer, records);
+      states.push_back(session.marks.grid);
+      shares.push_back(session.marks.share());
+      EXPECT_TRUE(!checkpoint || qom_writer_end_checkpoint(writer) == 0) << qom_reader_error();
+    }
+    close(writer);
+
+    const Reader reader = open();
+    QomScreenOptions options = {};
+    options.spacing = 1000;
+    const Screen screen(qom_screen_open(reader.get(), &options));
+    Random random(seed);
+    for (int move = 0; move < 200; ++move) {
+      const size_t place =
+          move < int(states.size()) ? size_t(move) : pick(random, unsigned(states.size()));
+      ASSERT_EQ(qom_screen_go(screen.get(), place), QOM_SCREEN_REACHED) << qom_reader_error();
+      ASSERT_EQ(marks_of(screen.get()), states[place]) << seed << ", place " << place;
+    }
+
+    double area = 0;
+    uint64_t time = 0;
+    const QomIndexEntry *entries = qom_reader_index(reader.get());
+    for (size_t i = 1; i + 1 < states.size(); ++i) {
+      const uint64_t passed = entries[i].timestamp - entries[i - 1].timestamp;
+      area += static_cast<double>(passed) * shares[i];
+      time += shares[i] > 0 ? passed : 0;
+    }
+    QomLossyShare share;
+    ASSERT_EQ(qom_screen_lossy_share(reader.get(), nullptr, nullptr, &share), 0);
+    EXPECT_EQ(share.time, time);
+    EXPECT_NEAR(share.area, area / static_cast<double>(share.whole), 1e-9);
+  }
 }
 
 }  // namespace

@@ -56,7 +56,16 @@ Shown Engine::show(uint64_t time, bool with_cursor, PictureSize expected, uint8_
   size_ = size;
   if (size == expected)
     qom_picture_rgb(&picture, {0, 0, size.width, size.height}, rgb, size_t{size.width} * 3);
-  return {size, is_trusted(screen, {time, time})};
+  return {size, is_trusted(screen, {time, time}), qom_screen_lossy(screen, nullptr, 0) > 0};
+}
+
+std::vector<QomRectangle> Engine::lossy(uint64_t time) {
+  const Lock locked = lock();
+  QomScreen *screen = own_screen();
+  go(screen, time);
+  std::vector<QomRectangle> areas(QOM_MAX_LOSSY_AREAS);
+  areas.resize(qom_screen_lossy(screen, areas.data(), areas.size()));
+  return areas;
 }
 
 Texts Engine::texts(uint64_t time) {

@@ -31,6 +31,7 @@ struct PictureSize {
 struct Shown {
   PictureSize size;
   bool trusted;  // the picture is what was recorded
+  bool lossy;    // areas of it are only near that
 };
 
 struct Texts {
@@ -86,6 +87,9 @@ class Engine {
   Shown show(uint64_t time, bool with_cursor, PictureSize expected, uint8_t *rgb);
 
   Texts texts(uint64_t time);
+
+  // The areas of the picture at a time that are lossy.
+  std::vector<QomRectangle> lossy(uint64_t time);
 
   // When the picture, or `area` of it, changes next after a time, or did last before it.
   Found next_change(uint64_t time, const QomRectangle *area);

@@ -161,6 +161,7 @@ class Recording {
           apart([&](Engine &engine) { return engine.show(time, cursor, size, pixels); });
       if (shown.size == size) {
         if (!shown.trusted) tell_doubt("the picture at " + seconds_text(time));
+        if (shown.lossy) tell_lossy(time);
         return rgb;
       }
       size = shown.size;
@@ -203,6 +204,11 @@ class Recording {
 
   void doubt_changes(const Period &period) const {
     tell_doubt("what changed from " + seconds_text(period.from) + " to " + seconds_text(period.to));
+  }
+
+  py::list lossy(const py::object &moment) {
+    const uint64_t time = own_time(moment);
+    return rectangles_of(apart([time](Engine &engine) { return engine.lossy(time); }));
   }
 
   py::list untrusted() {
@@ -254,8 +260,19 @@ class Recording {
                               ": the recording is damaged: " + what +
                               " need not be what was on the screen";
     if (strict_) throw Damaged(doubt);
-    const py::object category = py::module_::import("qom").attr("DamageWarning");
-    if (PyErr_WarnEx(category.ptr(), doubt.c_str(), 1) != 0) throw py::error_already_set();
+    warn("DamageWarning", doubt);
+  }
+
+  void tell_lossy(uint64_t time) const {
+    warn("LossyWarning", qomtool::quoted_name(engine_->name()) + ": the picture at " +
+                             seconds_text(time) +
+                             " has lossy areas, which are near what was on the screen and not the "
+                             "same");
+  }
+
+  static void warn(const char *name, const std::string &what) {
+    const py::object category = py::module_::import("qom").attr(name);
+    if (PyErr_WarnEx(category.ptr(), what.c_str(), 1) != 0) throw py::error_already_set();
   }
 
   py::object bytes_;  // outlives the engine
@@ -383,6 +400,8 @@ void define_failures(py::module_ &module) {
       "What was asked for need not be what was on the screen; raised where strict=True.";
   py::exception<void>(module, "DamageWarning", PyExc_UserWarning).doc() =
       "What is returned need not be what was on the screen.";
+  py::exception<void>(module, "LossyWarning", PyExc_UserWarning).doc() =
+      "A picture has areas that are near what was on the screen and not the same.";
   py::register_exception_translator([](std::exception_ptr thrown) {
     try {
       if (thrown) std::rethrow_exception(std::move(thrown));
@@ -431,7 +450,8 @@ Times before the first picture are those of the first picture, and times behind
 the end those of the end. Where the recording is damaged, the picture may not be
 what was on the screen: then a DamageWarning is issued, or Damaged is raised
 when the recording was opened with strict=True. To know, a damaged file is read
-as a whole, once.
+as a whole, once. Where areas of the picture are lossy (see lossy()), a LossyWarning is
+issued.
 
 >>> with qom.open("session.qom") as rec:
 ...     picture = rec.at(60)
@@ -447,6 +467,15 @@ not be what was on the screen, it is told as by at().
 >>> rec = qom.open("session.qom")
 >>> rec.texts(60)["app"]
 'XCalc: Calculator')";
+
+constexpr const char *kLossyDoc = R"(lossy(t)
+
+The areas of the picture at a moment that are lossy, as a list of Rectangles: they
+are near what was on the screen, and not the same. Most recordings have none.
+
+>>> rec = qom.open("session.qom")
+>>> rec.lossy(60)
+[])";
 
 constexpr const char *kChangesDoc = R"(changes(from_=None, to=None)
 
@@ -508,6 +537,7 @@ void define_recording(py::module_ &module) {
       .def(py::init(&open_recording), py::arg("source"), py::arg("strict") = false, "As open().")
       .def("at", &Recording::at, py::arg("t"), py::arg("cursor") = true, kAtDoc)
       .def("texts", &Recording::texts, py::arg("t"), kTextsDoc)
+      .def("lossy", &Recording::lossy, py::arg("t"), kLossyDoc)
       .def("changes", changes_of, py::arg("from_") = py::none(), py::arg("to") = py::none(),
            kChangesDoc)
       .def("next_change", &Recording::next_change, py::arg("t"), py::arg("rectangle") = py::none(),

@@ -41,6 +41,18 @@ def picture(file, t, *options):
     return numpy.frombuffer(rgb, numpy.uint8).reshape(height, width, 3)
 
 
+LOSSY = """qom-text 1
+screen 64x48
+format xRGB8888
+compressed-image +0 64x48 0,0 fill 00000000
+compressed-image-blocks +1
+  lossy 20x10 3,4
+  block 20x10 3,4 random 1
+end
+debug +1
+"""
+
+
 def session(pixel_format, chance):
     """The text of a random recording, whose checkpoints do not even restate what was there."""
     lines = ["qom-text 1", "start 2026-03-02T08:30:00Z", "screen 64x48", f"format {pixel_format}"]
@@ -212,6 +224,13 @@ class ModuleTest(unittest.TestCase):
         with self.assertRaisesRegex(qom.Damaged, f"the picture at {begin + 1:.6f} s"):
             strict.at(begin + 1)
         self.assertEqual(end, float("inf"))
+
+    def test_lossy_areas_are_told(self):
+        rec = qom.open(self.make("lossy", LOSSY), strict=True)
+        rec.at(0.5)
+        with self.assertRaisesRegex(qom.LossyWarning, "the picture at 1.500000 s has lossy areas"):
+            rec.at(1.5)
+        self.assertEqual([rec.lossy(t) for t in (0.5, 1.5)], [[], [(3, 4, 20, 10)]])
 
     def test_damage_is_told_of_texts_and_changes(self):
         whole = pathlib.Path(SAMPLE).read_bytes()

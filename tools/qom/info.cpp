@@ -12,6 +12,7 @@
 #include "gaps.h"
 #include "info_json.h"
 #include "origins.h"
+#include "qom/screen.h"
 #include "recording.h"
 #include "subcommand.h"
 #include "summary.h"
@@ -143,6 +144,15 @@ void print_origins(std::span<const QomOrigin> origins) {
   }
 }
 
+// How much is not quite what was on the screen; nothing to say about most recordings.
+void print_lossy(QomReader *reader) {
+  QomLossyShare share;
+  if (qom_screen_lossy_share(reader, nullptr, nullptr, &share) != 0 || share.records == 0) return;
+  line("lossy", formatted("%.1f %% of the time, %.1f %% of the area in all, ",
+                          percent(share.time, share.whole), 100 * share.area) +
+                    counted(share.records, "record"));
+}
+
 void print_types(const Summary &summary) {
   std::printf("\n%-25s %12s %12s %7s\n", "records", "count", "bytes", "share");
   const auto row = [&](const std::string &name, const TypeSummary &type) {
@@ -174,6 +184,7 @@ void print_table(const std::string &path, const Recording &recording, const Summ
   } else {
     line("checkpoints", "none");
   }
+  print_lossy(recording.reader.get());
   print_origins(origins_of(recording.reader.get()));
   print_types(summary);
 }

@@ -5,6 +5,7 @@
 #include "film_areas.h"
 #include "gaps.h"
 #include "origins.h"
+#include "qom/screen.h"
 #include "summary.h"
 
 namespace qomtool {
@@ -115,6 +116,16 @@ Json json_origins(std::span<const QomOrigin> origins) {
   return all;
 }
 
+Json json_lossy(QomReader *reader) {
+  QomLossyShare share;
+  if (qom_screen_lossy_share(reader, nullptr, nullptr, &share) != 0) return nullptr;
+  return {{"records", share.records},
+          {"us", share.time},
+          {"share_of_time",
+           share.whole ? static_cast<double>(share.time) / static_cast<double>(share.whole) : 0},
+          {"share_of_area", share.area}};
+}
+
 }  // namespace
 
 Json info_json(const Recording &recording) {
@@ -136,6 +147,7 @@ Json info_json(const Recording &recording) {
   json["not_recorded"] = json_gaps(gaps_of(recording.reader.get()));
   json["film"] = json_film(recording, summary.duration);
   json["cut_out_of"] = json_origins(origins_of(recording.reader.get()));
+  json["lossy"] = json_lossy(recording.reader.get());
   json["checkpoints"] = {{"count", info.checkpoint_count}, {"bytes", info.checkpoint_bytes}};
   return json;
 }

@@ -10,6 +10,12 @@ constexpr int kLastFormat = BGRA8888;
 
 }  // namespace
 
+std::vector<QomRectangle> lossy_areas(const void *record) {
+  std::vector<QomRectangle> areas(qom_lossy_areas(record, nullptr, 0));
+  qom_lossy_areas(record, areas.data(), areas.size());
+  return areas;
+}
+
 std::string record_name(QomRecordType type) {
   std::string name = qom_record_type_to_string(type);
   if (name.starts_with("QOM_")) name.erase(0, 4);

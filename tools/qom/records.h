@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "qom/qom.h"
 
@@ -27,6 +28,9 @@ template <typename Record>
 const Record &as(const QomRecord *record) {
   return *reinterpret_cast<const Record *>(record);
 }
+
+// The areas of the screen that are lossy in a record; none for most records.
+std::vector<QomRectangle> lossy_areas(const void *record);
 
 // The type's name without its prefix, lower case, with hyphens: "compressed-image".
 std::string record_name(QomRecordType type);

@@ -54,6 +54,9 @@ proc qomplay::controls::button {name column hint} {
 
 proc qomplay::controls::build_times {column} {
     variable row
+    ttk::label $row.lossy -style Warning.TLabel -anchor e
+    grid $row.lossy -row 0 -column [expr {$column + 3}] -padx [px 6] -sticky e
+    grid remove $row.lossy
     ttk::label $row.elapsed -style Time.TLabel -anchor e
     ttk::label $row.total -style Dim.TLabel -anchor w
     ttk::label $row.wall -style Small.TLabel -anchor w
@@ -82,6 +85,15 @@ proc qomplay::controls::show_time {elapsed wall} {
     variable row
     $row.elapsed configure -text $elapsed
     $row.wall configure -text $wall
+}
+
+# Says that the picture has lossy areas; empty when it has none.
+proc qomplay::controls::show_lossy {text hint} {
+    variable row
+    $row.lossy configure -text $text
+    ::qomplay::hints::add $row.lossy $hint
+    if {$text eq ""} {grid remove $row.lossy} else {grid $row.lossy}
+    arrange [winfo width $row]
 }
 
 proc qomplay::controls::show_playing {on} {

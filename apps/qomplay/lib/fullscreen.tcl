@@ -25,6 +25,7 @@ proc qomplay::fullscreen::set_on {wanted} {
         . configure -cursor ""
         if {$before ne "" && [fills_screen]} {wm geometry . $before}
     }
+    ::qomplay::window::show_lossy_over
 }
 
 proc qomplay::fullscreen::fills_screen {} {

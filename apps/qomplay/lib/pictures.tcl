@@ -7,10 +7,11 @@ proc qomplay::pictures::save {view cursor} {
     set photo [image create photo]
     try {
         ::qom::photo $view $photo -cursor $cursor
+        set lossy [::qom::lossy $view]
         set name [ask]
         if {$name eq "" || ![is_open $view]} return
         # The dialog has asked about a file that is there.
-        write $photo $name [is_there $name]
+        write $photo $name [is_there $name] $lossy
     } finally {
         if {[is_open .]} {image delete $photo}
     }
@@ -40,17 +41,37 @@ proc qomplay::pictures::first_name {} {
 
 proc qomplay::pictures::is_there {name} {return [expr {![catch {file lstat $name facts}]}]}
 
-proc qomplay::pictures::write {photo name replace} {
+# `lossy` are the areas of the picture that are.
+proc qomplay::pictures::write {photo name replace {lossy {}}} {
     set shown [::qomplay::texts::path $name]
     try {
-        write_file $name [$photo data -format png] $replace
-        ::qomplay::panels::say "Saved $shown"
+        set data [$photo data -format png]
+        if {$lossy ne ""} {set data [marked $data $lossy]}
+        write_file $name $data $replace
+        ::qomplay::panels::say "Saved $shown[expr {$lossy eq "" ? "" : "; a part of it\
+            [::qomplay::trouble::is_lossy]"}]"
     } trap POSIX {message details} {
         ::qomplay::panels::say "The picture could not be saved: $shown:\
             [lindex [dict get $details -errorcode] 2]"
     } on error message {
         ::qomplay::panels::say "The picture could not be saved: $message"
     }
+}
+
+# A PNG file with texts that tell of its lossy areas, as `qom picture` writes them.
+proc qomplay::pictures::marked {png lossy} {
+    set areas [lmap area $lossy {
+        lassign $area x y width height
+        string cat $width x $height + $x + $y
+    }]
+    return [string replace $png 0 32 [string range $png 0 32][text qom:lossy $areas][text Warning \
+        "a part of the picture [::qomplay::trouble::is_lossy]"]]
+}
+
+# A text of a PNG file.
+proc qomplay::pictures::text {key value} {
+    set body [encoding convertto iso8859-1 "tEXt$key\0$value"]
+    return [binary format I [expr {[string length $body] - 4}]]$body[binary format I [zlib crc32 $body]]
 }
 
 # The mode is what the user's umask leaves of rw-rw-rw-.

@@ -46,6 +46,16 @@ proc qomplay::trouble::passed_over {ms} {
         wrong until the next full one."
 }
 
+# What lossy means, as the end of a sentence.
+proc qomplay::trouble::is_lossy {} {
+    return "is lossy: near what was on the screen, and not the same"
+}
+
+# A share in words; one that is there at all is not none.
+proc qomplay::trouble::percent {share} {
+    return [expr {$share < 0.01 ? "under 1 %" : "[expr {round(100 * $share)}] %"}]
+}
+
 proc qomplay::trouble::bytes {count} {
     foreach unit {bytes kB MB GB} {
         if {$count < 1000 || $unit eq "GB"} break

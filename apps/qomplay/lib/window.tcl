@@ -8,6 +8,7 @@ namespace eval qomplay::window {
     variable shown {}      ;# what the last notification told: frame, ms
     variable passed 0      ;# damaged records passed over so far
     variable playing -1    ;# as last shown
+    variable lossy 0.0     ;# share of the picture that is lossy, as last shown
 }
 
 proc qomplay::window::px {length} {return [::qomplay::theme::px $length]}
@@ -54,6 +55,7 @@ proc qomplay::window::open {name} {
     bind $view <Destroy> [namespace code lost]
     ::qomplay::controls::set_times [total_ms] [list $first_ms [last_ms]]
     show_frame [dict get $facts currentFrame] $first_ms
+    show_lossy
     show_playing
     tell_found
 }
@@ -86,6 +88,7 @@ proc qomplay::window::report {notification} {
     switch [dict get $notification type] {
         timestamp {
             show_frame [dict get $notification frame] [dict get $notification timestampInMs]
+            show_lossy
             ::qomplay::footer::update $notification
             ::qomplay::stage::follow_size
             ::qomplay::seeking::arrived [dict get $notification frame]
@@ -165,6 +168,43 @@ proc qomplay::window::show_playing {} {
     set playing $now
     ::qomplay::controls::show_playing $now
     show_title [expr {$now ? {playing} : {paused}}]
+}
+
+# --- what is lossy -------------------------------------------------------------------------------
+
+# How much of the picture is lossy, 0 to 1.
+proc qomplay::window::lossy_share {} {
+    variable view
+    set pixels 0
+    foreach area [::qom::lossy $view] {incr pixels [expr {[lindex $area 2] * [lindex $area 3]}]}
+    lassign $::qomplay::stage::size width height
+    return [expr {min(1.0, double($pixels) / ($width * $height))}]
+}
+
+# Says for as long as it is so that the picture has lossy areas: among the controls, and over the
+# picture where it has the whole screen.
+proc qomplay::window::show_lossy {} {
+    variable lossy
+    set now [lossy_share]
+    if {$now == $lossy} return
+    set lossy $now
+    if {$now == 0} {
+        ::qomplay::controls::show_lossy "" ""
+    } else {
+        set percent [::qomplay::trouble::percent $now]
+        ::qomplay::controls::show_lossy "lossy: $percent" "$percent of this picture            [::qomplay::trouble::is_lossy]"
+    }
+    show_lossy_over
+}
+
+proc qomplay::window::show_lossy_over {} {
+    variable lossy
+    if {$lossy > 0 && $::qomplay::fullscreen::on} {
+        ::qomplay::panels::float .lossy "lossy: [::qomplay::trouble::percent $lossy]" -in .stage \
+            -relx 1.0 -x [expr {-[px 12]}] -y [px 12] -anchor ne
+    } else {
+        ::qomplay::panels::unfloat .lossy
+    }
 }
 
 # --- what was found wrong ------------------------------------------------------------------------

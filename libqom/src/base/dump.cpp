@@ -69,6 +69,13 @@ void print_copies(const QomCopyArea *area) {
   std::putchar('\n');
 }
 
+// Ends the line of a record with compressed pixels.
+void print_lossy(const QomRecord *record) {
+  const size_t areas = qom_lossy_areas(record, nullptr, 0);
+  if (areas > 0) std::printf(", %zu lossy %s", areas, areas == 1 ? "area" : "areas");
+  std::putchar('\n');
+}
+
 // Ends the line that the caller has begun.
 void print_fields(const QomRecord *record) {
   switch (record->type) {
@@ -83,9 +90,9 @@ void print_fields(const QomRecord *record) {
     case QOM_COMPRESSED_IMAGE: {
       auto image = reinterpret_cast<const QomCompressedImage *>(record);
       print_geometry(image);
-      std::printf(", %u %s compressed to %u\n", image->length, byte_or_bytes(image->length),
+      std::printf(", %u %s compressed to %u", image->length, byte_or_bytes(image->length),
                   image->compressed_length);
-      return;
+      return print_lossy(record);
     }
     case QOM_CURSOR_IMAGE:
       return print_cursor(reinterpret_cast<const QomCursorImage *>(record));
@@ -111,8 +118,8 @@ void print_fields(const QomRecord *record) {
       return;
     case QOM_COMPRESSED_IMAGE_BLOCKS: {
       auto blocks = reinterpret_cast<const QomCompressedImageBlocks *>(record);
-      std::printf(" %u bytes compressed to %u\n", blocks->length, blocks->compressed_length);
-      return;
+      std::printf(" %u bytes compressed to %u", blocks->length, blocks->compressed_length);
+      return print_lossy(record);
     }
     case QOM_COPY_AREA:
       return print_copies(reinterpret_cast<const QomCopyArea *>(record));

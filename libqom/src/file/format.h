@@ -192,6 +192,11 @@ inline bool is_image(uint8_t type) {
   return type == QOM_IMAGE || type == QOM_COMPRESSED_IMAGE;
 }
 
+// The flags for the entry of a record with this head, as they lie in the file.
+inline uint8_t flags_of(const FrameHead &head) {
+  return head.codec == codec_lossy ? QOM_ENTRY_LOSSY : 0;
+}
+
 // The area for the entry of a record with this head; 0 for one that draws nothing, and when
 // `pixel_bytes` is 0.
 uint16_t area_of(const FrameHead &head, uint32_t pixel_bytes);

@@ -175,11 +175,11 @@ bool Loader::check_entries(uint64_t limit) {
       return false;
     end = position + frame_head_bytes + entry.length;
     bytes += frame_head_bytes + entry.length;
-    entry.flags = 0;
+    entry.flags &= QOM_ENTRY_LOSSY;
     if (!draws(entry.type) || space_.pixel_bytes == 0) entry.area = 0;
     if (entry.timestamp < time) {
       entry.timestamp = time;
-      entry.flags = QOM_ENTRY_TIME_RAISED;
+      entry.flags |= QOM_ENTRY_TIME_RAISED;
       ++raised;
     }
     time = entry.timestamp;
@@ -299,8 +299,9 @@ Outcome Loader::add_record(const Frame &frame) {
   entry.type = frame.head.type;
   entry.length = frame.head.stored_length;
   entry.area = area_of(frame.head, space_.pixel_bytes);
+  entry.flags = flags_of(frame.head);
   if (frame.head.timestamp < time) {
-    entry.flags = QOM_ENTRY_TIME_RAISED;
+    entry.flags |= QOM_ENTRY_TIME_RAISED;
     ++index_->info.times_raised;
   }
   index_->info.record_bytes += frame.length();

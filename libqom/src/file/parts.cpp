@@ -111,7 +111,7 @@ bool Parts::check_entries(size_t part, QomIndexEntry *entries) const {
     if (number <= first_image && is_image(entry->type) != (number == first_image)) return false;
     end = position + frame_head_bytes + entry->length;
     time = entry->timestamp;
-    entry->flags = 0;
+    entry->flags &= QOM_ENTRY_LOSSY;
     if (!draws(entry->type) || space_.pixel_bytes == 0) entry->area = 0;
   }
   return static_cast<uint64_t>(entries->position) == told.record_position &&

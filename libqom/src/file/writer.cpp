@@ -351,6 +351,7 @@ int reserve_entry(QomWriter *writer, const FrameHead &head, uint32_t length) {
   entry.timestamp = head.timestamp;
   entry.type = head.type;
   entry.area = area_of(head, writer->pixel_bytes);
+  entry.flags = flags_of(head);
   entry.length = length;
   if (writer->entries.push(entry)) return 0;
   errno = ENOMEM;

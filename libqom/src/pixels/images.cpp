@@ -175,6 +175,8 @@ BlockHead head_of(const QomRectangle &area) {
           static_cast<uint16_t>(area.width), static_cast<uint16_t>(area.height)};
 }
 
+constexpr const char *too_many_areas = "more lossy areas than a record may have";
+
 bool is_area(const QomRectangle &area) {
   return area.x >= INT16_MIN && area.x <= INT16_MAX && area.y >= INT16_MIN && area.y <= INT16_MAX &&
          area.width > 0 && area.width <= int32_t{QOM_MAX_SIDE} && area.height > 0 &&
@@ -212,8 +214,10 @@ bool add_stills(const QomImageBlocks *blocks, PixelFormat format, int quality, L
     const int found = qom_image_blocks_next(blocks, &header, &offset, &block);
     if (found <= 0) return found == 0;
     const BlockHead place = {block.x, block.y, block.width, block.height};
-    bool smaller;
-    if (!lossy->add_still(place, block.data, block.bytes_per_line, quality, &smaller)) return false;
+    bool smaller = false;
+    if (!lossy->full() &&
+        !lossy->add_still(place, block.data, block.bytes_per_line, quality, &smaller))
+      return false;
     if (smaller) continue;
     const size_t end = exact->size();
     if (!exact->resize(end + offset - begin)) return no_memory() != nullptr;
@@ -382,22 +386,6 @@ Progress go_on(QomUncompression *begun, size_t bytes) {
   return begun->stills->go_on(bytes);
 }
 
-// The form of a record of lossy pixels, and where on the screen its image lies. False for others.
-bool open_form(const QomRecord *record, LossyForm *form, int32_t *x, int32_t *y) {
-  if (record && record->type == QOM_COMPRESSED_IMAGE) {
-    const auto *image = reinterpret_cast<const QomCompressedImage *>(record);
-    *x = image->x;
-    *y = image->y;
-    return image->compressed_length > 1 && image->data[0] == codec_lossy &&
-           form->open(image->data + 1, image->compressed_length - 1, image->length, image->width,
-                      image->height);
-  }
-  if (!record || record->type != QOM_COMPRESSED_IMAGE_BLOCKS) return false;
-  const auto *blocks = reinterpret_cast<const QomCompressedImageBlocks *>(record);
-  return blocks->compressed_length > 1 && blocks->data[0] == codec_lossy &&
-         form->open(blocks->data + 1, blocks->compressed_length - 1, blocks->length, 0, 0);
-}
-
 // The pixels, without a pause.
 template <typename Record>
 Record *whole(const UncompressionPtr &begun) {
@@ -425,6 +413,7 @@ QomCompressedImage *qom_image_compress_lossy(const QomImage *image, const QomRec
   LossyBytes lossy(image->pixel_format);
   Array<QomRectangle> left;  // areas that are stills
   uint64_t pixels = 0;
+  if (count > most_lossy_parts) return invalid<QomCompressedImage>(too_many_areas);
   for (size_t i = 0; i < count; ++i) {
     const QomRectangle area = areas[i];
     pixels += head_of(area).pixels();
@@ -448,6 +437,7 @@ QomCompressedImage *qom_image_compress_marked(const QomImage *image, const QomRe
                                               size_t count) {
   if (!is_whole(image)) return invalid<QomCompressedImage>("an image whose sizes disagree");
   if (count == 0 || !has_stills(image->pixel_format)) return compress_image(image, nullptr);
+  if (count > most_lossy_parts) return invalid<QomCompressedImage>(too_many_areas);
   LossyBytes lossy(image->pixel_format);
   for (size_t i = 0; i < count; ++i) {
     if (!is_area_within(areas[i], image))
@@ -485,6 +475,7 @@ QomCompressedImageBlocks *qom_image_blocks_compress_marked(const QomImageBlocks 
   if (!blocks || blocks->length == 0 || blocks->length > QOM_MAX_DATA || !blocks->data ||
       count == 0 || !has_stills(format))
     return qom_image_blocks_compress(blocks);
+  if (count > most_lossy_parts) return invalid<QomCompressedImageBlocks>(too_many_areas);
   LossyBytes lossy(format);
   for (size_t i = 0; i < count; ++i) {
     if (!is_area(areas[i]))
@@ -502,7 +493,7 @@ size_t qom_lossy_areas(const void *record, QomRectangle *areas, size_t room) {
   LossyForm form;
   int32_t x = 0;
   int32_t y = 0;
-  if (!open_form(static_cast<const QomRecord *>(record), &form, &x, &y)) return 0;
+  if (!lossy_form_of(static_cast<const QomRecord *>(record), &form, &x, &y)) return 0;
   for (size_t i = 0; i < form.count() && i < room; ++i) {
     const BlockHead place = form.part(i).place;
     areas[i] = {x + place.x, y + place.y, place.width, place.height};

@@ -33,7 +33,7 @@ bool LossyForm::open(const uint8_t *stored, size_t length, size_t raw_length, un
   bytes.get<uint16_t>();
   count_ = bytes.get<uint32_t>();
   if (!bytes.ok() || !has_stills(format_)) return refuse();
-  if (count_ == 0 || count_ > bytes.left() / sizeof(LossyPart)) return refuse();
+  if (count_ == 0 || count_ > most_lossy_parts || count_ > bytes.left() / sizeof(LossyPart)) return refuse();
   parts_ = bytes.take(count_ * sizeof(LossyPart));
   stills_ = bytes.next();
   return check_parts(bytes.left(), raw_length, width, height);
@@ -66,6 +66,22 @@ bool LossyForm::check_parts(size_t left, size_t raw_length, unsigned width, unsi
   return (exact_codec_ == codec_zstd || exact_codec_ == codec_zstd_packed ||
           (is_image && exact_codec_ == codec_zstd_left)) ||
          refuse();
+}
+
+bool lossy_form_of(const QomRecord *record, LossyForm *form, int32_t *x, int32_t *y) {
+  *x = *y = 0;
+  if (record && record->type == QOM_COMPRESSED_IMAGE) {
+    const auto *image = reinterpret_cast<const QomCompressedImage *>(record);
+    *x = image->x;
+    *y = image->y;
+    return image->compressed_length > 1 && image->data[0] == codec_lossy &&
+           form->open(image->data + 1, image->compressed_length - 1, image->length, image->width,
+                      image->height);
+  }
+  if (!record || record->type != QOM_COMPRESSED_IMAGE_BLOCKS) return false;
+  const auto *blocks = reinterpret_cast<const QomCompressedImageBlocks *>(record);
+  return blocks->compressed_length > 1 && blocks->data[0] == codec_lossy &&
+         form->open(blocks->data + 1, blocks->compressed_length - 1, blocks->length, 0, 0);
 }
 
 bool LossyBytes::add_still(BlockHead place, const uint8_t *pixels, size_t stride, int quality,

@@ -14,6 +14,9 @@
 
 namespace qom {
 
+// Parts of a record at most.
+constexpr size_t most_lossy_parts = 65536;
+
 // A rectangle whose pixels are lossy, as it lies in the file. Of image blocks the place is one on
 // the screen, of an image one within the image.
 struct LossyPart {
@@ -56,6 +59,10 @@ class LossyForm {
   size_t exact_length_ = 0;
 };
 
+// The form of a record of lossy pixels, and what has to be added to the places of its parts to have
+// those on the screen. False for every other record, also null.
+bool lossy_form_of(const QomRecord *record, LossyForm *form, int32_t *x, int32_t *y);
+
 // Lossy pixels that are put together: parts, stills, and at last exact ones.
 class LossyBytes {
  public:
@@ -68,6 +75,7 @@ class LossyBytes {
   // A place whose exact pixels come from a still. False when memory is short.
   bool add_mark(BlockHead place) { return parts_.push({place, 0}); }
 
+  bool full() const { return parts_.size() == most_lossy_parts; }
   size_t count() const { return parts_.size(); }
 
   // Bytes of all but the exact pixels, and what they are.

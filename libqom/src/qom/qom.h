@@ -262,6 +262,7 @@ typedef struct QomCopyArea {
 
 /* Bits of QomIndexEntry.flags. */
 #define QOM_ENTRY_TIME_RAISED 1u /* the file holds an earlier time than the entry */
+#define QOM_ENTRY_LOSSY 2u       /* a record with lossy pixels, as its entry tells */
 
 /*
  * One index entry per record, in file order, 24 bytes. The timestamps never
@@ -383,9 +384,9 @@ QOM_API QomImage *qom_image_uncompress(const QomCompressedImage *compressed);
 QOM_API QomImageBlocks *qom_image_blocks_uncompress(const QomCompressedImageBlocks *compressed);
 
 /*
- * The areas of the screen whose pixels a record of compressed pixels draws, and which are lossy: near
- * what was recorded, and not the same. Returns how many, and writes the first `room` of them; 0 for
- * records without any.
+ * The areas of the screen whose pixels a record of compressed pixels draws, and which are lossy:
+ * near what was recorded, and not the same. Returns how many, and writes the first `room` of them;
+ * 0 for records without any.
  */
 QOM_API size_t qom_lossy_areas(const void *record, QomRectangle *areas, size_t room);
 

@@ -180,6 +180,36 @@ QOM_API int qom_screen_is_trusted(const QomScreen *screen);
 QOM_API int qom_screen_untrusted(QomReader *reader, int (*progress)(void *context, uint64_t bytes),
                                  void *context, QomStretch **stretches, size_t *count);
 
+/* Rectangles of lossy pixels that a screen keeps apart at most. */
+#define QOM_MAX_LOSSY_AREAS 64u
+
+/*
+ * The areas of the picture that are lossy: near what was on the screen, and not the same
+ * (qom_lossy_areas() of a record). They come and go with the records, are carried along by copies,
+ * and have no pixel in common; many small ones may become fewer that hold more. Writes the first
+ * `room` of them and returns how many there are, at most QOM_MAX_LOSSY_AREAS; 0: the picture is
+ * exact.
+ */
+QOM_API size_t qom_screen_lossy(const QomScreen *screen, QomRectangle *areas, size_t room);
+
+/* How much of a recording is lossy. */
+typedef struct QomLossyShare {
+  uint64_t time;  /* microseconds during which the picture had lossy areas, */
+  uint64_t whole; /* of as many in all, from the first record to the last */
+  double area;    /* their mean share of the picture over the whole time, 0 to 1 */
+  size_t records; /* with lossy pixels */
+} QomLossyShare;
+
+/*
+ * Measures how much of a recording is lossy. It takes no more than the index where nothing is;
+ * where something is, the records while it was on the screen are read. `progress` (null allowed) is
+ * told how many bytes of the file have been gone by; not 0 ends it. Returns 0; -1 with the reason
+ * when memory is short, the index cannot be read, or `progress` ended it.
+ */
+QOM_API int qom_screen_lossy_share(QomReader *reader,
+                                   int (*progress)(void *context, uint64_t bytes), void *context,
+                                   QomLossyShare *share);
+
 /*
  * Step by step: for a player that goes by its own clock and tells its own story of a move.
  * qom_screen_go() is qom_screen_start() and then qom_screen_apply().
@@ -201,8 +231,8 @@ typedef struct QomScreenStart {
 } QomScreenStart;
 
 /* Brings the screen to the known state at or before a place from which going there leaves the least
-   to apply. Fills *start. A pause, while the picture of a checkpoint is uncompressed, leaves the screen
-   as it was. */
+   to apply. Fills *start. A pause, while the picture of a checkpoint is uncompressed, leaves the
+   screen as it was. */
 QOM_API QomScreenResult qom_screen_start(QomScreen *screen, size_t place, QomScreenStart *start);
 
 /* Applies the records from where the screen is up to a place; none when it is there or beyond. */

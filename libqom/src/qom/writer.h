@@ -106,33 +106,34 @@ QOM_API QomCompressedImage *qom_image_compress(const QomImage *image);
 QOM_API QomCompressedImageBlocks *qom_image_blocks_compress(const QomImageBlocks *blocks);
 
 /*
- * Lossy pixels: for areas that look like a film. Their decoded pixels are near those that were given,
- * and the same wherever they are decoded; who goes on from what a viewer sees has to decompress what
- * was compressed. What comes from them is marked (qom_lossy_areas()), and what restates it has to
- * restate the marks. Readers that do not know them refuse these records.
+ * Lossy pixels: for areas that look like a film. Their decoded pixels are near those that were
+ * given, and the same wherever they are decoded; who goes on from what a viewer sees has to
+ * decompress what was compressed. What comes from them is marked (qom_lossy_areas()), and what
+ * restates it has to restate the marks. Readers that do not know them refuse these records.
  *
- * The quality is 1 to 100; 75 is usual for films. Formats that are not xRGB8888, xBGR8888, RGBx8888 or
- * BGRx8888, and blocks so small that nothing is saved, are stored exactly and not marked.
+ * The quality is 1 to 100; 75 is usual for films. Formats that are not xRGB8888, xBGR8888, RGBx8888
+ * or BGRx8888, and blocks so small that nothing is saved, are stored exactly and not marked.
  */
 
 /* 1 where this library can make and read lossy pixels; 0 where it was built without their codec. */
 QOM_API int qom_can_compress_lossy(void);
 
-/* Compresses image blocks of a format, each as a picture of its own: a few large ones take less than
-   many small ones. Those that are stored exactly come last when they are decompressed. Null as above. */
+/* Compresses image blocks of a format, each as a picture of its own: a few large ones take less
+   than many small ones. Those that are stored exactly come last when they are decompressed. Null as
+   above. */
 QOM_API QomCompressedImageBlocks *qom_image_blocks_compress_lossy(const QomImageBlocks *blocks,
                                                                   PixelFormat format, int quality);
 
-/* Compresses an image of which `count` areas are lossy, counted from its top-left corner, inside of it,
-   and without common pixels. Null as above, EINVAL also for other areas. */
+/* Compresses an image of which `count` areas are lossy, counted from its top-left corner, inside of
+   it, and without common pixels. Null as above, EINVAL also for other areas. */
 QOM_API QomCompressedImage *qom_image_compress_lossy(const QomImage *image,
                                                      const QomRectangle *areas, size_t count,
                                                      int quality);
 
 /*
- * Compress pixels exactly, of which areas come from lossy ones and stay marked: of an image, counted
- * from its top-left corner and inside of it; of blocks, on the screen. Null as above, EINVAL also for
- * other areas.
+ * Compress pixels exactly, of which areas come from lossy ones and stay marked: of an image,
+ * counted from its top-left corner and inside of it; of blocks, on the screen. Null as above,
+ * EINVAL also for other areas.
  */
 QOM_API QomCompressedImage *qom_image_compress_marked(const QomImage *image,
                                                       const QomRectangle *areas, size_t count);

@@ -177,6 +177,12 @@ int qom_screen_is_trusted(const QomScreen *screen) {
   return screen->trusted;
 }
 
+size_t qom_screen_lossy(const QomScreen *screen, QomRectangle *areas, size_t room) {
+  const Region &lossy = screen->state.attributes.lossy;
+  std::copy_n(lossy.begin(), std::min(room, lossy.count()), areas);
+  return lossy.count();
+}
+
 QomScreenResult qom_screen_start(QomScreen *screen, size_t place, QomScreenStart *start) {
   cursor_remove(screen);
   *start = {QOM_START_BEGINNING, 0, 0, 0};

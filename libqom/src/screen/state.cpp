@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/error.h"
+#include "pixels/lossy_form.h"
 
 namespace qom {
 namespace {
@@ -144,13 +145,34 @@ void State::draw(const QomImage *image) {
                       palette_);
   const QomRectangle clip = qom_picture_clip(&canvas.picture(), image);
   damage.add(clip);
+  attributes.lossy.remove(clip);
   has_picture_ = has_picture_ || !is_empty(clip);
 }
 
 // All of them together are no more pixels than one image may have: no pause is needed.
 void State::copy(const QomCopyArea *area) {
-  for (uint32_t i = 0; i < area->count; ++i)
-    damage.add(qom_picture_copy(&canvas.picture(), &area->copies[i]));
+  for (uint32_t i = 0; i < area->count; ++i) {
+    const QomCopy &copy = area->copies[i];
+    const QomRectangle target = qom_picture_copy(&canvas.picture(), &copy);
+    damage.add(target);
+    attributes.lossy.copy({target.x - copy.to_x + copy.x, target.y - copy.to_y + copy.y,
+                           target.width, target.height},
+                          target.x, target.y);
+  }
+}
+
+// Marks what a record of compressed pixels has drawn, also where it could be drawn in part alone.
+void State::mark(const QomRecord *compressed) {
+  LossyForm form;
+  int32_t x;
+  int32_t y;
+  if (!lossy_form_of(compressed, &form, &x, &y)) return;
+  const QomPicture &picture = canvas.picture();
+  for (size_t i = 0; i < form.count(); ++i) {
+    const BlockHead place = form.part(i).place;
+    attributes.lossy.add(common_part({x + place.x, y + place.y, place.width, place.height},
+                                     {0, 0, picture.width, picture.height}));
+  }
 }
 
 // A few kilobytes may hold a second's work.
@@ -170,7 +192,9 @@ Applied State::uncompress(const QomRecord *compressed, const Pause &pause,
 Applied State::draw_compressed(const QomRecord *compressed, const Pause &pause) {
   RecordPtr<QomRecord> image = std::move(offered_);
   const Applied result = image ? Applied::whole : uncompress(compressed, pause, &image);
-  if (result == Applied::whole) draw(as<QomImage>(image.get()));
+  if (result != Applied::whole) return result;
+  draw(as<QomImage>(image.get()));
+  mark(compressed);
   return result;
 }
 
@@ -181,7 +205,9 @@ Applied State::draw_compressed_blocks(const QomRecord *compressed, const Pause &
     if (result != Applied::whole) return result;
     blocks_.reset(reinterpret_cast<QomImageBlocks *>(blocks.release()));
   }
-  return draw_blocks(pause);
+  const Applied result = draw_blocks(pause);
+  mark(compressed);
+  return result;
 }
 
 Applied State::draw_blocks(const Pause &pause) {
@@ -226,6 +252,7 @@ bool State::settle() {
   const uint16_t width = waiting_width_;
   const uint16_t height = waiting_height_;
   waiting_width_ = 0;
+  attributes.lossy.clip(left_width_, left_height_);
   const bool resized = canvas.resize(left_width_, left_height_) && canvas.resize(width, height);
   touch();
   return resized;

@@ -12,6 +12,7 @@
 #include "screen/canvas.h"
 #include "screen/damage.h"
 #include "screen/pause.h"
+#include "screen/region.h"
 
 namespace qom {
 
@@ -58,6 +59,7 @@ struct Cursor {
 // All of a state but its picture.
 struct Attributes {
   Cursor cursor;
+  Region lossy;                  // areas of the picture
   Shared texts[QOM_TEXT_COUNT];  // each with its terminating zero
 };
 
@@ -118,6 +120,7 @@ class State {
  private:
   void draw(const QomImage *image);
   void copy(const QomCopyArea *area);
+  void mark(const QomRecord *compressed);
   Applied uncompress(const QomRecord *compressed, const Pause &pause, RecordPtr<QomRecord> *pixels);
   Applied draw_compressed(const QomRecord *compressed, const Pause &pause);
   Applied draw_compressed_blocks(const QomRecord *compressed, const Pause &pause);

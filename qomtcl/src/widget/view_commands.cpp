@@ -147,6 +147,27 @@ int TolerantCmd(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[])
   return TCL_OK;
 }
 
+/* ::qom::lossy pathName */
+int LossyCmd(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) noexcept {
+  if (objc != 2) {
+    Tcl_WrongNumArgs(interp, 1, objv, "pathName");
+    return TCL_ERROR;
+  }
+  const QomView *view = view_from_path(interp, objv[1]);
+  if (!view) return TCL_ERROR;
+  QomRectangle areas[QOM_MAX_LOSSY_AREAS];
+  const size_t count = qom_screen_lossy(view->screen, areas, QOM_MAX_LOSSY_AREAS);
+  Tcl_Obj *all = Tcl_NewListObj(0, nullptr);
+  for (size_t i = 0; i < count; ++i) {
+    Tcl_Obj *area = Tcl_NewListObj(0, nullptr);
+    for (const int32_t number : {areas[i].x, areas[i].y, areas[i].width, areas[i].height})
+      Tcl_ListObjAppendElement(nullptr, area, Tcl_NewIntObj(number));
+    Tcl_ListObjAppendElement(nullptr, all, area);
+  }
+  Tcl_SetObjResult(interp, all);
+  return TCL_OK;
+}
+
 }  // namespace
 
 int view_commands_register(Tcl_Interp *interp) {
@@ -156,7 +177,8 @@ int view_commands_register(Tcl_Interp *interp) {
   } commands[] = {{"::qom::seek", SeekCmd},
                   {"::qom::photo", PhotoCmd},
                   {"::qom::state", StateCmd},
-                  {"::qom::tolerant", TolerantCmd}};
+                  {"::qom::tolerant", TolerantCmd},
+                  {"::qom::lossy", LossyCmd}};
   for (const auto &command : commands)
     if (!Tcl_CreateObjCommand(interp, command.name, command.procedure, nullptr, nullptr))
       return TCL_ERROR;

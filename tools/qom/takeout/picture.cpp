@@ -9,6 +9,7 @@
 #include "clock.h"
 #include "commands.h"
 #include "options.h"
+#include "origins.h"
 #include "png_file.h"
 #include "progress.h"
 #include "scaling.h"
@@ -53,37 +54,82 @@ std::string doubt_at(const Source &source, uint64_t time) {
          " need not be what was on the screen";
 }
 
-// The pictures that need not be what was on the screen.
+std::string lossy_at(const Source &source, uint64_t time) {
+  return "the picture at " + source.describe(time) +
+         " has lossy areas, which are near what was on the screen and not the same";
+}
+
+// "640x360+0+80", one behind the other.
+std::string areas_text(const std::vector<QomRectangle> &areas) {
+  std::string text;
+  for (const QomRectangle &area : areas) (text += text.empty() ? "" : " ") += mask_text(area);
+  return text;
+}
+
+// Pictures that are not simply what was on the screen: of one kind.
+class Found {
+ public:
+  void add(uint64_t time) {
+    if (count_++ == 0) first_ = time;
+  }
+  uint64_t count() const { return count_; }
+  uint64_t first() const { return first_; }
+
+ private:
+  uint64_t count_ = 0;
+  uint64_t first_ = 0;
+};
+
+// The pictures that need not be what was on the screen, and those that are not quite.
 class Doubts {
  public:
   explicit Doubts(const Source &source) : source_(source) {}
 
-  // Whether the screen's picture, of this time, is doubtful.
-  bool look(uint64_t time) {
+  // What there is against the screen's picture, of this time.
+  Sheet::Doubt look(uint64_t time) {
     ++pictures_;
-    if (source_.is_trusted(time)) return false;
-    if (count_++ == 0) first_ = time;
-    return true;
+    const bool is_lossy = !source_.lossy().empty();
+    if (is_lossy) lossy_.add(time);
+    if (source_.is_trusted(time)) return is_lossy ? Sheet::Doubt::lossy : Sheet::Doubt::none;
+    damaged_.add(time);
+    return Sheet::Doubt::damaged;
   }
 
-  // A sentence about them; empty when there are none.
-  std::string text() const {
-    if (count_ == 0) return "";
-    if (pictures_ == 1) return doubt_at(source_, first_);
-    return "the recording is damaged: " + std::to_string(count_) + " of " +
-           std::to_string(pictures_) + " pictures, the first at " + source_.describe(first_) +
-           ", need not be what was on the screen";
+  // Sentences about them, as texts of a PNG file.
+  std::vector<PngText> texts() const {
+    std::vector<PngText> texts;
+    for (const std::string &text : {damaged_text(), lossy_text()})
+      if (!text.empty()) texts.push_back({"Warning", text});
+    return texts;
   }
 
   void tell() const {
-    if (count_ > 0) complain(source_.name(), text());
+    for (const PngText &text : texts()) complain(source_.name(), text.value);
   }
 
  private:
+  std::string damaged_text() const {
+    if (damaged_.count() == 0) return "";
+    if (pictures_ == 1) return doubt_at(source_, damaged_.first());
+    return "the recording is damaged: " + some(damaged_) + ", need not be what was on the screen";
+  }
+
+  std::string lossy_text() const {
+    if (lossy_.count() == 0) return "";
+    if (pictures_ == 1) return lossy_at(source_, lossy_.first());
+    return some(lossy_) +
+           ", have lossy areas, which are near what was on the screen and not the same";
+  }
+
+  std::string some(const Found &found) const {
+    return std::to_string(found.count()) + " of " + std::to_string(pictures_) +
+           " pictures, the first at " + source_.describe(found.first());
+  }
+
   const Source &source_;
   uint64_t pictures_ = 0;
-  uint64_t count_ = 0;
-  uint64_t first_ = 0;
+  Found damaged_;
+  Found lossy_;
 };
 
 // The screen's picture at a time, in the size that was asked for, otherwise in its own or what of
@@ -109,6 +155,10 @@ std::vector<PngText> texts_of(const Source &source, uint64_t time) {
   for (const Key &key : kKeys)
     if (const char *text = qom_screen_text(source.screen(), key.text))
       texts.push_back({key.name, text});
+  if (const std::vector<QomRectangle> lossy = source.lossy(); !lossy.empty()) {
+    texts.push_back({"qom:lossy", areas_text(lossy)});
+    texts.push_back({"Warning", lossy_at(source, time)});
+  }
   return texts;
 }
 
@@ -141,7 +191,8 @@ void write_picture(const Source &source, uint64_t time, const std::string &name,
                    const Options &options, Doubts *doubts) {
   const RgbImage image = picture_at(source, time, options);
   std::vector<PngText> texts = texts_of(source, time);
-  if (doubts->look(time)) texts.push_back({"Warning", doubt_at(source, time)});
+  if (doubts->look(time) == Sheet::Doubt::damaged)
+    texts.push_back({"Warning", doubt_at(source, time)});
   write(image, texts, name, "at " + source.describe(time), source, options);
 }
 
@@ -229,7 +280,7 @@ void write_sheet(const Source &source, const Options &options) {
                                 {"Creation Time", exact_time(times.front())},
                                 {"qom:from", elapsed_time(source.all().from, times.front())},
                                 {"qom:to", elapsed_time(source.all().from, times.back())}};
-  if (!doubts.text().empty()) texts.push_back({"Warning", doubts.text()});
+  for (PngText &text : doubts.texts()) texts.push_back(std::move(text));
   write(sheet.draw(grid.columns), texts, options.out,
         "a sheet from " + source.describe(times.front()), source, options);
   doubts.tell();

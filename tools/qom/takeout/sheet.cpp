@@ -13,7 +13,10 @@ constexpr Colour kGround = {0x24, 0x26, 0x2b};
 constexpr Colour kText = {0xf2, 0xf2, 0xf2};
 constexpr Colour kPaleText = {0xa8, 0xac, 0xb4};
 constexpr Colour kDoubt = {0xff, 0x9b, 0x7a};
-constexpr const char *kDoubtText = "damaged";
+
+const char *word_for(Sheet::Doubt doubt) {
+  return doubt == Sheet::Doubt::lossy ? "lossy" : "damaged";
+}
 
 uint32_t letter_size(PictureSize picture) {
   return std::clamp(10 + picture.height / 60, 12u, 32u);
@@ -42,8 +45,9 @@ PictureSize Sheet::size(PictureSize picture, Grid grid) const {
           gap_ + grid.rows * (picture.height + caption + gap_)};
 }
 
-void Sheet::add(RgbImage picture, std::string left, std::string right, bool doubtful) {
-  cells_.push_back({std::move(picture), std::move(left), std::move(right), doubtful});
+void Sheet::add(RgbImage picture, std::string left, std::string right, Doubt doubt) {
+  if (doubt != Doubt::none) right = word_for(doubt);
+  cells_.push_back({std::move(picture), std::move(left), std::move(right), doubt});
 }
 
 // What all pictures fit into, and wide enough for what stands under them.
@@ -77,12 +81,11 @@ void Sheet::draw_caption(const Cell &cell, uint32_t x, uint32_t y, uint32_t widt
                          RgbImage *sheet) {
   const auto left = static_cast<int32_t>(x);
   const auto top = static_cast<int32_t>(y);
-  const std::string right = cell.doubtful ? kDoubtText : cell.right;
   lettering_.draw(cell.left, left, top, kText, sheet);
-  const uint32_t right_width = lettering_.width(right);
+  const uint32_t right_width = lettering_.width(cell.right);
   if (lettering_.width(cell.left) + gap_ + right_width > width) return;
-  lettering_.draw(right, static_cast<int32_t>(x + width - right_width), top,
-                  cell.doubtful ? kDoubt : kPaleText, sheet);
+  lettering_.draw(cell.right, static_cast<int32_t>(x + width - right_width), top,
+                  cell.doubt == Doubt::none ? kPaleText : kDoubt, sheet);
 }
 
 }  // namespace qomtool

@@ -23,6 +23,9 @@ std::string check_grid(const std::string &text);
 
 class Sheet {
  public:
+  // What there is against a picture.
+  enum class Doubt { none, lossy, damaged };
+
   // For pictures of at most that size. Throws LetteringError.
   explicit Sheet(PictureSize largest);
 
@@ -30,8 +33,8 @@ class Sheet {
   PictureSize size(Grid grid) const { return size(largest_, grid); }
 
   // Adds a picture with what stands at the left and, where there is room, at the right under it. A
-  // `doubtful` one is marked.
-  void add(RgbImage picture, std::string left, std::string right, bool doubtful);
+  // doubt is told in place of what is at the right.
+  void add(RgbImage picture, std::string left, std::string right, Doubt doubt);
 
   // The pictures in rows of at most so many columns. Not called without pictures.
   RgbImage draw(uint32_t columns);
@@ -41,7 +44,7 @@ class Sheet {
     RgbImage picture;
     std::string left;
     std::string right;
-    bool doubtful;
+    Doubt doubt;
   };
 
   PictureSize size(PictureSize picture, Grid grid) const;

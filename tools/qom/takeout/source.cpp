@@ -72,4 +72,10 @@ bool Source::is_trusted(uint64_t time) const {
          std::none_of(untrusted_.begin(), untrusted_.end(), is_in);
 }
 
+std::vector<QomRectangle> Source::lossy() const {
+  std::vector<QomRectangle> areas(QOM_MAX_LOSSY_AREAS);
+  areas.resize(qom_screen_lossy(screen_.get(), areas.data(), areas.size()));
+  return areas;
+}
+
 }  // namespace qomtool

@@ -55,6 +55,9 @@ class Source {
   // Whether the picture of the screen, which was brought to `time`, is what was recorded.
   bool is_trusted(uint64_t time) const;
 
+  // The areas of the screen's picture that are lossy: near what was recorded, and not the same.
+  std::vector<QomRectangle> lossy() const;
+
  private:
   struct CloseScreen {
     void operator()(QomScreen *screen) const { qom_screen_close(screen); }

@@ -161,6 +161,7 @@ TextParser::Item TextParser::next() {
   record_.head.type = static_cast<uint8_t>(*type);
   record_.head.timestamp = time_;
   data_.clear();
+  lossy_.clear();
   parse_record(*type, words);
   return Item::record;
 }
@@ -211,9 +212,23 @@ void TextParser::parse_record(QomRecordType type, Words &words) {
   words.finish();
 }
 
+// Behind the word "lossy".
+void TextParser::parse_lossy_area(Words &words) {
+  if (record_.head.type != QOM_COMPRESSED_IMAGE && record_.head.type != QOM_COMPRESSED_IMAGE_BLOCKS)
+    words.fail("only compressed pixels have lossy areas");
+  const PixelFormat format = head_.header.pixel_format;
+  if (format < xRGB8888 || format > BGRx8888)
+    words.fail("only 32-bit pixels without alpha have lossy areas");
+  const Size size = words.size(1, QOM_MAX_SIDE);
+  const Point corner = words.point("a position, X,Y");
+  lossy_.push_back({corner.x, corner.y, size.width, size.height});
+}
+
 void TextParser::parse_image(Words &words) {
   const Size size = words.size(1, QOM_MAX_SIDE);
   const Point corner = words.point("a position, X,Y");
+  for (Words ahead = words; ahead.word("lossy, fill, random or rows") == "lossy"; words = ahead)
+    parse_lossy_area(ahead);
   const PixelRows rows = add_image_rows(words, size);
   parse_pixels(words, rows, Content::screen);
   QomImage &image = record_.image;
@@ -236,6 +251,11 @@ void TextParser::parse_blocks() {
     if (keyword == "end") {
       words.finish();
       break;
+    }
+    if (keyword == "lossy") {
+      parse_lossy_area(words);
+      words.finish();
+      continue;
     }
     if (keyword != "block") words.fail_word("\"block\" or \"end\"", keyword);
     const Size size = words.size(1, QOM_MAX_SIDE);
@@ -301,10 +321,15 @@ void TextParser::compress(QomRecordType type) {
   void *compressed;
   if (type == QOM_COMPRESSED_IMAGE) {
     record_.head.type = QOM_IMAGE;
-    compressed = qom_image_compress(&record_.image);
+    for (QomRectangle &area : lossy_) {
+      area.x -= record_.image.x;
+      area.y -= record_.image.y;
+    }
+    compressed = qom_image_compress_marked(&record_.image, lossy_.data(), lossy_.size());
   } else {
     record_.head.type = QOM_IMAGE_BLOCKS;
-    compressed = qom_image_blocks_compress(&record_.blocks);
+    compressed = qom_image_blocks_compress_marked(&record_.blocks, head_.header.pixel_format,
+                                                  lossy_.data(), lossy_.size());
   }
   if (!compressed) throw TextError(item_line_, qom_reader_error());
   compressed_.reset(static_cast<QomRecord *>(compressed));

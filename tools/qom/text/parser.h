@@ -70,6 +70,7 @@ class TextParser {
   void parse_film_area(Words &words);
   void parse_record(QomRecordType type, Words &words);
   void parse_image(Words &words);
+  void parse_lossy_area(Words &words);
   void parse_blocks();
   void parse_copies();
   void parse_cursor_image(Words &words);
@@ -100,6 +101,7 @@ class TextParser {
   RecordPtr compressed_;  // stands for record_ when the record is a compressed one
   std::vector<uint8_t> data_;
   std::vector<QomCopy> copies_;
+  std::vector<QomRectangle> lossy_;  // areas of the record, on the screen
   std::optional<std::string> texts_[2];
 };
 

@@ -141,12 +141,14 @@ bool TextWriter::fields(const QomRecord *record) {
     case QOM_IMAGE:
       return image(&as<QomImage>(record));
     case QOM_COMPRESSED_IMAGE:
-      return image(ImagePtr(qom_image_uncompress(&as<QomCompressedImage>(record))).get());
+      return image(ImagePtr(qom_image_uncompress(&as<QomCompressedImage>(record))).get(),
+                   lossy_areas(record));
     case QOM_IMAGE_BLOCKS:
       return blocks(&as<QomImageBlocks>(record));
     case QOM_COMPRESSED_IMAGE_BLOCKS:
       return blocks(
-          BlocksPtr(qom_image_blocks_uncompress(&as<QomCompressedImageBlocks>(record))).get());
+          BlocksPtr(qom_image_blocks_uncompress(&as<QomCompressedImageBlocks>(record))).get(),
+          lossy_areas(record));
     case QOM_HEADER:
       header_record(as<QomHeader>(record));
       return true;
@@ -182,14 +184,21 @@ void TextWriter::header_record(const QomHeader &header) {
   out_ += "end\n";
 }
 
-bool TextWriter::image(const QomImage *image) {
+void TextWriter::lossy_area(const QomRectangle &area) {
+  out_ += " lossy";
+  size(static_cast<uint32_t>(area.width), static_cast<uint32_t>(area.height));
+  point(area.x, area.y);
+}
+
+bool TextWriter::image(const QomImage *image, const std::vector<QomRectangle> &lossy) {
   if (!image) return false;
   rectangle(*image);
+  for (const QomRectangle &area : lossy) lossy_area(area);
   pixels(rows_of(*image), "  ");
   return true;
 }
 
-bool TextWriter::blocks(const QomImageBlocks *blocks) {
+bool TextWriter::blocks(const QomImageBlocks *blocks, const std::vector<QomRectangle> &lossy) {
   if (!blocks) return false;
   QomImage image;
   size_t offset = 0;
@@ -198,6 +207,11 @@ bool TextWriter::blocks(const QomImageBlocks *blocks) {
   while ((found = qom_image_blocks_next(blocks, &header_, &offset, &image)) == 1) continue;
   if (found != 0) return false;
   out_ += '\n';
+  for (const QomRectangle &area : lossy) {
+    out_ += ' ';
+    lossy_area(area);
+    out_ += '\n';
+  }
   offset = 0;
   while (qom_image_blocks_next(blocks, &header_, &offset, &image) == 1) {
     out_ += "  block";

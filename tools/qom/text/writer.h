@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include <vector>
+
 #include "qom/qom.h"
 
 namespace qomtool {
@@ -40,8 +42,10 @@ class TextWriter {
   void palette_entry(const RgbValue &entry);
   void header_record(const QomHeader &header);
   bool fields(const QomRecord *record);
-  bool image(const QomImage *image);
-  bool blocks(const QomImageBlocks *blocks);
+  // Of compressed pixels, their areas that are lossy; otherwise none.
+  bool image(const QomImage *image, const std::vector<QomRectangle> &lossy = {});
+  bool blocks(const QomImageBlocks *blocks, const std::vector<QomRectangle> &lossy = {});
+  void lossy_area(const QomRectangle &area);
   void copies(const QomCopyArea &area);
   void cursor_image(const QomCursorImage &cursor);
   void rectangle(const QomImage &image);

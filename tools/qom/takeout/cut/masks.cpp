@@ -26,6 +26,18 @@ bool take(std::string_view &text, int32_t &number, char behind) {
   return true;
 }
 
+// Pixels of a still depend on those up to so many pixels away, with which they share the squares of
+// 16 pixels that it is made of.
+constexpr int32_t kReach = 15;
+constexpr size_t kMostLossyAreas = 4096;  // looked at one by one
+
+QomRectangle common_part(const QomRectangle &a, const QomRectangle &b) {
+  const int32_t x = std::max(a.x, b.x);
+  const int32_t y = std::max(a.y, b.y);
+  return {x, y, std::min(a.x + a.width, b.x + b.width) - x,
+          std::min(a.y + a.height, b.y + b.height) - y};
+}
+
 bool shares_pixels(const QomRectangle &a, int32_t x, int32_t y, int32_t width, int32_t height) {
   return x < a.x + a.width && a.x < x + width && y < a.y + a.height && a.y < y + height;
 }
@@ -91,22 +103,46 @@ bool Masks::meet(int32_t x, int32_t y, int32_t width, int32_t height) const {
   });
 }
 
-bool Masks::concern(const QomImage &image) const {
+// The areas, and around them what is lossy and would tell of what they hide.
+Masks::Areas Masks::around(const Areas &lossy) const {
+  Areas areas = areas_;
+  for (const QomRectangle &mask : areas_) {
+    const QomRectangle reach = {mask.x - kReach, mask.y - kReach, mask.width + 2 * kReach,
+                                mask.height + 2 * kReach};
+    if (lossy.size() > kMostLossyAreas) {
+      areas.push_back(reach);
+      continue;
+    }
+    for (const QomRectangle &area : lossy) {
+      const QomRectangle part = common_part(area, reach);
+      if (part.width > 0 && part.height > 0) areas.push_back(part);
+    }
+  }
+  return areas;
+}
+
+bool Masks::concern(const QomImage &image, const Areas &areas) const {
   const size_t row = image.width * pixel_bytes_;
   const size_t stride =
       stride_in_bytes(image.width, static_cast<uint8_t>(pixel_bytes_ * 8), header_.scanline_pad);
-  return stride > row || meet(image.x, image.y, image.width, image.height);
+  return stride > row || std::any_of(areas.begin(), areas.end(), [&](const QomRectangle &area) {
+           return shares_pixels(area, image.x, image.y, image.width, image.height);
+         });
 }
 
 bool Masks::blank(QomImage *image) const {
-  if (!concern(*image)) return false;
+  return blank(image, areas_);
+}
+
+bool Masks::blank(QomImage *image, const Areas &areas) const {
+  if (!concern(*image, areas)) return false;
   const size_t row_bytes = image->width * pixel_bytes_;
   const size_t stride =
       stride_in_bytes(image->width, static_cast<uint8_t>(pixel_bytes_ * 8), header_.scanline_pad);
   for (int32_t row = 0; row < image->height; ++row) {
     uint8_t *pixels = image->data + static_cast<size_t>(row) * stride;
     std::memset(pixels + row_bytes, 0, stride - row_bytes);
-    for (const QomRectangle &area : areas_) {
+    for (const QomRectangle &area : areas) {
       if (!shares_pixels(area, image->x, image->y + row, image->width, 1)) continue;
       const int32_t begin = std::max(area.x - image->x, 0);
       const int32_t end = std::min<int32_t>(area.x + area.width - image->x, image->width);
@@ -118,13 +154,13 @@ bool Masks::blank(QomImage *image) const {
 }
 
 // *whole: whether the blocks reach exactly to the end of their data.
-bool Masks::blank(QomImageBlocks *blocks, bool *whole) const {
+bool Masks::blank(QomImageBlocks *blocks, const Areas &areas, bool *whole) const {
   bool changed = false;
   size_t offset = 0;
   QomImage block;
   int found;
   while ((found = qom_image_blocks_next(blocks, &header_, &offset, &block)) == 1) {
-    changed = blank(&block) || changed;
+    changed = blank(&block, areas) || changed;
   }
   *whole = found == 0;
   return changed;
@@ -133,17 +169,25 @@ bool Masks::blank(QomImageBlocks *blocks, bool *whole) const {
 RecordPtr Masks::blanked(const QomCompressedImage *compressed) const {
   const ImagePtr image(qom_image_uncompress(compressed));
   if (!image) return nullptr;
-  blank(image.get());
-  return compressed_record(qom_image_compress(image.get()));
+  Areas lossy = lossy_areas(compressed);
+  blank(image.get(), around(lossy));
+  for (QomRectangle &area : lossy) {
+    area.x -= image->x;
+    area.y -= image->y;
+  }
+  return compressed_record(qom_image_compress_marked(image.get(), lossy.data(), lossy.size()));
 }
 
 // Where the blocks lie is in their compressed bytes.
 RecordPtr Masks::blanked(RecordPtr record, const QomCompressedImageBlocks *compressed) const {
   const BlocksPtr blocks(qom_image_blocks_uncompress(compressed));
   bool whole = false;
-  const bool changed = blocks && blank(blocks.get(), &whole);
+  const Areas lossy = lossy_areas(compressed);
+  const bool changed = blocks && blank(blocks.get(), around(lossy), &whole);
   if (!whole) return nullptr;
-  return changed ? compressed_record(qom_image_blocks_compress(blocks.get())) : std::move(record);
+  if (!changed) return record;
+  return compressed_record(qom_image_blocks_compress_marked(blocks.get(), header_.pixel_format,
+                                                            lossy.data(), lossy.size()));
 }
 
 RecordPtr Masks::blanked(RecordPtr record) const {
@@ -159,11 +203,11 @@ RecordPtr Masks::blanked(RecordPtr record) const {
       geometry.height = image.height;
       geometry.x = image.x;
       geometry.y = image.y;
-      return concern(geometry) ? blanked(&image) : std::move(record);
+      return concern(geometry, around(lossy_areas(record.get()))) ? blanked(&image) : std::move(record);
     }
     case QOM_IMAGE_BLOCKS: {
       bool whole;
-      blank(reinterpret_cast<QomImageBlocks *>(record.get()), &whole);
+      blank(reinterpret_cast<QomImageBlocks *>(record.get()), areas_, &whole);
       return whole ? std::move(record) : nullptr;
     }
     case QOM_COMPRESSED_IMAGE_BLOCKS: {

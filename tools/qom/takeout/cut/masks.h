@@ -41,8 +41,12 @@ class Masks {
   RecordPtr blanked(RecordPtr record) const;
 
  private:
-  bool concern(const QomImage &image) const;
-  bool blank(QomImageBlocks *blocks, bool *whole) const;
+  using Areas = std::vector<QomRectangle>;
+
+  Areas around(const Areas &lossy) const;
+  bool concern(const QomImage &image, const Areas &areas) const;
+  bool blank(QomImage *image, const Areas &areas) const;
+  bool blank(QomImageBlocks *blocks, const Areas &areas, bool *whole) const;
   RecordPtr blanked(const QomCompressedImage *compressed) const;
   RecordPtr blanked(RecordPtr record, const QomCompressedImageBlocks *compressed) const;
 

@@ -152,6 +152,12 @@ ImagePtr RawScreen::picture(uint64_t time, bool *exact) {
   return whole;
 }
 
+std::vector<QomRectangle> RawScreen::lossy() const {
+  std::vector<QomRectangle> areas(QOM_MAX_LOSSY_AREAS);
+  areas.resize(qom_screen_lossy(screen_.get(), areas.data(), areas.size()));
+  return areas;
+}
+
 RecordPtr RawScreen::targets(const QomCopyArea &copied) {
   QomPicture picture;
   if (qom_screen_picture(screen_.get(), 0, &picture) != 0) return nullptr;
@@ -168,7 +174,9 @@ RecordPtr RawScreen::targets(const QomCopyArea &copied) {
   }
   const QomImageBlocks blocks{QOM_IMAGE_BLOCKS, copied.timestamp,
                               static_cast<uint32_t>(bytes.size()), bytes.data()};
-  return RecordPtr(reinterpret_cast<QomRecord *>(qom_image_blocks_compress(&blocks)));
+  const std::vector<QomRectangle> marks = lossy();  // of the targets, and others, which have them
+  return RecordPtr(reinterpret_cast<QomRecord *>(qom_image_blocks_compress_marked(
+      &blocks, header_->pixel_format, marks.data(), marks.size())));
 }
 
 }  // namespace qomtool

@@ -22,6 +22,9 @@ class RawScreen {
   // Applies the records up to that number. False with the reason.
   bool go_to(size_t record);
 
+  // The areas of the picture that are lossy.
+  std::vector<QomRectangle> lossy() const;
+
   // What copies have drawn, as compressed blocks of the recording's format; none when memory is
   // short. The screen is where the copies have just been applied.
   RecordPtr targets(const QomCopyArea &copied);

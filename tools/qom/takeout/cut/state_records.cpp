@@ -44,7 +44,8 @@ class Restating {
     const ImagePtr picture = screen_.picture(time_, &state_.exact);
     if (!picture) throw std::bad_alloc();
     add_copy(QomScreenChange{QOM_SCREEN_CHANGE, time_, picture->width, picture->height});
-    add(qom_image_compress(picture.get()));
+    const std::vector<QomRectangle> lossy = screen_.lossy();
+    add(qom_image_compress_marked(picture.get(), lossy.data(), lossy.size()));
   }
 
   void add_cursor() {

@@ -96,35 +96,56 @@ class Scene {
   int32_t caption_top_;
 };
 
-// The stretches of time in which pictures need not be what was on the screen.
+// The stretches of time in which there is something against the pictures.
+class Stretches {
+ public:
+  // Whether it is so at a time; times come in their order.
+  void look(uint64_t time, bool is_so) {
+    if (is_so && !open_) stretches_.push_back({time, time});
+    if (open_) stretches_.back().to = time;
+    open_ = is_so;
+  }
+
+  // `text` says what, and they follow.
+  void tell(const Source &source, std::string text) const {
+    if (stretches_.empty()) return;
+    for (size_t i = 0; i < std::min(stretches_.size(), kToldDoubts); ++i)
+      text += (i > 0 ? ", " : " ") + source.describe(stretches_[i].from) + " to " +
+              source.describe(stretches_[i].to);
+    if (stretches_.size() > kToldDoubts)
+      text += ", and " + std::to_string(stretches_.size() - kToldDoubts) + " more";
+    complain(source.name(), text);
+  }
+
+ private:
+  std::vector<Stretch> stretches_;
+  bool open_ = false;
+};
+
+// The pictures that need not be what was on the screen, and those that are not quite.
 class Doubts {
  public:
   explicit Doubts(const Source &source) : source_(source) {}
 
   // The screen was brought to that time.
   void look(uint64_t time) {
-    const bool trusted = source_.is_trusted(time);
-    if (!trusted && !open_) stretches_.push_back({time, time});
-    if (open_) stretches_.back().to = time;
-    open_ = !trusted;
+    damaged_.look(time, !source_.is_trusted(time));
+    lossy_.look(time, qom_screen_lossy(source_.screen(), nullptr, 0) > 0);
   }
 
   void tell() const {
-    if (stretches_.empty()) return;
-    std::string text =
-        "the recording is damaged: these parts of the film need not be what was on the screen:";
-    for (size_t i = 0; i < std::min(stretches_.size(), kToldDoubts); ++i)
-      text += (i > 0 ? ", " : " ") + source_.describe(stretches_[i].from) + " to " +
-              source_.describe(stretches_[i].to);
-    if (stretches_.size() > kToldDoubts)
-      text += ", and " + std::to_string(stretches_.size() - kToldDoubts) + " more";
-    complain(source_.name(), text);
+    damaged_.tell(
+        source_,
+        "the recording is damaged: these parts of the film need not be what was on the screen:");
+    lossy_.tell(source_,
+                "these parts of the film have lossy areas, which are near what was on the screen "
+                "and not the same:");
   }
 
  private:
   const Source &source_;
-  std::vector<Stretch> stretches_;
-  bool open_ = false;
+  Stretches damaged_;
+  Stretches lossy_;
 };
 
 class Film {
