@@ -51,7 +51,7 @@ FilmAreas::FilmAreas(int width, int height, PixelFormat display, PixelFormat rec
       interval_(limits.rate > 0 ? static_cast<int64_t>(second / limits.rate) : 0),
       newest_(width, height, display, recording),
       exact_(width, height, tile_width, tile_height),
-      lossy_(width, height, tile_width, tile_height),
+      lossy_(width, height, fine_width, fine_height),
       unused_(width, height, fine_width, fine_height),
       block_columns_(count_up(columns_, block_tiles_across)),
       labels_(static_cast<size_t>(block_columns_) *
@@ -116,9 +116,8 @@ void FilmAreas::judge(const Picture &picture, const Grab &grab, const Rectangle 
 void FilmAreas::free_edges(const Rectangle &area) {
   for_tiles(area, [&](size_t place, const Rectangle &tile) {
     if (tiles_[place].broken != looks_) return;
-    const Rectangle around = intersection({tile.x - tile_width, tile.y - tile_height,
-                                           3 * tile_width, 3 * tile_height},
-                                          whole_);
+    const Rectangle around = intersection(
+        {tile.x - tile_width, tile.y - tile_height, 3 * tile_width, 3 * tile_height}, whole_);
     int broken = 0;
     for_tiles(around, [&](size_t at, const Rectangle &) { broken += tiles_[at].broken == looks_; });
     if (broken < least_broken) return;
@@ -215,13 +214,20 @@ FilmAreas::Fate FilmAreas::fate(size_t place, int64_t now) const {
   const Tile &tile = tiles_[place];
   if (!tile.film || rests(place, now)) return Fate::exact;
   if (!stores_) return Fate::held;
-  const Rectangle area = tile_area(place);
-  const int cells = count_up(area.width, fine_width) * count_up(area.height, fine_height);
-  // Where a cell never changes, there may be something else beside the film.
-  const bool whole = tile.moving == (1 << cells) - 1;
-  if (limits_.quality == 0 || !whole) return Fate::exact;
+  if (limits_.quality == 0) return Fate::exact;
   if (tile.changed == now || tile.newer) return Fate::lossy;
   return tile.inexact ? Fate::held : Fate::exact;
+}
+
+// Marks the cells of film in lossy_: where one never changes, there is something else beside it.
+void FilmAreas::mark_moving(size_t place) {
+  const Rectangle area = tile_area(place);
+  int cell = 0;
+  for (int y = area.y; y < area.y + area.height; y += fine_height) {
+    for (int x = area.x; x < area.x + area.width; x += fine_width) {
+      if (tiles_[place].moving >> cell++ & 1) lossy_.mark_cell(x / fine_width, y / fine_height);
+    }
+  }
 }
 
 // Says in exact_ and lossy_ what becomes of the tiles of the grab, and keeps the pixels of those
@@ -240,7 +246,7 @@ bool FilmAreas::withhold(const Grab &grab, int64_t now) {
       return;
     }
     if (fate == Fate::lossy) {
-      lossy_.mark(area);
+      mark_moving(place);
       tile.newer = false;
       tile.inexact = true;
       return;
@@ -332,8 +338,8 @@ std::vector<Grab> FilmAreas::catch_up() {
 
 std::vector<Rectangle> FilmAreas::inexact() {
   lossy_.clear();
-  for_tiles(whole_, [&](size_t place, const Rectangle &area) {
-    if (tiles_[place].inexact) lossy_.mark(area);
+  for_tiles(whole_, [&](size_t place, const Rectangle &) {
+    if (tiles_[place].inexact) mark_moving(place);
   });
   return lossy_.rectangles(0);
 }

@@ -97,6 +97,7 @@ class FilmAreas {
              int64_t now);
   void free_edges(const Rectangle &area);
   bool rests(size_t place, int64_t now) const;
+  void mark_moving(size_t place);
   Fate fate(size_t place, int64_t now) const;
   bool withhold(const Grab &grab, int64_t now);
   void schedule(int64_t now);
@@ -114,7 +115,7 @@ class FilmAreas {
   int64_t interval_;  // between two stored pictures; 0 without a rate
   Picture newest_;    // pixels of the tiles that say so
   CellMap exact_;     // tiles that are stored exactly, of one grab
-  CellMap lossy_;     // and with losses, of all
+  CellMap lossy_;     // cells that are stored with losses, of all
   CellMap unused_;    // what Picture::update() wants
   uint32_t looks_ = 0;
   bool any_film_ = false;
