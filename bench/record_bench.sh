@@ -2,7 +2,8 @@
 # What recording a display costs, beside ffmpeg's x11grab into lossless x264 of the same content.
 #
 #   bench/record_bench.sh [--rounds N] [--seconds S] [--rows FILE]
-#                         [--only quiet|text|video|drag|dragnoise|film|cinema|speed]
+#                         [--only quiet|text|video|drag|dragnoise|film|cinema|
+#                         filmrate|filmlossy|cinemalossy|speed]
 #
 # Prints medians over the rounds of ratios between two runs that follow each other: CPU time, with
 # that of the X server where it says so, bytes, pictures a second where the encoder keeps 10, and,
@@ -18,6 +19,7 @@ rounds=5
 seconds=15
 only=
 rows_file=
+record_options=()
 arguments=("$@")
 
 while [ $# -gt 0 ]; do
@@ -26,7 +28,7 @@ while [ $# -gt 0 ]; do
         --seconds) seconds=$2; shift 2 ;;
         --only) only=$2; shift 2 ;;
         --rows) rows_file=$(realpath "$2"); shift 2 ;;
-        *) sed -n '2,13s/^# \{0,1\}//p' "$0"; [ "$1" = --help ]; exit ;;
+        *) sed -n '2,14s/^# \{0,1\}//p' "$0"; [ "$1" = --help ]; exit ;;
     esac
 done
 
@@ -62,7 +64,8 @@ cpu_of() {
     awk '{ print $1 + $2 }' <<<"$times"
 }
 
-record() { rm -f "$work/r.qom"; cpu_of "$qom" record --quiet --fps 10 --duration "$seconds" "$work/r.qom"; }
+record() { rm -f "$work/r.qom"; cpu_of "$qom" record --quiet --fps 10 --duration "$seconds" \
+    "${record_options[@]}" "$work/r.qom"; }
 grab() {
     cpu_of ffmpeg -y -nostdin -v error -f x11grab -framerate 10 -video_size 1920x1080 -i "$DISPLAY" \
         -t "$seconds" -c:v libx264rgb -qp 0 -preset ultrafast "$work/u.mkv"
@@ -131,6 +134,32 @@ compare() {
 draw_rate() {
     x11perf -scroll500 -time 1 -repeat 3 2>/dev/null | sed -n 's/.*( *\([0-9.]*\)\/sec).*/\1/p' | sort -g | tail -n 1
 }
+# compare_exact CONTENT NAME OPTION...: recording with these options beside recording without them
+compare_exact() {
+    local content=$1 name=$2 round exact exact_bytes with idle
+    "play_$content"
+    sleep 4
+    idle=$(content_cpu)
+    for ((round = 0; round < rounds; round++)); do
+        record_options=()
+        exact=$(with_server "$idle" record)
+        exact_bytes=$(size "$work/r.qom")
+        record_options=("${@:3}")
+        with=$(with_server "$idle" record)
+        ratio "$with" "$exact" >>"$work/$name.cpu"
+        ratio "$(size "$work/r.qom")" "$exact_bytes" >>"$work/$name.bytes"
+        pictures >>"$work/$name.pictures"
+    done
+    record_options=()
+    stop_all
+}
+rows_exact() {
+    row "recording $1, ${*:3}: CPU with the server's" "exact" "$(median "$work/$2.cpu")"
+    row "recording $1, ${*:3}: bytes" "exact" "$(median "$work/$2.bytes")"
+    row "recording $1, ${*:3}: pictures a second" "" "$(median "$work/$2.pictures")"
+}
+both_exact() { compare_exact "$@" && rows_exact "$@"; }
+
 compare_speed() {
     local round alone recorded recorder
     for ((round = 0; round < rounds; round++)); do
@@ -178,6 +207,9 @@ if wanted drag; then compare_both drag; rows_both drag 0.3 0.1; fi
 if wanted dragnoise; then compare_both dragnoise; rows_both dragnoise 0.3 0.25; fi
 if wanted film; then compare_both film; rows_both film 1 1.1; fi
 if wanted cinema; then compare_both cinema; rows_both cinema 1 1.1 9.5; fi
+if wanted filmrate; then both_exact film filmrate --film-rate 2; fi
+if wanted filmlossy; then both_exact film filmlossy --film lossy; fi
+if wanted cinemalossy; then both_exact cinema cinemalossy --film lossy; fi
 if wanted speed; then
     compare_speed
     row "speed of x11perf -scroll500, recorded" "the same alone" "$(median "$work/speed")" ">=" 0.9
