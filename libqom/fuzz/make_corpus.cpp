@@ -99,6 +99,9 @@ void save_additions() {
   Bytes mark;
   forge::append(&mark, qom::GapMark{1000, 2000, -5, QOM_GAP_STOPPED, {}});
   recording.add(qom::frame_gap, mark);
+  Bytes film;
+  forge::append(&film, qom::FilmAreaMark{1000, 2000, 1, 2, 3, 4, 500, 75, {}});
+  recording.add(qom::frame_film_area, film);
   const Bytes geometry = {16, 0, 8, 0, 0, 0, 0, 0, 1, 0, 1, 0, 7, 0, 0, 0};
   Bytes flat(512, 0x55);
   const QomCursorImage cursor = {QOM_CURSOR_IMAGE, 0, 16, 8, 0, 0, 1, 1, 7, 512, flat.data()};

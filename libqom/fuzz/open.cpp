@@ -75,6 +75,11 @@ void use(QomReader *reader) {
   for (size_t i = 0; i < count; ++i)
     require(gaps[i].begin <= gaps[i].end && gaps[i].record <= length,
             "a gap lies in the recording");
+  const QomFilmArea *film = qom_reader_film_areas(reader, &count);
+  require(film || count == 0, "film has a number");
+  for (size_t i = 0; i < count; ++i)
+    require(film[i].begin <= film[i].end && film[i].record <= length && film[i].width > 0,
+            "film lies in the recording");
   const QomOrigin *origins = qom_reader_origins(reader, &count);
   require(origins || count == 0, "origins have a number");
   for (size_t i = 0; i < count; ++i)

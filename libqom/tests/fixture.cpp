@@ -408,6 +408,12 @@ void RecordingTest::compare_with_independent(QomReader *reader) {
   const QomGap *gaps = qom_reader_gaps(reader, &count);
   for (const QomGap *gap = gaps; gap != gaps + count; ++gap)
     text += "gap" + numbers(gap->begin, gap->end, gap->clock_offset, gap->reason) + '\n';
+  const QomFilmArea *film = qom_reader_film_areas(reader, &count);
+  for (const QomFilmArea &area : std::span(film, count))
+    text += "film" +
+            numbers(area.begin, area.end, area.x, area.y, area.width, area.height, area.rate,
+                    area.quality) +
+            '\n';
   const QomOrigin *origins = qom_reader_origins(reader, &count);
   for (const QomOrigin &origin : std::span(origins, count)) text += line_of(origin);
   std::string told = other.read(path);

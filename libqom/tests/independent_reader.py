@@ -191,7 +191,7 @@ class Recording:
     def __init__(self, data):
         self.data = data
         self.records, self.texts = [], []  # (position, length, type, time); lines
-        self.marks, self.gaps = set(), []
+        self.marks, self.gaps, self.film = set(), [], []
         self.origins = []  # since the last record
         self.areas = {}  # by position
         self.flags = {}  # of index entries, by position
@@ -263,6 +263,12 @@ class Recording:
             begin, end, offset, reason = struct.unpack("<QQqBxxxxxxx", payload)
             require(begin <= end <= MAX_TIME and abs(offset) <= MAX_TIME and reason)
             self.gaps.append(words(begin, end, offset, reason))
+        elif kind == 233 and len(payload) == 32:
+            begin, end, *area, rate, quality = struct.unpack("<QQHHHHIBxxx", payload)
+            x, y, width, height = area
+            require(begin <= end <= MAX_TIME and min(width, height) > 0 and quality <= 100)
+            require(max(x + width, y + height) <= 16384)
+            self.film.append(words(begin, end, *area, rate, quality))
         elif kind == 232:
             self.origins.append(self.origin(Fields(payload)))
 
@@ -379,6 +385,7 @@ class Recording:
         lines = [b"2 at" + words(self.header.start) + self.header.text + b"\n", *self.texts]
         lines += [b"checkpoint" + words(*span) + b"\n" for span in self.checkpoints()]
         lines += [b"gap" + gap + b"\n" for gap in self.gaps]
+        lines += [b"film" + film + b"\n" for film in self.film]
         lines += [b"origin" + origin + b"\n" for origin in self.origins]
         try:
             lines += self.strip_text()

@@ -150,6 +150,20 @@ TEST_F(IndexTest, GapsAreFoundWhereverTheyLieAndLiesArePassedOver) {
   recording.bytes.back() = 1;  // its checksum is wrong
   forge::append(&recording.bytes, Bytes(50, 0xB3));
   mark(4, 40);
+  const auto film = [&recording](qom::FilmAreaMark area, size_t bytes = qom::film_area_bytes) {
+    Bytes payload;
+    forge::append(&payload, area);
+    payload.resize(bytes);
+    recording.add(qom::frame_film_area, payload);
+  };
+  film({3, 4, 5, 6, 7, 8, 500, 100, {}});
+  film({4, 3, 5, 6, 7, 8, 500, 100, {}});
+  film({3, QOM_MAX_TIME + 1, 5, 6, 7, 8, 500, 100, {}});
+  film({3, 4, 5, 6, 0, 8, 500, 100, {}});
+  film({3, 4, 5, 6, 7, QOM_MAX_SIDE - 5, 500, 100, {}});
+  film({3, 4, 65535, 6, 7, 8, 500, 100, {}});
+  film({3, 4, 5, 6, 7, 8, 500, 101, {}});
+  film({3, 4, 5, 6, 7, 8, 500, 100, {}}, 31);
   for (const bool finished : {false, true}) {
     if (finished) recording.finish();
     put(recording.bytes);
@@ -161,6 +175,12 @@ TEST_F(IndexTest, GapsAreFoundWhereverTheyLieAndLiesArePassedOver) {
     for (size_t i = 0; i < count; ++i) EXPECT_EQ(gaps[i].record, i);
     const auto kinds = scan();
     EXPECT_EQ(std::count(kinds.begin(), kinds.end(), QOM_SCAN_GAP), 2);
+    const QomFilmArea *areas = qom_reader_film_areas(reader.get(), &count);
+    ASSERT_EQ(count, 1u);
+    EXPECT_EQ(areas[0].height, 8);
+    EXPECT_EQ(areas[0].rate, 500u);
+    EXPECT_EQ(areas[0].record, 1u);
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), QOM_SCAN_FILM_AREA), 1);
   }
 }
 
@@ -234,6 +254,7 @@ TEST_F(IndexTest, ACheckpointThatIsNotWholeIsRefusedAndItsRecordsStay) {
   QomWriter *writer = create();
   size_t written = 0;
   const QomGap gap = {5, 6, 0, QOM_GAP_LATE, 0};
+  const QomFilmArea film = {5, 6, 0, 0, 1, 1, 0, 0, 0};
   const auto record = [](char letter) {
     if (letter == 's' || letter == 'S') return screen_change(1000, 8, letter == 's' ? 4 : 5);
     if (letter == 't') return text_record(QOM_FOOTER_ITEM_IP, 1000, "ip");
@@ -248,6 +269,7 @@ TEST_F(IndexTest, ACheckpointThatIsNotWholeIsRefusedAndItsRecordsStay) {
     EXPECT_EQ(qom_writer_begin_checkpoint(writer), 0);
     EXPECT_EQ(qom_writer_begin_checkpoint(writer), -1);
     EXPECT_EQ(qom_writer_gap(writer, &gap), -1);
+    EXPECT_EQ(qom_writer_film_area(writer, &film), -1);
     for (const char letter : run) append(writer, list(record(letter)));
     written += run.size();
     return qom_writer_end_checkpoint(writer) == 0;

@@ -5,6 +5,7 @@
 
 #include "clock.h"
 #include "commands.h"
+#include "film_areas.h"
 #include "gaps.h"
 #include "progress.h"
 #include "range.h"
@@ -35,17 +36,18 @@ void tell_unreadable(Progress &progress, const Options &options, size_t index) {
   complain(options.file, "record #" + std::to_string(index) + ": " + qom_reader_error());
 }
 
-// Steps through the gaps of a recording beside its records.
-class Gaps {
+// Steps through marks of one kind beside the records.
+template <typename Mark>
+class Marks {
  public:
-  Gaps(const Recording &recording, Range range)
-      : gaps_(gaps_of(recording.reader.get())), range_(range), length_(recording.length) {}
+  Marks(std::span<const Mark> marks, const Recording &recording, Range range)
+      : marks_(marks), range_(range), length_(recording.length) {}
 
-  // Calls `show` for each gap directly before the record.
+  // Calls `show` for each mark directly before the record.
   template <typename Show>
   void before(size_t index, Show show) {
-    for (; next_ < gaps_.size() && gaps_[next_].record <= index; ++next_) {
-      if (gaps_[next_].record >= range_.begin) show(gaps_[next_]);
+    for (; next_ < marks_.size() && marks_[next_].record <= index; ++next_) {
+      if (marks_[next_].record >= range_.begin) show(marks_[next_]);
     }
   }
   // The same for those behind the last record, when the range reaches there.
@@ -55,7 +57,7 @@ class Gaps {
   }
 
  private:
-  std::span<const QomGap> gaps_;
+  std::span<const Mark> marks_;
   Range range_;
   size_t length_;
   size_t next_ = 0;
@@ -65,12 +67,17 @@ int dump_lines(const Recording &recording, const Options &options, Range range,
                Progress &progress) {
   int status = kGood;
   const uint64_t start = recording.header->timestamp;
-  Gaps gaps(recording, range);
+  Marks gaps(gaps_of(recording.reader.get()), recording, range);
+  Marks film(film_areas_of(recording.reader.get()), recording, range);
   const auto show = [start](const QomGap &gap) {
     std::printf("not recorded: %s\n", gap_text(gap, start).c_str());
   };
+  const auto show_film = [start](const QomFilmArea &area) {
+    std::printf("film held back: %s\n", film_area_text(area, start).c_str());
+  };
   for (size_t i = range.begin; i < range.end && !output_failed(); ++i) {
     gaps.before(i, show);
+    film.before(i, show_film);
     const QomIndexEntry &entry = recording.index[i];
     const RecordPtr record(qom_record_at_index(recording.reader.get(), i));
     std::printf("#%zu %s %s ", i, elapsed_time(start, entry.timestamp).c_str(),
@@ -87,6 +94,7 @@ int dump_lines(const Recording &recording, const Options &options, Range range,
     progress.update(i - range.begin);
   }
   gaps.at_end(show);
+  film.at_end(show_film);
   return status;
 }
 
@@ -122,10 +130,13 @@ int dump_text(const Recording &recording, const Options &options, Range range, P
   int status = kGood;
   TextWriter writer(stdout, *recording.header);
   CheckpointMarks marks(recording, range, writer);
-  Gaps gaps(recording, range);
+  Marks gaps(gaps_of(recording.reader.get()), recording, range);
+  Marks film(film_areas_of(recording.reader.get()), recording, range);
   const auto show = [&writer](const QomGap &gap) { writer.gap(gap); };
+  const auto show_film = [&writer](const QomFilmArea &area) { writer.film_area(area); };
   for (size_t i = range.begin; i < range.end && !output_failed(); ++i) {
     gaps.before(i, show);
+    film.before(i, show_film);
     marks.before_record(i);
     const RecordPtr record(qom_record_at_index(recording.reader.get(), i));
     if (!record || !writer.record(record.get())) {
@@ -137,6 +148,7 @@ int dump_text(const Recording &recording, const Options &options, Range range, P
     progress.update(i - range.begin);
   }
   gaps.at_end(show);
+  film.at_end(show_film);
   return status;
 }
 

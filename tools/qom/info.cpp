@@ -7,6 +7,7 @@
 #include "clock.h"
 #include "commands.h"
 #include "counted.h"
+#include "film_areas.h"
 #include "formatted.h"
 #include "gaps.h"
 #include "info_json.h"
@@ -123,6 +124,17 @@ void print_gaps(std::span<const QomGap> gaps, uint64_t start) {
   }
 }
 
+void print_film(const Recording &recording, uint64_t duration) {
+  const std::span<const QomFilmArea> areas = film_areas_of(recording.reader.get());
+  if (areas.empty()) return;
+  const FilmShare share = film_share(areas, *recording.header, duration);
+  line("film", "held back for " + elapsed_time(0, share.time) +
+                   formatted(" (%.1f %% of the time), %.1f %% of the area in all:",
+                             percent(share.time, duration), 100 * share.area));
+  line("",
+       film_limits_text(areas[0]) + "; " + counted(areas.size(), "mark") + ", listed by --json");
+}
+
 // The newest first.
 void print_origins(std::span<const QomOrigin> origins) {
   const char *name = "cut out of";
@@ -164,6 +176,7 @@ void print_table(const std::string &path, const Recording &recording, const Summ
   print_header(*recording.header);
   print_times(recording, summary);
   print_gaps(gaps_of(recording.reader.get()), recording.header->timestamp);
+  print_film(recording, summary.duration);
   if (info.checkpoint_count) {
     line("checkpoints", number(info.checkpoint_count) + ", " + bytes_text(info.checkpoint_bytes) +
                             formatted(" (%.1f %% of the records)",

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "film_areas.h"
 #include "gaps.h"
 #include "origins.h"
 #include "qom/screen.h"
@@ -76,6 +77,27 @@ Json json_gaps(std::span<const QomGap> gaps) {
   return all;
 }
 
+Json json_film(const Recording &recording, uint64_t duration) {
+  const std::span<const QomFilmArea> areas = film_areas_of(recording.reader.get());
+  const FilmShare share = film_share(areas, *recording.header, duration);
+  Json all = Json::array();
+  for (const QomFilmArea &area : areas) {
+    all.push_back({{"begin_us", area.begin},
+                   {"end_us", area.end},
+                   {"x", area.x},
+                   {"y", area.y},
+                   {"width", area.width},
+                   {"height", area.height},
+                   {"pictures_per_second", area.rate ? Json(area.rate / 1000.0) : Json(nullptr)},
+                   {"quality", area.quality ? Json(area.quality) : Json(nullptr)}});
+  }
+  return {{"us", share.time},
+          {"share_of_time",
+           duration ? static_cast<double>(share.time) / static_cast<double>(duration) : 0},
+          {"share_of_area", share.area},
+          {"areas", all}};
+}
+
 Json json_origins(std::span<const QomOrigin> origins) {
   Json all = Json::array();
   for (const QomOrigin &origin : origins) {
@@ -123,6 +145,7 @@ Json info_json(const Recording &recording) {
       summary.picture_interval ? Json(per_second(1, summary.picture_interval)) : Json();
   json["largest_gap"] = json_gap(recording, summary);
   json["not_recorded"] = json_gaps(gaps_of(recording.reader.get()));
+  json["film"] = json_film(recording, summary.duration);
   json["cut_out_of"] = json_origins(origins_of(recording.reader.get()));
   json["lossy"] = json_lossy(recording.reader.get());
   json["checkpoints"] = {{"count", info.checkpoint_count}, {"bytes", info.checkpoint_bytes}};

@@ -79,6 +79,8 @@ int apply(QomWriter *writer, TextParser::Item item, const TextParser &parser) {
       return qom_writer_end_checkpoint(writer);
     case TextParser::Item::gap:
       return qom_writer_gap(writer, &parser.gap());
+    case TextParser::Item::film_area:
+      return qom_writer_film_area(writer, &parser.film_area());
     default:
       return qom_writer_append(writer, parser.record());
   }

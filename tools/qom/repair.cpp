@@ -37,6 +37,7 @@ struct Survey {
   uint64_t malformed = 0;  // frames whose bytes are right and whose contents are not allowed
   uint64_t unknown = 0;
   uint64_t gaps = 0;
+  uint64_t film_areas = 0;
   uint64_t torn_bytes = 0;
   bool head_broken = false;
   uint64_t damages = 0;
@@ -88,6 +89,9 @@ int Surveyor::visit(const QomScanEvent &event) {
       break;
     case QOM_SCAN_GAP:
       ++survey.gaps;
+      break;
+    case QOM_SCAN_FILM_AREA:
+      ++survey.film_areas;
       break;
     case QOM_SCAN_TORN:
       survey.torn_bytes += event.length;
@@ -158,6 +162,7 @@ class Copy {
   Progress &progress_;
   uint64_t met_ = 0;  // records, as the survey counts them
   uint64_t gaps_ = 0;
+  uint64_t film_areas_ = 0;
   size_t next_faulty_ = 0;
   size_t next_checkpoint_ = 0;
   bool open_ = false;  // a checkpoint of the output
@@ -171,6 +176,10 @@ int Copy::visit(const QomScanEvent &event) {
   if (event.kind == QOM_SCAN_GAP && gaps_ < survey_.gaps) {
     ++gaps_;
     return qom_writer_gap(writer_, event.gap) == 0 || errno == EINVAL ? 0 : 1;
+  }
+  if (event.kind == QOM_SCAN_FILM_AREA && film_areas_ < survey_.film_areas) {
+    ++film_areas_;
+    return qom_writer_film_area(writer_, event.film_area) == 0 || errno == EINVAL ? 0 : 1;
   }
   if (event.kind != QOM_SCAN_RECORD || !event.record) return 0;
   // A recording that is still being written has grown since the survey.

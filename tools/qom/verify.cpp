@@ -57,6 +57,7 @@ class Verification {
   uint64_t checkpoints_ = 0;
   uint64_t unknown_ = 0;
   uint64_t gaps_ = 0;
+  uint64_t film_areas_ = 0;
   uint64_t torn_bytes_ = 0;
   uint64_t lost_entries_ = 0;  // entries of records that lay in damaged bytes
 };
@@ -87,6 +88,9 @@ int Verification::visit(const QomScanEvent &event) {
       break;
     case QOM_SCAN_GAP:
       ++gaps_;
+      break;
+    case QOM_SCAN_FILM_AREA:
+      ++film_areas_;
       break;
     case QOM_SCAN_TORN:
       torn_bytes_ += event.length;
@@ -202,6 +206,10 @@ void Verification::conclude(const std::string &name) {
   if (gaps_) {
     std::printf("%s not recorded; \"qom info\" has the list\n",
                 counted(gaps_, "stretch was", "stretches were").c_str());
+  }
+  if (film_areas_) {
+    std::printf("film was held back in %s; \"qom info\" tells how much\n",
+                counted(film_areas_, "stretch", "stretches").c_str());
   }
   if (lost_entries_) {
     std::printf(

@@ -35,6 +35,7 @@ inline constexpr uint8_t frame_head_copy = 228;
 inline constexpr uint8_t frame_gap = 229;
 inline constexpr uint8_t frame_overview = 230;
 inline constexpr uint8_t frame_origin = 232;
+inline constexpr uint8_t frame_film_area = 233;
 
 inline constexpr uint32_t absent_text = 0xFFFFFFFFu;
 
@@ -53,6 +54,7 @@ inline constexpr uint32_t index_fixed_bytes = 32;  // of an index payload before
 inline constexpr uint32_t end_mark_bytes = 32;     // payloads
 inline constexpr uint32_t checkpoint_bytes = 16;
 inline constexpr uint32_t gap_bytes = 32;
+inline constexpr uint32_t film_area_bytes = 32;
 inline constexpr uint32_t overview_fixed_bytes = 64;  // of its payload, never compressed
 inline constexpr uint32_t overview_part_bytes = 32;   // of the rest, each
 inline constexpr uint32_t overview_checkpoint_bytes = 32;
@@ -68,6 +70,11 @@ inline constexpr uint32_t max_payload_bytes = QOM_MAX_DATA + (8u << 20);
 
 inline bool is_record_type(uint8_t type) {
   return type <= QOM_COPY_AREA;
+}
+
+inline bool is_structural_type(uint8_t type) {
+  return (type >= frame_index_block && type <= frame_overview) || type == frame_origin ||
+         type == frame_film_area;
 }
 
 struct FrameHead {
@@ -119,6 +126,20 @@ struct GapMark {
   uint8_t zero[7];
 };
 static_assert(sizeof(GapMark) == gap_bytes);
+
+// A stretch of time in which film in an area was held back or stored with losses.
+struct FilmAreaMark {
+  uint64_t begin;  // microseconds
+  uint64_t end;
+  uint16_t x;
+  uint16_t y;
+  uint16_t width;
+  uint16_t height;
+  uint32_t rate;  // pictures in 1000 seconds at most; 0 for no limit
+  uint8_t quality;
+  uint8_t zero[3];
+};
+static_assert(sizeof(FilmAreaMark) == film_area_bytes);
 
 // The fixed part of an overview's payload.
 struct OverviewHead {

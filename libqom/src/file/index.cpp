@@ -272,7 +272,7 @@ Outcome Loader::walk(uint64_t from) {
 Outcome Loader::add_frame(const Frame &frame) {
   const uint8_t type = frame.head.type;
   if (is_record_type(type)) return add_record(frame);
-  if ((type < frame_index_block || type > frame_overview) && type != frame_origin) {
+  if (!is_structural_type(type)) {
     ++index_->info.unknown_records;
     return Outcome::good;
   }

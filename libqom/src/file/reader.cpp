@@ -10,7 +10,7 @@
 #include "file/catalog.h"
 #include "file/file_head.h"
 #include "file/format.h"
-#include "file/gaps.h"
+#include "file/marks.h"
 #include "file/origins.h"
 #include "file/payload.h"
 #include "file/reader.h"
@@ -31,8 +31,8 @@ struct QomReader {
   FileHead head;
   FrameSpace space = {};
 
-  Array<QomGap> gaps;
-  bool gaps_found = false;
+  Marks marks;
+  bool marks_found = false;
 
   Origins origins;
   bool origins_found = false;
@@ -49,6 +49,17 @@ bool read_head(QomReader *reader) {
   reader->catalog.set_space(reader->space);
   reader->head = std::move(head);
   return true;
+}
+
+// False with the reason when the index or the file could not be read.
+bool find_all_marks(QomReader *reader) {
+  const Index *index = reader->catalog.all();
+  if (!index) return false;
+  if (reader->marks_found) return true;
+  reader->marks.clear();
+  reader->marks_found =
+      find_marks(*reader->source, &reader->window, reader->space, *index, &reader->marks);
+  return reader->marks_found;
 }
 
 void refuse_memory() {
@@ -204,17 +215,18 @@ int qom_reader_activity(QomReader *reader, QomActivity *activity) {
 
 const QomGap *qom_reader_gaps(QomReader *reader, size_t *count) {
   *count = 0;
-  const Index *index = reader->catalog.all();
-  if (!index) return nullptr;
-  if (!reader->gaps_found) {
-    reader->gaps.clear();
-    if (!find_gaps(*reader->source, &reader->window, reader->space, *index, &reader->gaps))
-      return nullptr;
-    reader->gaps_found = true;
-  }
-  *count = reader->gaps.size();
+  if (!find_all_marks(reader)) return nullptr;
+  *count = reader->marks.gaps.size();
   if (*count == 0) return QOM_REFUSE(nullptr, "everything was recorded");
-  return reader->gaps.data();
+  return reader->marks.gaps.data();
+}
+
+const QomFilmArea *qom_reader_film_areas(QomReader *reader, size_t *count) {
+  *count = 0;
+  if (!find_all_marks(reader)) return nullptr;
+  *count = reader->marks.film.size();
+  if (*count == 0) return QOM_REFUSE(nullptr, "no film was held back");
+  return reader->marks.film.data();
 }
 
 const QomOrigin *qom_reader_origins(QomReader *reader, size_t *count) {

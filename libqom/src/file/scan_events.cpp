@@ -7,7 +7,7 @@
 
 #include "base/error.h"
 #include "base/records.h"
-#include "file/gaps.h"
+#include "file/marks.h"
 #include "file/scan.h"
 
 namespace qom {
@@ -47,6 +47,7 @@ class Scan {
   int visit_structure(const Frame &frame);
   int visit_checkpoint(const Frame &frame);
   int visit_not_recorded(const Frame &frame);
+  int visit_film_area(const Frame &frame);
   int visit_gap(QomScanKind kind, uint64_t position, uint64_t length, const char *reason);
   QomScanEvent event_of(QomScanKind kind, const Frame &frame) const;
 
@@ -178,10 +179,25 @@ int Scan::visit_not_recorded(const Frame &frame) {
   return visit_(context_, &event);
 }
 
+int Scan::visit_film_area(const Frame &frame) {
+  QomFilmArea film = {};
+  bool good = false;
+  if (frame.head.stored_length == film_area_bytes) {
+    const uint8_t *bytes = source_.window->at(frame.position + frame_head_bytes, film_area_bytes);
+    if (!bytes) return -1;
+    good = decode_film_area(frame.head, bytes, &film);
+  }
+  film.record = records_;
+  QomScanEvent event = event_of(good ? QOM_SCAN_FILM_AREA : QOM_SCAN_UNKNOWN, frame);
+  if (good) event.film_area = &film;
+  return visit_(context_, &event);
+}
+
 int Scan::visit_structure(const Frame &frame) {
   if (frame.head.type == frame_checkpoint) return visit_checkpoint(frame);
   run_ = 0;
   if (frame.head.type == frame_gap) return visit_not_recorded(frame);
+  if (frame.head.type == frame_film_area) return visit_film_area(frame);
   const QomScanEvent event = event_of(plain_kind(frame.head.type), frame);
   return visit_(context_, &event);
 }

@@ -20,8 +20,8 @@
 #include "base/error.h"
 #include "base/records.h"
 #include "file/format.h"
-#include "file/gaps.h"
 #include "file/index.h"
+#include "file/marks.h"
 #include "file/origins.h"
 #include "file/overview.h"
 #include "file/payload.h"
@@ -445,6 +445,20 @@ int qom_writer_gap(QomWriter *writer, const QomGap *gap) {
   const struct iovec part = {&mark, sizeof mark};
   FrameHead head;
   head.type = frame_gap;
+  if (write_frame(writer, head, &part, 1) != 0) return -1;
+  return sync_if_due(writer);
+}
+
+int qom_writer_film_area(QomWriter *writer, const QomFilmArea *film) {
+  if (writer->failed != 0) return refuse_after_failure(writer);
+  if (!film || !is_film_area(*film))
+    return invalid("film whose times, area or quality are not allowed");
+  if (writer->checkpoint.open) return invalid("a checkpoint has records alone");
+  FilmAreaMark mark = {film->begin,  film->end,  film->x,       film->y, film->width,
+                       film->height, film->rate, film->quality, {}};
+  const struct iovec part = {&mark, sizeof mark};
+  FrameHead head;
+  head.type = frame_film_area;
   if (write_frame(writer, head, &part, 1) != 0) return -1;
   return sync_if_due(writer);
 }

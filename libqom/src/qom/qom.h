@@ -473,6 +473,27 @@ typedef struct QomGap {
  */
 QOM_API const QomGap *qom_reader_gaps(QomReader *reader, size_t *count);
 
+/* A stretch of time in which an area that changed like film was stored less often than it changed,
+   or with losses; at its end the picture is exact there again. */
+typedef struct QomFilmArea {
+  uint64_t begin; /* microseconds, as those of the records */
+  uint64_t end;   /* not before begin */
+  uint16_t x;     /* the area, pixels */
+  uint16_t y;
+  uint16_t width; /* at least 1, as the height */
+  uint16_t height;
+  uint32_t rate;   /* pictures in 1000 seconds that were stored at most; 0 for no limit */
+  uint8_t quality; /* of the lossy codec, 1 to 100; 0: what was stored is exact */
+  size_t record;   /* number of records before it; the writer does not look at it */
+} QomFilmArea;
+
+/*
+ * The film that was held back, in file order; owned by the reader, valid until it is closed. Sets
+ * *count. Null when there is none (then with errno 0), or when the index or the file could not be
+ * read. It takes little more than building the index.
+ */
+QOM_API const QomFilmArea *qom_reader_film_areas(QomReader *reader, size_t *count);
+
 /* What happened in one step of time; numbers that are too large stay at UINT32_MAX. Records of
    checkpoints count for nothing, since they only restate. */
 typedef struct QomActivityStep {
@@ -570,7 +591,8 @@ typedef enum QomScanKind {
   QOM_SCAN_HEAD = 7,       /* a sound copy of the file head */
   QOM_SCAN_GAP = 8,        /* a sound mark of a stretch that was not recorded */
   QOM_SCAN_OVERVIEW = 9,   /* a sound overview, which a closed recording has for fast opening */
-  QOM_SCAN_ORIGIN = 10     /* what the recording was cut out of, sound */
+  QOM_SCAN_ORIGIN = 10,    /* what the recording was cut out of, sound */
+  QOM_SCAN_FILM_AREA = 11  /* a sound mark of film that was held back */
 } QomScanKind;
 
 typedef struct QomScanEvent {
@@ -585,6 +607,7 @@ typedef struct QomScanEvent {
   const char *reason;      /* for QOM_SCAN_DAMAGE and records without `record`: why */
   const QomGap *gap;       /* for QOM_SCAN_GAP; lives until the visitor returns; its records are
                               counted as in `first` */
+  const QomFilmArea *film_area; /* the same for QOM_SCAN_FILM_AREA */
 } QomScanEvent;
 
 /*

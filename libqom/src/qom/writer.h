@@ -50,6 +50,14 @@ QOM_API int qom_writer_append(QomWriter *writer, const void *record);
 QOM_API int qom_writer_gap(QomWriter *writer, const QomGap *gap);
 
 /*
+ * Appends a mark of film that was held back, or stored with losses, up to about now; the caller
+ * keeps `film`. Returns 0, or -1 with errno. EINVAL, with nothing written, when it ends before it
+ * begins or above QOM_MAX_TIME, has an empty area or one beyond QOM_MAX_SIDE, a quality above 100,
+ * or a checkpoint is open.
+ */
+QOM_API int qom_writer_film_area(QomWriter *writer, const QomFilmArea *film);
+
+/*
  * Says what the recording was cut out of, behind its last record, where alone readers look for it;
  * several from the oldest on. The caller keeps `origin`. Returns 0, or -1 with errno. EINVAL, with
  * nothing written, for times, texts and masks beyond their limits, or while a checkpoint is open.

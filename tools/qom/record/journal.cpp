@@ -14,7 +14,11 @@ namespace {
 // or when there were any for `longest`. The first rule keeps checkpoints a small part of the file
 // and a far move short, the second one does where pixels were only copied, and the third one looks
 // after sessions in which little happens.
+// Where film is stored with losses, so is it in checkpoints: an exact one would weigh as much as
+// ten pictures of the film. They may then be further apart and still make a move shorter than exact
+// ones would.
 constexpr uint64_t weight = 8;
+constexpr uint64_t lossy_weight = 32;
 constexpr uint64_t pictures = 3;
 constexpr uint64_t most_pictures = 128;
 constexpr int64_t longest = 300 * second;
@@ -34,7 +38,7 @@ uint8_t *put(uint8_t *to, Integer value) {
 }  // namespace
 
 Journal::Journal(const std::string &path, const JournalHeader &header)
-    : path_(path), pixel_format_(header.pixel_format) {
+    : path_(path), pixel_format_(header.pixel_format), film_(header.film) {
   QomHeader first{};
   first.type = QOM_HEADER;
   first.version = 2;  // areas may be copied
@@ -155,11 +159,26 @@ void Journal::gap(const Gap &gap) {
   disk_->written();
 }
 
-void Journal::changes(const Picture &picture, const std::vector<Copy> &copies,
-                      const std::vector<Rectangle> &areas) {
+void Journal::film(const FilmStretch &stretch) {
+  const Rectangle &area = stretch.area;
+  const QomFilmArea film{clock_.at(stretch.begin),
+                         clock_.at(stretch.end),
+                         static_cast<uint16_t>(area.x),
+                         static_cast<uint16_t>(area.y),
+                         static_cast<uint16_t>(area.width),
+                         static_cast<uint16_t>(area.height),
+                         static_cast<uint32_t>(film_.rate * 1000),
+                         static_cast<uint8_t>(film_.quality),
+                         0};
+  if (qom_writer_film_area(writer_.get(), &film) != 0) fail();
+  disk_->written();
+}
+
+void Journal::changes(const Picture &picture, const Changes &changes) {
   const int64_t time = steady_time();  // of the pixels; compressing large ones takes a while
-  if (!copies.empty()) append_copies(copies, time);
-  if (!areas.empty()) append_areas(picture, areas, time);
+  if (!changes.copies.empty()) append_copies(changes.copies, time);
+  if (!changes.lossy.empty()) append_areas(picture, changes.lossy, time, film_.quality);
+  if (!changes.exact.empty()) append_areas(picture, changes.exact, time, 0);
 }
 
 void Journal::append_copies(const std::vector<Copy> &copies, int64_t time) {
@@ -182,8 +201,9 @@ void Journal::append_copies(const std::vector<Copy> &copies, int64_t time) {
   pixels_since_ += pixels * pixel_format_bytes_per_pixel(pixel_format_);
 }
 
+// A quality of 0 is exact.
 void Journal::append_areas(const Picture &picture, const std::vector<Rectangle> &areas,
-                           int64_t time) {
+                           int64_t time, int quality) {
   constexpr size_t head_bytes = 8;
   size_t bytes = 0;
   for (const Rectangle &area : areas) bytes += head_bytes + picture.encoded_size(area);
@@ -202,14 +222,15 @@ void Journal::append_areas(const Picture &picture, const std::vector<Rectangle> 
   blocks.length = static_cast<uint32_t>(bytes);
   blocks.data = pixels_.data();
   const std::unique_ptr<QomCompressedImageBlocks, FreeRecord> compressed(
-      qom_image_blocks_compress(&blocks));
+      quality > 0 ? qom_image_blocks_compress_lossy(&blocks, pixel_format_, quality)
+                  : qom_image_blocks_compress(&blocks));
   if (!compressed) fail();
   append(*compressed, time);
   bytes_since_ += compressed->compressed_length;
   pixels_since_ += bytes;
 }
 
-void Journal::append_picture(const Picture &picture) {
+void Journal::append_picture(const Picture &picture, const std::vector<Rectangle> &lossy) {
   const int64_t time = steady_time();
   const Rectangle whole{0, 0, picture.width(), picture.height()};
   pixels_.resize(picture.encoded_size(whole));
@@ -223,14 +244,19 @@ void Journal::append_picture(const Picture &picture) {
   image.bytes_per_line = static_cast<uint32_t>(pixels_.size() / whole.height);
   image.length = static_cast<uint32_t>(pixels_.size());
   image.data = pixels_.data();
-  const std::unique_ptr<QomCompressedImage, FreeRecord> compressed(qom_image_compress(&image));
+  std::vector<QomRectangle> areas;
+  for (const Rectangle &area : lossy) areas.push_back({area.x, area.y, area.width, area.height});
+  const std::unique_ptr<QomCompressedImage, FreeRecord> compressed(
+      areas.empty() ? qom_image_compress(&image)
+                    : qom_image_compress_lossy(&image, areas.data(), areas.size(), film_.quality));
   if (!compressed) fail();
   append(*compressed, time);
   checkpoint_bytes_ = compressed->compressed_length;
+  checkpoint_is_lossy_ = !areas.empty();
   pixels_of_checkpoint_ = pixels_.size();
 }
 
-void Journal::checkpoint(const Picture &picture) {
+void Journal::checkpoint(const Picture &picture, const std::vector<Rectangle> &lossy) {
   if (qom_writer_begin_checkpoint(writer_.get()) != 0) fail();
   QomScreenChange size{};
   size.type = QOM_SCREEN_CHANGE;
@@ -240,7 +266,7 @@ void Journal::checkpoint(const Picture &picture) {
   for (const auto &[item, text] : footer_) append_footer(item, text);
   if (last_input_) append_last_input();
   if (cursor_) append_cursor();
-  append_picture(picture);
+  append_picture(picture, lossy);
   if (qom_writer_end_checkpoint(writer_.get()) != 0) fail();
   begun_ = true;
   checkpoint_time_ = steady_time();
@@ -251,7 +277,8 @@ void Journal::checkpoint(const Picture &picture) {
 bool Journal::checkpoint_due() const {
   if (pixels_since_ == 0) return false;
   const bool heavy =
-      bytes_since_ > weight * checkpoint_bytes_ && pixels_since_ > pictures * pixels_of_checkpoint_;
+      bytes_since_ > (checkpoint_is_lossy_ ? lossy_weight : weight) * checkpoint_bytes_ &&
+      pixels_since_ > pictures * pixels_of_checkpoint_;
   const bool long_way = pixels_since_ > most_pictures * pixels_of_checkpoint_;
   return heavy || long_way || steady_time() - checkpoint_time_ > longest;
 }

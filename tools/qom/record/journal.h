@@ -8,9 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "changes.h"
 #include "clock.h"
 #include "cursor.h"
 #include "disk_sync.h"
+#include "film_areas.h"
+#include "film_log.h"
 #include "gap_watch.h"
 #include "picture.h"
 #include "qom/writer.h"
@@ -27,6 +30,7 @@ struct JournalHeader {
   uint8_t max_keycode;
   std::string user;
   std::string tfn;
+  FilmLimits film;
 };
 
 // Every member that writes throws RecordError when the file cannot be written; the file then
@@ -45,19 +49,20 @@ class Journal {
   void last_input(const std::string &user, const std::string &tfn);
   void cursor(const CursorShape &shape, const CursorPlace &place);
   void cursor_place(const CursorPlace &place);
-  // The copies come first, and the areas are what differs after them.
-  void changes(const Picture &picture, const std::vector<Copy> &copies,
-               const std::vector<Rectangle> &areas);
+  void changes(const Picture &picture, const Changes &changes);
 
   // Writes a record that changes nothing, so that the recording shows that it still goes on.
   void sign_of_life();
   // Marks a stretch that was not recorded. Nothing is written when something was recorded since.
   void gap(const Gap &gap);
+  // Tells where and when film was held back.
+  void film(const FilmStretch &stretch);
   // When the last record was made (steady_time()).
   int64_t recorded() const { return recorded_; }
 
   // Restates everything: the size and pixels of the picture, the cursor, the texts.
-  void checkpoint(const Picture &picture);
+  // In the areas of `lossy` the pixels are stored with losses.
+  void checkpoint(const Picture &picture, const std::vector<Rectangle> &lossy = {});
 
   // Whether replaying the records since the last checkpoint has become so much more work than
   // reading another one that it is time for it.
@@ -82,13 +87,15 @@ class Journal {
   void append_cursor();
   void append_cursor_place();
   void append_copies(const std::vector<Copy> &copies, int64_t time);
-  void append_areas(const Picture &picture, const std::vector<Rectangle> &areas, int64_t time);
-  void append_picture(const Picture &picture);
+  void append_areas(const Picture &picture, const std::vector<Rectangle> &areas, int64_t time,
+                    int quality);
+  void append_picture(const Picture &picture, const std::vector<Rectangle> &lossy);
   [[noreturn]] void fail() const;
 
   std::string path_;
   RecordingClock clock_;
   PixelFormat pixel_format_;
+  FilmLimits film_;
   std::unique_ptr<QomWriter, CloseWriter> writer_;
   std::unique_ptr<DiskSync> disk_;
 
@@ -101,6 +108,7 @@ class Journal {
   int64_t recorded_ = 0;               // steady_time() of the last record
   bool begun_ = false;                 // whether there was a checkpoint
   uint64_t checkpoint_bytes_ = 0;      // of the last one, as stored
+  bool checkpoint_is_lossy_ = false;   // in parts
   uint64_t pixels_of_checkpoint_ = 0;  // bytes of its pixels
   int64_t checkpoint_time_ = 0;
   uint64_t bytes_since_ = 0;   // of the records after it, as stored

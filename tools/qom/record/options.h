@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "film_areas.h"
 #include "qom/qom.h"
 
 namespace qom::record {
@@ -22,6 +23,8 @@ struct Texts {
   std::optional<std::string> appfmt;  // how the application's text is made, see application.h
 };
 
+inline constexpr int default_film_quality = 60;
+
 struct Options {
   std::string output;
   std::string display;                      // empty: the environment's
@@ -29,6 +32,7 @@ struct Options {
   std::optional<double> duration;           // seconds; none: until something ends it
   uint32_t window = 0;                      // 0: the whole screen
   std::optional<PixelFormat> pixel_format;  // none: the display's own
+  FilmLimits film;                          // none: film is recorded as everything else
   Texts texts;
   bool quiet = false;
 };

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -11,6 +12,7 @@
 #include "counted.h"
 #include "error.h"
 #include "formatted.h"
+#include "qom/writer.h"
 #include "recorder.h"
 #include "recording.h"
 #include "subcommand.h"
@@ -193,6 +195,24 @@ Check number_within(double least, double most, const std::string &wanted, Kept *
   };
 }
 
+// "lossy" or "lossy=QUALITY".
+std::string parse_film(const std::string &text, FilmLimits &film) {
+  constexpr std::string_view name = "lossy";
+  const std::string_view given = text;
+  if (!given.starts_with(name) || (given.size() > name.size() && given[name.size()] != '='))
+    return qomtool::quoted(text) + " is not lossy or lossy=QUALITY";
+  if (!qom_can_compress_lossy()) return "this program was built without lossy pixels";
+  film.quality = default_film_quality;
+  if (given.size() == name.size()) return "";
+  const std::string number = text.substr(name.size() + 1);
+  const std::optional<double> quality = qomtool::decimal(number);
+  const bool whole = quality && *quality == std::floor(*quality);
+  if (!whole || *quality < 1 || *quality > 100)
+    return qomtool::quoted(number) + " is not a quality from 1 to 100";
+  film.quality = static_cast<int>(*quality);
+  return "";
+}
+
 }  // namespace
 
 void add_record_command(CLI::App &app, int &status) {
@@ -211,6 +231,15 @@ void add_record_command(CLI::App &app, int &status) {
                  "format of the recorded pixels, one of " + known_formats() +
                      "; channels lose their lowest bits (default: the display's)",
                  [options](const std::string &name) { return parse_format(name, *options); });
+  command.option(
+      "--film-rate", "N",
+      "store areas that keep changing like film at most so many times a second, and "
+      "exactly again once they rest",
+      number_within(0.1, 99, "a rate from 0.1 to 99 pictures a second", &options->film.rate));
+  command.option("--film", "lossy[=QUALITY]",
+                 "store such areas with losses while they change; the quality is 1 to 100, " +
+                     std::to_string(default_film_quality) + " when not given",
+                 [options](const std::string &text) { return parse_film(text, options->film); });
   command.flag("-q,--quiet", &options->quiet, "print nothing but errors");
   add_text_options(command, options->texts);
   command.footer(

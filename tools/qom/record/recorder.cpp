@@ -34,7 +34,7 @@ Recorder::Recorder(const Options &options)
       pace_(options.frames_per_second) {
   complete_texts(options_.texts);
   try {
-    screen_ = std::make_unique<Screen>(server_, window_, options_.pixel_format);
+    screen_ = std::make_unique<Screen>(server_, window_, options_.pixel_format, options_.film);
     watch_window();
     watch_input();
     application_ = std::make_unique<ApplicationWatch>(server_, options.window);
@@ -81,13 +81,13 @@ void Recorder::begin() {
       options_.output, JournalHeader{screen_->recorded_depth(), screen_->recorded_format(),
                                      screen_->picture().width(), screen_->picture().height(),
                                      server_.setup()->min_keycode, server_.setup()->max_keycode,
-                                     *texts.user, *texts.tfn});
+                                     *texts.user, *texts.tfn, options_.film});
   journal_->footer(QOM_FOOTER_ITEM_HOST, *texts.host);
   journal_->footer(QOM_FOOTER_ITEM_IP, *texts.ip);
   journal_->footer(QOM_FOOTER_ITEM_SID, *texts.sid);
   journal_->footer(QOM_FOOTER_ITEM_TID, *texts.tid);
   journal_->footer(QOM_FOOTER_ITEM_APPFMT, *texts.appfmt);
-  screen_->update();
+  screen_->update(false);
   news_.shape = news_.application = true;
   look_at_cursor();
   look_at_application();
@@ -139,7 +139,10 @@ std::optional<Ending> Recorder::ending() const {
 }
 
 int64_t Recorder::look_time() const {
-  return frame_.value_or(last_look_ + look_interval);
+  if (frame_) return *frame_;
+  const int64_t quiet = last_look_ + look_interval;
+  const std::optional<int64_t> film = screen_->film_due();
+  return film ? std::min(quiet, std::max(*film, pace_.frame_after(last_look_))) : quiet;
 }
 
 int64_t Recorder::sign_time() const {
@@ -178,6 +181,8 @@ Ending Recorder::run(const std::function<void()> &falls_behind) {
     end = ending();
   }
   if (*end == Ending::signal || *end == Ending::duration) look();
+  journal_->changes(screen_->picture(), screen_->settle());
+  tell_of_film();
   journal_->finish();
   return *end;
 }
@@ -198,11 +203,15 @@ void Recorder::look() {
   read_events(begun);
   if (news_.drawn) pace_.looked(frame_.value_or(begun), begun);
   if (news_.resized && screen_->resize()) restate_ = true;
-  if (news_.drawn || restate_ || screen_->refused()) look_at_picture();
+  if (news_.drawn || restate_ || screen_->refused() || screen_->film_due()) look_at_picture();
   look_at_cursor();
   look_at_application();
   look_at_input();
-  if (!restate_ && journal_->checkpoint_due()) journal_->checkpoint(screen_->picture());
+  if (!restate_ && journal_->checkpoint_due()) {
+    const std::vector<Rectangle> lossy = screen_->settle_film();
+    journal_->checkpoint(screen_->picture(), lossy);
+  }
+  tell_of_film();
   news_ = {};
   frame_.reset();
   last_look_ = last_glance_ = steady_time();
@@ -211,15 +220,18 @@ void Recorder::look() {
   read_events(begun);
 }
 
+void Recorder::tell_of_film() {
+  for (const FilmStretch &stretch : screen_->film_stretches()) journal_->film(stretch);
+}
+
 void Recorder::look_at_picture() {
-  std::vector<Copy> copies;
-  const std::vector<Rectangle> changed = screen_->update(restate_ ? nullptr : &copies);
+  const Changes changes = screen_->update(!restate_);
   if (screen_->refused()) return;
   if (restate_) {
     journal_->checkpoint(screen_->picture());
     restate_ = false;
   } else {
-    journal_->changes(screen_->picture(), copies, changed);
+    journal_->changes(screen_->picture(), changes);
   }
 }
 

@@ -71,6 +71,7 @@ class Recorder {
   void look();
   void glance();
   void look_at_picture();
+  void tell_of_film();
   void look_at_cursor();
   void look_at_application();
   void look_at_input();

@@ -23,6 +23,14 @@ inline Rectangle intersection(const Rectangle &a, const Rectangle &b) {
           std::min(a.y + a.height, b.y + b.height) - top};
 }
 
+// The smallest rectangle that holds both, none of which is empty.
+inline Rectangle bounding(const Rectangle &a, const Rectangle &b) {
+  const int left = std::min(a.x, b.x);
+  const int top = std::min(a.y, b.y);
+  return {left, top, std::max(a.x + a.width, b.x + b.width) - left,
+          std::max(a.y + a.height, b.y + b.height) - top};
+}
+
 }  // namespace qom::record
 
 #endif

@@ -1,5 +1,6 @@
 #include "screen.h"
 
+#include "clock.h"
 #include "error.h"
 
 namespace qom::record {
@@ -20,13 +21,19 @@ std::string size_text(int width, int height) {
 
 }  // namespace
 
-Screen::Screen(XServer &server, xcb_window_t window, std::optional<PixelFormat> recording)
+Screen::Screen(XServer &server, xcb_window_t window, std::optional<PixelFormat> recording,
+               const FilmLimits &film)
     : server_(server),
       window_(window),
       layout_(server.image_layout(window)),
       recording_(recording.value_or(layout_.format)),
+      film_limits_(film),
       damage_(server, window),
       grabber_(server, window, layout_) {
+  if (film.quality > 0 && (recording_ < xRGB8888 || recording_ > BGRx8888)) {
+    throw RecordError("film in " + std::string(pixel_format_string(recording_)) +
+                      " cannot be stored with losses");
+  }
   if (!resize()) throw RecordError("the window is gone");
 }
 
@@ -55,21 +62,71 @@ void Screen::make_picture(int width, int height) {
   drawn_ = std::make_unique<CellMap>(width, height, coarse_width, coarse_height);
   changed_ = std::make_unique<CellMap>(width, height, fine_width, fine_height);
   drawn_->mark({0, 0, width, height});
+  if (!film_limits_.any()) return;
+  film_ = std::make_unique<FilmAreas>(width, height, layout_.format, recording_, film_limits_);
 }
 
-std::vector<Rectangle> Screen::update(std::vector<Copy> *copies) {
-  if (copies) copies->clear();
+Changes Screen::update(bool moves) {
+  Changes changes;
+  const int64_t now = steady_time();
   for (const Rectangle &rectangle : damage_.take()) drawn_->mark(rectangle);
+  if (film_) film_->ask(now, *drawn_);
   refused_ = !grabber_.grab(drawn_->rectangles(coarse_gap), grabs_);
-  if (refused_) return {};
+  if (refused_) return changes;
   drawn_->clear();
-  changed_->clear();
-  if (copies) {
-    *copies = moves_.find(*picture_, grabs_);
-    for (const Copy &copy : *copies) picture_->copy(copy);
+  if (film_ && moves) changes.lossy = sift(now);
+  if (moves) changes.copies = moves_.find(*picture_, grabs_);
+  if (film_) {
+    // What a reader has with losses must not be copied to where it has to be exact.
+    std::erase_if(changes.copies, [&](const Copy &copy) { return film_->is_inexact(copy.from); });
   }
-  for (const Grab &grab : grabs_) picture_->update(grab, *changed_);
+  for (const Copy &copy : changes.copies) picture_->copy(copy);
+  if (film_) film_->learn(*picture_, grabs_, now);
+  changes.exact = take_over(grabs_);
+  return changes;
+}
+
+// Leaves of the grabs what is stored exactly now, takes over what is stored with losses, and says
+// what that is.
+std::vector<Rectangle> Screen::sift(int64_t now) {
+  std::vector<Rectangle> areas;
+  for (const Grab &grab : film_->sift(*picture_, grabs_, now)) {
+    picture_->update(grab, *changed_);
+    areas.push_back(grab.area);
+  }
+  return areas;
+}
+
+// Takes over the grabs, and says what has to be stored exactly so that a reader has them.
+std::vector<Rectangle> Screen::take_over(const std::vector<Grab> &grabs) {
+  changed_->clear();
+  for (const Grab &grab : grabs) picture_->update(grab, *changed_);
+  if (film_) film_->restate(grabs, *changed_);
   return changed_->rectangles(fine_gap);
+}
+
+Changes Screen::settle() {
+  Changes changes;
+  if (film_) changes.exact = take_over(film_->settle(*picture_));
+  return changes;
+}
+
+std::vector<Rectangle> Screen::settle_film() {
+  if (film_limits_.quality == 0) {
+    settle();
+    return {};
+  }
+  for (const Grab &grab : film_->catch_up()) picture_->update(grab, *changed_);
+  return film_->inexact();
+}
+
+std::optional<int64_t> Screen::film_due() const {
+  return film_ ? film_->due() : std::nullopt;
+}
+
+std::vector<FilmStretch> Screen::film_stretches() {
+  if (!film_) return {};
+  return film_log_.update(film_->areas(), steady_time());
 }
 
 }  // namespace qom::record

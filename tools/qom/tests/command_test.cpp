@@ -108,7 +108,11 @@ TEST_F(Command, InfoAndCopiesTellWhatTheTextHolds) {
   EXPECT_NEAR(info["records_per_second"].get<double>(), 38 / 15.750001, 1e-9);
   ASSERT_EQ(info["not_recorded"].size(), 3u);
   EXPECT_EQ(info["not_recorded"][1]["clock_ahead_us"], -3'600'500'000);
+  EXPECT_EQ(info["film"]["us"], 7'500'000);
+  EXPECT_NEAR(info["film"]["share_of_area"].get<double>(), 7.5 / 15.750001 * 12 / 32, 1e-9);
+  EXPECT_EQ(info["film"]["areas"][0]["pictures_per_second"], 2.5);
   const std::string table = qom({"info", file("small")}).out;
+  EXPECT_TRUE(contains(table, "at most 2.5 pictures a second, lossy with quality 75")) << table;
   EXPECT_TRUE(contains(table, "not recorded  0:00:30.500 in all, 3 marks:")) << table;
   EXPECT_TRUE(contains(table, "0:00:30.500 from 0:00:02.750 on (")) << table;
 

@@ -55,7 +55,9 @@ class Cut : public ProgramTest {
       const QomGap gap{time, time + 5, i % 2 ? 7 : 0,
                        static_cast<uint8_t>(i % 2 ? QOM_GAP_CLOCK_SET : QOM_GAP_LATE), 0};
       if (i % 13 == 5) {
+        const QomFilmArea film{time - 5, time, 1, 2, 3, 4, 500, 75, 0};
         EXPECT_EQ(qom_writer_gap(writer, &gap), 0);
+        EXPECT_EQ(qom_writer_film_area(writer, &film), 0);
       }
       if (i % 31 == 20) {
         EXPECT_EQ(qom_writer_begin_checkpoint(writer), 0);
@@ -77,6 +79,11 @@ class Cut : public ProgramTest {
     for (size_t i = 0; i < count; ++i)
       if (gaps[i].end > begin && gaps[i].begin < end)
         all.push_back(std::to_string(gaps[i].begin) + ' ' + std::to_string(gaps[i].reason));
+    const QomFilmArea *film = qom_reader_film_areas(reader, &count);
+    for (size_t i = 0; i < count; ++i)
+      if (film[i].end > begin && film[i].begin < end)
+        all.push_back(std::to_string(std::max(film[i].begin, begin)) + " film " +
+                      std::to_string(std::min(film[i].end, end)));
     return all;
   }
 

@@ -77,6 +77,8 @@ end
 gap +0 +30.5 stopped
 gap 5 7.25 clock-set -3600.5
 gap +0 +0 77 0.000001
+film +0 +7.5 4x3 1,0 2500 75
+film 5 +0 8x4 0,0 0 1
 header +0
   version 9
   screen 4x4

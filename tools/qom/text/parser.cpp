@@ -120,6 +120,22 @@ void TextParser::parse_gap(Words &words) {
   words.finish();
 }
 
+void TextParser::parse_film_area(Words &words) {
+  film_area_ = {};
+  film_area_.begin = parse_time(words, time_);
+  film_area_.end = parse_time(words, film_area_.begin);
+  const Size size = words.size(1, QOM_MAX_SIDE);
+  const Point corner = words.point("a position, X,Y");
+  if (corner.x < 0 || corner.y < 0) words.fail("an area of film begins on the screen");
+  film_area_.x = static_cast<uint16_t>(corner.x);
+  film_area_.y = static_cast<uint16_t>(corner.y);
+  film_area_.width = size.width;
+  film_area_.height = size.height;
+  film_area_.rate = words.number<uint32_t>("pictures in 1000 seconds", 0, UINT32_MAX);
+  film_area_.quality = words.number<uint8_t>("a quality", 0, 100);
+  words.finish();
+}
+
 TextParser::Item TextParser::next() {
   compressed_.reset();
   if (!lines_.next()) return Item::end;
@@ -133,6 +149,10 @@ TextParser::Item TextParser::next() {
   if (keyword == "gap") {
     parse_gap(words);
     return Item::gap;
+  }
+  if (keyword == "film") {
+    parse_film_area(words);
+    return Item::film_area;
   }
   const std::optional<QomRecordType> type = record_type(keyword);
   if (!type) words.fail_word("a record such as screen-change or image", keyword);

@@ -19,7 +19,7 @@ namespace qomtool {
 // TextError for a mistake in the text, and std::bad_alloc.
 class TextParser {
  public:
-  enum class Item { record, gap, checkpoint_begin, checkpoint_end, end };
+  enum class Item { record, gap, film_area, checkpoint_begin, checkpoint_end, end };
 
   explicit TextParser(std::FILE *text);  // borrowed
   ~TextParser() = default;
@@ -30,13 +30,15 @@ class TextParser {
   const QomHeader &header() const { return head_.header; }
   unsigned long header_line() const { return header_line_; }  // the last one
 
-  // Reads on to the next record, gap or checkpoint mark.
+  // Reads on to the next record or mark.
   Item next();
 
   // The record that next() found; lives until the next call.
   const QomRecord *record() const { return compressed_ ? compressed_.get() : &record_.head; }
   // The gap that next() found; its number of records is not filled in.
   const QomGap &gap() const { return gap_; }
+  // The same for film that was held back.
+  const QomFilmArea &film_area() const { return film_area_; }
   // The line that it began at.
   unsigned long line() const { return item_line_; }
 
@@ -65,6 +67,7 @@ class TextParser {
 
   uint64_t parse_time(Words &words, uint64_t before) const;
   void parse_gap(Words &words);
+  void parse_film_area(Words &words);
   void parse_record(QomRecordType type, Words &words);
   void parse_image(Words &words);
   void parse_lossy_area(Words &words);
@@ -93,6 +96,7 @@ class TextParser {
   unsigned long item_line_ = 0;
   AnyRecord record_{};
   QomGap gap_{};
+  QomFilmArea film_area_{};
   HeaderParser record_header_;
   RecordPtr compressed_;  // stands for record_ when the record is a compressed one
   std::vector<uint8_t> data_;

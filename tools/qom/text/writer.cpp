@@ -66,10 +66,23 @@ void TextWriter::comment(std::string_view text) {
   (out_ += "# ") += escaped(text) += '\n';
 }
 
+void TextWriter::stretch(std::string_view keyword, uint64_t begin, uint64_t end) {
+  (out_ += keyword) += ' ';
+  out_ += begin >= time_ ? '+' + seconds_text(begin - time_) : seconds_text(begin);
+  (out_ += " +") += seconds_text(end - begin);
+}
+
+void TextWriter::film_area(const QomFilmArea &area) {
+  stretch("film", area.begin, area.end);
+  size(area.width, area.height);
+  point(area.x, area.y);
+  (out_ += ' ') += std::to_string(area.rate);
+  (out_ += ' ') += std::to_string(area.quality);
+  out_ += '\n';
+}
+
 void TextWriter::gap(const QomGap &gap) {
-  out_ += "gap ";
-  out_ += gap.begin >= time_ ? '+' + seconds_text(gap.begin - time_) : seconds_text(gap.begin);
-  (out_ += " +") += seconds_text(gap.end - gap.begin);
+  stretch("gap", gap.begin, gap.end);
   (out_ += ' ') += gap_reason(gap.reason);
   const auto offset = static_cast<uint64_t>(gap.clock_offset);
   if (gap.clock_offset > 0) (out_ += ' ') += seconds_text(offset);

@@ -27,6 +27,8 @@ class TextWriter {
   bool record(const QomRecord *record);
   // A stretch that was not recorded.
   void gap(const QomGap &gap);
+  // Film that was held back.
+  void film_area(const QomFilmArea &area);
   void checkpoint_begin() { out_ += "checkpoint-begin\n"; }
   void checkpoint_end() { out_ += "checkpoint-end\n"; }
   // A line that readers pass over; control characters in `text` are escaped.
@@ -35,6 +37,7 @@ class TextWriter {
   void flush();
 
  private:
+  void stretch(std::string_view keyword, uint64_t begin, uint64_t end);
   void header_lines(const QomHeader &header, std::string_view indent);
   void palette_entry(const RgbValue &entry);
   void header_record(const QomHeader &header);

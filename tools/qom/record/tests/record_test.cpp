@@ -8,12 +8,14 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "display.h"
 #include "program.h"
 #include "replay.h"
 #include "reply.h"
+#include "session.h"
 
 namespace {
 
@@ -156,6 +158,65 @@ TEST_F(Recording, TakesWhatMovedFromWhereItWas) {
             500 * 300);  // of 600,000 bytes that no codec makes smaller
   EXPECT_EQ(std::ranges::count(Replay(path).types, QOM_COPY_AREA), 1);
   expect_last_frame_is_the_display();
+}
+
+// What came to be shown at a place of the screen, one after the other.
+std::vector<uint32_t> colours_at(QomReader *reader, int x, int y) {
+  const Screen screen(qom_screen_open(reader, nullptr));
+  std::vector<uint32_t> colours{0};
+  for (size_t i = 0; i < qom_reader_index_length(reader); i++) {
+    const uint64_t time = qom_reader_index(reader)[i].timestamp;
+    QomPicture picture;
+    EXPECT_EQ(qom_screen_go_to_time(screen.get(), time), QOM_SCREEN_REACHED);
+    EXPECT_EQ(qom_screen_picture(screen.get(), 0, &picture), 0);
+    uint32_t pixel;
+    std::memcpy(&pixel, picture.pixels + y * picture.stride + x * sizeof pixel, sizeof pixel);
+    if (colours.back() != (pixel & 0xffffff)) colours.push_back(pixel & 0xffffff);
+  }
+  return colours;
+}
+
+// What is over a film is not, and all of it follows when it rests and at the end.
+TEST_F(Recording, HoldsFilmBackUntilItRests) {
+  start_display();
+  rate_ = "10";
+  start_recorder({"--film-rate", "2", "--film", "lossy"});
+  const xcb_window_t window = display_->make_window(100, 80, 320, 240, 0x3366cc);
+  const auto begun = Clock::now();
+  const auto play = [&](int pictures, const std::function<void(int)> &beside) {
+    for (int i = 0; i < pictures; i++) {
+      display_->fill_with_noise(window, 0, 0, 320, 160);
+      beside(i);
+      std::this_thread::sleep_for(milliseconds(40));
+    }
+  };
+  play(40, [](int) {});
+  const xcb_window_t over = display_->make_window(180, 100, 100, 50, 1);
+  constexpr uint32_t entries = 12;
+  play(96, [&](int i) { display_->fill(over, 0x111111 * (1 + i / 8), 0, 0, 100, 50); });
+  ASSERT_TRUE(comes_to_show(display_->settled()));
+  play(40, [](int) {});
+  const std::chrono::duration<double> played = Clock::now() - begun;
+  stop_recorder();
+  EXPECT_TRUE(Replay(path).frame == display_->screenshot(display_->root()));
+
+  const Reader reader = open();
+  const std::vector<uint32_t> menu = colours_at(reader.get(), 230, 125);
+  for (uint32_t i = 1; i <= entries; i++) {
+    EXPECT_TRUE(std::ranges::count(menu, 0x111111 * i)) << i;
+  }
+  // Twice a second, but for the pictures by which it is found to be film, and those at rest.
+  const size_t film = colours_at(reader.get(), 300, 200).size();
+  EXPECT_LE(film, 2 * played.count() + 14);
+  EXPECT_GE(film, 1.5 * played.count());
+  const auto info = nlohmann::json::parse(qom({"info", "--json", path}).out);
+  ASSERT_GE(info["film"]["areas"].size(), 2u);
+  EXPECT_EQ(info["film"]["areas"][0]["pictures_per_second"], 2);
+  EXPECT_GT(info["film"]["share_of_time"].get<double>(), 0.5);
+  EXPECT_NEAR(info["film"]["share_of_area"].get<double>() /
+                  info["film"]["share_of_time"].get<double>(),
+              320.0 * 160 / (800 * 600), 0.03);
+  EXPECT_TRUE(contains(qom({"verify", path}).out, "film was held back"));
 }
 
 TEST_F(Recording, GoesOnWithTheNewSizeOfTheScreen) {

@@ -73,6 +73,9 @@ void Copying::copy() {
   }
   pass_gaps(stretch_.stop);
   write_marks();
+  // Marks of film lie behind it, perhaps even behind the stretch.
+  for (const QomFilmArea &area : film_areas_in(recording_, stretch_))
+    accepted(qom_writer_film_area(writer_, &area));
   last_to_the_end();
   if (lost_ > kMostTold) say(std::to_string(lost_ - kMostTold) + " more could not be read");
 }

@@ -4,6 +4,7 @@
 #include <span>
 
 #include "clock.h"
+#include "film_areas.h"
 #include "gaps.h"
 #include "moment.h"
 
@@ -125,6 +126,16 @@ std::vector<QomGap> gaps_in(const Recording &recording, const CutStretch &stretc
       clock = &gap;
   }
   if (clock) chosen.insert(chosen.begin(), *clock);
+  return chosen;
+}
+
+std::vector<QomFilmArea> film_areas_in(const Recording &recording, const CutStretch &stretch) {
+  std::vector<QomFilmArea> chosen;
+  for (QomFilmArea area : film_areas_of(recording.reader.get())) {
+    area.begin = std::max(area.begin, stretch.begin);
+    area.end = std::min(area.end, stretch.end);
+    if (area.begin < area.end) chosen.push_back(area);
+  }
   return chosen;
 }
 

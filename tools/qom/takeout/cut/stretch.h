@@ -52,6 +52,9 @@ std::vector<CheckpointRun> checkpoints_in(const Recording &recording, const CutS
 // last one before it that tells how the clock was set.
 std::vector<QomGap> gaps_in(const Recording &recording, const CutStretch &stretch);
 
+// The film that was held back in the stretch, in file order, as far as it lies in it.
+std::vector<QomFilmArea> film_areas_in(const Recording &recording, const CutStretch &stretch);
+
 // Bytes of a damaged recording that the index has no records of.
 struct DamagedPlace {
   size_t record;  // the first one behind them

@@ -1,4 +1,4 @@
-#include "file/gaps.h"
+#include "file/marks.h"
 
 #include <cerrno>
 #include <cstring>
@@ -9,25 +9,28 @@
 namespace qom {
 namespace {
 
-constexpr size_t mark_bytes = frame_head_bytes + gap_bytes;
+// Marks of both kinds are of the same length.
+constexpr size_t payload_bytes = gap_bytes;
+constexpr size_t mark_bytes = frame_head_bytes + payload_bytes;
+static_assert(film_area_bytes == payload_bytes);
 
 // Looks for marks between two frames of records.
 class Search {
  public:
-  Search(const Source &source, Window *window, uint32_t salt, Array<QomGap> *gaps)
-      : source_(source), window_(window), salt_(salt), gaps_(gaps) {}
+  Search(const Source &source, Window *window, uint32_t salt, Marks *marks)
+      : source_(source), window_(window), salt_(salt), marks_(marks) {}
 
   // The bytes [from, to), with so many records before them.
   bool look(uint64_t from, uint64_t to, size_t records);
 
  private:
   bool look_across_damage(uint64_t from, uint64_t to, size_t records);
-  bool add(const FrameHead &head, const uint8_t payload[gap_bytes], size_t records);
+  bool add(const FrameHead &head, const uint8_t payload[payload_bytes], size_t records);
 
   const Source &source_;
   Window *window_;
   uint32_t salt_;
-  Array<QomGap> *gaps_;
+  Marks *marks_;
 };
 
 bool Search::look(uint64_t from, uint64_t to, size_t records) {
@@ -51,20 +54,21 @@ bool Search::look_across_damage(uint64_t from, uint64_t to, size_t records) {
     if (found == FrameWalker::Found::end) return true;
     if (found == FrameWalker::Found::failed) return false;
     if (found != FrameWalker::Found::frame || walker.frame().length() < mark_bytes) continue;
-    const uint8_t *payload = window_->at(walker.frame().position + frame_head_bytes, gap_bytes);
+    const uint8_t *payload = window_->at(walker.frame().position + frame_head_bytes, payload_bytes);
     if (!payload || !add(walker.frame().head, payload, records)) return false;
   }
 }
 
-bool Search::add(const FrameHead &head, const uint8_t payload[gap_bytes], size_t records) {
+bool Search::add(const FrameHead &head, const uint8_t payload[payload_bytes], size_t records) {
   QomGap gap;
-  if (head.type != frame_gap || !decode_gap(head, payload, &gap) ||
-      head.payload_crc != crc32c(payload, gap_bytes))
-    return true;
-  gap.record = records;
-  if (gaps_->push(gap)) return true;
+  QomFilmArea film;
+  const bool is_gap = head.type == frame_gap && decode_gap(head, payload, &gap);
+  const bool is_film = head.type == frame_film_area && decode_film_area(head, payload, &film);
+  if (!(is_gap || is_film) || head.payload_crc != crc32c(payload, payload_bytes)) return true;
+  gap.record = film.record = records;
+  if (is_gap ? marks_->gaps.push(gap) : marks_->film.push(film)) return true;
   errno = ENOMEM;
-  set_error("out of memory for the stretches that were not recorded");
+  set_error("out of memory for the marks of what was not recorded");
   return false;
 }
 
@@ -84,9 +88,25 @@ bool decode_gap(const FrameHead &head, const uint8_t payload[gap_bytes], QomGap 
   return is_gap(*gap);
 }
 
-bool find_gaps(const Source &source, Window *window, const FrameSpace &space, const Index &index,
-               Array<QomGap> *gaps) {
-  Search search(source, window, space.salt, gaps);
+bool is_film_area(const QomFilmArea &film) {
+  return film.begin <= film.end && film.end <= QOM_MAX_TIME && film.width > 0 && film.height > 0 &&
+         film.x + film.width <= int{QOM_MAX_SIDE} && film.y + film.height <= int{QOM_MAX_SIDE} &&
+         film.quality <= 100;
+}
+
+bool decode_film_area(const FrameHead &head, const uint8_t payload[film_area_bytes],
+                      QomFilmArea *film) {
+  if (head.stored_length != film_area_bytes) return false;
+  FilmAreaMark mark;
+  std::memcpy(&mark, payload, sizeof mark);
+  *film = {mark.begin,  mark.end,  mark.x,       mark.y, mark.width,
+           mark.height, mark.rate, mark.quality, 0};
+  return is_film_area(*film);
+}
+
+bool find_marks(const Source &source, Window *window, const FrameSpace &space, const Index &index,
+                Marks *marks) {
+  Search search(source, window, space.salt, marks);
   uint64_t end = space.first_frame;
   size_t records = 0;
   for (const QomIndexEntry &entry : index.entries) {
