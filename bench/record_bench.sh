@@ -9,7 +9,8 @@
 #
 # CONTENT is one of quiet, typing, text (a terminal that scrolls), web (pages scrolled in a browser),
 # video, drag, dragnoise, film, cinema (film on all of the screen), uhd (the same at 3840x2160, one round
-# only) and speed (how fast programs still draw that are recorded).
+# only), filmrate, filmlossy, cinemalossy (film with --film-rate 2 and --film lossy beside the same
+# recorded exactly) and speed (how fast programs still draw that are recorded).
 #
 # Prints medians over the rounds of ratios between two runs that follow each other: CPU time, with
 # that of the X server where it says so, bytes, pictures. Last comes a table in Markdown of what qom,
@@ -23,7 +24,7 @@ set -u
 cd "$(dirname "$0")/.." || exit 1
 . bench/programs.sh
 qom=${QOM:-$PWD/build/release/tools/qom/qom}
-contents=(quiet typing text web video drag dragnoise film cinema uhd speed)
+contents=(quiet typing text web video drag dragnoise film cinema uhd filmrate filmlossy cinemalossy speed)
 rounds=5
 seconds=15
 only=
@@ -40,7 +41,7 @@ while [ $# -gt 0 ]; do
         --record-options) read -ra record_options <<<"$2"; shift 2 ;;
         --rows) rows_file=$(realpath "$2"); shift 2 ;;
         --table) table_file=$(realpath "$2"); shift 2 ;;
-        *) sed -n '2,24s/^# \{0,1\}//p' "$0"; [ "$1" = --help ]; exit ;;
+        *) sed -n '2,25s/^# \{0,1\}//p' "$0"; [ "$1" = --help ]; exit ;;
     esac
 done
 
@@ -85,6 +86,7 @@ write_with() {
         qom)
             "$qom" record --quiet --fps 10 --duration "$seconds" "${record_options[@]}" "$work/qom"
             ;;
+        exact) "$qom" record --quiet --fps 10 --duration "$seconds" "$work/exact" ;;
         ultrafast) "${grab[@]}" -c:v libx264rgb -preset ultrafast -qp 0 -f matroska "$work/ultrafast" ;;
         crf23)
             "${grab[@]}" -c:v libx264 -preset veryfast -crf 23 -pix_fmt yuv420p \
@@ -120,6 +122,20 @@ measure_run() {
         'BEGIN { server = b - a - idle; print (server > 0 ? server : 0) }')"
     note "$1" cpu "$own"
     note "$1" bytes "$(stat -c %s "$work/$1")"
+}
+# The content beside the same recorded exactly.
+measure_film() { # CONTENT OPTION...
+    local round idle
+    record_options+=("${@:2}")
+    "play_$1"
+    sleep 4
+    measure_idle
+    for ((round = 1; round <= rounds; round++)); do
+        measure_run exact
+        measure_run qom
+        note qom pictures "$(recorded_pictures "$work/qom")"
+    done
+    stop_all
 }
 measure_content() {
     local round idle
@@ -168,6 +184,9 @@ if [ -n "${RECORD_BENCH_CONTENT-}" ]; then
     trap 'exit 1' INT TERM
     case $content in
         speed) measure_speed ;;
+        filmrate) measure_film film --film-rate 2 ;;
+        filmlossy) measure_film film --film lossy ;;
+        cinemalossy) measure_film cinema --film lossy ;;
         *) measure_content ;;
     esac
     exit
@@ -238,6 +257,12 @@ rows_of_content() {
             row_of_bytes ultrafast ""
             row "recording $content: pictures" "x264 ultrafast" "$(ratio_of qom ultrafast pictures)" ">=" 1
             ;;
+        film?* | cinemalossy)
+            row "recording $content: CPU with the server's" "exact" "$(ratio_of qom exact cpu server)"
+            row "recording $content: bytes" "exact" "$(ratio_of qom exact bytes)" "<=" \
+                "$([ "$content" != cinemalossy ] || echo 0.1)"
+            row "recording $content: pictures a second" "" "$(each_second qom pictures)"
+            ;;
         speed)
             row "speed of x11perf -scroll500, recorded" "the same alone" \
                 "$(ratio_of recorded alone rate)" ">=" 0.9
@@ -254,7 +279,7 @@ HEAD
 }
 table_line() {
     local program measure
-    [ "$content" != speed ] || return 0
+    case $content in film?* | cinemalossy | speed) return ;; esac
     printf '| %-10s ' "$content"
     for program in qom ultrafast medium crf23; do
         for measure in 'cpu 100' 'server 100' 'bytes 60e-6' pictures; do
