@@ -182,25 +182,6 @@ TEST_F(Lossy, ChangedBytesAreRefusedOrGivePixels) {
     ASSERT_FALSE(uncompressed(packed)) << blocks.compressed_length;
 }
 
-// What stills mean must never change, nor differ between machines: each record of lossy pixels is
-// followed by the exact ones that it gave when it was made, which every way of the codec to compute
-// them has to give again.
-TEST_F(Lossy, StillsThatWereMadeLongAgoComeBack) {
-  path = QOM_KEPT_STILLS;
-  const Reader reader = open();
-  const size_t count = qom_reader_index_length(reader.get());
-  ASSERT_EQ(count, 6u);
-  for (size_t i = 0; i < count; i += 2) {
-    const Record lossy(qom_record_at_index(reader.get(), i));
-    const Record exact(qom_record_at_index(reader.get(), i + 1));
-    ASSERT_FALSE(areas_of(lossy).empty());
-    EXPECT_EQ(data_of(uncompressed(lossy)), data_of(exact)) << i;
-  }
-  records();  // the second reader finds the same records, and pixels
-  const Texts pixels = independent_pixels();
-  for (size_t i = 0; i + 1 < pixels.size(); i += 2) EXPECT_TRUE(pixels[i] == pixels[i + 1]) << i;
-}
-
 // --- marks -----------------------------------------------------------------------------------
 
 constexpr uint16_t side = 120;  // of the screen at first

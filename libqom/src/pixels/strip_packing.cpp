@@ -50,12 +50,14 @@ QOM_CLONES void residuals_of(const Row *__restrict rows, Residuals *__restrict t
   for (size_t y = 0; y < cell_height; ++y) {
     const uint8_t *above = rows[y] + lead;
     const uint8_t *row = rows[y + 1] + lead;
+    const uint8_t *left = row - 1;
+    const uint8_t *left_above = above - 1;
     for (size_t x = 0; x < strip_width; ++x) {
-      const uint8_t l = row[x - 1];
+      const uint8_t l = left[x];
       const uint8_t a = above[x];
       const uint8_t least = std::min(l, a);
       const uint8_t most = std::max(l, a);
-      const uint8_t corner = std::min(std::max(above[x - 1], least), most);
+      const uint8_t corner = std::min(std::max(left_above[x], least), most);
       const auto residual = static_cast<uint8_t>(row[x] - l - a + corner);
       to->rows[y][x] = static_cast<uint8_t>((residual << 1) ^ -(residual >> 7));
     }
