@@ -296,7 +296,7 @@ table_head >"$work/table"
 status=0
 for content in "${contents[@]}"; do
     [ -z "$only" ] || [ "$only" = "$content" ] || continue
-    if [ "$content" = web ] && ! command -v chromium xdotool >/dev/null; then
+    if [ "$content" = web ] && ! { command -v chromium && command -v xdotool; } >/dev/null; then
         echo "record_bench: web is left out, chromium or xdotool is missing" >&2
         continue
     fi
