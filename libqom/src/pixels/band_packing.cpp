@@ -222,8 +222,9 @@ bool BandPacker::finish() {
   if (count > most_byte_colours) {
     std::fill(uses.begin(), uses.end(), 0);
     for (const uint16_t number : numbers_) ++uses[number];
-    std::stable_sort(order.begin(), order.end(),
-                     [&](uint16_t a, uint16_t b) { return uses[a] > uses[b]; });
+    std::sort(order.begin(), order.end(), [&](uint16_t a, uint16_t b) {
+      return uses[a] != uses[b] ? uses[a] > uses[b] : a < b;
+    });
   }
   for (size_t i = 0; i < count; ++i) {
     place[order[i]] = static_cast<uint16_t>(i);
