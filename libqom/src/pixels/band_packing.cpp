@@ -11,6 +11,10 @@
 namespace qom {
 namespace {
 
+// Where most of the first columns, one in so many, look like a photograph, the rest is not looked
+// at.
+constexpr size_t columns_per_look = 4;
+
 // Fewer rows that are equal to the one above stay in their band: letters have some.
 constexpr size_t least_repeated = 6;
 
@@ -30,21 +34,44 @@ QOM_CLONES bool is_equal(const uint8_t *a, const uint8_t *b, size_t bytes) {
   return difference == 0;
 }
 
-bool is_plain(const uint8_t *row, size_t width) {
-  return std::memcmp(row, row + 4, 4 * (width - 1)) == 0;
-}
-
 }  // namespace
 
 struct BandPacker::Band {
+  BandKind kind;  // that of colours may turn out to be one of residuals
+  size_t y;
+  size_t rows;
+};
+
+struct BandPacker::Column {
   const uint8_t *pixels;
   size_t stride;
   size_t width;
-  size_t rows;
+  size_t height;
   bool has_left;
-  bool has_above;
 
-  uint32_t at(size_t x, size_t y) const { return load<uint32_t>(pixels + y * stride + 4 * x); }
+  const uint8_t *row(size_t y) const { return pixels + y * stride; }
+  uint32_t at(size_t x, size_t y) const { return load<uint32_t>(row(y) + 4 * x); }
+  bool is_plain(size_t y) const { return std::memcmp(row(y), row(y) + 4, 4 * (width - 1)) == 0; }
+  bool is_repeated(size_t y) const { return y > 0 && is_equal(row(y), row(y - 1), 4 * width); }
+
+  // How many rows from y on are equal to the one above.
+  size_t repeated_rows(size_t y) const {
+    size_t end = y;
+    while (end < height && end - y < most_band_rows && is_repeated(end)) ++end;
+    return end - y;
+  }
+
+  Band band_at(size_t y) const {
+    if (is_plain(y)) return {band_plain, y, 1 + std::min(repeated_rows(y + 1), most_band_rows - 1)};
+    if (const size_t rows = repeated_rows(y); rows >= least_repeated)
+      return {band_repeated, y, rows};
+    size_t end = y + 1;
+    for (size_t run = 0; end < height && end - y < most_band_rows && !is_plain(end); ++end) {
+      run = is_repeated(end) ? run + 1 : 0;
+      if (run == least_repeated) return {band_colours, y, end - y - (run - 1)};
+    }
+    return {band_colours, y, end - y};
+  }
 };
 
 bool Palette::start() {
@@ -65,17 +92,18 @@ size_t Palette::find_or_add(uint32_t pixel) {
   const size_t slot = slot_of(pixel);
   if (slots_[slot] != free_slot) return slots_[slot];
   const size_t number = count();
-  if (number == most_colours || !colours_.push(pixel)) return most_colours;
-  slots_[slot] = static_cast<uint32_t>(number);
-  if (2 * count() > slots_.size() && !grow()) return most_colours;
+  const bool is_full = 2 * (number + 1) > slots_.size();
+  if (number == most_colours || (is_full && !grow()) || !colours_.push(pixel)) return most_colours;
+  slots_[is_full ? slot_of(pixel) : slot] = static_cast<uint32_t>(number);
   return number;
 }
 
 void Palette::truncate(size_t count) {
-  if (count == colours_.size()) return;
-  colours_.truncate(count);
-  std::fill(slots_.begin(), slots_.end(), free_slot);
-  for (size_t i = 0; i < count; ++i) slots_[slot_of(colours_[i])] = static_cast<uint32_t>(i);
+  // The last one first: no other one lies behind it.
+  while (colours_.size() > count) {
+    slots_[slot_of(colours_.back())] = free_slot;
+    colours_.truncate(colours_.size() - 1);
+  }
 }
 
 bool Palette::grow() {
@@ -86,93 +114,61 @@ bool Palette::grow() {
   return true;
 }
 
-bool BandPacker::push_band(BandKind kind, size_t rows) {
-  for (; rows > most_band_rows; rows -= most_band_rows)
-    if (!bands_.push(band_byte(kind, most_band_rows))) return false;
-  return bands_.push(band_byte(kind, rows));
+bool BandPacker::push_band(const Band &band) {
+  return bands_.push(band_byte(band.kind, band.rows));
 }
 
-bool BandPacker::add(const uint8_t *pixels, size_t stride, size_t width, size_t height) {
+bool BandPacker::add(const uint8_t *pixels, size_t stride, size_t begin, size_t end,
+                     size_t height) {
   if (seen_.empty()) {
     if (!seen_.resize(seen_slots) || !palette_.start()) return false;
     std::fill(seen_.begin(), seen_.end(), 0);
   }
-  for (size_t x = 0; x < width; x += column_width) {
-    const size_t columns = std::min(column_width, width - x);
-    const uint8_t *column = pixels + 4 * x;
-    const auto row = [&](size_t y) { return column + y * stride; };
-    const auto repeated = [&](size_t y) {
-      size_t end = y;
-      while (end < height && end > 0 && is_equal(row(end), row(end - 1), 4 * columns)) ++end;
-      return end - y;
-    };
-    for (size_t y = 0; y < height;) {
-      size_t end = y;
-      if (is_plain(row(y), columns)) {
-        for (++end;
-             end - y < most_band_rows && end < height && is_equal(row(end), row(y), 4 * columns);)
-          ++end;
-        const size_t number = palette_.find_or_add(load<uint32_t>(row(y)));
-        if (number < most_colours) {
-          if (!push_band(band_plain, end - y) || !numbers_.push(static_cast<uint16_t>(number)))
-            return false;
-          y = end;
-          continue;
-        }
-        end = y + 1;
-      }
-      if (const size_t rows = repeated(y); rows >= least_repeated) {
-        if (!push_band(band_repeated, rows)) return false;
-        y += rows;
-        continue;
-      }
-      size_t run = 0;
-      for (end = std::max(end, y + 1); end < height && end - y < most_band_rows; ++end) {
-        if (is_plain(row(end), columns)) break;
-        run = is_equal(row(end), row(end - 1), 4 * columns) ? run + 1 : 0;
-        if (run == least_repeated) {
-          end -= run - 1;
-          break;
-        }
-      }
-      const Band band = {row(y), stride, columns, end - y, x > 0, y > 0};
-      if (!add_band(band)) return false;
-      y = end;
-    }
+  for (size_t x = begin; x < end; x += column_width)
+    if (!add_column({pixels + 4 * x, stride, std::min(column_width, end - x), height, x > 0}))
+      return false;
+  return true;
+}
+
+bool BandPacker::add_column(const Column &column) {
+  for (size_t y = 0; y < column.height;) {
+    const Band band = column.band_at(y);
+    if (!add_band(column, band)) return false;
+    y += band.rows;
   }
   return true;
 }
 
 // The most colours that the band may have.
-size_t BandPacker::colour_limit(const Band &band) {
+size_t BandPacker::colour_limit(const Column &column, const Band &band) {
   uint32_t hashes[column_width] = {};
   uint32_t equal = 0;
   for (size_t y = 0; y < band.rows; ++y) {
-    const uint8_t *row = band.pixels + y * band.stride;
-    for (size_t x = 0; x < band.width; ++x) {
+    const uint8_t *row = column.row(band.y + y);
+    for (size_t x = 0; x < column.width; ++x) {
       const uint32_t hash = hashes[x] ^ load<uint32_t>(row + 4 * x);
       hashes[x] = (hash << 7 | hash >> 25) + hash * 5;
     }
-    for (size_t x = 1; x < band.width; ++x)
+    for (size_t x = 1; x < column.width; ++x)
       equal += load<uint32_t>(row + 4 * x) == load<uint32_t>(row + 4 * x - 4);
   }
   size_t seen = 0;
-  for (size_t x = 0; x < band.width; ++x) {
+  for (size_t x = 0; x < column.width; ++x) {
     const uint32_t hash = hashes[x] * 2654435761u + static_cast<uint32_t>(band.rows);
     uint32_t &slot = seen_[hash % seen_slots];
     seen += slot == hash;
     slot = hash;
   }
-  const size_t pixels = band.width * band.rows;
-  if (seen * columns_per_seen >= band.width) return pixels;
+  const size_t pixels = column.width * band.rows;
+  if (seen * columns_per_seen >= column.width) return pixels;
   const bool between = equal * pixels_per_equal >= pixels;
   return std::max(fewest_limit, pixels / (between ? pixels_per_colour_between : pixels_per_colour));
 }
 
 // False, with nothing of the band stored, when it has too many colours or memory is short.
-bool BandPacker::add_colours(const Band &band) {
-  const size_t pixels = band.width * band.rows;
-  const size_t limit = colour_limit(band);
+bool BandPacker::add_colours(const Column &column, const Band &band) {
+  const size_t pixels = column.width * band.rows;
+  const size_t limit = colour_limit(column, band);
   const size_t known = palette_.count();
   const size_t begin = numbers_.size();
   if (!numbers_.resize(begin + pixels)) return false;
@@ -181,11 +177,11 @@ bool BandPacker::add_colours(const Band &band) {
   const bool counts = limit < pixels;
   if (counts) std::memset(met, 0, sizeof met);
   size_t colours = 0;
-  uint32_t last = ~band.at(0, 0);
+  uint32_t last = ~column.at(0, band.y);
   size_t number = 0;
-  for (size_t x = 0; x < band.width; ++x)
+  for (size_t x = 0; x < column.width; ++x)
     for (size_t y = 0; y < band.rows; ++y, *to++ = static_cast<uint16_t>(number)) {
-      const uint32_t pixel = band.at(x, y);
+      const uint32_t pixel = column.at(x, band.y + y);
       if (pixel == last) continue;
       last = pixel;
       number = palette_.find_or_add(pixel);
@@ -203,11 +199,19 @@ bool BandPacker::add_colours(const Band &band) {
   return true;
 }
 
-bool BandPacker::add_band(const Band &band) {
-  if (add_colours(band)) return push_band(band_colours, band.rows);
-  return push_band(band_residuals, band.rows) &&
-         strips_.add(band.pixels, band.stride, band.width, band.rows, band.has_left,
-                     band.has_above);
+bool BandPacker::add_band(const Column &column, const Band &band) {
+  if (band.kind == band_repeated) return push_band(band);
+  if (band.kind == band_plain) {
+    const size_t number = palette_.find_or_add(column.at(0, band.y));
+    if (number < most_colours)
+      return push_band(band) && numbers_.push(static_cast<uint16_t>(number));
+  } else if (add_colours(column, band)) {
+    return push_band(band);
+  }
+  residual_pixels_ += column.width * band.rows;
+  return push_band({band_residuals, band.y, band.rows}) &&
+         strips_.add(column.row(band.y), column.stride, column.width, band.rows, column.has_left,
+                     band.y > 0);
 }
 
 bool BandPacker::finish() {
@@ -262,7 +266,12 @@ void BandPacker::write(uint8_t *to) const {
 
 bool pack_bands(const uint8_t *pixels, unsigned width, unsigned height, Packed *packed) {
   BandPacker packer;
-  if (!packer.add(pixels, size_t{4} * width, width, height) || !packer.finish()) return false;
+  const size_t stride = size_t{4} * width;
+  const size_t first = width / columns_per_look / column_width * column_width;
+  if (!packer.add(pixels, stride, 0, first, height) ||
+      2 * packer.residual_pixels() > first * height ||
+      !packer.add(pixels, stride, first, width, height) || !packer.finish())
+    return false;
   packed->form = PackedForm::bands;
   packed->strips = packer.strips().bytes();
   const size_t bytes = packed->strips + packer.bytes();

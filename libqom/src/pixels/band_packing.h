@@ -38,8 +38,12 @@ class Palette {
 
 class BandPacker {
  public:
-  // Takes in a rectangle, `stride` bytes from a row to the next. False when memory is short.
-  bool add(const uint8_t *pixels, size_t stride, size_t width, size_t height);
+  // Takes in an image from a column, a multiple of column_width, up to another one; `stride` bytes
+  // lie from a row to the next. False when memory is short.
+  bool add(const uint8_t *pixels, size_t stride, size_t begin, size_t end, size_t height);
+
+  // How many of its pixels are stored as residuals.
+  size_t residual_pixels() const { return residual_pixels_; }
 
   const StripPacker &strips() const { return strips_; }
 
@@ -51,13 +55,16 @@ class BandPacker {
 
  private:
   struct Band;
+  struct Column;
 
-  bool add_band(const Band &band);
-  bool add_colours(const Band &band);
-  size_t colour_limit(const Band &band);
-  bool push_band(BandKind kind, size_t rows);
+  bool add_column(const Column &column);
+  bool add_band(const Column &column, const Band &band);
+  bool add_colours(const Column &column, const Band &band);
+  size_t colour_limit(const Column &column, const Band &band);
+  bool push_band(const Band &band);
 
   StripPacker strips_;
+  size_t residual_pixels_ = 0;
   Palette palette_;
   Array<uint8_t> bands_;
   Array<uint16_t> numbers_;  // of colours, of plain bands and of those of colours
