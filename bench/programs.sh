@@ -37,6 +37,12 @@ LINES
     start xterm -geometry 120x50+1000+200 -e sh "$programs_folder/lines.sh" 0.8
 }
 
+# The same lines at rest, in letters with soft edges.
+play_smooth() {
+    start xterm -fa 'DejaVu Sans Mono' -fs 11 -geometry 120x50+20+20 \
+        -e sh -c 'ls -lR /usr/include | head -600; sleep 10000'
+}
+
 # Somebody writes, eight letters a second.
 play_typing() {
     cat >"$programs_folder/letters.sh" <<'LETTERS'

@@ -26,7 +26,7 @@ int level_of(Effort effort) {
     case Effort::thorough:
       return 5;
     case Effort::bands:
-      return 9;
+      return 11;
     default:
       return 3;
   }
