@@ -73,7 +73,7 @@ int dump_lines(const Recording &recording, const Options &options, Range range,
     std::printf("not recorded: %s\n", gap_text(gap, start).c_str());
   };
   const auto show_film = [start](const QomFilmArea &area) {
-    std::printf("film held back: %s\n", film_area_text(area, start).c_str());
+    std::printf("film: %s\n", film_area_text(area, start).c_str());
   };
   for (size_t i = range.begin; i < range.end && !output_failed(); ++i) {
     gaps.before(i, show);

@@ -17,12 +17,15 @@ std::span<const QomFilmArea> film_areas_of(QomReader *reader) {
 // Areas at the same time lie beside each other, or nearly so: what overlaps counts twice.
 FilmShare film_share(std::span<const QomFilmArea> areas, const QomHeader &header,
                      uint64_t duration) {
+  const uint64_t last = header.timestamp + duration;
   FilmShare share;
   std::vector<std::pair<uint64_t, uint64_t>> times;
   double pixels = 0;  // times microseconds
   for (const QomFilmArea &area : areas) {
-    times.emplace_back(area.begin, area.end);
-    pixels += static_cast<double>(area.end - area.begin) * area.width * area.height;
+    const uint64_t begin = std::clamp(area.begin, header.timestamp, last);
+    const uint64_t end = std::clamp(area.end, begin, last);
+    times.emplace_back(begin, end);
+    pixels += static_cast<double>(end - begin) * area.width * area.height;
   }
   std::sort(times.begin(), times.end());
   uint64_t counted = 0;  // all up to here
@@ -38,7 +41,9 @@ FilmShare film_share(std::span<const QomFilmArea> areas, const QomHeader &header
 
 std::string film_limits_text(const QomFilmArea &area) {
   std::string text;
-  if (area.rate > 0) text = formatted("at most %g pictures a second", area.rate / 1000.0);
+  if (area.rate > 0)
+    text = area.rate == 1000 ? "at most 1 picture a second"
+                             : formatted("at most %g pictures a second", area.rate / 1000.0);
   if (area.quality > 0) {
     if (!text.empty()) text += ", ";
     text += formatted("lossy with quality %d", area.quality);

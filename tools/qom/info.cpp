@@ -128,7 +128,7 @@ void print_film(const Recording &recording, uint64_t duration) {
   const std::span<const QomFilmArea> areas = film_areas_of(recording.reader.get());
   if (areas.empty()) return;
   const FilmShare share = film_share(areas, *recording.header, duration);
-  line("film", "held back for " + elapsed_time(0, share.time) +
+  line("film", "for " + elapsed_time(0, share.time) +
                    formatted(" (%.1f %% of the time), %.1f %% of the area in all:",
                              percent(share.time, duration), 100 * share.area));
   line("",

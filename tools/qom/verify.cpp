@@ -208,7 +208,7 @@ void Verification::conclude(const std::string &name) {
                 counted(gaps_, "stretch was", "stretches were").c_str());
   }
   if (film_areas_) {
-    std::printf("film was held back in %s; \"qom info\" tells how much\n",
+    std::printf("film was held back or lossy in %s; \"qom info\" tells how much\n",
                 counted(film_areas_, "stretch", "stretches").c_str());
   }
   if (lost_entries_) {

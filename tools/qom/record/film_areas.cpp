@@ -8,11 +8,12 @@ namespace qom::record {
 namespace {
 
 constexpr uint8_t enough_changes = 4;          // in a row make film
-constexpr int64_t longest_pause = second / 2;  // between two of them
+constexpr int64_t longest_pause = second / 2;  // between two of them, or three looks
 
-// Film of which nothing changes for so long is at rest. A part of it that alone stands still may do
-// so longer: what an encoder leaves as it is for some pictures would cost more than all the others.
-constexpr int64_t rest = second / 4;
+// Film of which nothing changes for so long, or for half as long again as its pace, is at rest. A
+// part of it that alone stands still may do so longer: what an encoder leaves as it is for some
+// pictures would cost more than all the others.
+constexpr int64_t least_rest = second / 4;
 constexpr int64_t rest_of_tile = second;
 
 constexpr int least_broken = 3;  // tiles side by side tell of a menu
@@ -42,6 +43,10 @@ int count_up(int size, int step) {
 
 }  // namespace
 
+int64_t FilmAreas::Group::rest() const {
+  return std::max(least_rest, pace + pace / 2);
+}
+
 FilmAreas::FilmAreas(int width, int height, PixelFormat display, PixelFormat recording,
                      const FilmLimits &limits)
     : whole_{0, 0, width, height},
@@ -49,6 +54,7 @@ FilmAreas::FilmAreas(int width, int height, PixelFormat display, PixelFormat rec
       tiles_(static_cast<size_t>(columns_) * count_up(height, tile_height)),
       limits_(limits),
       interval_(limits.rate > 0 ? static_cast<int64_t>(second / limits.rate) : 0),
+      longest_pause_(std::max(longest_pause, static_cast<int64_t>(3 * second / limits.looks))),
       newest_(width, height, display, recording),
       exact_(width, height, tile_width, tile_height),
       lossy_(width, height, fine_width, fine_height),
@@ -97,7 +103,11 @@ void FilmAreas::judge(const Picture &picture, const Grab &grab, const Rectangle 
   }
   tile.judged = looks_;
   if (changed == 0) return;
-  if (now - tile.changed > longest_pause) tile.streak = tile.moving = 0;
+  if (now - tile.changed > longest_pause_) {
+    tile.streak = 0;
+    if (!tile.newer) tile.moving = 0;  // else there are cells still to be stored
+  }
+  tile.pace = tile.streak > 0 ? std::max(tile.pace, now - tile.changed) : 0;
   tile.changed = now;
   if (foreign) {
     if (tile.film) tile.broken = looks_;
@@ -147,7 +157,7 @@ FilmAreas::Group FilmAreas::gather(size_t block) {
     open.pop_back();
     const Group &here = blocks_[at];
     group = {bounding(group.bounds, here.bounds), std::max(group.changed, here.changed),
-             group.pending || here.pending};
+             std::min(group.pace, here.pace), group.pending || here.pending};
     const int column = at % block_columns_;
     const int row = at / block_columns_;
     for (int y = std::max(row - 1, 0); y <= std::min(row + 1, block_rows - 1); y++) {
@@ -176,19 +186,23 @@ void FilmAreas::group() {
     any_film_ = true;
     Group &block = blocks_[block_of(place)];
     block = {block.bounds.empty() ? area : bounding(block.bounds, area),
-             std::max(block.changed, tile.changed), block.pending || tile.pending()};
+             std::max(block.changed, tile.changed), std::min(block.pace, tile.pace),
+             block.pending || tile.pending()};
   });
   for (size_t block = 0; block < blocks_.size(); block++) {
     if (!blocks_[block].bounds.empty() && labels_[block] < 0) groups_.push_back(gather(block));
   }
   for (const Group &group : groups_) {
-    if (group.pending) due_ = std::min(due_.value_or(INT64_MAX), group.changed + rest);
+    if (group.pending) due_ = std::min(due_.value_or(INT64_MAX), group.changed + group.rest());
   }
 }
 
 bool FilmAreas::rests(size_t place, int64_t now) const {
-  return now - tiles_[place].changed >= rest_of_tile ||
-         now - groups_[labels_[block_of(place)]].changed >= rest;
+  const int label = labels_[block_of(place)];
+  if (label < 0) return true;  // no film there any more
+  const Group &group = groups_[label];
+  return now - tiles_[place].changed >= std::max(rest_of_tile, group.rest()) ||
+         now - group.changed >= group.rest();
 }
 
 // Decides whether film is stored in this look. It is in at most so many a second, and in those that
@@ -239,10 +253,10 @@ bool FilmAreas::withhold(const Grab &grab, int64_t now) {
     Tile &tile = tiles_[place];
     const Fate fate = this->fate(place, now);
     any |= fate != Fate::exact;
+    // All of it: a change between the rows that a cell is judged by is in no bit of tile.moving.
+    if (fate != Fate::exact) newest_.update(part_of(grab, area, newest_.pixel_bytes()), unused_);
     if (fate == Fate::held) {
-      if (tile.inexact && tile.changed != now) return;  // nothing new
-      newest_.update(part_of(grab, area, newest_.pixel_bytes()), unused_);
-      tile.newer = true;
+      if (!tile.inexact || tile.changed == now) tile.newer = true;
       return;
     }
     if (fate == Fate::lossy) {
@@ -304,18 +318,14 @@ void FilmAreas::restate(const std::vector<Grab> &grabs, CellMap &changed) {
   group();
 }
 
-std::vector<Grab> FilmAreas::settle(const Picture &picture) {
+std::vector<Grab> FilmAreas::settle() {
   std::vector<Grab> grabs;
-  for (const bool newer : {true, false}) {
-    const Picture &pixels = newer ? newest_ : picture;
-    exact_.clear();
-    for_tiles(whole_, [&](size_t place, const Rectangle &area) {
-      Tile &tile = tiles_[place];
-      if (tile.pending() && tile.newer == newer) exact_.mark(area);
-    });
-    for (const Rectangle &area : exact_.rectangles(0)) {
-      grabs.push_back({area, pixels.pixels(area.x, area.y), pixels.stride()});
-    }
+  exact_.clear();
+  for_tiles(whole_, [&](size_t place, const Rectangle &area) {
+    if (tiles_[place].pending()) exact_.mark(area);
+  });
+  for (const Rectangle &area : exact_.rectangles(0)) {
+    grabs.push_back({area, newest_.pixels(area.x, area.y), newest_.stride()});
   }
   return grabs;
 }

@@ -14,8 +14,9 @@ namespace qom::record {
 
 // What is asked for where the picture changes like film; exactly and at once everywhere else.
 struct FilmLimits {
-  double rate = 0;  // pictures a second that are stored at most; 0: all
-  int quality = 0;  // of the lossy codec, 1 to 100; 0: stored exactly
+  double rate = 0;    // pictures a second that are stored at most; 0: all
+  int quality = 0;    // of the lossy codec, 1 to 100; 0: stored exactly
+  double looks = 10;  // at the screen, a second, at most
 
   bool any() const { return rate > 0 || quality > 0; }
 };
@@ -47,7 +48,7 @@ class FilmAreas {
 
   // What a reader does not have exactly, as it was grabbed last; valid until the next call of
   // another member but restate(). It is to be stored exactly now.
-  std::vector<Grab> settle(const Picture &picture);
+  std::vector<Grab> settle();
 
   // Of what is stored with losses: what a reader does not have as it was grabbed last. It is to be
   // stored with losses now, with inexact(); valid as above.
@@ -67,6 +68,7 @@ class FilmAreas {
  private:
   struct Tile {
     int64_t changed = 0;  // when it was last seen to
+    int64_t pace = 0;     // the longest time between two changes of the streak
     uint32_t judged = 0;  // number of the look
     uint32_t broken = 0;  // and of the one that found something else in film
     uint8_t streak = 0;   // changes like film, one soon after the other
@@ -84,8 +86,11 @@ class FilmAreas {
   // Tiles that are film, not far from each other.
   struct Group {
     Rectangle bounds;
-    int64_t changed;
-    bool pending;
+    int64_t changed = 0;
+    int64_t pace = INT64_MAX / 2;  // of the tile that changes most often
+    bool pending = false;
+
+    int64_t rest() const;  // how long nothing changes when it is over
   };
   enum class Fate { exact, lossy, held };
 
@@ -113,10 +118,11 @@ class FilmAreas {
   std::vector<Tile> tiles_;
   FilmLimits limits_;
   int64_t interval_;  // between two stored pictures; 0 without a rate
-  Picture newest_;    // pixels of the tiles that say so
-  CellMap exact_;     // tiles that are stored exactly, of one grab
-  CellMap lossy_;     // cells that are stored with losses, of all
-  CellMap unused_;    // what Picture::update() wants
+  int64_t longest_pause_;
+  Picture newest_;  // pixels of the tiles that say so
+  CellMap exact_;   // tiles that are stored exactly, of one grab
+  CellMap lossy_;   // cells that are stored with losses, of all
+  CellMap unused_;  // what Picture::update() wants
   uint32_t looks_ = 0;
   bool any_film_ = false;
   int64_t next_ = 0;    // when film is stored the next time

@@ -246,5 +246,8 @@ void add_record_command(CLI::App &app, int &status) {
       "The recording ends with Ctrl-C (or the signals INT, TERM and HUP), when its time is up, "
       "when the X server ends or when the recorded window is closed; it is finished properly each "
       "time.");
-  command.does(status, [options] { return record(*options); });
+  command.does(status, [options] {
+    options->film.looks = options->frames_per_second;
+    return record(*options);
+  });
 }

@@ -31,8 +31,9 @@ Screen::Screen(XServer &server, xcb_window_t window, std::optional<PixelFormat> 
       damage_(server, window),
       grabber_(server, window, layout_) {
   if (film.quality > 0 && (recording_ < xRGB8888 || recording_ > BGRx8888)) {
-    throw RecordError("film in " + std::string(pixel_format_string(recording_)) +
-                      " cannot be stored with losses");
+    throw RecordError("--film lossy needs pixels of 32 bits, not " +
+                      std::string(pixel_format_string(recording_)) +
+                      "; --pixel-format xRGB8888 records them on any display");
   }
   if (!resize()) throw RecordError("the window is gone");
 }
@@ -107,7 +108,7 @@ std::vector<Rectangle> Screen::take_over(const std::vector<Grab> &grabs) {
 
 Changes Screen::settle() {
   Changes changes;
-  if (film_) changes.exact = take_over(film_->settle(*picture_));
+  if (film_) changes.exact = take_over(film_->settle());
   return changes;
 }
 

@@ -72,7 +72,7 @@ class Desk {
     take_over(grabs);
   }
 
-  void settle() { take_over(areas_.settle(picture_)); }
+  void settle() { take_over(areas_.settle()); }
 
   // Pixels of the area that a reader has otherwise than they are, or not exactly.
   int wrong(const Rectangle &area) {
