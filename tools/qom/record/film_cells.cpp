@@ -11,7 +11,7 @@ namespace {
 constexpr std::array<int, 2> judged_rows{1, 5};
 
 // Bytes of pixels, of which each is a channel or empty.
-using Row = std::array<uint8_t, 4 * (fine_width + 1)>;
+using Row = std::array<uint8_t, size_t{4} * (fine_width + 1)>;
 using Sample = std::array<Row, judged_rows.size()>;
 
 // Differences of channels between pixels side by side.
