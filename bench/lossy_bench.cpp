@@ -82,7 +82,7 @@ Bytes pack_jpeg(const Bytes &picture, int quality, int sampling) {
   }
   jpeg_finish_compress(&codec);
   jpeg_destroy_compress(&codec);
-  const Bytes packed(bytes, bytes + length);
+  Bytes packed(bytes, bytes + length);
   std::free(bytes);
   return packed;
 }
@@ -121,7 +121,7 @@ Bytes pack_webp(const Bytes &source, int quality, int method) {
   picture.writer = WebPMemoryWrite;
   picture.custom_ptr = &writer;
   check(WebPEncode(&config, &picture), "cannot encode WebP");
-  const Bytes packed(writer.mem, writer.mem + writer.size);
+  Bytes packed(writer.mem, writer.mem + writer.size);
   WebPMemoryWriterClear(&writer);
   WebPPictureFree(&picture);
   return packed;
@@ -161,7 +161,8 @@ double ssim(const Bytes &a, const Bytes &b) {
     for (int left = 0; left < width; left += 8) {
       double x = 0, y = 0, xx = 0, yy = 0, xy = 0;
       for (int i = 0; i < 64; ++i) {
-        const auto at = static_cast<size_t>((top + i / 8) * width + left + i % 8);
+        const size_t at = size_t{static_cast<unsigned>(top + i / 8)} * width +
+                          static_cast<unsigned>(left + i % 8);
         x += one[at] / 64;
         y += other[at] / 64;
         xx += one[at] * one[at] / 64;
