@@ -245,6 +245,7 @@ void Journal::append_picture(const Picture &picture, const std::vector<Rectangle
   image.length = static_cast<uint32_t>(pixels_.size());
   image.data = pixels_.data();
   std::vector<QomRectangle> areas;
+  areas.reserve(lossy.size());
   for (const Rectangle &area : lossy) areas.push_back({area.x, area.y, area.width, area.height});
   const std::unique_ptr<QomCompressedImage, FreeRecord> compressed(
       areas.empty() ? qom_image_compress(&image)
