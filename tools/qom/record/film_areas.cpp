@@ -318,16 +318,21 @@ void FilmAreas::restate(const std::vector<Grab> &grabs, CellMap &changed) {
   group();
 }
 
-std::vector<Grab> FilmAreas::settle() {
+// The pixels that are kept of the tiles in exact_.
+std::vector<Grab> FilmAreas::kept() {
   std::vector<Grab> grabs;
-  exact_.clear();
-  for_tiles(whole_, [&](size_t place, const Rectangle &area) {
-    if (tiles_[place].pending()) exact_.mark(area);
-  });
   for (const Rectangle &area : exact_.rectangles(0)) {
     grabs.push_back({area, newest_.pixels(area.x, area.y), newest_.stride()});
   }
   return grabs;
+}
+
+std::vector<Grab> FilmAreas::settle() {
+  exact_.clear();
+  for_tiles(whole_, [&](size_t place, const Rectangle &area) {
+    if (tiles_[place].pending()) exact_.mark(area);
+  });
+  return kept();
 }
 
 std::vector<Grab> FilmAreas::catch_up() {
@@ -339,11 +344,7 @@ std::vector<Grab> FilmAreas::catch_up() {
     tile.newer = false;
     tile.inexact = true;
   });
-  std::vector<Grab> grabs;
-  for (const Rectangle &area : exact_.rectangles(0)) {
-    grabs.push_back({area, newest_.pixels(area.x, area.y), newest_.stride()});
-  }
-  return grabs;
+  return kept();
 }
 
 std::vector<Rectangle> FilmAreas::inexact() {

@@ -103,6 +103,7 @@ class FilmAreas {
   void free_edges(const Rectangle &area);
   bool rests(size_t place, int64_t now) const;
   void mark_moving(size_t place);
+  std::vector<Grab> kept();
   Fate fate(size_t place, int64_t now) const;
   bool withhold(const Grab &grab, int64_t now);
   void schedule(int64_t now);
