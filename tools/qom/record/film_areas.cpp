@@ -197,9 +197,9 @@ void FilmAreas::group() {
   }
 }
 
-bool FilmAreas::rests(size_t place, int64_t now) const {
+bool FilmAreas::is_over(size_t place, int64_t now) const {
   const int label = labels_[block_of(place)];
-  if (label < 0) return true;  // no film there any more
+  if (label < 0) return true;
   const Group &group = groups_[label];
   return now - tiles_[place].changed >= std::max(rest_of_tile, group.rest()) ||
          now - group.changed >= group.rest();
@@ -220,13 +220,13 @@ void FilmAreas::ask(int64_t now, CellMap &drawn) {
   if (!any_film_) return;
   for_tiles(whole_, [&](size_t place, const Rectangle &area) {
     const Tile &tile = tiles_[place];
-    if (tile.pending() && ((stores_ && tile.newer) || rests(place, now))) drawn.mark(area);
+    if (tile.pending() && ((stores_ && tile.newer) || is_over(place, now))) drawn.mark(area);
   });
 }
 
 FilmAreas::Fate FilmAreas::fate(size_t place, int64_t now) const {
   const Tile &tile = tiles_[place];
-  if (!tile.film || rests(place, now)) return Fate::exact;
+  if (!tile.film || is_over(place, now)) return Fate::exact;
   if (!stores_) return Fate::held;
   if (limits_.quality == 0) return Fate::exact;
   if (tile.changed == now || tile.newer) return Fate::lossy;
@@ -266,7 +266,7 @@ bool FilmAreas::withhold(const Grab &grab, int64_t now) {
       return;
     }
     exact_.mark(area);
-    if (tile.film && rests(place, now)) tile.reset();
+    if (tile.film && is_over(place, now)) tile.reset();
   });
   return any;
 }

@@ -101,7 +101,8 @@ class FilmAreas {
   void judge(const Picture &picture, const Grab &grab, const Rectangle &area, Tile &tile,
              int64_t now);
   void free_edges(const Rectangle &area);
-  bool rests(size_t place, int64_t now) const;
+  // Whether there is no film at the tile any more, or none that still changes.
+  bool is_over(size_t place, int64_t now) const;
   void mark_moving(size_t place);
   std::vector<Grab> kept();
   Fate fate(size_t place, int64_t now) const;

@@ -47,6 +47,14 @@ class Desk {
     });
   }
 
+  // One row of each cell, by which none is judged.
+  void play_between() {
+    for (int y = film.y / fine_height * fine_height + fine_height; y < film.y + film.height;
+         y += fine_height) {
+      draw({film.x, y + 3, film.width, 1}, [this](int x, int y) { return at(x, y) ^ 0x010101; });
+    }
+  }
+
   // Letters of two colours.
   void write(const Rectangle &area) {
     draw(area, [this](int x, int y) {
@@ -185,6 +193,22 @@ TEST(FilmAreas, CanBeSettledAtAnyMoment) {
     EXPECT_TRUE(desk.areas().areas().empty());
   }
   EXPECT_GE(behind, 15);
+}
+
+TEST(FilmAreas, KeepRowsThatNoCellIsJudgedBy) {
+  for (const FilmLimits &limits : {FilmLimits{2, 0}, FilmLimits{0, 75}, FilmLimits{2, 75}}) {
+    SCOPED_TRACE(testing::Message() << limits.rate << " " << limits.quality);
+    Desk desk(limits);
+    for (int i = 0; i < 12; i++) {
+      desk.play();
+      desk.look();
+    }
+    desk.play_between();
+    desk.look();
+    EXPECT_GT(desk.wrong(film), 0);
+    desk.settle();
+    EXPECT_EQ(desk.wrong(), 0);
+  }
 }
 
 TEST(FilmLog, TellsOfFilmsThatEndAndOfPartsOfLongOnes) {
