@@ -15,3 +15,6 @@ const char *last_error();
 
 // For bytes that are not as they should be: stores the reason and sets errno to 0.
 #define QOM_REFUSE(result, ...) (::qom::set_error(__VA_ARGS__), errno = 0, (result))
+
+// For what a caller gives that cannot be: stores the reason and sets errno to EINVAL.
+#define QOM_INVALID(result, ...) (::qom::set_error(__VA_ARGS__), errno = EINVAL, (result))

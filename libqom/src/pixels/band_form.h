@@ -33,7 +33,7 @@ constexpr size_t band_rows(uint8_t byte) {
 // Numbers of colours take a byte. Where there are more colours the last byte stands for all that
 // are not among the first ones, and their numbers follow in two bytes elsewhere.
 constexpr size_t most_colours = 0xFFFF;
-constexpr size_t most_byte_colours = 256;
+constexpr size_t most_in_a_byte = 256;
 constexpr uint8_t escape = 255;
 
 }  // namespace qom

@@ -21,7 +21,7 @@ constexpr size_t least_repeated = 6;
 // What does not look like a photograph: one colour in so many pixels, or this many; where one pixel
 // in so many is equal to the one to the left, as between letters, more; where one column of pixels
 // in so many was met before, any number.
-constexpr size_t fewest_limit = 16;
+constexpr size_t least_limit = 16;
 constexpr size_t pixels_per_colour = 16;
 constexpr size_t pixels_per_equal = 3;
 constexpr size_t pixels_per_colour_between = 3;
@@ -162,7 +162,7 @@ size_t BandPacker::colour_limit(const Column &column, const Band &band) {
   const size_t pixels = column.width * band.rows;
   if (seen * columns_per_seen >= column.width) return pixels;
   const bool between = equal * pixels_per_equal >= pixels;
-  return std::max(fewest_limit, pixels / (between ? pixels_per_colour_between : pixels_per_colour));
+  return std::max(least_limit, pixels / (between ? pixels_per_colour_between : pixels_per_colour));
 }
 
 // False, with nothing of the band stored, when it has too many colours or memory is short.
@@ -223,7 +223,7 @@ bool BandPacker::finish() {
       !colours_.resize(count) || !indices_.resize(numbers_.size()))
     return false;
   for (size_t i = 0; i < count; ++i) order[i] = static_cast<uint16_t>(i);
-  if (count > most_byte_colours) {
+  if (count > most_in_a_byte) {
     std::fill(uses.begin(), uses.end(), 0);
     for (const uint16_t number : numbers_) ++uses[number];
     std::sort(order.begin(), order.end(), [&](uint16_t a, uint16_t b) {
@@ -234,7 +234,7 @@ bool BandPacker::finish() {
     place[order[i]] = static_cast<uint16_t>(i);
     colours_[i] = palette_.colour(order[i]);
   }
-  const bool escapes = count > most_byte_colours;
+  const bool escapes = count > most_in_a_byte;
   uint8_t *to = indices_.data();
   for (const uint16_t number : numbers_) {
     const uint16_t index = place[number];

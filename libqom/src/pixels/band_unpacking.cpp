@@ -37,7 +37,7 @@ bool BandUnpacking::open() {
   if (colour_count_ > most_colours) return false;
   colours_ = packed_.take(4 * colour_count_);
   if (!colours_) return false;
-  std::memcpy(first_colours_, colours_, 4 * std::min(colour_count_, most_byte_colours));
+  std::memcpy(first_colours_, colours_, 4 * std::min(colour_count_, most_in_a_byte));
   ByteReader *const streams[] = {&bands_, &indices_, &escapes_};
   for (size_t i = 0; i < 3; ++i) {
     const uint8_t *bytes = packed_.take(lengths[i + 1]);
@@ -101,7 +101,7 @@ uint32_t BandUnpacking::colour(size_t number) const {
 }
 
 uint32_t BandUnpacking::colour_of(uint8_t index) {
-  if (colour_count_ > most_byte_colours && index == escape) return colour(escapes_.get<uint16_t>());
+  if (colour_count_ > most_in_a_byte && index == escape) return colour(escapes_.get<uint16_t>());
   return first_colours_[index];
 }
 
@@ -118,7 +118,7 @@ bool BandUnpacking::restore_colours(size_t rows) {
   const uint8_t *indices = indices_.take(rows * columns_);
   if (!indices) return false;
   const bool escapes =
-      colour_count_ > most_byte_colours && std::memchr(indices, escape, rows * columns_);
+      colour_count_ > most_in_a_byte && std::memchr(indices, escape, rows * columns_);
   if (escapes) {
     for (size_t x = 0; x < columns_; ++x)
       for (size_t y = 0; y < rows; ++y) {

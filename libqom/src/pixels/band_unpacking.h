@@ -50,7 +50,7 @@ class BandUnpacking {
   UsedUp used_up_;  // indices
   const uint8_t *colours_ = nullptr;
   size_t colour_count_ = 0;
-  uint32_t first_colours_[most_byte_colours] = {};  // zero where there is none
+  uint32_t first_colours_[most_in_a_byte] = {};  // zero where there is none
   bool whole_;
 
   // Where the next band begins.

@@ -28,13 +28,6 @@ Record *shrink(Record *record) {
   return record;
 }
 
-template <typename Record>
-Record *invalid(const char *reason) {
-  set_error("%s", reason);
-  errno = EINVAL;
-  return nullptr;
-}
-
 // Bytes that are compressed alike; the parts of a record are a frame each.
 struct Part {
   const uint8_t *raw;
@@ -55,7 +48,7 @@ struct RecordFront {
 template <typename Record>
 RecordPtr<Record> compressed_record(const RecordFront &front, uint8_t codec, Parts parts) {
   size_t end = 1 + (front.lossy ? front.lossy->length() : 0);
-  if (end > QOM_MAX_DATA) return RecordPtr<Record>(invalid<Record>("too many lossy pixels"));
+  if (end > QOM_MAX_DATA) return QOM_INVALID(nullptr, "too many lossy pixels");
   size_t room = end;
   for (const Part &part : parts) room += compress_bound(part.length);
   RecordPtr<Record> record(
@@ -216,23 +209,23 @@ using namespace qom;
 extern "C" {
 
 QomCompressedImage *qom_image_compress(const QomImage *image) {
-  if (!is_whole(image)) return invalid<QomCompressedImage>("an image whose sizes disagree");
+  if (!is_whole(image)) return QOM_INVALID(nullptr, "an image whose sizes disagree");
   return compress_image(image, nullptr);
 }
 
 QomCompressedImage *qom_image_compress_lossy(const QomImage *image, const QomRectangle *areas,
                                              size_t count, int quality) {
-  if (!is_whole(image)) return invalid<QomCompressedImage>("an image whose sizes disagree");
+  if (!is_whole(image)) return QOM_INVALID(nullptr, "an image whose sizes disagree");
   if (count == 0 || !has_stills(image->pixel_format)) return compress_image(image, nullptr);
   LossyBytes lossy(image->pixel_format);
   Array<QomRectangle> left;  // areas that are stills
   uint64_t pixels = 0;
-  if (count > most_lossy_parts) return invalid<QomCompressedImage>(too_many_areas);
+  if (count > most_lossy_parts) return QOM_INVALID(nullptr, "%s", too_many_areas);
   for (size_t i = 0; i < count; ++i) {
     const QomRectangle area = areas[i];
     pixels += head_of(area).pixels();
     if (!is_area_within(area, image) || pixels > image->length / 4)
-      return invalid<QomCompressedImage>("lossy areas that an image cannot have");
+      return QOM_INVALID(nullptr, "lossy areas that an image cannot have");
     const uint8_t *at = image->data + size_t(area.y) * image->bytes_per_line + 4 * size_t(area.x);
     bool smaller;
     if (!lossy.add_still(head_of(area), at, image->bytes_per_line, quality, &smaller))
@@ -249,13 +242,13 @@ QomCompressedImage *qom_image_compress_lossy(const QomImage *image, const QomRec
 
 QomCompressedImage *qom_image_compress_marked(const QomImage *image, const QomRectangle *areas,
                                               size_t count) {
-  if (!is_whole(image)) return invalid<QomCompressedImage>("an image whose sizes disagree");
+  if (!is_whole(image)) return QOM_INVALID(nullptr, "an image whose sizes disagree");
   if (count == 0 || !has_stills(image->pixel_format)) return compress_image(image, nullptr);
-  if (count > most_lossy_parts) return invalid<QomCompressedImage>(too_many_areas);
+  if (count > most_lossy_parts) return QOM_INVALID(nullptr, "%s", too_many_areas);
   LossyBytes lossy(image->pixel_format);
   for (size_t i = 0; i < count; ++i) {
     if (!is_area_within(areas[i], image))
-      return invalid<QomCompressedImage>("lossy areas that an image cannot have");
+      return QOM_INVALID(nullptr, "lossy areas that an image cannot have");
     if (!lossy.add_mark(head_of(areas[i]))) return no_memory();
   }
   return compress_image(image, &lossy);
@@ -263,7 +256,7 @@ QomCompressedImage *qom_image_compress_marked(const QomImage *image, const QomRe
 
 QomCompressedImageBlocks *qom_image_blocks_compress(const QomImageBlocks *blocks) {
   if (!blocks || blocks->length > QOM_MAX_DATA || (blocks->length > 0 && !blocks->data))
-    return invalid<QomCompressedImageBlocks>("image blocks whose sizes disagree");
+    return QOM_INVALID(nullptr, "image blocks whose sizes disagree");
   return compress_blocks(blocks->timestamp, blocks->data, blocks->length, nullptr).release();
 }
 
@@ -291,11 +284,10 @@ QomCompressedImageBlocks *qom_image_blocks_compress_marked(const QomImageBlocks 
   if (!blocks || blocks->length == 0 || blocks->length > QOM_MAX_DATA || !blocks->data ||
       count == 0 || !has_stills(format))
     return qom_image_blocks_compress(blocks);
-  if (count > most_lossy_parts) return invalid<QomCompressedImageBlocks>(too_many_areas);
+  if (count > most_lossy_parts) return QOM_INVALID(nullptr, "%s", too_many_areas);
   LossyBytes lossy(format);
   for (size_t i = 0; i < count; ++i) {
-    if (!is_area(areas[i]))
-      return invalid<QomCompressedImageBlocks>("lossy areas that a screen cannot have");
+    if (!is_area(areas[i])) return QOM_INVALID(nullptr, "lossy areas that a screen cannot have");
     if (!lossy.add_mark(head_of(areas[i]))) return no_memory();
   }
   return compress_blocks(blocks->timestamp, blocks->data, blocks->length, &lossy).release();

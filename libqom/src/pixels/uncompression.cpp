@@ -32,13 +32,6 @@ struct QomUncompression {
 namespace qom {
 namespace {
 
-template <typename Record>
-Record *invalid(const char *reason) {
-  set_error("%s", reason);
-  errno = EINVAL;
-  return nullptr;
-}
-
 // Whether pixels are packed with it, those of images alone with that of bands.
 bool is_packed(uint8_t codec) {
   return codec == codec_zstd_packed || codec == codec_zstd_strips || codec == codec_zstd_bands;
@@ -134,7 +127,7 @@ bool take_apart(Stored *stored, LossyForm *form, size_t raw_length, unsigned wid
 
 UncompressionPtr begin_image(const QomCompressedImage *compressed) {
   if (!compressed || !compressed->data || compressed->compressed_length < 2)
-    return UncompressionPtr(invalid<QomUncompression>("no compressed image"));
+    return QOM_INVALID(nullptr, "no compressed image");
   Stored stored = stored_pixels(compressed);
   const uint64_t length = image_bytes(compressed->width, compressed->height,
                                       compressed->pixel_format, compressed->scanline_pad);
@@ -168,7 +161,7 @@ UncompressionPtr begin_image(const QomCompressedImage *compressed) {
 
 UncompressionPtr begin_blocks(const QomCompressedImageBlocks *compressed) {
   if (!compressed || !compressed->data || compressed->compressed_length < 2)
-    return UncompressionPtr(invalid<QomUncompression>("no compressed image blocks"));
+    return QOM_INVALID(nullptr, "no compressed image blocks");
   Stored stored = stored_pixels(compressed);
   if ((stored.codec != codec_zstd && !is_packed(stored.codec) && stored.codec != codec_lossy) ||
       compressed->length > QOM_MAX_DATA)
@@ -251,7 +244,7 @@ QomUncompression *qom_uncompression_begin(const void *compressed) {
     return begin_image(static_cast<const QomCompressedImage *>(compressed)).release();
   if (record && record->type == QOM_COMPRESSED_IMAGE_BLOCKS)
     return begin_blocks(static_cast<const QomCompressedImageBlocks *>(compressed)).release();
-  return invalid<QomUncompression>("a record without compressed pixels");
+  return QOM_INVALID(nullptr, "a record without compressed pixels");
 }
 
 int qom_uncompression_go_on(QomUncompression *uncompression, size_t bytes, QomRecord **pixels) {
