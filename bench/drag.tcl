@@ -3,12 +3,14 @@
 #   wish bench/drag.tcl noise|plain
 wm overrideredirect . 1
 wm geometry . [winfo screenwidth .]x[winfo screenheight .]+0+0
-. configure -background "#336699"
+# Only what a move uncovers is painted again, as the server does with the picture of a root window; of
+# other widgets all of it would be.
+pack [canvas .wallpaper -background "#336699" -highlightthickness 0] -fill both -expand 1
 if {[lindex $argv 0] eq "noise"} {
     set size [list [winfo screenwidth .] [winfo screenheight .]]
     set random [open /dev/urandom rb]
-    image create photo wallpaper -data "P5\n$size\n255\n[read $random [expr [join $size *]]]"
-    pack [label .wallpaper -image wallpaper -borderwidth 0]
+    image create photo noise -data "P5\n$size\n255\n[read $random [expr [join $size *]]]"
+    .wallpaper create image 0 0 -anchor nw -image noise
 }
 
 toplevel .window -borderwidth 2 -relief raised
