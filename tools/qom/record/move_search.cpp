@@ -26,7 +26,7 @@ constexpr size_t most_copies = 64;
 // sightings.
 int step_for(size_t samples) {
   int step = 8;
-  while (step < 32 && samples > size_t{2} * step * step) step *= 2;
+  while (step < 64 && samples > size_t{2} * step * step) step *= 2;
   return step;
 }
 
