@@ -144,6 +144,7 @@ bool prepare(Encoder *encoder, unsigned width, unsigned height, PixelFormat form
   jpeg_set_defaults(&codec);
   jpeg_set_quality(&codec, quality, TRUE);
   codec.dct_method = JDCT_ISLOW;
+  codec.optimize_coding = TRUE;
   codec.write_JFIF_header = FALSE;
   return true;
 }

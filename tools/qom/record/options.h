@@ -23,7 +23,7 @@ struct Texts {
   std::optional<std::string> appfmt;  // how the application's text is made, see application.h
 };
 
-inline constexpr int default_film_quality = 60;
+inline constexpr int default_film_quality = 50;
 
 struct Options {
   std::string output;
