@@ -8,18 +8,10 @@
 
 #include "cell_map.h"
 #include "film_cells.h"
+#include "film_limits.h"
 #include "picture.h"
 
 namespace qom::record {
-
-// What is asked for where the picture changes like film; exactly and at once everywhere else.
-struct FilmLimits {
-  double rate = 0;    // pictures a second that are stored at most; 0: all
-  int quality = 0;    // of the lossy codec, 1 to 100; 0: stored exactly
-  double looks = 10;  // at the screen, a second, at most
-
-  bool any() const { return rate > 0 || quality > 0; }
-};
 
 // The picture is divided into tiles, which are judged with every look at what was drawn. A tile
 // that changes like film several times in a row is film until it rests, or until something else

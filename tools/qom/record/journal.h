@@ -12,7 +12,7 @@
 #include "clock.h"
 #include "cursor.h"
 #include "disk_sync.h"
-#include "film_areas.h"
+#include "film_limits.h"
 #include "film_log.h"
 #include "gap_watch.h"
 #include "picture.h"

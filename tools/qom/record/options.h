@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "film_areas.h"
+#include "film_limits.h"
 #include "qom/qom.h"
 
 namespace qom::record {
