@@ -51,7 +51,8 @@ class Desk {
   void play_between() {
     for (int y = film.y / fine_height * fine_height + fine_height; y < film.y + film.height;
          y += fine_height) {
-      draw({film.x, y + 3, film.width, 1}, [this](int x, int y) { return at(x, y) ^ 0x010101; });
+      draw({film.x, y + 3, film.width, 1},
+           [this](int column, int row) { return at(column, row) ^ 0x010101; });
     }
   }
 
