@@ -7,23 +7,9 @@
 #include "trace.h"
 #include "widget/instance.h"
 #include "widget/photo.h"
+#include "widget/view_lookup.h"
 
 namespace {
-
-/* The view of a path name; null with Tk's or an own message when there is none, or none with a
-   window. */
-QomView *view_from_path(Tcl_Interp *interp, Tcl_Obj *path) {
-  const char *name = Tcl_GetString(path);
-  if (!Tk_NameToWindow(interp, name, Tk_MainWindow(interp))) return nullptr;
-  Tcl_CmdInfo info{};
-  if (Tcl_GetCommandInfo(interp, name, &info) && info.objProc == ViewInstanceCmd) {
-    auto *view = static_cast<QomView *>(info.objClientData);
-    return window_exists(view, path) ? view : nullptr;
-  }
-  Tcl_SetErrorCode(interp, "QOM", "LOOKUP", "VIEW", name, nullptr);
-  Tcl_SetObjResult(interp, Tcl_ObjPrintf("window \"%s\" is not a recording view", name));
-  return nullptr;
-}
 
 /* A wide integer; Tcl reads one that has 64 bits without a sign as negative. */
 int frame_from_word(const QomView *view, Tcl_Obj *word, size_t *frame) {
