@@ -51,26 +51,27 @@ proc qomplay::actions::go_at {place} {
     } elseif {$ms > [::qomplay::window::last_ms]} {
         ::qomplay::panels::say "This recording ends at [::qomplay::times::wall [::qomplay::window::last_ms]]"
     }
-    ::qomplay::seeking::to [frame_at $place]
+    ::qomplay::seeking::to [frame_at $ms] [exact_time $place $ms]
 }
 
-proc qomplay::actions::frame_at {place} {
-    set ms [expr {[ms_of $place] - $::qomplay::window::first_ms}]
-    set frame [expr {$ms / [::qomplay::window::frame_ms]}]
+# The last frame that is not after a moment.
+proc qomplay::actions::frame_at {ms} {
+    set frame [expr {($ms - $::qomplay::window::first_ms) / [::qomplay::window::frame_ms]}]
     return [expr {max(0, min([frames], $frame))}]
 }
 
-proc qomplay::actions::ms_of {place} {
-    return [::qomplay::times::resolve $place $::qomplay::window::first_ms [::qomplay::window::last_ms]]
+# The microseconds since the epoch that a place means, whose moment is `ms`; empty where it is not in
+# the recording. What is counted from the start is counted from the first picture to the microsecond.
+proc qomplay::actions::exact_time {place ms} {
+    set first $::qomplay::window::first_ms
+    if {$ms < $first || $ms > [::qomplay::window::last_ms]} return
+    set counted [expr {[lindex $place 0] in {elapsed either} && $ms == $first + [lindex $place 1]}]
+    return [expr {$ms * 1000 + ($counted ? $::qomplay::window::first_us - $first * 1000 : 0)}]
 }
 
-# The moment a place means, in words.
-proc qomplay::actions::describe {place} {
-    set ms [ms_of $place]
-    set first $::qomplay::window::first_ms
-    if {$ms < $first} {return "before the start: goes to the start"}
-    if {$ms > [::qomplay::window::last_ms]} {return "past the end: goes to the end"}
-    return "[::qomplay::times::wall $ms], [::qomplay::times::elapsed [expr {$ms - $first}]] from the start"
+proc qomplay::actions::ms_of {place} {
+    return [::qomplay::times::resolve $place $::qomplay::window::first_ms [::qomplay::window::last_ms] \
+        [dict get $::qomplay::window::shown ms]]
 }
 
 # --- playing -------------------------------------------------------------------------------------
@@ -106,8 +107,15 @@ proc qomplay::actions::set_natural {on} {
     ::qomplay::controls::show_natural $on
 }
 proc qomplay::actions::full {} {::qomplay::fullscreen::set_on [expr {!$::qomplay::fullscreen::on}]}
+proc qomplay::actions::theme {} {
+    ::qomplay::theme::change [::qomplay::theme::other] $::qomplay::theme::text_size
+}
+proc qomplay::actions::text_size {} {
+    ::qomplay::theme::change $::qomplay::theme::name [::qomplay::theme::next_size]
+}
 proc qomplay::actions::facts {} {::qomplay::panels::toggle facts}
 proc qomplay::actions::help {} {::qomplay::panels::toggle help}
+proc qomplay::actions::zone {} {::qomplay::zones::next}
 proc qomplay::actions::goto {} {::qomplay::panels::toggle goto}
 
 # Closes what is open, leaves full screen, or stops a move: the first of them that applies.

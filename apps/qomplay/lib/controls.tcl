@@ -19,7 +19,7 @@ namespace eval qomplay::controls {
         help  "Keys (?)"
     }
     # What goes first when the window is too narrow for everything.
-    variable dispensable {wall total facts save start end fit back ahead help}
+    variable dispensable {zone wall total facts save start end fit back ahead help}
 }
 
 proc qomplay::controls::px {length} {return [::qomplay::theme::px $length]}
@@ -39,14 +39,14 @@ proc qomplay::controls::build {} {
     set column 0
     foreach {name hint} $left {button $name [incr column] $hint}
     build_times [incr column]
-    incr column 4
+    incr column 5
     foreach {name hint} $right {button $name [incr column] $hint}
     bind $row <Configure> [namespace code {arrange %w}]
 }
 
 proc qomplay::controls::button {name column hint} {
     variable row
-    ttk::button $row.$name -style Icon.TButton -takefocus 0 \
+    ttk::button $row.$name -style Icon.TButton \
         -image [::qomplay::theme::icon $name] -command ::qomplay::actions::$name
     grid $row.$name -row 0 -column $column
     ::qomplay::hints::add $row.$name [subst -nocommands -novariables $hint]
@@ -55,16 +55,18 @@ proc qomplay::controls::button {name column hint} {
 proc qomplay::controls::build_times {column} {
     variable row
     ttk::label $row.lossy -style Warning.TLabel -anchor e
-    grid $row.lossy -row 0 -column [expr {$column + 3}] -padx [px 6] -sticky e
+    grid $row.lossy -row 0 -column [expr {$column + 4}] -padx [px 6] -sticky e
     grid remove $row.lossy
     ttk::label $row.elapsed -style Time.TLabel -anchor e
     ttk::label $row.total -style Dim.TLabel -anchor w
     ttk::label $row.wall -style Small.TLabel -anchor w
+    ttk::label $row.zone -style Dim.TLabel -anchor w
     grid $row.elapsed -row 0 -column $column -padx [list [px 14] [px 6]]
     grid $row.total -row 0 -column [expr {$column + 1}] -padx [list 0 [px 10]]
-    grid $row.wall -row 0 -column [expr {$column + 2}] -padx [px 6] -sticky w
-    grid columnconfigure $row [expr {$column + 3}] -weight 1
-    foreach name {elapsed total wall} {
+    grid $row.wall -row 0 -column [expr {$column + 2}] -padx [list [px 6] 0] -sticky w
+    grid $row.zone -row 0 -column [expr {$column + 3}] -padx [list [px 3] [px 6]] -sticky w
+    grid columnconfigure $row [expr {$column + 4}] -weight 1
+    foreach name {elapsed total wall zone} {
         $row.$name configure -cursor hand2
         bind $row.$name <Button-1> ::qomplay::actions::goto
         ::qomplay::hints::add $row.$name "Go to a time (g)"
@@ -76,15 +78,30 @@ proc qomplay::controls::build_times {column} {
 proc qomplay::controls::set_times {length moments} {
     variable row
     $row.elapsed configure -width [string length [::qomplay::times::elapsed $length]]
-    $row.wall configure -width [tcl::mathfunc::max \
-        {*}[lmap ms $moments {string length [::qomplay::times::wall $ms]}]]
+    lassign {} walls zones
+    foreach ms $moments {
+        lassign [::qomplay::times::parts $ms] wall zone
+        lappend walls [characters $wall]
+        lappend zones [characters $zone]
+    }
+    $row.wall configure -width [tcl::mathfunc::max {*}$walls]
+    $row.zone configure -width [tcl::mathfunc::max {*}$zones]
     $row.total configure -text "/ [::qomplay::times::elapsed $length 0]"
 }
 
-proc qomplay::controls::show_time {elapsed wall} {
+# The width of a small text as labels count it, in digits.
+proc qomplay::controls::characters {text} {
+    return [expr {int(ceil([font measure QomSmall $text] / double([font measure QomSmall 0])))}]
+}
+
+# Shows the time since the start and the moment that it is.
+proc qomplay::controls::show_time {elapsed ms} {
     variable row
+    lassign [::qomplay::times::parts $ms] wall zone
     $row.elapsed configure -text $elapsed
     $row.wall configure -text $wall
+    $row.zone configure -text $zone
+    ::qomplay::fullscreen::tell
 }
 
 # Says that the picture has lossy areas; empty when it has none.

@@ -3,12 +3,12 @@ namespace eval qomplay::copying {
     variable whole   ;# by widget
 }
 
-# A click on the widget copies the text.
+# A click on the widget copies the text, dragging selects a part of what it shows.
 proc qomplay::copying::offer {widget text} {
     variable whole
     set whole($widget) $text
     $widget configure -cursor [expr {$text eq "" ? "" : "hand2"}]
-    bind $widget <Button-1> [list ::qomplay::copying::clicked $widget]
+    ::qomplay::selecting::offer $widget [list ::qomplay::copying::clicked $widget]
     bind $widget <Destroy> [list unset -nocomplain ::qomplay::copying::whole($widget)]
 }
 

@@ -4,6 +4,8 @@ namespace eval qomplay::fullscreen {
     variable rest 2500    ;# milliseconds without a move of the pointer until the bars go
     variable before ""    ;# geometry to go back to when there is no window manager to do it
     variable pointer {}
+    variable told 1500    ;# milliseconds that a key shows the time and the state for
+    variable telling 0    ;# they are shown
 }
 
 proc qomplay::fullscreen::set_on {wanted} {
@@ -20,12 +22,43 @@ proc qomplay::fullscreen::set_on {wanted} {
     } else {
         bind . <Motion> {}
         after cancel [namespace code hide]
+        forget_key
         place forget .bars
         grid .bars
         . configure -cursor ""
         if {$before ne "" && [fills_screen]} {wm geometry . $before}
     }
     ::qomplay::window::show_lossy_over
+}
+
+# Any key shows for a while what the bars would tell: the time and whether it plays.
+proc qomplay::fullscreen::key {} {
+    variable on
+    variable told
+    variable telling
+    if {!$on} return
+    set telling 1
+    after cancel [namespace code forget_key]
+    after $told [namespace code forget_key]
+    after idle [namespace code tell]
+}
+
+# Brings what a key has shown up to date.
+proc qomplay::fullscreen::tell {} {
+    variable telling
+    variable on
+    if {!$on || !$telling} return
+    set row $::qomplay::controls::row
+    set state [expr {[::qomplay::actions::playing] ? "playing" : "paused"}]
+    ::qomplay::panels::float .clock \
+        "[$row.elapsed cget -text] [$row.total cget -text]    [$row.wall cget -text]    $state" \
+        -in .stage -relx 0.5 -y [::qomplay::theme::px 12] -anchor n
+}
+
+proc qomplay::fullscreen::forget_key {} {
+    variable telling 0
+    after cancel [namespace code forget_key]
+    ::qomplay::panels::unfloat .clock
 }
 
 proc qomplay::fullscreen::fills_screen {} {

@@ -9,10 +9,8 @@ namespace eval qomplay::hints {
 proc qomplay::hints::show {widget x text} {
     variable path
     if {![winfo exists $path]} {
-        ::label $path -background [::qomplay::theme::colour raised] -borderwidth 0 -justify left \
-            -foreground [::qomplay::theme::colour text] -font QomSmall -highlightthickness 1 \
-            -highlightbackground [::qomplay::theme::colour line] \
-            -padx [::qomplay::theme::px 7] -pady [::qomplay::theme::px 3]
+        ttk::label $path -style Hint.TLabel -justify left \
+            -padding [list [::qomplay::theme::px 7] [::qomplay::theme::px 3]]
     }
     set wide [expr {max(100, round([winfo width .] * 0.6))}]
     $path configure -text [::qomplay::texts::fitting $text QomSmall [expr {5 * $wide}]] -wraplength $wide
@@ -28,6 +26,12 @@ proc qomplay::hints::hide {} {
     variable path
     after cancel [list ::qomplay::hints::rest]
     if {[winfo exists $path]} {place forget $path}
+}
+
+# Another text for a widget that has a hint.
+proc qomplay::hints::change {widget text} {
+    variable texts
+    set texts($widget) $text
 }
 
 # Gives a widget a hint that appears when the pointer rests on it.

@@ -23,7 +23,7 @@ namespace eval qomplay::icons {
     variable samples 4   ;# rows of samples in a row of pixels
 }
 
-# The photo image of an icon, `size` pixels wide and high, in a colour given as red, green and blue.
+# An icon as a PNG, `size` pixels wide and high, in a colour given as red, green and blue.
 proc qomplay::icons::image {name size ink} {
     variable shapes
     return [drawn $shapes($name) $size $ink]
@@ -43,9 +43,11 @@ proc qomplay::icons::drawn {polygons size ink} {
     set rows ""
     foreach row [coverage $polygons $size] {
         append rows [binary format c 0]
+        # One pixel that is nearly invisible makes Tk take the whole image as partly transparent.
+        if {$rows eq "\0"} {lset row 0 [expr {max(0.004, min(0.99, [lindex $row 0]))}]}
         foreach part $row {append rows [binary format c4 [list {*}$ink [expr {round(255 * $part)}]]]}
     }
-    return [::image create photo -format png -data [png $size $rows]]
+    return [png $size $rows]
 }
 
 # A PNG of a square of rows, each a filter byte and red, green, blue and alpha of its pixels: the

@@ -15,6 +15,7 @@ namespace eval qomplay::keys {
         Home                start           "Home  End"      "to the start or the end"
         End                 end             ""               ""
         g                   goto            "g"              "go to a time"
+        z                   zone            "z"              "next time zone"
         n                   fit             "n"              "fit to the window or natural size"
         f                   full            "f"              "full screen"
         F11                 full            ""               ""
@@ -23,6 +24,8 @@ namespace eval qomplay::keys {
         c                   copy_time       "c"              "copy the time"
         Control-c           copy_time       ""               ""
         i                   facts           "i"              "facts about the recording"
+        t                   theme           "t  T"           "light or dark, T: size of the text"
+        T                   text_size       ""               ""
         question            help            "?"              "this list"
         F1                  help            ""               ""
         Escape              escape          "Esc"            "close, leave full screen, stop a move"
@@ -48,6 +51,8 @@ proc qomplay::keys::setup {} {
 
 proc qomplay::keys::press {window action} {
     if {[string match .panel_goto* $window] && $action ne "escape"} return
+    # A button that has the keyboard is pressed by the space bar.
+    if {$action eq "play" && [winfo class $window] eq "TButton"} return
     # Events of dialogs come here too, since this is their main window.
     if {[winfo toplevel $window] ne "."} return
     ::qomplay::actions::$action

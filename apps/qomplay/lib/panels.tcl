@@ -1,6 +1,5 @@
-# What opens over the picture: the recording's facts, the keys, the field for a time, a message.
+# What opens over the picture: the recording's facts, the keys, a message.
 namespace eval qomplay::panels {
-    variable bare elapsed   ;# what 1:02:03 means in the field: elapsed or day
     variable saying {::qomplay::panels::unfloat .message}
 }
 
@@ -21,6 +20,15 @@ proc qomplay::panels::toggle {name} {
     place $path {*}$where
     raise $path
     return 1
+}
+
+# Fills a panel that is open anew.
+proc qomplay::panels::refresh {name} {
+    if {![winfo exists .panel_$name]} return
+    set focus [focus]
+    toggle $name
+    toggle $name
+    if {[winfo exists $focus]} {focus $focus}
 }
 
 # Makes the panel, with room around its rows or without; returns where it is to be placed.
@@ -114,7 +122,8 @@ proc qomplay::panels::facts {} {
         Checkpoints [dict get $state checkpointCount] \
         "Person recorded" [or_none [dict get $facts user]] \
         TFN [or_none [dict get $facts tfn]] \
-        "File format" "[dict get $facts formatVersion]"]
+        "File format" "[dict get $facts formatVersion]" \
+        "Time zone" [::qomplay::zones::words $::qomplay::zones::choice $::qomplay::window::first_ms]]
     if {[dict exists $facts palette_size]} {lappend rows Palette "[dict get $facts palette_size] colours"}
     if {[dict get $state damagedBytes] > 0} {
         lappend rows Damage "[::qomplay::trouble::bytes [dict get $state damagedBytes]], from byte [dict get $state damagedAt]"
@@ -125,57 +134,9 @@ proc qomplay::panels::facts {} {
     return $rows
 }
 
+proc qomplay::panels::fill_goto {path roomy} {return [::qomplay::goto::fill $path]}
+
 proc qomplay::panels::or_none {text} {return [expr {$text eq "" ? "\u2013" : $text}]}
-
-# The field for a time: what it means is said while it is written.
-proc qomplay::panels::fill_goto {path roomy} {
-    variable bare
-    ttk::label $path.title -style Title.TLabel -text "Go to a time"
-    ttk::entry $path.time -width 26 -font QomText -validate key \
-        -validatecommand [list [namespace which short_enough] %P]
-    ttk::radiobutton $path.elapsed -text "since the start" -value elapsed \
-        -variable [namespace which -variable bare] -command [namespace code [list preview $path]]
-    ttk::radiobutton $path.day -text "time of day" -value day \
-        -variable [namespace which -variable bare] -command [namespace code [list preview $path]]
-    ttk::label $path.meaning -style Dim.TLabel -width 44
-    grid $path.title - -sticky w -pady [list 0 [px 10]]
-    grid $path.time - -sticky ew
-    grid $path.elapsed $path.day -sticky w -pady [px 6]
-    grid $path.meaning - -sticky w
-    bind $path.time <KeyRelease> [namespace code [list preview $path]]
-    bind $path.time <Return> [namespace code [list go $path]]
-    bind $path.time <KP_Enter> [namespace code [list go $path]]
-    focus $path.time
-    preview $path
-    return {-relx 0.5 -rely 0.5 -anchor center}
-}
-
-# No time is longer; a text that is pasted by mistake may be.
-proc qomplay::panels::short_enough {text} {return [expr {[string length $text] <= 60}]}
-
-proc qomplay::panels::place_of {path} {
-    variable bare
-    return [::qomplay::times::parse [$path.time get] $bare]
-}
-
-proc qomplay::panels::preview {path} {
-    if {[string trim [$path.time get]] eq ""} {
-        set meaning "1:02:03, 90s, 14:03:05 or 2026-03-01 14:03:05"
-    } elseif {[catch {::qomplay::actions::describe [place_of $path]} meaning]} {
-        # What is wrong with it.
-    }
-    $path.meaning configure \
-        -text [::qomplay::texts::fitting $meaning QomSmall [winfo reqwidth $path.meaning]]
-}
-
-proc qomplay::panels::go {path} {
-    if {[catch {place_of $path} place]} {
-        bell
-        return
-    }
-    close $path
-    ::qomplay::actions::go_at $place
-}
 
 # A message that goes away by itself.
 proc qomplay::panels::say {text} {
@@ -197,9 +158,7 @@ proc qomplay::panels::busy {text} {
 # A text over the picture.
 proc qomplay::panels::float {path text args} {
     if {![winfo exists $path]} {
-        ::label $path -background [::qomplay::theme::colour raised] -borderwidth 0 -font QomText \
-            -foreground [::qomplay::theme::colour text] -padx [px 14] -pady [px 8] -justify left \
-            -highlightthickness 1 -highlightbackground [::qomplay::theme::colour line]
+        ttk::label $path -style Float.TLabel -padding [list [px 14] [px 8]] -justify left
     }
     set wide [expr {max(200, [winfo width .] - [px 80])}]
     $path configure -text [::qomplay::texts::fitting $text QomText [expr {3 * $wide}]] -wraplength $wide

@@ -7,8 +7,9 @@ namespace eval qomplay {
     variable part
 }
 foreach qomplay::part {
-    names texts options times seeking trouble
-    icons theme copying hints timeline footer controls stage fullscreen panels window
+    names texts options zones times seeking trouble vanishing
+    icons theme selecting copying hints timeline footer controls stage fullscreen panels goto
+    window
     keys actions pictures
 } {
     source -encoding utf-8 [file join $qomplay::library $qomplay::part.tcl]
@@ -33,6 +34,7 @@ proc qomplay::main {argv} {
         puts "qomplay $version"
         return 0
     }
+    theme::ask
     # Tk reads the command line of the process when it is loaded; ours is used up.
     set ::argv {}
     set ::argc 0
@@ -66,7 +68,7 @@ proc qomplay::run {options} {
 proc qomplay::start {options} {
     set file [dict get $options file]
     set name [names::text $file]
-    theme::setup
+    theme::setup [dict get $options theme] [dict get $options text_size]
     window::build $name
     try {
         window::open $file

@@ -6,6 +6,7 @@ namespace eval qomplay::seeking {
     variable view ""      ;# path of the view; empty before a recording is open
     variable target -1    ;# frame that the view is moving to; -1: no move
     variable wish -1      ;# frame to move to next; -1: none
+    variable exact ""     ;# microseconds since the epoch that the wish is for; empty: the frame's time
     variable rounds 0     ;# rounds that the move under way has ended short of its target
     variable changed {}   ;# command that is called when a move begins, goes on or ends
     variable failed {}    ;# command that is called when a move cannot begin
@@ -34,10 +35,13 @@ proc qomplay::seeking::rounds {} {
     return $rounds
 }
 
-proc qomplay::seeking::to {frame} {
+# Moves to a frame; with `time` (microseconds since the epoch) to what was shown at exactly that
+# time, of which the frame is the last.
+proc qomplay::seeking::to {frame {time ""}} {
     variable view
     variable target
     variable wish
+    variable exact $time
     if {$view eq ""} return
     set last [dict get [$view info] numberOfFrames]
     set wish [expr {max(0, min($frame, $last))}]
@@ -56,12 +60,22 @@ proc qomplay::seeking::next {} {
         set target $wish
         set wish -1
         set rounds 0
-        if {[catch {::qom::seek $view $target}]} {
+        if {[catch {begin $target}]} {
             done
             {*}$failed
         }
     }
     {*}$changed
+}
+
+proc qomplay::seeking::begin {frame} {
+    variable view
+    variable exact
+    if {$exact ne "" && [info commands ::qom::seektime] ne ""} {
+        ::qom::seektime $view $exact
+    } else {
+        ::qom::seek $view $frame
+    }
 }
 
 # The view shows a frame. A round that ended before its target goes on by itself, unless
@@ -92,6 +106,7 @@ proc qomplay::seeking::cancel {} {
     variable view
     variable target
     variable wish -1
+    variable exact ""
     if {$target < 0} return
     set wish [dict get [$view info] currentFrame]
     done

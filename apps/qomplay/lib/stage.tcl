@@ -13,8 +13,13 @@ namespace eval qomplay::stage {
 
 proc qomplay::stage::build {} {
     variable view
-    frame .stage -background [::qomplay::theme::colour stage] -borderwidth 0
-    frame .stage.clip -background [::qomplay::theme::colour stage] -borderwidth 0
+    frame .stage -borderwidth 0
+    frame .stage.clip -borderwidth 0
+    ::qomplay::theme::repaint {
+        foreach frame {.stage .stage.clip} {
+            if {[winfo exists $frame]} {$frame configure -background [::qomplay::theme::colour stage]}
+        }
+    }
     ttk::scrollbar .stage.x -orient horizontal -command [list $view xview]
     ttk::scrollbar .stage.y -orient vertical -command [list $view yview]
     bind .stage <Configure> [namespace code layout_soon]

@@ -16,12 +16,12 @@ proc qomplay::timeline::build {path on_seek hint} {
     variable canvas $path
     variable command $on_seek
     variable label $hint
-    ::canvas $path -height [theme_px 26] -highlightthickness 0 -borderwidth 0 -takefocus 0 \
-        -background [theme_colour panel] -cursor hand2
-    foreach item {trough goal played} colour {line faint accent} {
-        $path create line 0 0 0 0 -tags $item -capstyle round -fill [theme_colour $colour] \
-            -width [theme_px 4]
+    ::canvas $path -height [theme_px 26] -highlightthickness [theme_px 2] -borderwidth 0 \
+        -takefocus 1 -cursor hand2
+    foreach item {trough goal played} {
+        $path create line 0 0 0 0 -tags $item -capstyle round -width [theme_px 4]
     }
+    ::qomplay::theme::repaint [namespace code paint]
     $path create image 0 0 -tags handle -image [::qomplay::theme::disc [theme_px 14] text]
     bind $path <Configure> [namespace code draw]
     bind $path <Button-1> [namespace code {press %x}]
@@ -32,6 +32,16 @@ proc qomplay::timeline::build {path on_seek hint} {
     bind $path <Button-5> ::qomplay::actions::back
     bind $path <Leave> [namespace code leave]
     return $path
+}
+
+proc qomplay::timeline::paint {} {
+    variable canvas
+    if {![winfo exists $canvas]} return
+    $canvas configure -background [theme_colour panel] -highlightcolor [theme_colour accent] \
+        -highlightbackground [theme_colour panel]
+    foreach {item colour} {trough edge goal text played accent mark warning} {
+        $canvas itemconfigure $item -fill [theme_colour $colour]
+    }
 }
 
 proc qomplay::timeline::theme_px {length} {return [::qomplay::theme::px $length]}

@@ -1,5 +1,7 @@
 # What is wrong with a recording, in words for the person who wants to see it.
-namespace eval qomplay::trouble {}
+namespace eval qomplay::trouble {
+    variable told {}   ;# unexpected errors, as standard error has them
+}
 
 # The words for a recording that cannot be opened: `message` and `details` are the view's error, and
 # `file` is its name as it is to be shown.
@@ -66,6 +68,11 @@ proc qomplay::trouble::bytes {count} {
 
 # An error that nobody has foreseen.
 proc qomplay::trouble::unexpected {message details} {
+    variable told
+    # One that comes again and again is said once.
+    set where [dict get $details -errorinfo]
+    if {$where in $told || [llength $told] >= 20} return
+    lappend told $where
     ::qomplay::complain "unexpected error: [dict get $details -errorinfo]"
     if {[info commands .stage] ne ""} {::qomplay::panels::say "Something went wrong: $message"}
 }
@@ -92,6 +99,7 @@ proc qomplay::trouble::show_failure {words name} {
     update idletasks
     . configure -width [expr {max([::qomplay::theme::px 560], [winfo reqwidth .failure])}] \
         -height [winfo reqheight .failure]
+    if {[wm state .] eq "withdrawn"} {wm deiconify .}
     focus .failure.close
     foreach key {<Escape> <Return> <space> <q>} {bind . $key {destroy .}}
 }

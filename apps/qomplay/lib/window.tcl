@@ -5,6 +5,7 @@ namespace eval qomplay::window {
     variable facts {}      ;# the view's info at creation
     variable state {}      ;# how the recording was found
     variable first_ms 0    ;# time of frame 0, milliseconds since the epoch
+    variable first_us 0    ;# the same in microseconds, as far as the view tells them
     variable shown {}      ;# what the last notification told: frame, ms
     variable passed 0      ;# damaged records passed over so far
     variable playing -1    ;# as last shown
@@ -15,10 +16,13 @@ proc qomplay::window::px {length} {return [::qomplay::theme::px $length]}
 
 proc qomplay::window::build {name} {
     variable file $name
+    # Nothing is drawn before it has its place and its size.
+    wm withdraw .
     show_title ""
     wm protocol . WM_DELETE_WINDOW ::qomplay::actions::quit
     ::qomplay::stage::build
     ::qomplay::controls::build
+    bind all <Key> +::qomplay::fullscreen::key
     ttk::label .notice -style Warning.TLabel -padding [list [px 12] [px 5]] -anchor w
     grid .stage -row 0 -column 0 -sticky nsew
     grid .notice -row 1 -column 0 -sticky ew
@@ -45,19 +49,25 @@ proc qomplay::window::open {name} {
     variable facts
     variable state
     variable first_ms
+    variable first_us
     ::qomplay::stage::open $name
     set facts [$view info]
     set state [::qom::state $view]
     ::qom::tolerant $view 1
     set first_ms [dict get $facts timestampInMs]
+    set first_us [position [expr {$first_ms * 1000}]]
+    ::qomplay::zones::setup $view
+    bind . <<TimeZone>> [namespace code zone_changed]
     $view callback [namespace code report]
     ::qomplay::seeking::setup $view [namespace code show_progress] [namespace code cannot_go_on]
     bind $view <Destroy> [namespace code lost]
     ::qomplay::controls::set_times [total_ms] [list $first_ms [last_ms]]
+    ::qomplay::goto::offer_zones
     show_frame [dict get $facts currentFrame] $first_ms
     show_lossy
     show_playing
     tell_found
+    ::qomplay::vanishing::watch $view $name
 }
 
 # Milliseconds from frame 0 to the last frame.
@@ -87,7 +97,8 @@ proc qomplay::window::hint_text {fraction} {
 proc qomplay::window::report {notification} {
     switch [dict get $notification type] {
         timestamp {
-            show_frame [dict get $notification frame] [dict get $notification timestampInMs]
+            show_frame [dict get $notification frame] \
+                [expr {[position [expr {[dict get $notification timestampInMs] * 1000}]] / 1000}]
             show_lossy
             ::qomplay::footer::update $notification
             ::qomplay::stage::follow_size
@@ -106,7 +117,12 @@ proc qomplay::window::report {notification} {
     show_playing
 }
 
-proc qomplay::window::cannot_go_on {} {notice "The recording cannot be shown from here on."}
+proc qomplay::window::cannot_go_on {} {
+    # What happened to the file says more.
+    ::qomplay::vanishing::look
+    if {$::qomplay::vanishing::gone} return
+    notice "The recording cannot be shown from here on."
+}
 
 # The view was destroyed while its window stays: nothing waits for it any more.
 proc qomplay::window::lost {} {
@@ -130,9 +146,26 @@ proc qomplay::window::show_frame {frame ms} {
     variable shown
     variable first_ms
     set shown [dict create frame $frame ms $ms]
-    ::qomplay::controls::show_time [::qomplay::times::elapsed [expr {$ms - $first_ms}]] \
-        [::qomplay::times::wall $ms]
+    ::qomplay::controls::show_time [::qomplay::times::elapsed [expr {$ms - $first_ms}]] $ms
     show_progress
+}
+
+# The moment that is shown, in microseconds since the epoch, which may lie between two frames; of a
+# view that does not tell it, the time of its frame.
+proc qomplay::window::position {frame_us} {
+    variable view
+    return [expr {[info commands ::qom::position] eq "" ? $frame_us : [::qom::position $view]}]
+}
+
+# The times by the clock are told in another zone from now on.
+proc qomplay::window::zone_changed {} {
+    variable shown
+    variable first_ms
+    ::qomplay::controls::set_times [total_ms] [list $first_ms [last_ms]]
+    ::qomplay::controls::arrange [winfo width $::qomplay::controls::row]
+    show_frame [dict get $shown frame] [dict get $shown ms]
+    ::qomplay::panels::refresh facts
+    ::qomplay::goto::zone_changed
 }
 
 proc qomplay::window::fraction_of {frame} {
@@ -211,6 +244,7 @@ proc qomplay::window::show_lossy_over {} {
 
 proc qomplay::window::notice {text} {
     .notice configure -text $text
+    ::qomplay::selecting::offer .notice
     grid .notice
 }
 
@@ -250,6 +284,10 @@ proc qomplay::window::size_first {} {
     . configure \
         -width [expr {min([winfo screenwidth .], max([px 780], round($width * $factor)))}] \
         -height [expr {min([winfo screenheight .], max([px 360], round($height * $factor)) + $bars)}]
+    # The buttons come last, or they would be drawn twice.
+    grid remove .bars
+    wm deiconify .
     update idletasks
     ::qomplay::stage::layout
+    grid .bars
 }

@@ -13,8 +13,8 @@ namespace eval program {
 }
 
 # Makes a recording from the lines of a text.
-proc program::record {name lines} {
-    set lines [list "qom-text 1" "start 2026-03-02T08:30:00Z" {*}$lines]
+proc program::record {name lines {start 2026-03-02T08:30:00Z}} {
+    set lines [list "qom-text 1" "start $start" {*}$lines]
     set text [tcltest::makeFile [join $lines \n] $name.txt]
     set recording [file join [tcltest::temporaryDirectory] $name.qom]
     file delete $recording
