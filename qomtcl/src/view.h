@@ -109,7 +109,9 @@ struct frontend {
 
 /* Fitting the picture to the window; owned by display/scaling. */
 struct scaling {
-  bool on;                  /* true at creation; false: natural size with scrolling */
+  bool on;   /* true at creation; false: natural size with scrolling */
+  bool fine; /* shrinks by the mean of what lies under a pixel, and enlarges; off: the
+                two nearest pixels, never larger than natural size */
   struct frontend frontend; /* size of `ximage` and of the pixmap while scaling is set up */
   double factor;            /* from frame to window, same for both axes; 0.0: torn down */
   XImage *ximage; /* scaled frame, frontend size; none: to be remade by the next display */
@@ -121,6 +123,8 @@ struct scaling {
 /* A move in progress; owned by playback/navigation. */
 struct going {
   size_t target_frame;
+  uint64_t moment;      /* to be shown behind the frame, microseconds; 0: the frame itself */
+  bool frame_reached;   /* what is left is the way to the moment */
   Tcl_TimerToken token; /* the pending round; none: no move in progress */
 };
 
@@ -130,8 +134,12 @@ struct playing {
   bool suspended;              /* turned off by a move, to resume when the move ends well */
   int32_t period;              /* wall time per frame, milliseconds */
   uint64_t period_in_us;       /* recording time per frame, microseconds; at most 1000000 */
+  double speed;                /* recording time per wall time, 0.1..64 */
   Tcl_Time time_of_next_frame; /* wall time at which the prepared frame is shown */
   Tcl_TimerToken token;        /* the pending step; none: no step pending */
+  Tcl_Time rested;             /* wall time at which the event loop last had time for itself */
+  Tcl_Time painted;            /* wall time at which a frame was last painted */
+  bool unpainted;              /* a frame was reported without being painted */
 };
 
 /* Widget options; owned by widget/instance. */
@@ -155,6 +163,8 @@ struct progress {
   size_t texts;        /* the footer texts are those before this record already, and earlier
                           records leave them alone; 0: they are as far as the picture */
   size_t furthest;     /* the last frame reached so far */
+  uint64_t moment;     /* that is shown behind the frame current_frame, microseconds; 0: the frame's
+                          own time */
   bool to_first_image; /* frame 0 is shown as soon as the first full image is applied as well:
                           the records up to it are those of that frame */
 };
@@ -175,7 +185,8 @@ struct creating {
   size_t items;        /* records of footer items met */
 };
 
-class Round; /* playback/round.h */
+class Round;   /* playback/round.h */
+struct Survey; /* survey/survey.h */
 
 struct QomView {
   /* -- widget -- */
@@ -230,6 +241,10 @@ struct QomView {
   struct playing playing;
   struct progress progress;
   struct tolerance tolerance;
+
+  /* -- beside it -- */
+  Survey *survey; /* looks at the recording for itself; none before the view is made, and once it
+                     has ended */
 
   /* -- script -- */
   Tcl_Obj *callback;  /* one reference is the view's; none = no callback */

@@ -66,12 +66,12 @@ struct Span {
 
 /*
  * The frame pixels along one axis that the filter mixes into `count` scaled ones. The
- * middle of scaled pixel i lies (i + 0.5) x step behind `from`; the filter takes the two
- * pixels whose middles are nearest.
+ * middle of scaled pixel i lies (i + 0.5) x step behind `from`; the filter reaches from there.
  */
-Span span_read(int from, int count, double step, int limit) {
-  const double last = std::ceil((count - 0.5) * step + 0.5) + 1;
-  return {std::max(0, from - 1), static_cast<int>(std::min<double>(limit, from + last))};
+Span span_read(int from, int count, double step, double reach, int limit) {
+  const double last = std::ceil((count - 0.5) * step + reach) + 1;
+  return {std::max(0, from - static_cast<int>(std::ceil(reach))),
+          static_cast<int>(std::min<double>(limit, from + last))};
 }
 
 /*
@@ -84,8 +84,9 @@ XRectangle area_to_blend(const QomView *view) {
   if (!scaling(view)) return current;
   const double step = scaling_step(view->scaling.factor) / 65536.0;
   const XRectangle place = place_in_pixmap(view, current);
-  const Span columns = span_read(current.x, place.width, step, view->width);
-  const Span rows = span_read(current.y, place.height, step, view->height);
+  const double reach = filter_reach(view->scaling.fine, step);
+  const Span columns = span_read(current.x, place.width, step, reach, view->width);
+  const Span rows = span_read(current.y, place.height, step, reach, view->height);
   return rectangle_from_box({columns.from, rows.from, columns.to, rows.to});
 }
 
@@ -111,7 +112,7 @@ bool cursor_scale(QomView *view, XRectangle area, XRectangle place) {
   const XPoint corner{static_cast<short>(current.x - area.x),
                       static_cast<short>(current.y - area.y)};
   return image_scale(view->scaling.pixman_format, &blended, corner, view->scaling.cursor,
-                     view->scaling.factor, {0, 0, place.width, place.height});
+                     view->scaling.factor, view->scaling.fine, {0, 0, place.width, place.height});
 }
 
 bool cursor_has_previous_position(const QomView *view) {

@@ -30,22 +30,28 @@ XRectangle rectangle_for_scaled_view(const QomView *view);
    truncated; the same for the frame and the cursor. */
 pixman_fixed_t scaling_step(double factor);
 
+/* How far from the middle of a scaled pixel its filter reads, pixels of the frame; `step` is the
+   distance between the middles. */
+double filter_reach(bool fine, double step);
+
 /*
  * Every pixel of the scaled image that a change of `damage` (frame coordinates, inside
- * the frame) can change: what the bilinear filter reaches, cut to the scaled image.
+ * the frame) can change: what the filter reaches, cut to the scaled image.
  * Never smaller than what differs from scaling the whole frame anew.
  */
 Box scaled_damage(const QomView *view, Box damage);
 
 /*
  * Fills `part` of the image `to` with the image `from`, whose pixel `origin` comes to lie
- * at the corner of `to`, scaled by `factor` with pixman's bilinear filter; both are of the
+ * at the corner of `to`, scaled by `factor`; both are of the
  * pixman format `format`, and `part` lies inside `to`. The pixels are the ones that
- * scaling all of `from` gives there; beyond `from` they are zero. False when memory is
- * short.
+ * scaling all of `from` gives there. With pixman's bilinear filter they are zero beyond `from`.
+ * `fine` takes the mean of what lies under a pixel when it shrinks, whole pixels where the factor
+ * is a whole number, and between them the bilinear filter; beyond `from` its edge goes on. False
+ * when memory is short.
  */
 bool image_scale(pixman_format_code_t format, const XImage *from, XPoint origin, XImage *to,
-                 double factor, Box part);
+                 double factor, bool fine, Box part);
 
 /* Scales that part of the frame into scaling.ximage; pixel for pixel what scaling the
    whole frame gives there. The images must be set up. */

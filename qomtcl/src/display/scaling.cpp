@@ -14,6 +14,8 @@
 
 namespace {
 
+constexpr double kLargest = 32; /* factor by which a picture is enlarged */
+
 /* Sizes that fit no pixmap leave an empty frontend, for which no image can be made. */
 struct frontend frontend_from_window(const QomView *view) {
   const int width = Tk_Width(view->tkwin);
@@ -47,7 +49,8 @@ bool scaling_setup(QomView *view) {
   view->scaling.ximage =
       ximage_allocate(view->display, view->scaling.frontend.width, view->scaling.frontend.height);
   if (!view->scaling.ximage) return false;
-  view->scaling.factor = std::min(scaling_factor_calculate(view), 1.0);
+  view->scaling.factor =
+      std::min(scaling_factor_calculate(view), view->scaling.fine ? kLargest : 1.0);
   if (!cursor_scaling_ximage_realloc(view)) return false;
   updates_want_all(view);
   return true;
@@ -79,6 +82,15 @@ bool frontend_size_changed(const QomView *view) {
 
 bool frontend_recycle(QomView *view) {
   return scaling_recycle(view) && pixmap_recycle(view);
+}
+
+bool scaling_set_fine(QomView *view, bool fine) {
+  if (view->scaling.fine == fine) return true;
+  view->scaling.fine = fine;
+  if (!scaling(view)) return true;
+  ViewEventuallyRedraw(view);
+  exposed_wants_all(view);
+  return frontend_recycle(view);
 }
 
 int scaling_switch_mode(QomView *view) {

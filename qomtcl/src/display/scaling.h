@@ -7,9 +7,9 @@
 #include "view.h"
 
 /*
- * Makes the scaled images for the window's present size, limits the factor to 1 and
- * marks the whole frame changed. Only with scaling on. False on failure; error code and
- * result are set only when the scaled cursor is what failed.
+ * Makes the scaled images for the window's present size, limits the factor (to 1 unless it is fine)
+ * and marks the whole frame changed. Only with scaling on. False on failure; error code and result
+ * are set only when the scaled cursor is what failed.
  */
 bool scaling_setup(QomView *view);
 
@@ -27,6 +27,10 @@ bool frontend_size_changed(const QomView *view);
 
 /* scaling_recycle() and pixmap_recycle(). */
 bool frontend_recycle(QomView *view);
+
+/* Changes how the picture is scaled, and asks for a display. False when images or pixmap could not
+   be made anew. */
+bool scaling_set_fine(QomView *view, bool fine);
 
 /* Changes the mode and asks for a display. Returns a Tcl code; the mode stays changed
    on failure. */

@@ -44,6 +44,19 @@ void move_reached(QomView *view) {
   play_start(view);
 }
 
+/* Frame 0 is shown with the first picture, which may have been made later than the moment. */
+int go_to_target(QomView *view) {
+  struct going *going = &view->going;
+  if (!going->frame_reached) {
+    view->progress.moment = 0;
+    const int code = go_to_frame(view, going->target_frame);
+    if (going->moment == 0 || (code & (kMoveError | kMoveTimeout))) return code;
+    going->frame_reached = true;
+  }
+  const int code = go_on_to_moment(view, going->moment);
+  return code == kMoveReached && last_frame_is_reached(view) ? kMoveAtEnd : code;
+}
+
 }  // namespace
 
 void go_to_frame_task(ClientData clientData) noexcept {
@@ -52,7 +65,7 @@ void go_to_frame_task(ClientData clientData) noexcept {
   const ViewHold hold(view);
   if (!hold.alive()) return;
   if (view->playing.on) playing_suspend(view);
-  const int code = go_to_frame(view, view->going.target_frame);
+  const int code = go_to_target(view);
   trace(view, "-- %s: go_to_frame=%d\n", "go_to_frame_task", code);
   if (code & ~kMoveKnown) return move_failed(view, notify_unknown);
   if (code == kMoveError) return move_failed(view, notify_error);
@@ -86,7 +99,16 @@ int go_to_frame(QomView *view, size_t target) {
 void going_start(QomView *view, size_t frame) {
   going_cancel(view);
   view->going.target_frame = frame;
+  view->going.moment = 0;
+  view->going.frame_reached = false;
   view->going.token = Tcl_CreateTimerHandler(0, go_to_frame_task, view);
+}
+
+void going_start_to_moment(QomView *view, uint64_t time) {
+  const uint64_t first = time_of_first_frame(view);
+  const uint64_t moment = std::clamp(time, first, time_of_last_record(view));
+  going_start(view, std::min(frame_at_time(view, moment), view->number_of_frames));
+  view->going.moment = moment;
 }
 
 void going_cancel(QomView *view) {

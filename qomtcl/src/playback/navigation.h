@@ -19,6 +19,10 @@ int go_to_frame(QomView *view, size_t target);
    loop; one that is pending is replaced. */
 void going_start(QomView *view, size_t frame);
 
+/* The same to a moment, microseconds, limited to the recording: to the last frame that is not after
+   it, and all records up to it. */
+void going_start_to_moment(QomView *view, uint64_t time);
+
 /* Deletes the pending round, if any. May run twice. */
 void going_cancel(QomView *view);
 

@@ -1,9 +1,11 @@
 #include "playback/playing.h"
 
 #include "display/pipeline.h"
+#include "display/redraw.h"
 #include "playback/stepping.h"
 #include "playback/tcl_time.h"
 #include "recording/timeline.h"
+#include "survey/activity.h"
 #include "trace.h"
 #include "view_hold.h"
 #include "widget/callback.h"
@@ -11,6 +13,10 @@
 namespace {
 
 constexpr int kTick = 1000; /* milliseconds */
+/* While playing faster than recorded, in milliseconds: how long the event loop may have no time for
+   what it does when nothing else is to do, and how long a frame that is late may go unpainted. */
+constexpr int kRestless = 20;
+constexpr int kUnpainted = 40;
 
 Tcl_Time time_now() {
   Tcl_Time now;
@@ -33,6 +39,37 @@ void playing_setup_trace(const QomView *view) {
   trace(view, "\n");
 }
 
+/* Wall time per frame, microseconds. */
+int64_t step_in_us(const QomView *view) {
+  return static_cast<int64_t>(static_cast<double>(view->playing.period_in_us) /
+                              view->playing.speed);
+}
+
+/* Steps that follow each other at once would leave no time for anything else. */
+int rest(QomView *view, int milliseconds) {
+  if (view->playing.speed <= 1) return milliseconds;
+  const Tcl_Time now = time_now();
+  if (milliseconds <= 0 && time_difference_in_ms(now, view->playing.rested) < kRestless)
+    return milliseconds;
+  view->playing.rested = now;
+  return milliseconds > 0 ? milliseconds : 1;
+}
+
+/* A frame that is late is not painted when another one was a moment ago. */
+bool is_to_be_painted(const QomView *view) {
+  if (view->playing.speed <= 1) return true;
+  const Tcl_Time now = time_now();
+  return !time_is_less_than(view->playing.time_of_next_frame, now) ||
+         time_difference_in_ms(now, view->playing.painted) >= kUnpainted;
+}
+
+void frame_paint(QomView *view) {
+  view->playing.unpainted = !is_to_be_painted(view);
+  if (view->playing.unpainted) return;
+  ViewDisplay(view);
+  view->playing.painted = time_now();
+}
+
 void step_schedule(QomView *view, int milliseconds, Tcl_TimerProc *step) {
   view->playing.token = Tcl_CreateTimerHandler(milliseconds, step, view);
 }
@@ -40,8 +77,8 @@ void step_schedule(QomView *view, int milliseconds, Tcl_TimerProc *step) {
 void show_schedule(QomView *view) {
   const int delay = time_difference_in_ms(view->playing.time_of_next_frame, time_now());
   trace(view, "-- %s: delta to time of next frame=%d\n", "playing_prepare", delay);
-  step_schedule(view, delay, playing_show);
-  time_add_milliseconds(&view->playing.time_of_next_frame, view->playing.period);
+  step_schedule(view, rest(view, delay), playing_show);
+  time_add_microseconds(&view->playing.time_of_next_frame, step_in_us(view));
   trace(view, "-- %s: scheduled 'playing_show' after %dms\n", "playing_prepare", delay);
 }
 
@@ -84,6 +121,8 @@ void tick_start(QomView *view) {
 }  // namespace
 
 bool playing_setup(QomView *view) {
+  if (view->option.framerate == 0) view->option.framerate = recorded_framerate(view);
+  view->playing.speed = 1;
   view->playing.period = 1000 / view->option.framerate;
   view->playing.period_in_us = 1000000u / view->option.framerate;
   const uint64_t duration = duration_in_us(view);
@@ -98,8 +137,8 @@ int play_start(QomView *view) {
   view->playing.on = true;
   if (view->option.debug) tick_start(view);
   view->playing.time_of_next_frame = time_now();
-  time_add_milliseconds(&view->playing.time_of_next_frame, view->playing.period);
-  step_schedule(view, view->playing.period, playing_prepare);
+  time_add_microseconds(&view->playing.time_of_next_frame, step_in_us(view));
+  step_schedule(view, static_cast<int>(step_in_us(view) / 1000), playing_prepare);
   trace(view, "-- %s: scheduled 'playing_prepare' with token %p\n", "play_start",
         static_cast<void *>(view->playing.token));
   return TCL_OK;
@@ -120,6 +159,14 @@ void playing_off(QomView *view) {
   view->playing.token = nullptr;
   view->playing.on = false;
   view->playing.suspended = false;
+  if (view->playing.unpainted && view_is_alive(view)) ViewEventuallyRedraw(view);
+  view->playing.unpainted = false;
+}
+
+void speed_set(QomView *view, double speed) {
+  view->playing.speed = speed;
+  view->playing.time_of_next_frame = time_now();
+  time_add_microseconds(&view->playing.time_of_next_frame, step_in_us(view));
 }
 
 void playing_suspend(QomView *view) {
@@ -151,7 +198,7 @@ void playing_show(ClientData clientData) noexcept {
   const ViewHold hold(view);
   if (!hold.alive()) return;
   trace(view, "-- %s: refreshing view\n", "playing_show");
-  ViewDisplay(view);
+  frame_paint(view);
   if (!hold.alive()) return;
   notify_timestamp(view);
   if (!hold.alive()) return;

@@ -15,6 +15,9 @@ int play_start(QomView *view);
 int play_stop(QomView *view);
 int play_status(QomView *view);
 
+/* Recording time per wall time from now on, 0.1..64. */
+void speed_set(QomView *view, double speed);
+
 /* Deletes the pending step and turns playing and its suspension off. May run twice. */
 void playing_off(QomView *view);
 

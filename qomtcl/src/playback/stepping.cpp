@@ -75,6 +75,7 @@ RunResult frame_apply(QomView *view, size_t first, size_t last, const Round &rou
 
 void frame_count(QomView *view, size_t frame) {
   view->current_frame = frame;
+  view->progress.moment = 0;
   view->progress.furthest = std::max(view->progress.furthest, frame);
 }
 
@@ -101,7 +102,8 @@ int go_on_from_to(QomView *view, size_t from, size_t to, const Round &round) {
     const size_t empty = f;
     if (!resumed) f = empty_frames_skip(view, f, first, to);
     view->current_frame = f;
-    last = index_of_frame(view, f + 1);
+    /* Behind a moment at the very end more may be applied than the last frame has. */
+    last = std::max(first, index_of_frame(view, f + 1));
     trace(view, "-- %s: for frame %zu: consuming records %zu to %zu\n", "go_from_to", f, first,
           last);
     const double before = round.milliseconds();
@@ -127,6 +129,25 @@ int go_to_first_image(QomView *view, const Round &round) {
   return result == RunResult::failed ? kMoveError : kMoveReached;
 }
 
+int go_on_to_moment(QomView *view, uint64_t time) {
+  const Round round;
+  const size_t frame = view->current_frame;
+  const size_t first = next_record(view);
+  const size_t last = qom_screen_place_of_time(view->screen, time);
+  if (first < last) {
+    size_t next = 0;
+    const RunResult result = consume_records(view, first, last, round, &next);
+    if (result == RunResult::failed) return kMoveError;
+    if (result == RunResult::paused) {
+      view->progress.next = next;
+      return timeout(view, kMoveReached);
+    }
+    place_set(view, frame, last);
+  }
+  view->progress.moment = time;
+  return kMoveReached;
+}
+
 bool is_within_frame(const QomView *view) {
   return view->progress.next != 0 || view->progress.offset != 0;
 }
@@ -139,6 +160,7 @@ void place_set(QomView *view, size_t frame, size_t next) {
   view->current_frame = frame;
   view->progress.next = next;
   view->progress.offset = 0;
+  view->progress.moment = 0;
   view->progress.to_first_image = false;
 }
 

@@ -33,6 +33,13 @@ int go_on_from_to(QomView *view, size_t from, size_t to, const Round &round);
  */
 int go_to_first_image(QomView *view, const Round &round);
 
+/*
+ * Applies the records behind the current frame whose time is at or before `time`, microseconds, so
+ * that what is shown is what was on the screen then. Returns 0, 1 or 4 of the above; after 4 a
+ * later call goes on.
+ */
+int go_on_to_moment(QomView *view, uint64_t time);
+
 /* True while some records of the frame current_frame are applied, and not all. */
 bool is_within_frame(const QomView *view);
 

@@ -6,8 +6,13 @@
 
 #include <tcl.h>
 
+#include <cstdint>
+
 /* Adds at most 1000 milliseconds to a time. */
 void time_add_milliseconds(Tcl_Time *time, int milliseconds);
+
+/* Adds microseconds, not negative. */
+void time_add_microseconds(Tcl_Time *time, int64_t microseconds);
 
 /* t1 minus t2 in milliseconds, the part below a millisecond truncated toward zero. */
 int time_difference_in_ms(Tcl_Time t1, Tcl_Time t2);

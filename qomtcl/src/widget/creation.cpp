@@ -17,20 +17,20 @@
 #include "playback/playing.h"
 #include "playback/recorded_screen.h"
 #include "recording/reader.h"
+#include "survey/survey.h"
 #include "view_hold.h"
 #include "widget/events.h"
 #include "widget/instance.h"
+#include "widget/playing_commands.h"
 
 namespace {
-
-constexpr uint8_t kDefaultFramerate = 10;
 
 QomView *view_new(Tcl_Interp *interp) {
   auto *view = reinterpret_cast<QomView *>(Tcl_Alloc(sizeof(QomView)));
   memset(view, 0, sizeof *view);
   view->interp = interp;
   view->scaling.on = true;
-  view->option.framerate = kDefaultFramerate;
+  view->option.framerate = framerate_wished(interp);
   redraw_setup(view, ViewDisplay);
   return view;
 }
@@ -139,6 +139,7 @@ int ViewClassCmd(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]
   QomView *view = view_new(interp);
   const ViewHold hold(view);
   if (!ViewSetup(view, Tcl_GetString(objv[1]), file)) return creation_failed(view, interp);
+  survey_setup(view, file);
   ViewEventuallyRedraw(view);
   view->file = nullptr;
   Tcl_SetObjResult(interp, Tcl_NewStringObj(Tk_PathName(view->tkwin), -1));

@@ -21,6 +21,7 @@
 #include "playback/playing.h"
 #include "playback/recorded_screen.h"
 #include "recording/reader.h"
+#include "survey/survey.h"
 #include "trace.h"
 #include "widget/callback.h"
 #include "widget/instance.h"
@@ -127,6 +128,7 @@ void view_end(QomView *view) {
   view->tkwin = nullptr;
   view_display_cancel(view);
   timers_cancel(view);
+  survey_end(view);
   if (window) Tk_DestroyWindow(window); /* nothing where it is what ends the view */
   command_delete(view);
   Tcl_EventuallyFree(view, ViewDestroy);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "display/scaling.h"
 #include "playback/navigation.h"
 #include "trace.h"
 #include "widget/instance.h"
@@ -133,6 +134,27 @@ int TolerantCmd(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[])
   return TCL_OK;
 }
 
+/* ::qom::filter pathName ?fast|fine? */
+int FilterCmd(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) noexcept {
+  static const char *const filters[] = {"fast", "fine", nullptr};
+  if (objc != 2 && objc != 3) {
+    Tcl_WrongNumArgs(interp, 1, objv, "pathName ?fast|fine?");
+    return TCL_ERROR;
+  }
+  QomView *view = view_from_path(interp, objv[1]);
+  int fine = 0;
+  if (!view || (objc == 3 && Tcl_GetIndexFromObjStruct(interp, objv[2], filters, sizeof filters[0],
+                                                       "filter", 0, &fine) != TCL_OK))
+    return TCL_ERROR;
+  if (objc == 3 && !scaling_set_fine(view, fine != 0)) {
+    Tcl_SetErrorCode(interp, "QOM", "FILTER", nullptr);
+    Tcl_SetObjResult(interp, Tcl_NewStringObj("the scaled picture could not be made anew", -1));
+    return TCL_ERROR;
+  }
+  Tcl_SetObjResult(interp, Tcl_NewStringObj(filters[view->scaling.fine ? 1 : 0], -1));
+  return TCL_OK;
+}
+
 /* ::qom::lossy pathName */
 int LossyCmd(ClientData, Tcl_Interp *interp, int objc, Tcl_Obj *const objv[]) noexcept {
   if (objc != 2) {
@@ -160,11 +182,9 @@ int view_commands_register(Tcl_Interp *interp) {
   static const struct {
     const char *name;
     Tcl_ObjCmdProc *procedure;
-  } commands[] = {{"::qom::seek", SeekCmd},
-                  {"::qom::photo", PhotoCmd},
-                  {"::qom::state", StateCmd},
-                  {"::qom::tolerant", TolerantCmd},
-                  {"::qom::lossy", LossyCmd}};
+  } commands[] = {{"::qom::seek", SeekCmd},     {"::qom::photo", PhotoCmd},
+                  {"::qom::state", StateCmd},   {"::qom::tolerant", TolerantCmd},
+                  {"::qom::filter", FilterCmd}, {"::qom::lossy", LossyCmd}};
   for (const auto &command : commands)
     if (!Tcl_CreateObjCommand(interp, command.name, command.procedure, nullptr, nullptr))
       return TCL_ERROR;
