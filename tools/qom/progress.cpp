@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
 #include "formatted.h"
 
@@ -35,13 +37,20 @@ std::string left_text(double seconds) {
   return formatted("  %ld:%02ld:%02ld left", whole / 3600, whole / 60 % 60, whole % 60);
 }
 
+// For a program that shows how far it is in its own way.
+bool lines_wanted() {
+  const char *wish = std::getenv("QOM_PROGRESS");
+  return wish && std::strcmp(wish, "lines") == 0;
+}
+
 }  // namespace
 
 Progress::Progress(std::string what, uint64_t total, Unit unit, bool wanted)
     : what_(std::move(what)),
       total_(total),
       unit_(unit),
-      wanted_(wanted && isatty(STDERR_FILENO) == 1),
+      lines_(lines_wanted()),
+      wanted_(lines_ || (wanted && isatty(STDERR_FILENO) == 1)),
       begin_(Clock::now()),
       next_(begin_ + kDelay) {}
 
@@ -54,6 +63,7 @@ void Progress::update(uint64_t done) {
 }
 
 void Progress::draw(uint64_t done, double seconds) {
+  if (lines_) return draw_line(done);
   shown_ = true;
   const double amount = static_cast<double>(done);
   if (total_ == 0) {
@@ -67,6 +77,12 @@ void Progress::draw(uint64_t done, double seconds) {
                std::string(filled, '#').c_str(), std::string(kWidth - filled, '.').c_str(),
                static_cast<int>(part * 100), speed_text(unit_, amount / seconds).c_str(),
                part > 0 ? left_text(seconds * (1 - part) / part).c_str() : "");
+}
+
+void Progress::draw_line(uint64_t done) const {
+  if (total_ == 0) return;
+  const double part = std::min(1.0, static_cast<double>(done) / static_cast<double>(total_));
+  std::fprintf(stderr, "progress %d\n", static_cast<int>(part * 100));
 }
 
 void Progress::clear() {
