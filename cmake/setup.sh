@@ -11,7 +11,7 @@ build_packages=(
   libxcb-xinput-dev
 )
 run_packages=(
-  tcl tk
+  tcl tk tcllib # its json
   fonts-dejavu-core x11-xserver-utils # letters, also on pictures, and the resolution that a desktop asks for
   xvfb x11-utils imagemagick # a display and a screenshot where there is none
 )

@@ -18,7 +18,7 @@ proc qomplay::actions::frames {} {
 }
 
 proc qomplay::actions::jump {ms} {
-    ::qomplay::seeking::to [expr {[from] + $ms / [::qomplay::window::frame_ms]}]
+    ::qomplay::seeking::to [expr {[from] + round($ms / [::qomplay::window::frame_ms])}]
 }
 
 proc qomplay::actions::start {} {::qomplay::seeking::to 0}
@@ -39,6 +39,22 @@ proc qomplay::actions::next {} {
     ::qomplay::seeking::to [expr {[from] + 1}]
 }
 
+# To the next change of the picture, or the last one.
+proc qomplay::actions::next_change {} {to_change next "The picture does not change any more"}
+proc qomplay::actions::previous_change {} {to_change previous "The picture does not change before"}
+proc qomplay::actions::to_change {direction otherwise} {
+    variable view
+    pause
+    if {[::qomplay::seeking::target] >= 0} return
+    set us [::qom::change $view $direction]
+    if {$us eq ""} {::qomplay::panels::say $otherwise} else {to_moment $us}
+}
+
+# Shows what was on the screen at a moment, microseconds since the epoch.
+proc qomplay::actions::to_moment {us} {
+    ::qomplay::seeking::to [::qomplay::window::frame_of_us $us] $us
+}
+
 proc qomplay::actions::drag_to {fraction} {
     ::qomplay::seeking::to [expr {round($fraction * [frames])}]
 }
@@ -56,8 +72,8 @@ proc qomplay::actions::go_at {place} {
 
 # The last frame that is not after a moment.
 proc qomplay::actions::frame_at {ms} {
-    set frame [expr {($ms - $::qomplay::window::first_ms) / [::qomplay::window::frame_ms]}]
-    return [expr {max(0, min([frames], $frame))}]
+    return [::qomplay::window::frame_of_us [expr {
+        $::qomplay::window::first_us + ($ms - $::qomplay::window::first_ms) * 1000}]]
 }
 
 # The microseconds since the epoch that a place means, whose moment is `ms`; empty where it is not in
@@ -98,9 +114,24 @@ proc qomplay::actions::pause {} {
     ::qomplay::window::show_playing
 }
 
+proc qomplay::actions::slower {} {::qomplay::speed::change 0}
+proc qomplay::actions::faster {} {::qomplay::speed::change 1}
+proc qomplay::actions::usual_speed {} {::qomplay::speed::choose 1}
+proc qomplay::actions::speed {} {::qomplay::speed::menu .bars.row.speed}
+proc qomplay::actions::idle {} {::qomplay::idle::next_mode}
+proc qomplay::actions::whole {} {::qomplay::span::whole}
+
+# --- finding -------------------------------------------------------------------------------------
+
+proc qomplay::actions::events {} {::qomplay::side::toggle}
+proc qomplay::actions::find {} {::qomplay::side::find}
+proc qomplay::actions::next_found {} {::qomplay::side::step 1}
+proc qomplay::actions::previous_found {} {::qomplay::side::step 0}
+
 # --- looking -------------------------------------------------------------------------------------
 
 proc qomplay::actions::fit {} {set_natural [expr {!$::qomplay::stage::natural}]}
+proc qomplay::actions::enlarge {} {::qomplay::stage::next_enlarged}
 proc qomplay::actions::natural {} {set_natural 1}
 proc qomplay::actions::set_natural {on} {
     ::qomplay::stage::set_natural $on
@@ -120,13 +151,24 @@ proc qomplay::actions::goto {} {::qomplay::panels::toggle goto}
 
 # Closes what is open, leaves full screen, or stops a move: the first of them that applies.
 proc qomplay::actions::escape {} {
-    if {[::qomplay::panels::close_all]} return
+    if {[::qomplay::report::stop] || [::qomplay::panels::close_all] || [::qomplay::side::close]} return
     if {$::qomplay::fullscreen::on} {
         full
         return
     }
     ::qomplay::seeking::cancel
 }
+
+# --- marks and what is made of them --------------------------------------------------------------
+
+proc qomplay::actions::mark {} {
+    pause
+    ::qomplay::panels::toggle mark
+}
+proc qomplay::actions::in_point {} {::qomplay::stretch::set_end in}
+proc qomplay::actions::out_point {} {::qomplay::stretch::set_end out}
+proc qomplay::actions::take {} {::qomplay::panels::toggle take}
+proc qomplay::actions::report {} {::qomplay::report::ask}
 
 # --- taking along --------------------------------------------------------------------------------
 
@@ -136,6 +178,11 @@ proc qomplay::actions::shown_time {} {
 
 proc qomplay::actions::copy_time {} {::qomplay::copying::copy [shown_time]}
 
+proc qomplay::actions::open {} {::qomplay::opening::ask}
+proc qomplay::actions::save_at_once {} {
+    variable view
+    ::qomplay::pictures::save_at_once $view
+}
 proc qomplay::actions::save {} {save_picture 1}
 proc qomplay::actions::save_without_cursor {} {save_picture 0}
 proc qomplay::actions::save_picture {cursor} {

@@ -12,14 +12,14 @@ namespace eval qomplay::controls {
         end      "To the end (End)"
     }
     variable right {
-        fit   "Fit to the window or natural size (n)"
+        fit   "Fit to the window or natural size (1)"
         save  "Save the picture (s)"
         facts "Facts about the recording (i)"
         full  "Full screen (f)"
         help  "Keys (?)"
     }
     # What goes first when the window is too narrow for everything.
-    variable dispensable {zone wall total facts save start end fit back ahead help}
+    variable dispensable {zone idle total help facts save start end fit wall back ahead}
 }
 
 proc qomplay::controls::px {length} {return [::qomplay::theme::px $length]}
@@ -40,6 +40,8 @@ proc qomplay::controls::build {} {
     foreach {name hint} $left {button $name [incr column] $hint}
     build_times [incr column]
     incr column 5
+    word speed $column "How fast it plays (\[ \])" "1\u00d7"
+    word idle [incr column] "Time in which nothing happens is played, skipped or hurried through (x)" "idle"
     foreach {name hint} $right {button $name [incr column] $hint}
     bind $row <Configure> [namespace code {arrange %w}]
 }
@@ -50,6 +52,25 @@ proc qomplay::controls::button {name column hint} {
         -image [::qomplay::theme::icon $name] -command ::qomplay::actions::$name
     grid $row.$name -row 0 -column $column
     ::qomplay::hints::add $row.$name [subst -nocommands -novariables $hint]
+}
+
+# A button with a word that changes.
+proc qomplay::controls::word {name column hint text} {
+    variable row
+    ttk::button $row.$name -style Word.TButton -text $text -command ::qomplay::actions::$name
+    grid $row.$name -row 0 -column $column -padx [px 1]
+    ::qomplay::hints::add $row.$name $hint
+}
+
+proc qomplay::controls::show_speed {words} {
+    variable row
+    $row.speed configure -text $words
+}
+
+proc qomplay::controls::show_idle {mode} {
+    variable row
+    $row.idle configure -text [dict get {off idle skip "skip idle" hurry "hurry idle"} $mode]
+    arrange [winfo width $row]
 }
 
 proc qomplay::controls::build_times {column} {

@@ -22,6 +22,9 @@ proc qomplay::names::command_line {} {
     }
 }
 
+# The bytes of a text that names a file.
+proc qomplay::names::bytes {text} {return [encoding convertto [encoding system] $text]}
+
 proc qomplay::names::text {bytes} {return [encoding convertfrom [encoding system] $bytes]}
 
 # Runs a script in which Tcl takes file names as bytes.

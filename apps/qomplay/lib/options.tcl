@@ -2,7 +2,7 @@
 namespace eval qomplay::options {}
 
 proc qomplay::options::usage {} {
-    return "usage: qomplay FILE \[--at TIME\] \[--play\] \[--natural\]\n\
+    return "usage: qomplay \[FILE\] \[--at TIME\] \[--play\] \[--natural\]\n\
         \              \[--theme dark|light\] \[--text-size PERCENT\]\n\
        qomplay --help | --version"
 }
@@ -10,7 +10,7 @@ proc qomplay::options::usage {} {
 proc qomplay::options::help {} {
     return "[usage]
 
-Shows the recording FILE.
+Shows the recording FILE; without one, a list of those that were shown last.
 
   --at TIME   begin at a time: elapsed, as 90, 7.5h or 1:02:03.5, or by the clock, as
               @14:03:05, 2026-03-01 or \"2026-03-01 14:03:05 +01:00\"
@@ -68,7 +68,6 @@ proc qomplay::options::parse {words} {
         }
     }
     if {[dict get $options help] || [dict get $options version]} {return $options}
-    if {[llength $files] == 0} {wrong "no recording is given"}
     if {[llength $files] > 1} {wrong "more than one recording is given"}
     dict set options file [lindex $files 0]
     return $options

@@ -113,7 +113,7 @@ proc qomplay::panels::facts {} {
     set rows [list \
         File [file normalize [::qomplay::names::plain $::qomplay::window::file]] \
         Size "[::qomplay::trouble::bytes [dict get $state fileSize]], [dict get $facts recordCount] records" \
-        State [dict get $state state] \
+        State [::qomplay::damage::state $state] \
         Begins [::qomplay::times::wall [dict get $facts beginTimeInMs]] \
         Ends [::qomplay::times::wall [dict get $facts endTimeInMs]] \
         Length [::qomplay::times::elapsed [dict get $facts durationInMs]] \
@@ -135,6 +135,9 @@ proc qomplay::panels::facts {} {
 }
 
 proc qomplay::panels::fill_goto {path roomy} {return [::qomplay::goto::fill $path]}
+
+proc qomplay::panels::fill_mark {path roomy} {return [::qomplay::marks::fill $path]}
+proc qomplay::panels::fill_take {path roomy} {return [::qomplay::taking::fill $path]}
 
 proc qomplay::panels::or_none {text} {return [expr {$text eq "" ? "\u2013" : $text}]}
 

@@ -8,9 +8,10 @@ namespace eval qomplay {
 }
 foreach qomplay::part {
     names texts options zones times seeking trouble vanishing
-    icons theme selecting copying hints timeline footer controls stage fullscreen panels goto
+    icons theme selecting copying hints hover span strip timeline
+    speed idle happenings damage marks stretch side footer controls stage fullscreen panels goto
     window
-    keys actions pictures
+    recents start_page opening keys actions pictures report taking
 } {
     source -encoding utf-8 [file join $qomplay::library $qomplay::part.tcl]
 }
@@ -66,9 +67,18 @@ proc qomplay::run {options} {
 # Makes the window and opens the recording. Returns the exit status for when the window is
 # closed; a recording that cannot be opened leaves a window that says why.
 proc qomplay::start {options} {
+    theme::setup [dict get $options theme] [dict get $options text_size]
+    if {[dict get $options file] eq ""} {
+        start_page::show $options
+        return 0
+    }
+    return [open_recording $options]
+}
+
+# Shows the recording of the options in the window, which is empty.
+proc qomplay::open_recording {options} {
     set file [dict get $options file]
     set name [names::text $file]
-    theme::setup [dict get $options theme] [dict get $options text_size]
     window::build $name
     try {
         window::open $file
@@ -79,8 +89,10 @@ proc qomplay::start {options} {
     }
     keys::setup
     window::size_first
+    window::survey
     if {[dict get $options natural]} {actions::natural}
     if {[dict get $options at] ne ""} {actions::go_at [dict get $options at]}
     if {[dict get $options play]} {actions::play}
+    recents::remember $file
     return 0
 }

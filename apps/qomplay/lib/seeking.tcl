@@ -71,7 +71,7 @@ proc qomplay::seeking::next {} {
 proc qomplay::seeking::begin {frame} {
     variable view
     variable exact
-    if {$exact ne "" && [info commands ::qom::seektime] ne ""} {
+    if {$exact ne ""} {
         ::qom::seektime $view $exact
     } else {
         ::qom::seek $view $frame

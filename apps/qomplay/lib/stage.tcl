@@ -7,8 +7,8 @@ namespace eval qomplay::stage {
     variable view .stage.clip.view
     variable size {}       ;# of the recorded screen, pixels; empty before a recording is open
     variable natural 0
+    variable enlarged free ;# how a picture smaller than the stage is: free, whole, or no
     variable pressed {}    ;# where a button went down: x, y, the visible fractions, picture moved
-    variable click 300     ;# milliseconds to wait for the second press of a double click
 }
 
 proc qomplay::stage::build {} {
@@ -32,6 +32,7 @@ proc qomplay::stage::open {name} {
     variable size
     ::qomplay::names::as_bytes {::qom::view $view [::qomplay::names::plain $name]}
     $view configure -xscrollcommand {.stage.x set} -yscrollcommand {.stage.y set}
+    ::qom::filter $view fine
     set size [recorded_size]
     foreach window [list .stage .stage.clip $view] {
         bind $window <Button-1> [namespace code {press %X %Y}]
@@ -67,7 +68,6 @@ proc qomplay::stage::layout_soon {} {
 proc qomplay::stage::close {} {
     variable size {}
     after cancel [namespace code layout]
-    after cancel ::qomplay::actions::play
 }
 
 proc qomplay::stage::layout {} {
@@ -83,11 +83,30 @@ proc qomplay::stage::layout_fitted {} {
     foreach bar {.stage.x .stage.y} {place forget $bar}
     set room_x [winfo width .stage]
     set room_y [winfo height .stage]
-    set factor [expr {min(1.0, double($room_x) / $width, double($room_y) / $height)}]
+    set factor [factor [expr {min(double($room_x) / $width, double($room_y) / $height)}]]
     set shown_x [expr {max(1, round($width * $factor))}]
     set shown_y [expr {max(1, round($height * $factor))}]
     put_view $shown_x $shown_y $room_x $room_y \
         [expr {int(ceil($width * $factor))}] [expr {int(ceil($height * $factor))}]
+}
+
+# The factor of the picture where there is room for a larger one.
+proc qomplay::stage::factor {room} {
+    variable enlarged
+    if {$room <= 1.0} {return $room}
+    return [dict get [list free [expr {min(32.0, $room)}] whole [expr {min(32.0, floor($room))}] no 1.0] \
+        $enlarged]
+}
+
+# The next way to enlarge.
+proc qomplay::stage::next_enlarged {} {
+    variable enlarged
+    set enlarged [dict get {free whole whole no no free} $enlarged]
+    layout
+    ::qomplay::panels::say [dict get {
+        free "Small pictures are enlarged to fit" whole "Small pictures are enlarged by whole numbers"
+        no "Small pictures are not enlarged"
+    } $enlarged]
 }
 
 # The clip has the size of the picture. The view inside is up to a pixel larger, so that the
@@ -157,16 +176,16 @@ proc qomplay::stage::pan {x y} {
     $view yview moveto [expr {max(0.0, min(1.0, $top - double($y - $from_y) / $height))}]
 }
 
+# The first click of two counts at once; the second one takes it back.
 proc qomplay::stage::release {} {
     variable pressed
-    variable click
     if {$pressed eq ""} return
-    if {![lindex $pressed 4]} {after $click ::qomplay::actions::play}
+    if {![lindex $pressed 4]} ::qomplay::actions::play
     set pressed {}
 }
 
 proc qomplay::stage::double {} {
     variable pressed {}
-    after cancel ::qomplay::actions::play
+    ::qomplay::actions::play
     ::qomplay::actions::full
 }

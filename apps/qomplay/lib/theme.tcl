@@ -106,6 +106,7 @@ proc qomplay::theme::paint {} {
     frames
     buttons
     fields
+    lists
     scrollbars
     option add *Toplevel.background [colour panel]
     foreach {place colour} {
@@ -155,6 +156,8 @@ proc qomplay::theme::frames {} {
     foreach {style font} {Float.TLabel QomText Hint.TLabel QomSmall} {
         ttk::style configure $style -background [colour raised] -font $font -relief solid -borderwidth 1
     }
+    ttk::style configure Alarm.TLabel -background [colour raised] -foreground [colour warning] \
+        -font QomText -relief solid -borderwidth 1
     ttk::style configure Stage.TFrame -background [colour stage]
     ttk::style configure Line.TFrame -background [colour line]
 }
@@ -169,7 +172,11 @@ proc qomplay::theme::buttons {} {
     ttk::style map Icon.TButton -background [list pressed [colour line] active [colour raised]]
     ttk::style configure TButton -padding [list [px 12] [px 5]] -background [colour raised] \
         -anchor center
+    ttk::style configure Word.TButton -padding [list [px 5] [px 3]] -background [colour panel] \
+        -font QomSmall -width 0
+    ttk::style map Word.TButton -background [list pressed [colour line] active [colour raised]]
     ringed Icon.TButton panel
+    ringed Word.TButton panel
     ringed TButton raised
     ttk::style map TButton -background [list pressed [colour line] active [colour hover]] \
         -foreground [list disabled [colour faint]]
@@ -197,6 +204,19 @@ proc qomplay::theme::fields {} {
         ttk::style configure $style -padding [px 2]
         ttk::style map $style -background [list focus [colour hover] active [colour panel]]
     }
+}
+
+proc qomplay::theme::lists {} {
+    ttk::style configure Treeview -background [colour panel] -fieldbackground [colour panel] \
+        -foreground [colour text] -font QomSmall -borderwidth 0
+    ttk::style map Treeview -background [list selected [colour hover]] \
+        -foreground [list selected [colour text]]
+}
+
+proc qomplay::theme::paint_menu {menu} {
+    $menu configure -background [colour raised] -foreground [colour text] -font QomSmall \
+        -activebackground [colour hover] -activeforeground [colour text] -borderwidth 1 \
+        -activeborderwidth 0 -relief solid
 }
 
 proc qomplay::theme::scrollbars {} {

@@ -20,6 +20,14 @@ proc qomplay::times::elapsed {ms {digits 1}} {
     return $text
 }
 
+# A length in milliseconds, as short as it can be said: 4 s, 2:13, 1:02:03.
+proc qomplay::times::short {ms} {
+    set seconds [expr {round($ms / 1000.0)}]
+    if {$seconds < 60} {return "$seconds s"}
+    if {$seconds < 3600} {return [format %d:%02d [expr {$seconds / 60}] [expr {$seconds % 60}]]}
+    return [elapsed $ms 0]
+}
+
 # Milliseconds since the epoch as date and time with tenths of a second, offset and zone.
 proc qomplay::times::wall {ms} {return "[clock_text $ms] [::qomplay::zones::label $ms]"}
 

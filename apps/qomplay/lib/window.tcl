@@ -2,6 +2,7 @@
 namespace eval qomplay::window {
     variable view .stage.clip.view
     variable file ""       ;# the recording's name, as text
+    variable name ""       ;# the same as bytes
     variable facts {}      ;# the view's info at creation
     variable state {}      ;# how the recording was found
     variable first_ms 0    ;# time of frame 0, milliseconds since the epoch
@@ -9,6 +10,7 @@ namespace eval qomplay::window {
     variable shown {}      ;# what the last notification told: frame, ms
     variable passed 0      ;# damaged records passed over so far
     variable playing -1    ;# as last shown
+    variable surveyed 0    ;# the recording as a whole is being looked at
     variable lossy 0.0     ;# share of the picture that is lossy, as last shown
 }
 
@@ -25,8 +27,8 @@ proc qomplay::window::build {name} {
     bind all <Key> +::qomplay::fullscreen::key
     ttk::label .notice -style Warning.TLabel -padding [list [px 12] [px 5]] -anchor w
     grid .stage -row 0 -column 0 -sticky nsew
-    grid .notice -row 1 -column 0 -sticky ew
-    grid .bars -row 2 -column 0 -sticky ew
+    grid .notice -row 1 -column 0 -columnspan 2 -sticky ew
+    grid .bars -row 2 -column 0 -columnspan 2 -sticky ew
     grid remove .notice
     grid columnconfigure . 0 -weight 1
     grid rowconfigure . 0 -weight 1
@@ -44,18 +46,20 @@ proc qomplay::window::show_title {doing} {
 }
 
 # Opens the recording of a name (as bytes) into the view; an error of the view's is passed on.
-proc qomplay::window::open {name} {
+proc qomplay::window::open {bytes} {
     variable view
+    variable name $bytes
     variable facts
     variable state
     variable first_ms
     variable first_us
+    ::qom::framerate recorded
     ::qomplay::stage::open $name
     set facts [$view info]
     set state [::qom::state $view]
     ::qom::tolerant $view 1
     set first_ms [dict get $facts timestampInMs]
-    set first_us [position [expr {$first_ms * 1000}]]
+    set first_us [position_us]
     ::qomplay::zones::setup $view
     bind . <<TimeZone>> [namespace code zone_changed]
     $view callback [namespace code report]
@@ -70,14 +74,76 @@ proc qomplay::window::open {name} {
     ::qomplay::vanishing::watch $view $name
 }
 
+# What looks at the recording as a whole, once its picture is on the screen.
+proc qomplay::window::survey {} {
+    variable surveyed 0
+    ::qomplay::span::setup [expr {1e6 * 2 / max(2e6, [total_us])}]
+    ::qomplay::speed::setup
+    ::qomplay::marks::setup
+    variable view
+    set later [list after 200 [namespace code look_over]]
+    if {[winfo ismapped $view]} $later else {bind $view <Map> +$later}
+    bind .bars <Destroy> +[list after cancel [namespace code look_over]]
+}
+
+proc qomplay::window::look_over {} {
+    variable surveyed
+    if {$surveyed} return
+    ::qomplay::idle::setup
+    ::qomplay::happenings::setup
+    ::qomplay::damage::setup
+    set surveyed 1
+    ::qomplay::strip::draw_soon
+}
+
 # Milliseconds from frame 0 to the last frame.
 proc qomplay::window::total_ms {} {
     variable facts
-    return [expr {[dict get $facts numberOfFrames] * [frame_ms]}]
+    return [expr {round([dict get $facts numberOfFrames] * [frame_ms])}]
 }
 
-# Milliseconds of a frame; the rate is fixed when a view is created.
-proc qomplay::window::frame_ms {} {return 100}
+# Milliseconds of a frame, with a fraction; the rate is fixed when a view is created.
+proc qomplay::window::frame_ms {} {return [expr {[frame_us] / 1000.0}]}
+
+proc qomplay::window::frame_us {} {
+    variable view
+    return [expr {1000000 / [$view configure -framerate]}]
+}
+
+# --- moments, microseconds since the epoch, and fractions of the recording -----------------------
+
+proc qomplay::window::total_us {} {
+    variable facts
+    return [expr {[dict get $facts numberOfFrames] * [frame_us]}]
+}
+
+proc qomplay::window::us_at {fraction} {
+    variable first_us
+    return [expr {$first_us + wide($fraction * [total_us])}]
+}
+
+proc qomplay::window::fraction_at {us} {
+    variable first_us
+    return [expr {max(0.0, min(1.0, double($us - $first_us) / max(1, [total_us])))}]
+}
+
+# The last frame that is not after a moment.
+proc qomplay::window::frame_of_us {us} {
+    variable first_us
+    variable facts
+    return [expr {max(0, min([dict get $facts numberOfFrames], ($us - $first_us) / [frame_us]))}]
+}
+
+# Where the last picture was, also when there is no view any more.
+proc qomplay::window::last_shown_us {} {
+    variable shown
+    return [expr {[dict get $shown ms] * 1000}]
+}
+
+proc qomplay::window::position_us {} {
+    variable view
+    return [::qom::position $view]
+}
 
 # Milliseconds since the epoch of the last record.
 proc qomplay::window::last_ms {} {
@@ -88,7 +154,7 @@ proc qomplay::window::last_ms {} {
 proc qomplay::window::hint_text {fraction} {
     variable facts
     variable first_ms
-    set ms [expr {round($fraction * [dict get $facts numberOfFrames]) * [frame_ms]}]
+    set ms [expr {round(round($fraction * [dict get $facts numberOfFrames]) * [frame_ms])}]
     return "[::qomplay::times::elapsed $ms]    [::qomplay::times::wall [expr {$first_ms + $ms}]]"
 }
 
@@ -97,9 +163,11 @@ proc qomplay::window::hint_text {fraction} {
 proc qomplay::window::report {notification} {
     switch [dict get $notification type] {
         timestamp {
-            show_frame [dict get $notification frame] \
-                [expr {[position [expr {[dict get $notification timestampInMs] * 1000}]] / 1000}]
+            show_frame [dict get $notification frame] [expr {[position_us] / 1000}]
             show_lossy
+            ::qomplay::damage::shown
+            ::qomplay::side::shown
+            ::qomplay::idle::played
             ::qomplay::footer::update $notification
             ::qomplay::stage::follow_size
             ::qomplay::seeking::arrived [dict get $notification frame]
@@ -150,13 +218,6 @@ proc qomplay::window::show_frame {frame ms} {
     show_progress
 }
 
-# The moment that is shown, in microseconds since the epoch, which may lie between two frames; of a
-# view that does not tell it, the time of its frame.
-proc qomplay::window::position {frame_us} {
-    variable view
-    return [expr {[info commands ::qom::position] eq "" ? $frame_us : [::qom::position $view]}]
-}
-
 # The times by the clock are told in another zone from now on.
 proc qomplay::window::zone_changed {} {
     variable shown
@@ -190,7 +251,7 @@ proc qomplay::window::show_progress {} {
 }
 
 proc qomplay::window::elapsed_at {frame} {
-    return [::qomplay::times::elapsed [expr {$frame * [frame_ms]}] 0]
+    return [::qomplay::times::elapsed [expr {round($frame * [frame_ms])}] 0]
 }
 
 proc qomplay::window::show_playing {} {
@@ -282,7 +343,7 @@ proc qomplay::window::size_first {} {
     set factor [expr {min(1.0, 0.92 * [winfo screenwidth .] / $width,
         (0.88 * [winfo screenheight .] - $bars) / $height)}]
     . configure \
-        -width [expr {min([winfo screenwidth .], max([px 780], round($width * $factor)))}] \
+        -width [expr {min([winfo screenwidth .], max([px 880], round($width * $factor)))}] \
         -height [expr {min([winfo screenheight .], max([px 360], round($height * $factor)) + $bars)}]
     # The buttons come last, or they would be drawn twice.
     grid remove .bars

@@ -4,11 +4,13 @@ package require Tk
 package require tcltest
 namespace import tcltest::*
 wm withdraw .
+# What it remembers of the recordings that it shows is the test's own.
+set ::env(XDG_STATE_HOME) [tcltest::makeDirectory state]
 
 namespace eval program {
     variable program ""
     variable patience 30000   ;# milliseconds until a test gives up waiting
-    namespace export start stop ask until at_frame key events point colour record wait_for \
+    namespace export start start_page stop ask until at_frame key events point colour record wait_for \
         run_command window_named
 }
 
@@ -24,6 +26,26 @@ proc program::record {name lines {start 2026-03-02T08:30:00Z}} {
 
 # Starts the viewer as if with these words on its command line, and waits for its first picture.
 proc program::start {args} {
+    load_program
+    set status [ask [list qomplay::start [ask [list qomplay::options::parse $args]]]]
+    if {$status != 0} {error "the viewer did not start: status $status"}
+    until {[winfo ismapped .] && [winfo ismapped .stage.clip.view]}
+    ask {focus -force .}
+    until {[focus] eq "."}
+    update
+}
+
+# The same without a recording.
+proc program::start_page {args} {
+    load_program
+    ask [list qomplay::start [ask [list qomplay::options::parse $args]]]
+    until {[winfo ismapped .start]}
+    ask {focus -force .start.list}
+    until {[focus] eq ".start.list"}
+    update
+}
+
+proc program::load_program {} {
     variable program [interp create]
     # In place of a dialog that nobody answers.
     $program alias fault ::runner::backgroundError
@@ -32,12 +54,6 @@ proc program::start {args} {
     ask [list set auto_path $::auto_path]
     ask {package require Tk; package require qom::view}
     ask [list source -encoding utf-8 [file join $::env(QOMPLAY_LIBRARY) qomplay.tcl]]
-    set status [ask [list qomplay::start [ask [list qomplay::options::parse $args]]]]
-    if {$status != 0} {error "the viewer did not start: status $status"}
-    until {[winfo ismapped .] && [winfo ismapped .stage.clip.view]}
-    ask {focus -force .}
-    until {[focus] eq "."}
-    update
 }
 
 proc program::stop {} {
